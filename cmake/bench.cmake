@@ -1,0 +1,1 @@
+# Benchmarks (Google Benchmark). Run: build/bench/<name>.

@@ -1,0 +1,65 @@
+#pragma once
+
+#include "platform/callback_list.h"
+#include "platform/running_application.h"
+
+#include <QIcon>
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+#include <vector>
+
+namespace wharf {
+
+enum class WorkspaceNotification {
+    didLaunchApplication,
+    didTerminateApplication,
+    didActivateApplication,
+    didHideApplication,
+    didUnhideApplication,
+    didWake,
+    didMount,
+    didUnmount,
+};
+
+// The desktop as the dock model sees it: running programs, file icons and names,
+// and the actions the dock takes on them. One real implementation talks to X11
+// and GIO; tests use a double. Everything is called on the main thread.
+class Workspace {
+public:
+    virtual ~Workspace() = default;
+
+    // Running programs in the order the desktop reports them (oldest first).
+    virtual std::vector<RunningApplicationRef> runningApplications() const = 0;
+    virtual pid_t currentProcessIdentifier() const = 0;
+
+    // File icons and names as the file manager shows them.
+    virtual QIcon iconForFile(const QString& path) const = 0;
+    virtual QString displayName(const QString& path) const = 0;
+    // The desktop-file id of the entry at `path` ("org.gnome.Calculator"); none for other files.
+    virtual std::optional<QString> bundleIdentifier(const QString& path) const = 0;
+
+    // The desktop entry of the default file manager (handler of inode/directory), if any.
+    virtual std::optional<QString> fileManagerLocation() const = 0;
+    // The default web browser's entry (handler of x-scheme-handler/https), if any.
+    virtual std::optional<QString> webBrowserLocation() const = 0;
+    // Wharf's own location, which is never shown as a pin.
+    virtual QString ownBundleLocation() const = 0;
+
+    // Actions; false with a reason in `error` when the desktop refused.
+    virtual bool activate(const RunningApplication& app, QString* error = nullptr) = 0;
+    virtual bool hide(const RunningApplication& app, QString* error = nullptr) = 0;
+    virtual bool unhide(const RunningApplication& app, QString* error = nullptr) = 0;
+    virtual bool terminate(const RunningApplication& app, QString* error = nullptr) = 0;
+    // Starts the desktop entry at `entryPath` (with `uris` as its arguments, if any).
+    virtual bool launchApplication(const QString& entryPath, const QStringList& uris = {},
+                                   QString* error = nullptr) = 0;
+    // Opens a file or folder with its default application.
+    virtual bool openLocation(const QString& path, QString* error = nullptr) = 0;
+
+    // Launch, quit, activate, hide, unhide, wake, mount and unmount.
+    CallbackList<WorkspaceNotification> notifications;
+};
+
+} // namespace wharf
