@@ -1,1 +1,0 @@
-# Benchmarks (Google Benchmark). Run: build/bench/<name>.
