@@ -1,0 +1,13 @@
+#pragma once
+
+#include "model/dock_item.h"
+
+#include <QJsonObject>
+
+namespace wharf {
+
+// One dock item as a JSON object: id, title, kind, pinned, pid (null when not running),
+// active, hidden, badge (null when none). Used by --list-items and the D-Bus service.
+QJsonObject itemJson(const DockItem& item);
+
+} // namespace wharf
