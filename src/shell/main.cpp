@@ -1,0 +1,79 @@
+// Process entry: the recovery helper and one-shot modes first, then the command line, then the dock.
+#include "shell/app_delegate.h"
+#include "shell/list_items_command.h"
+#include "platform/x11/x11_dock_window.h"
+#include "takeover/system_dock_integration.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QStringList>
+
+#include <cstdio>
+
+namespace {
+
+constexpr auto helpDescription =
+    "Wharf, a dock for the Linux desktop.\n"
+    "\n"
+    "Without options Wharf shows its dock along the bottom of every display and, when the\n"
+    "preference replaceSystemDock is on, hides the desktop's own dock while it runs.\n"
+    "Only one Wharf runs per session; a second start exits and leaves the first alone.\n"
+    "Scripts can talk to a running Wharf over the session bus (com.tamberly.Wharf).\n"
+    "\n"
+    "Internal modes, used by Wharf itself and for repairs:\n"
+    "  --dock-watchdog <pid> <backup>  Recovery helper: restores the desktop's dock when\n"
+    "                                  process <pid> ends without doing so.\n"
+    "  --restore-system-dock           Restore the desktop's dock from the backup once, then exit.";
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (wharf::SystemDockIntegration::handleWatchdogModeIfNeeded(argc, argv))
+        return 0;
+
+    QCoreApplication::setApplicationName(QStringLiteral("wharf"));
+    QCoreApplication::setOrganizationName(QStringLiteral("wharf"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(WHARF_VERSION));
+
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments << QString::fromLocal8Bit(argv[i]);
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QString::fromLatin1(helpDescription));
+    const QCommandLineOption helpOption = parser.addHelpOption();
+    const QCommandLineOption versionOption = parser.addVersionOption();
+    const QCommandLineOption listItemsOption(
+        QStringLiteral("list-items"),
+        QStringLiteral("Print the dock's items in dock order as JSON lines, then exit."));
+    parser.addOption(listItemsOption);
+
+    if (!parser.parse(arguments)) {
+        std::fprintf(stderr, "wharf: %s\nTry 'wharf --help' for more information.\n",
+                     qPrintable(parser.errorText()));
+        return 2;
+    }
+    if (parser.isSet(helpOption))
+        parser.showHelp(0);
+    if (parser.isSet(versionOption))
+        parser.showVersion();
+    if (parser.isSet(listItemsOption))
+        return wharf::runListItems(argc, argv);
+    if (!parser.positionalArguments().isEmpty()) {
+        std::fprintf(stderr, "wharf: unexpected argument '%s'\nTry 'wharf --help' for more information.\n",
+                     qPrintable(parser.positionalArguments().constFirst()));
+        return 2;
+    }
+
+    QString displayError;
+    if (!wharf::X11DockWindow::displayReachable(&displayError)) {
+        std::fprintf(stderr, "wharf: %s\n", qPrintable(displayError));
+        return 1;
+    }
+
+    QApplication app(argc, argv);
+    QApplication::setQuitOnLastWindowClosed(false);
+    return wharf::AppDelegate::run(app);
+}
