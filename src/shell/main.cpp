@@ -55,10 +55,13 @@ int main(int argc, char** argv)
                      qPrintable(parser.errorText()));
         return 2;
     }
-    if (parser.isSet(helpOption))
-        parser.showHelp(0);
-    if (parser.isSet(versionOption))
+    if (parser.isSet(helpOption) || parser.isSet(versionOption)) {
+        // The usage line names the program from the application object's arguments.
+        QCoreApplication app(argc, argv);
+        if (parser.isSet(helpOption))
+            parser.showHelp(0);
         parser.showVersion();
+    }
     if (parser.isSet(listItemsOption))
         return wharf::runListItems(argc, argv);
     if (!parser.positionalArguments().isEmpty()) {
