@@ -1,0 +1,58 @@
+#include "e2e_session.h"
+
+#include <QDBusConnectionInterface>
+
+#include <gtest/gtest.h>
+
+using wharf::e2e::E2eOptions;
+using wharf::e2e::E2eSession;
+
+// The harness itself: every other end-to-end test trusts what these check.
+TEST(E2eSession, StartsAPrivateDesktopWithWindowManagerAndBus)
+{
+    E2eSession session;
+    WHARF_REQUIRE_SESSION(session);
+
+    EXPECT_TRUE(session.display().startsWith(':'));
+    EXPECT_TRUE(session.environment().value("HOME").startsWith(session.root()));
+    EXPECT_NE(session.xprop({"-root", "_NET_SUPPORTING_WM_CHECK"}).indexOf("window id"), -1);
+    EXPECT_TRUE(session.bus().isConnected());
+    EXPECT_TRUE(session.bus().interface()->isServiceRegistered("org.freedesktop.DBus").value());
+
+    session.start("xterm", {"-geometry", "40x10+100+100"});
+    ASSERT_TRUE(session.waitForClientWindow("xterm"));
+    const QImage shot = session.screenshot();
+    EXPECT_EQ(shot.size(), QSize(1920, 1080));
+}
+
+TEST(E2eSession, SplitsOneScreenIntoTwoMonitors)
+{
+    E2eOptions options;
+    options.twoMonitors = true;
+    E2eSession session(options);
+    WHARF_REQUIRE_SESSION(session);
+
+    const auto monitors = session.run("xrandr", {"--listmonitors"});
+    EXPECT_TRUE(monitors.out.contains("Monitors: 2")) << monitors.out.toStdString();
+    EXPECT_TRUE(monitors.out.contains("LEFT"));
+    EXPECT_TRUE(monitors.out.contains("RIGHT"));
+}
+
+TEST(E2eSession, TeardownStopsEverythingItStarted)
+{
+    pid_t xtermPid = 0;
+    {
+        E2eSession session;
+        WHARF_REQUIRE_SESSION(session);
+        // A shell that forks a grandchild: the process group is what teardown must reach.
+        session.start("sh", {"-c", "xterm -geometry 20x5+0+0 & wait"});
+        ASSERT_TRUE(session.waitForClientWindow("xterm"));
+        const auto windows = session.clientWindows("xterm");
+        ASSERT_FALSE(windows.empty());
+        const QString pid = session.xprop({"-id", QString::number(windows.front()), "_NET_WM_PID"});
+        xtermPid = pid.section('=', 1).trimmed().toInt();
+        ASSERT_GT(xtermPid, 0) << pid.toStdString();
+        ASSERT_TRUE(E2eSession::processAlive(xtermPid));
+    }
+    EXPECT_TRUE(E2eSession::waitFor([&] { return !E2eSession::processAlive(xtermPid); }, 3000));
+}

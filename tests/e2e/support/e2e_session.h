@@ -1,0 +1,121 @@
+#pragma once
+
+#include <QDBusConnection>
+#include <QImage>
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <QSize>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace wharf::e2e {
+
+struct E2eOptions {
+    QSize screen{1920, 1080};
+    bool twoMonitors = false;   // one 3840x1080 screen split into RandR monitors LEFT and RIGHT
+    bool windowManager = true;  // openbox
+    bool compositor = true;     // xcompmgr
+};
+
+struct RunResult {
+    int exitCode = -1;
+    bool timedOut = false;
+    bool crashed = false;
+    QString out;
+    QString err;
+};
+
+// A private desktop session for one test: Xvfb, a session bus, openbox, xcompmgr and a
+// private HOME/XDG tree under a temporary directory. Everything it starts, and everything
+// those processes start in their process group, is stopped when the session is destroyed.
+class E2eSession {
+public:
+    explicit E2eSession(E2eOptions options = {});
+    ~E2eSession();
+    E2eSession(const E2eSession&) = delete;
+    E2eSession& operator=(const E2eSession&) = delete;
+
+    // False when the session could not start; error() says why.
+    bool ok() const { return error_.isEmpty(); }
+    QString error() const { return error_; }
+
+    QString display() const { return display_; }
+    QString dbusAddress() const { return dbusAddress_; }
+    QString root() const;          // the temporary directory
+    QString home() const;
+    QString configHome() const;    // $XDG_CONFIG_HOME
+    QString dataHome() const;      // $XDG_DATA_HOME
+    QString cacheHome() const;
+    QString runtimeDir() const;
+
+    // The environment every child gets; setEnv() adds to it for later starts.
+    QProcessEnvironment environment() const { return env_; }
+    void setEnv(const QString& name, const QString& value) { env_.insert(name, value); }
+    void unsetEnv(const QString& name) { env_.remove(name); }
+
+    // Starts a program in its own process group; stopped (SIGTERM, then SIGKILL) at teardown.
+    QProcess* start(const QString& program, const QStringList& args = {});
+    // Runs a program to completion (killed after timeoutMs).
+    RunResult run(const QString& program, const QStringList& args = {}, int timeoutMs = 20000);
+    // Sends SIGTERM and waits; SIGKILL when it does not exit in time. Returns its exit code.
+    static int stop(QProcess* process, int timeoutMs = 5000);
+
+    // True while `pid` names a live process (a zombie, which nobody may reap here, is not).
+    static bool processAlive(pid_t pid);
+
+    // Polls `condition` (processing Qt events) until it holds or the time is up.
+    static bool waitFor(const std::function<bool()>& condition, int timeoutMs = 10000, int pollMs = 25);
+
+    // The built wharf executable.
+    static QString wharfBinary();
+    // Starts wharf with `args` and waits until its D-Bus name is on the bus (nullptr on timeout).
+    QProcess* startWharf(const QStringList& args = {}, int timeoutMs = 15000);
+
+    // A desktop entry in $XDG_DATA_HOME/applications (the MIME cache is rebuilt); returns its path.
+    QString writeDesktopEntry(const QString& fileName, const QString& contents);
+    // Makes `desktopId` ("files.desktop") the default handler of `mimeType` in mimeapps.list.
+    void setDefaultApplication(const QString& mimeType, const QString& desktopId);
+    // Writes an executable script; returns its path.
+    QString writeScript(const QString& name, const QString& contents);
+
+    // X helpers.
+    RunResult xdotool(const QStringList& args);
+    QString xprop(const QStringList& args);      // stdout of xprop, empty on failure
+    // Top-level client windows (from _NET_CLIENT_LIST) whose WM_CLASS contains `wmClass`.
+    std::vector<quint32> clientWindows(const QString& wmClass);
+    bool waitForClientWindow(const QString& wmClass, int timeoutMs = 10000);
+    QImage screenshot();
+
+    // A connection to this session's bus (named per session).
+    QDBusConnection bus();
+
+private:
+    bool startXvfb();
+    bool startBus();
+    bool startWindowManager();
+    bool startCompositor();
+    bool splitMonitors();
+    bool rootPropertyPresent(const QString& property);
+    void stopAll();
+
+    E2eOptions options_;
+    std::unique_ptr<QTemporaryDir> dir_;
+    QString error_;
+    QString display_;
+    QString dbusAddress_;
+    QString busName_;
+    QProcessEnvironment env_;
+    std::vector<std::unique_ptr<QProcess>> infrastructure_; // Xvfb first, stopped last
+    std::vector<std::unique_ptr<QProcess>> children_;
+};
+
+// For test bodies: skips nothing, fails loudly when the session did not come up.
+#define WHARF_REQUIRE_SESSION(session) \
+    ASSERT_TRUE((session).ok()) << (session).error().toStdString()
+
+} // namespace wharf::e2e
