@@ -1,0 +1,63 @@
+#include "dock/dock_entry.h"
+
+namespace wharf {
+
+DockEntry DockEntry::fromItem(DockItem item)
+{
+    DockEntry entry;
+    entry.payload = std::move(item);
+    return entry;
+}
+
+DockEntry DockEntry::fromWindow(DockWindow window, QIcon appIcon)
+{
+    DockEntry entry;
+    entry.payload = std::move(window);
+    entry.windowIcon = appIcon.isNull() ? QIcon::fromTheme(QStringLiteral("application-x-executable"))
+                                        : std::move(appIcon);
+    return entry;
+}
+
+DockEntry::Kind DockEntry::kind() const
+{
+    return std::holds_alternative<DockItem>(payload) ? Kind::item : Kind::window;
+}
+
+QString DockEntry::identifier() const
+{
+    if (const auto* i = item())
+        return i->id;
+    return QStringLiteral("window-") + QString::number(window()->id);
+}
+
+QString DockEntry::title() const
+{
+    if (const auto* i = item())
+        return i->title;
+    return window()->title;
+}
+
+QIcon DockEntry::icon() const
+{
+    if (const auto* i = item())
+        return i->icon;
+    return windowIcon;
+}
+
+const DockItem* DockEntry::item() const { return std::get_if<DockItem>(&payload); }
+
+const DockWindow* DockEntry::window() const { return std::get_if<DockWindow>(&payload); }
+
+bool DockEntry::isApplication() const
+{
+    const auto* i = item();
+    return i && i->kind == DockItem::Kind::application;
+}
+
+bool DockEntry::isTrash() const
+{
+    const auto* i = item();
+    return i && i->kind == DockItem::Kind::trash;
+}
+
+} // namespace wharf

@@ -1,0 +1,140 @@
+#pragma once
+
+#include "dock/dock_entry.h"
+#include "windows/dock_window.h"
+
+#include <QHash>
+#include <QImage>
+#include <QPointF>
+#include <QRectF>
+#include <QRegion>
+#include <QSet>
+#include <QString>
+#include <QWidget>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+class QTimer;
+
+namespace wharf {
+
+class DockModel;
+class DockPreferences;
+class DockTile;
+class DockViewPainter;
+
+// What the view reads from its owner.
+struct DockViewContext {
+    DockModel* model = nullptr;                                // items() + onChange owned by the delegate
+    std::function<std::vector<DockWindow>()> minimizedWindows; // may be empty
+    DockPreferences* preferences = nullptr;
+    std::function<bool()> platformIsDark;                      // desktop colour scheme (empty = light)
+    std::function<bool()> reduceMotion;                        // empty = false
+    // Seams for tests and benchmarks; empty = the real source.
+    std::function<double()> uptime;                            // monotonic seconds
+    std::function<std::optional<QPointF>()> pointerLocation;   // global pointer, Qt screen coordinates
+};
+
+// The dock of one display: one tile per entry, animated on a tick at the display's
+// refresh rate, drawn over a glass shelf. Geometry from DockLayout is y-up from the
+// view's bottom; everything public here is in widget coordinates (y down).
+class DockView : public QWidget {
+    Q_OBJECT
+
+public:
+    DockView(DockViewContext context, bool isFullScreenOverlay, QWidget* parent = nullptr);
+    ~DockView() override;
+
+    void start(); // timers and observers on
+    void stop();  // and off
+    void reload(); // re-read model items and minimized windows
+    void tick();   // one animation step
+    void markLayoutDirty();
+
+    bool isFullScreenOverlay() const;
+    const std::vector<DockEntry>& entries() const;
+    std::vector<QRectF> tileFrames() const; // current frames in widget coordinates
+    std::optional<int> hoveredIndex() const;
+    double restingContentHeight() const;    // for window avoidance and struts
+    QRegion inputRegion() const;            // where the view takes the mouse
+
+    std::function<void()> onInputRegionChanged; // called only when inputRegion changes
+    std::function<void(int)> onFrameRendered;   // optional, counts frames for benchmarks
+
+    // Introspection for tests and the benchmark.
+    const std::vector<DockTile*>& tiles() const;
+    std::optional<int> separatorIndex() const;
+    bool isAnimating() const;
+    bool isTicking() const; // the tick timer runs
+    int retiringIconCount() const;
+    const DockViewPainter& painter() const;
+    // Renders the whole view into `image` (sized width × height × device pixel ratio).
+    void render(QImage& image);
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void enterEvent(QEnterEvent* event) override;
+    void leaveEvent(QEvent* event) override;
+    bool event(QEvent* event) override;
+
+private:
+    struct RetiringIcon;
+    struct Transition {
+        double started = 0;
+        bool closing = false;
+    };
+
+    double now() const;
+    std::optional<QPointF> pointerInView() const;
+    double scale() const;
+    bool dark() const;
+    bool reducesMotion() const;
+    double magnificationPreference() const;
+    double baseIconSize() const;
+    double preferredDockWidth();
+    std::vector<QRectF> layoutFrames(std::optional<double> pointerX, double magnification);
+    std::vector<DockEntry> assembleEntries() const;
+    QIcon iconForPid(pid_t pid) const;
+    QRectF clickFrame(int index) const;
+    bool insideHoverZone(const QPointF& pointer) const;
+    double hideDistance() const;
+    void placeTiles(bool settled);
+    void updateHovered(const std::optional<QPointF>& pointer);
+    void updateInputRegion();
+    void scheduleRepaint();
+    void ensureTicking();
+    QRectF toWidget(const QRectF& layoutRect) const;
+    QPointF toLayout(const QPointF& widgetPoint) const;
+
+    DockViewContext context;
+    bool overlay = false;
+    std::vector<DockEntry> entryList;
+    std::vector<DockTile*> tileList;
+    std::vector<QRectF> frames; // current animated frames, layout coordinates
+    std::optional<int> hovered;
+    QTimer* timer = nullptr;
+    std::optional<int> dropIndex;
+    QString activeDragID;
+    double hiddenAmount = 0;
+    std::optional<QPointF> lastPointer;
+    bool layoutDirty = true;
+    bool animating = true;
+    double lastTickTime = 0;
+    QSet<QString> appearingIDs;
+    QSet<QString> runningIDs;
+    std::optional<Transition> membershipTransition;
+    std::vector<QRectF> membershipOrigins;
+    QHash<QString, double> appearanceOrigins;
+    std::vector<RetiringIcon> retiringIcons;
+    std::optional<int> separator;
+    QRegion currentInputRegion;
+    QRect paintedBounds; // widget area covered by the last paint
+    std::unique_ptr<DockViewPainter> drawing;
+};
+
+} // namespace wharf

@@ -1,0 +1,11 @@
+#pragma once
+
+namespace wharf {
+
+// Draws the shelf, reflections and tiles of a dock view from cached pixmaps.
+class DockViewPainter {
+public:
+    DockViewPainter() = default;
+};
+
+} // namespace wharf
