@@ -2,6 +2,9 @@
 add_library(wharf_foundation STATIC
   src/model/dock_item.cpp
   src/dock/dock_layout.cpp
+  src/shell/action_menu_item.cpp
+  src/shell/dock_appearance.cpp
+  src/shell/dock_preferences.cpp
 )
 target_include_directories(wharf_foundation PUBLIC ${PROJECT_SOURCE_DIR}/src)
 target_link_libraries(wharf_foundation PUBLIC Qt6::Core Qt6::Gui Qt6::Widgets)
@@ -11,3 +14,7 @@ include(GoogleTest)
 add_executable(dock_layout_test tests/dock/dock_layout_test.cpp)
 target_link_libraries(dock_layout_test PRIVATE wharf_foundation GTest::gtest_main)
 gtest_discover_tests(dock_layout_test)
+
+add_executable(dock_preferences_test tests/shell/dock_preferences_test.cpp)
+target_link_libraries(dock_preferences_test PRIVATE wharf_foundation GTest::gtest)
+gtest_discover_tests(dock_preferences_test)

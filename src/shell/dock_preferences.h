@@ -1,0 +1,92 @@
+#pragma once
+
+#include "shell/dock_appearance.h"
+
+#include <QSettings>
+#include <QString>
+#include <QVariant>
+
+#include <functional>
+#include <memory>
+
+namespace wharf {
+
+// The user's dock settings in ~/.config/wharf/wharf.conf. Readers read the store
+// whenever they need a value; every writer announces the change through `onChange`.
+class DockPreferences {
+public:
+    // Keys of the plain settings.
+    static inline const QString iconSizeKey = QStringLiteral("iconSize");
+    static inline const QString dockWidthFractionKey = QStringLiteral("dockWidthFraction");
+    static inline const QString magnificationKey = QStringLiteral("magnification");
+    static inline const QString autoHideKey = QStringLiteral("autoHide");
+    static inline const QString allDisplaysKey = QStringLiteral("allDisplays");
+    static inline const QString replaceSystemDockKey = QStringLiteral("replaceSystemDock");
+    static inline const QString alwaysEmptyTrashIconKey = QStringLiteral("alwaysEmptyTrashIcon");
+    static inline const QString keepWindowsAboveDockKey = QStringLiteral("keepWindowsAboveDock");
+    static inline const QString liveCalendarIconKey = QStringLiteral("liveCalendarIcon");
+    static inline const QString dockAppearanceKey = QStringLiteral("dockAppearance");
+    static inline const QString darkDockAppearanceKey = QStringLiteral("darkDockAppearance");
+    static inline const QString restingIconSizeKey = QStringLiteral("restingIconSize");
+
+    // Registered defaults: a stored value always wins.
+    static constexpr double defaultIconSize = 58.0;
+    static constexpr double defaultDockWidthFraction = 0.86;
+    static constexpr double defaultMagnification = 1.65;
+    static constexpr bool defaultAutoHide = false;
+    static constexpr bool defaultAllDisplays = true;
+    static constexpr bool defaultReplaceSystemDock = true;
+    static constexpr bool defaultAlwaysEmptyTrashIcon = false;
+    static constexpr bool defaultKeepWindowsAboveDock = true;
+    static constexpr double maximumDockWidthFraction = 0.98;
+
+    static DockPreferences& shared();
+    static QString defaultStorePath();
+
+    // A store that fails to parse is copied aside and replaced by an empty one.
+    explicit DockPreferences(std::shared_ptr<QSettings> store);
+
+    QSettings& defaults() { return *store; }
+    const QSettings& defaults() const { return *store; }
+
+    double iconSize() const;
+    double dockWidthFraction() const;
+    double magnification() const;
+    bool autoHide() const;
+    bool allDisplays() const;
+    bool replaceSystemDock() const;
+    bool alwaysEmptyTrashIcon() const;
+    bool keepWindowsAboveDock() const;
+    bool liveCalendarIcon() const;
+
+    double restingIconSize() const;          // 0 when absent
+    void setRestingIconSize(double size);    // the view's derived value; no onChange
+
+    DockAppearance dockAppearance() const;
+    void setDockAppearance(DockAppearance appearance);
+    void setDockWidthFraction(double fraction);
+
+    // A plain setting write, then onChange.
+    void setValue(const QString& key, const QVariant& value);
+
+    // Typed reads of any key; a value of the wrong type reads as false or 0.
+    bool boolValue(const QString& key, bool fallback) const;
+    double doubleValue(const QString& key, double fallback) const;
+
+    // Path of the copy of an unreadable store, when one was made.
+    const QString& corruptCopyPath() const { return corruptCopy; }
+
+    std::function<void()> onChange;
+
+private:
+    void notify() const;
+
+    std::shared_ptr<QSettings> store;
+    QString corruptCopy;
+};
+
+// Strict readings of stored values shared by everything that reads the store.
+bool storedBool(const QVariant& value);
+double storedDouble(const QVariant& value);
+
+} // namespace wharf

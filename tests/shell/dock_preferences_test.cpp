@@ -1,0 +1,195 @@
+#include "shell/action_menu_item.h"
+#include "shell/dock_preferences.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using namespace wharf;
+
+namespace {
+
+class DockPreferencesTest : public testing::Test {
+protected:
+    QString path() const { return dir.filePath(QStringLiteral("wharf.conf")); }
+
+    std::unique_ptr<DockPreferences> open()
+    {
+        auto store = std::make_shared<QSettings>(path(), QSettings::IniFormat);
+        auto preferences = std::make_unique<DockPreferences>(store);
+        preferences->onChange = [this] { ++changes; };
+        return preferences;
+    }
+
+    void writeFile(const QByteArray& bytes) const
+    {
+        QFile file(path());
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(bytes);
+    }
+
+    QTemporaryDir dir;
+    int changes = 0;
+};
+
+} // namespace
+
+TEST_F(DockPreferencesTest, FreshUserReadsRegisteredDefaults)
+{
+    const auto p = open();
+    EXPECT_EQ(p->iconSize(), 58.0);
+    EXPECT_EQ(p->dockWidthFraction(), 0.86);
+    EXPECT_EQ(p->magnification(), 1.65);
+    EXPECT_FALSE(p->autoHide());
+    EXPECT_TRUE(p->allDisplays());
+    EXPECT_TRUE(p->replaceSystemDock());
+    EXPECT_FALSE(p->alwaysEmptyTrashIcon());
+    EXPECT_TRUE(p->keepWindowsAboveDock());
+    EXPECT_FALSE(p->liveCalendarIcon());
+    EXPECT_EQ(p->restingIconSize(), 0);
+    EXPECT_EQ(p->dockAppearance(), DockAppearance::automatic);
+    // Reading registers nothing in the file.
+    EXPECT_TRUE(p->defaults().allKeys().isEmpty());
+}
+
+TEST_F(DockPreferencesTest, StoredValuesSurviveAReopenAndWrongTypesReadNeutral)
+{
+    writeFile("[General]\n"
+              "iconSize=40\n"
+              "magnification=abc\n"
+              "dockWidthFraction=nan\n"
+              "autoHide=true\n"
+              "allDisplays=banana\n"
+              "replaceSystemDock=0\n"
+              "keepWindowsAboveDock=@ByteArray(xyz)\n"
+              "liveCalendarIcon=1\n"
+              "restingIconSize=inf\n");
+    const auto p = open();
+    EXPECT_EQ(p->iconSize(), 40);
+    EXPECT_EQ(p->magnification(), 0);
+    EXPECT_EQ(p->dockWidthFraction(), 0);
+    EXPECT_TRUE(p->autoHide());
+    EXPECT_FALSE(p->allDisplays());
+    EXPECT_FALSE(p->replaceSystemDock());
+    EXPECT_FALSE(p->keepWindowsAboveDock());
+    EXPECT_TRUE(p->liveCalendarIcon());
+    EXPECT_EQ(p->restingIconSize(), 0);
+
+    p->setValue(DockPreferences::magnificationKey, 2.5);
+    p->setValue(DockPreferences::autoHideKey, false);
+    p->defaults().sync();
+    const auto reopened = open();
+    EXPECT_EQ(reopened->magnification(), 2.5);
+    EXPECT_FALSE(reopened->autoHide());
+}
+
+struct AppearanceCase {
+    const char* name;
+    std::optional<QString> stored;
+    std::optional<QString> legacy;
+    DockAppearance expected;
+};
+
+class DockAppearanceRead : public DockPreferencesTest,
+                           public testing::WithParamInterface<AppearanceCase> {};
+
+TEST_P(DockAppearanceRead, FollowsStoredTextThenLegacyFlag)
+{
+    const auto& c = GetParam();
+    const auto p = open();
+    if (c.stored)
+        p->defaults().setValue(DockPreferences::dockAppearanceKey, *c.stored);
+    if (c.legacy)
+        p->defaults().setValue(DockPreferences::darkDockAppearanceKey, *c.legacy);
+    EXPECT_EQ(p->dockAppearance(), c.expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, DockAppearanceRead,
+    testing::Values(AppearanceCase{"legacy_dark", {}, "true", DockAppearance::dark},
+                    AppearanceCase{"legacy_light", {}, "false", DockAppearance::light},
+                    AppearanceCase{"legacy_junk_is_light", {}, "maybe", DockAppearance::light},
+                    AppearanceCase{"text_wins_over_legacy", "light", "true", DockAppearance::light},
+                    AppearanceCase{"unknown_text_falls_to_legacy", "Dark", "true",
+                                   DockAppearance::dark},
+                    AppearanceCase{"unknown_text_alone", "sepia", {}, DockAppearance::automatic},
+                    AppearanceCase{"stored_dark", "dark", {}, DockAppearance::dark}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(DockPreferencesTest, AppearanceWriteDropsLegacyKeyAndNotifies)
+{
+    const auto p = open();
+    p->defaults().setValue(DockPreferences::darkDockAppearanceKey, true);
+    p->setDockAppearance(DockAppearance::light);
+    EXPECT_EQ(p->dockAppearance(), DockAppearance::light);
+    EXPECT_FALSE(p->defaults().contains(DockPreferences::darkDockAppearanceKey));
+    EXPECT_EQ(p->defaults().value(DockPreferences::dockAppearanceKey).toString(), "light");
+    EXPECT_EQ(changes, 1);
+
+    EXPECT_EQ(dockAppearance(QStringLiteral("automatic")), DockAppearance::automatic);
+    EXPECT_EQ(dockAppearance(QStringLiteral("")), std::nullopt);
+    EXPECT_TRUE(isDark(DockAppearance::automatic, true));
+    EXPECT_FALSE(isDark(DockAppearance::automatic, false));
+    EXPECT_TRUE(isDark(DockAppearance::dark, false));
+    EXPECT_FALSE(isDark(DockAppearance::light, true));
+}
+
+TEST_F(DockPreferencesTest, WidthFractionIsClampedAndDropsRestingSize)
+{
+    const auto p = open();
+    const struct {
+        double written;
+        double stored;
+    } cases[] = {{1.2, 0.98}, {-0.5, 0}, {0.5, 0.5}, {std::nan(""), 0}};
+    for (const auto& c : cases) {
+        changes = 0;
+        p->setRestingIconSize(44);
+        EXPECT_EQ(p->restingIconSize(), 44);
+        EXPECT_EQ(changes, 0) << "the view's own write announces nothing";
+        p->setDockWidthFraction(c.written);
+        EXPECT_EQ(p->dockWidthFraction(), c.stored) << c.written;
+        EXPECT_FALSE(p->defaults().contains(DockPreferences::restingIconSizeKey));
+        EXPECT_EQ(changes, 1);
+    }
+}
+
+TEST_F(DockPreferencesTest, CorruptFileIsKeptAsideAndDefaultsApply)
+{
+    const QByteArray corrupt("[General\niconSize=40\n");
+    writeFile(corrupt);
+    const auto p = open();
+    ASSERT_FALSE(p->corruptCopyPath().isEmpty());
+    EXPECT_EQ(QFileInfo(p->corruptCopyPath()).dir(), QDir(dir.path()));
+    QFile copy(p->corruptCopyPath());
+    ASSERT_TRUE(copy.open(QIODevice::ReadOnly));
+    EXPECT_EQ(copy.readAll(), corrupt);
+
+    EXPECT_EQ(p->iconSize(), 58);
+    p->setValue(DockPreferences::autoHideKey, true);
+    p->defaults().sync();
+    EXPECT_TRUE(open()->autoHide());
+    copy.seek(0);
+    EXPECT_EQ(copy.readAll(), corrupt);
+}
+
+TEST(ActionMenuItem, TriggeringRunsTheHandler)
+{
+    int runs = 0;
+    ActionMenuItem item(QStringLiteral("Quit"), QStringLiteral("Ctrl+Q"), [&] { ++runs; });
+    item.trigger();
+    EXPECT_EQ(runs, 1);
+    EXPECT_EQ(item.shortcut(), QKeySequence(QStringLiteral("Ctrl+Q")));
+    EXPECT_TRUE(ActionMenuItem(QStringLiteral("x"), {}, {}).shortcut().isEmpty());
+}
+
+int main(int argc, char** argv)
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv);
+    testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
