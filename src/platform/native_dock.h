@@ -8,8 +8,7 @@
 namespace wharf {
 
 // One setting value of the native dock, carried without its toolkit: the value's type string
-// ("b", "i", "d", "as", ...) and its text form with type annotations, which parses back to the
-// identical value.
+// ("b", "i", "d", "as", ...) and its text form, which parses back to the identical value.
 struct NativeDockValue {
     QString type;
     QString text;
@@ -28,18 +27,23 @@ class NativeDock {
 public:
     virtual ~NativeDock() = default;
 
-    // False when the desktop has no such dock; then every other operation does nothing.
+    // False when the desktop has no such dock: there is nothing to hide.
     virtual bool isInstalled() const = 0;
     virtual QString name() const = 0;
-    // The keys that are saved, changed and restored, always in the same order.
+    // The keys that are saved, changed and restored, always in the same order; known even when
+    // the dock is not installed, so that a saved backup can still be checked.
     virtual std::vector<NativeDockKey> managedKeys() const = 0;
     // The user's own value, or nullopt when the key has none (the default is in force).
     virtual std::optional<NativeDockValue> userValue(const QString& key) const = 0;
-    // False when the value does not fit the key (wrong type or unparsable text).
+    // Whether write() would take this value: the key exists, the type is the key's, the text parses.
+    virtual bool accepts(const QString& key, const NativeDockValue& value) const = 0;
     virtual bool write(const QString& key, const NativeDockValue& value) = 0;
-    virtual void reset(const QString& key) = 0;
-    virtual void synchronize() = 0;
-    virtual void restart() = 0;
+    // Removes the user's value so the default is in force again.
+    virtual bool reset(const QString& key) = 0;
+    // Flushes pending writes; false when they could not be stored.
+    virtual bool synchronize() = 0;
+    // Makes the dock read its settings again; the console output of a failed restart, else nullopt.
+    virtual std::optional<QString> restart() = 0;
 };
 
 } // namespace wharf

@@ -2,8 +2,8 @@
 
 #include "platform/native_dock.h"
 #include "takeover/dock_integration_error.h"
+#include "takeover/dock_preference_transaction.h"
 
-#include <QObject>
 #include <QString>
 
 #include <functional>
@@ -12,32 +12,53 @@
 
 namespace wharf {
 
+class RecoveryHelper;
+
 // Keeps the desktop's own dock out of sight while Wharf runs, and guarantees its return:
 // a recovery helper process restores it if Wharf dies without doing so.
 class SystemDockIntegration {
 public:
-    // Runs the recovery helper or a one-shot restore when argv asks for one; answers true when it
-    // did, and the process should then exit with status 0 without starting any user interface.
+    // Runs the recovery helper ("--dock-watchdog PID PATH") or a one-shot restore
+    // ("--restore-system-dock") when argv asks for one; answers true when it did, and the process
+    // should then exit with status 0 without starting any user interface. A failed one-shot
+    // restore exits the process with status 1 itself.
     static bool handleWatchdogModeIfNeeded(int argc, char** argv);
 
     // nullptr dock = the desktop's real native dock; empty directory = $XDG_DATA_HOME/wharf.
+    // Restores a backup left behind by a Wharf that is no longer running.
     explicit SystemDockIntegration(std::unique_ptr<NativeDock> dock = nullptr, QString directory = {});
     ~SystemDockIntegration();
     SystemDockIntegration(const SystemDockIntegration&) = delete;
     SystemDockIntegration& operator=(const SystemDockIntegration&) = delete;
 
-    // nullopt = success.
+    // Hides the native dock; nullopt = success. Needs a running Qt event loop to notice the
+    // helper's end.
     std::optional<DockIntegrationError> enable();
+    // Gives the native dock back; nullopt = success.
     std::optional<DockIntegrationError> restore();
-    bool isEnabled() const;
+    bool isEnabled() const { return enabled; }
 
     bool nativeDockAvailable() const;
     // The sentence shown when there is no native dock to hide.
     static QString noNativeDockMessage();
+    QString backupPath() const { return transaction.backupPath(); }
+    // The process id of the running recovery helper, 0 when there is none.
+    qint64 watchdogPid() const;
 
     std::optional<QString> lastError;
-    // Background failures (the "WharfIntegrationError" notification); called on the main thread.
+    // Background failures (the "WharfIntegrationError" notification), on the main thread.
     std::function<void(const QString&)> onIntegrationError;
+
+private:
+    DockFailure lockedEnable();
+    DockFailure lockedRestore();
+    void watchdogEnded();
+
+    std::unique_ptr<NativeDock> dock;
+    DockPreferenceTransaction transaction;
+    bool enabled = false;
+    std::unique_ptr<RecoveryHelper> watchdog;
+    std::optional<QString> sessionToken;
 };
 
 } // namespace wharf
