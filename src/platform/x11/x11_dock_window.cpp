@@ -1,10 +1,165 @@
 #include "platform/x11/x11_dock_window.h"
 
-#include <xcb/xcb.h>
+#include <QEvent>
+#include <QGuiApplication>
+#include <QLoggingCategory>
+#include <QPointer>
+#include <QWidget>
+#include <QWindow>
+
+#include <xcb/shape.h>
 
 #include <cstdlib>
+#include <cstring>
+#include <vector>
+
+Q_LOGGING_CATEGORY(lcDockWindow, "wharf.dockwindow")
 
 namespace wharf {
+
+namespace {
+
+struct FreeDeleter {
+    void operator()(void* p) const { std::free(p); }
+};
+template <typename T>
+using Reply = std::unique_ptr<T, FreeDeleter>;
+
+xcb_atom_t intern(xcb_connection_t* connection, const char* name)
+{
+    const auto cookie = xcb_intern_atom(connection, 0, static_cast<uint16_t>(std::strlen(name)), name);
+    const Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(connection, cookie, nullptr));
+    return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
+}
+
+std::vector<xcb_rectangle_t> rectangles(const QRegion& region, qreal scale)
+{
+    std::vector<xcb_rectangle_t> out;
+    for (const QRect& r : region) {
+        const QRect d(QPoint(qFloor(r.left() * scale), qFloor(r.top() * scale)),
+                      QPoint(qCeil((r.right() + 1) * scale) - 1, qCeil((r.bottom() + 1) * scale) - 1));
+        out.push_back({static_cast<int16_t>(d.x()), static_cast<int16_t>(d.y()),
+                       static_cast<uint16_t>(d.width()), static_cast<uint16_t>(d.height())});
+    }
+    return out;
+}
+
+} // namespace
+
+struct X11DockWindow::Atoms {
+    xcb_atom_t windowType, windowTypeDock, state, stateAbove, stateSticky, stateSkipTaskbar,
+        stateSkipPager, desktop, strutPartial, strut;
+};
+
+namespace {
+
+// One dock window. Applies its shapes only while mapped: openbox reparents dock windows and
+// drops a shape set earlier, so every map gets the current shapes again.
+class X11DockWindowPlatform final : public QObject, public DockWindowPlatform {
+public:
+    X11DockWindowPlatform(QWidget& widget, xcb_connection_t* connection, xcb_window_t root,
+                          const X11DockWindow::Atoms& atoms, CallbackList<bool>& compositingChanged,
+                          bool compositing)
+        : widget(&widget), connection(connection), root(root), atoms(atoms), compositing(compositing)
+    {
+        compositingSubscription = compositingChanged.add([this](bool on) {
+            this->compositing = on;
+            applyShapes();
+        });
+        widget.windowHandle()->installEventFilter(this);
+    }
+
+    void setInputRegion(const QRegion& region) override
+    {
+        if (region == inputRegion && shaped)
+            return;
+        inputRegion = region;
+        applyShapes();
+    }
+
+    void setAcceptsFocus(bool accepts) override
+    {
+        // WM_HINTS: flags InputHint, input field.
+        const uint32_t hints[9] = {1u, accepts ? 1u : 0u, 0, 0, 0, 0, 0, 0, 0};
+        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window(), XCB_ATOM_WM_HINTS,
+                            XCB_ATOM_WM_HINTS, 32, 9, hints);
+        xcb_flush(connection);
+    }
+
+    void setBottomReservation(int height) override
+    {
+        if (!widget)
+            return;
+        if (height <= 0) {
+            xcb_delete_property(connection, window(), atoms.strutPartial);
+            xcb_delete_property(connection, window(), atoms.strut);
+        } else {
+            const qreal scale = widget->devicePixelRatioF();
+            const QRect frame = widget->geometry();
+            const Reply<xcb_get_geometry_reply_t> rootGeometry(
+                xcb_get_geometry_reply(connection, xcb_get_geometry(connection, root), nullptr));
+            const int rootHeight = rootGeometry ? rootGeometry->height : 0;
+            const int screenBottom = qRound((frame.bottom() + 1) * scale);
+            // Struts count from the root window's edge, so a display above another's bottom
+            // edge reserves the gap as well.
+            const auto bottom = static_cast<uint32_t>(qMax(0, rootHeight - screenBottom + qRound(height * scale)));
+            const auto startX = static_cast<uint32_t>(qRound(frame.left() * scale));
+            const auto endX = static_cast<uint32_t>(qRound((frame.right() + 1) * scale) - 1);
+            const uint32_t partial[12] = {0, 0, 0, bottom, 0, 0, 0, 0, 0, 0, startX, endX};
+            xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window(), atoms.strutPartial,
+                                XCB_ATOM_CARDINAL, 32, 12, partial);
+            xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window(), atoms.strut,
+                                XCB_ATOM_CARDINAL, 32, 4, partial);
+        }
+        xcb_flush(connection);
+    }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() == QEvent::Expose) {
+            if (widget && widget->windowHandle() == watched && widget->windowHandle()->isExposed() && !shaped)
+                applyShapes();
+        } else if (event->type() == QEvent::Hide) {
+            shaped = false;
+        }
+        return false;
+    }
+
+private:
+    xcb_window_t window() const { return static_cast<xcb_window_t>(widget->winId()); }
+
+    void applyShapes()
+    {
+        if (!widget || !widget->windowHandle() || !widget->windowHandle()->isExposed())
+            return;
+        const qreal scale = widget->devicePixelRatioF();
+        const auto rects = rectangles(inputRegion, scale);
+        xcb_shape_rectangles(connection, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT, XCB_CLIP_ORDERING_UNSORTED,
+                             window(), 0, 0, static_cast<uint32_t>(rects.size()), rects.data());
+        if (compositing) {
+            xcb_shape_mask(connection, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, window(), 0, 0, XCB_PIXMAP_NONE);
+        } else {
+            // Translucent pixels would be black: show only what takes the mouse (shelf and tiles).
+            xcb_shape_rectangles(connection, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING,
+                                 XCB_CLIP_ORDERING_UNSORTED, window(), 0, 0,
+                                 static_cast<uint32_t>(rects.size()), rects.data());
+        }
+        xcb_flush(connection);
+        shaped = true;
+    }
+
+    QPointer<QWidget> widget;
+    xcb_connection_t* connection;
+    xcb_window_t root;
+    const X11DockWindow::Atoms& atoms;
+    CallbackList<bool>::Subscription compositingSubscription;
+    QRegion inputRegion;
+    bool compositing;
+    bool shaped = false;
+};
+
+} // namespace
 
 bool X11DockWindow::displayReachable(QString* error)
 {
@@ -23,6 +178,118 @@ bool X11DockWindow::displayReachable(QString* error)
             : QStringLiteral("no X display (DISPLAY is not set); Wharf needs an X11 session.");
     }
     return ok;
+}
+
+std::unique_ptr<X11DockWindow> X11DockWindow::create()
+{
+    const auto* x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
+    if (!x11 || !x11->connection())
+        return nullptr;
+    xcb_connection_t* connection = x11->connection();
+    const xcb_setup_t* setup = xcb_get_setup(connection);
+    // Qt has one virtual desktop per X screen; docks live on the default one.
+    int screenNumber = 0;
+    const QByteArray display = qgetenv("DISPLAY");
+    if (const int dot = display.lastIndexOf('.'); dot > display.lastIndexOf(':'))
+        screenNumber = display.mid(dot + 1).toInt();
+    auto it = xcb_setup_roots_iterator(setup);
+    for (int i = 0; i < screenNumber && it.rem > 1; ++i)
+        xcb_screen_next(&it);
+    return std::unique_ptr<X11DockWindow>(new X11DockWindow(connection, it.data->root, screenNumber));
+}
+
+X11DockWindow::X11DockWindow(xcb_connection_t* connection, xcb_window_t root, int screenNumber)
+    : connection(connection), root(root), atoms(std::make_unique<Atoms>())
+{
+    atoms->windowType = intern(connection, "_NET_WM_WINDOW_TYPE");
+    atoms->windowTypeDock = intern(connection, "_NET_WM_WINDOW_TYPE_DOCK");
+    atoms->state = intern(connection, "_NET_WM_STATE");
+    atoms->stateAbove = intern(connection, "_NET_WM_STATE_ABOVE");
+    atoms->stateSticky = intern(connection, "_NET_WM_STATE_STICKY");
+    atoms->stateSkipTaskbar = intern(connection, "_NET_WM_STATE_SKIP_TASKBAR");
+    atoms->stateSkipPager = intern(connection, "_NET_WM_STATE_SKIP_PAGER");
+    atoms->desktop = intern(connection, "_NET_WM_DESKTOP");
+    atoms->strutPartial = intern(connection, "_NET_WM_STRUT_PARTIAL");
+    atoms->strut = intern(connection, "_NET_WM_STRUT");
+    compositorSelection = intern(connection, QByteArray("_NET_WM_CM_S" + QByteArray::number(screenNumber)).constData());
+
+    // Qt's xcb backend already asks XFixes for owner changes of this selection; we only need to
+    // recognise those events among the ones it receives.
+    const char xfixes[] = "XFIXES";
+    const Reply<xcb_query_extension_reply_t> extension(xcb_query_extension_reply(
+        connection, xcb_query_extension(connection, sizeof xfixes - 1, xfixes), nullptr));
+    if (extension && extension->present)
+        xfixesFirstEvent = extension->first_event;
+
+    updateCompositing();
+    qApp->installNativeEventFilter(this);
+}
+
+X11DockWindow::~X11DockWindow()
+{
+    if (qApp)
+        qApp->removeNativeEventFilter(this);
+}
+
+std::unique_ptr<DockWindowPlatform> X11DockWindow::attach(QWidget& window)
+{
+    window.setWindowFlags(Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint
+                          | Qt::WindowDoesNotAcceptFocus | Qt::NoDropShadowWindowHint);
+    window.setAttribute(Qt::WA_X11NetWmWindowTypeDock);
+    window.setAttribute(Qt::WA_TranslucentBackground);
+    window.setAttribute(Qt::WA_ShowWithoutActivating);
+    window.setAttribute(Qt::WA_X11DoNotAcceptFocus);
+    window.winId(); // creates the native window without mapping it
+    const auto id = static_cast<xcb_window_t>(window.winId());
+
+    // openbox does not make docks sticky by itself; this must be set before the first map.
+    const uint32_t allDesktops = 0xFFFFFFFF;
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, atoms->desktop, XCB_ATOM_CARDINAL, 32, 1,
+                        &allDesktops);
+    const xcb_atom_t states[] = {atoms->stateAbove, atoms->stateSticky, atoms->stateSkipTaskbar,
+                                 atoms->stateSkipPager};
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, atoms->state, XCB_ATOM_ATOM, 32, 4, states);
+    xcb_flush(connection);
+    return std::make_unique<X11DockWindowPlatform>(window, connection, root, *atoms, compositingChanged,
+                                                   compositing);
+}
+
+bool X11DockWindow::nativeEventFilter(const QByteArray& eventType, void* message, qintptr*)
+{
+    if (eventType != "xcb_generic_event_t")
+        return false;
+    const auto* event = static_cast<const xcb_generic_event_t*>(message);
+    const int type = event->response_type & 0x7f;
+    if (xfixesFirstEvent >= 0 && type == xfixesFirstEvent) {
+        // XFixesSelectionNotify: the selection atom sits after window and owner.
+        const auto* words = reinterpret_cast<const uint32_t*>(event);
+        if (words[3] == compositorSelection)
+            updateCompositing();
+    } else if (type == XCB_DESTROY_NOTIFY) {
+        const auto* destroy = reinterpret_cast<const xcb_destroy_notify_event_t*>(event);
+        if (destroy->window == compositorOwner && compositorOwner != XCB_WINDOW_NONE)
+            updateCompositing();
+    }
+    return false;
+}
+
+void X11DockWindow::updateCompositing()
+{
+    const Reply<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
+        connection, xcb_get_selection_owner(connection, compositorSelection), nullptr));
+    compositorOwner = reply ? reply->owner : xcb_window_t{XCB_WINDOW_NONE};
+    if (compositorOwner != XCB_WINDOW_NONE) {
+        // Also learn of a compositor that dies without giving up the selection cleanly.
+        const uint32_t mask = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+        xcb_change_window_attributes(connection, compositorOwner, XCB_CW_EVENT_MASK, &mask);
+        xcb_flush(connection);
+    }
+    const bool now = compositorOwner != XCB_WINDOW_NONE;
+    if (now == compositing)
+        return;
+    compositing = now;
+    qCInfo(lcDockWindow, "Compositing manager %s", now ? "running" : "gone");
+    compositingChanged.notify(now);
 }
 
 } // namespace wharf

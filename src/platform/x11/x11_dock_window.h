@@ -1,13 +1,47 @@
 #pragma once
 
+#include "platform/dock_window_platform.h"
+
+#include <QAbstractNativeEventFilter>
 #include <QString>
+
+#include <xcb/xcb.h>
+
+#include <memory>
 
 namespace wharf {
 
-class X11DockWindow {
+// Dock windows on X11, on Qt's own xcb connection: EWMH window type and state, the SHAPE input
+// region, the strut, and the compositing manager's selection (_NET_WM_CM_Sn).
+class X11DockWindow final : public DockWindowSystem, public QAbstractNativeEventFilter {
 public:
     // Whether an X display can be opened; otherwise a sentence saying why in `error`.
     static bool displayReachable(QString* error);
+    // nullptr when the application does not run on the xcb platform.
+    static std::unique_ptr<X11DockWindow> create();
+
+    ~X11DockWindow() override;
+    X11DockWindow(const X11DockWindow&) = delete;
+    X11DockWindow& operator=(const X11DockWindow&) = delete;
+
+    std::unique_ptr<DockWindowPlatform> attach(QWidget& window) override;
+    bool isCompositing() const override { return compositing; }
+
+    bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr* result) override;
+
+    struct Atoms;
+
+private:
+    X11DockWindow(xcb_connection_t* connection, xcb_window_t root, int screenNumber);
+    void updateCompositing();
+
+    xcb_connection_t* connection;
+    xcb_window_t root;
+    std::unique_ptr<Atoms> atoms;
+    xcb_atom_t compositorSelection = XCB_ATOM_NONE;
+    xcb_window_t compositorOwner = XCB_WINDOW_NONE;
+    bool compositing = false;
+    int xfixesFirstEvent = -1;
 };
 
 } // namespace wharf

@@ -1,0 +1,82 @@
+#include "dock/dock_window_controller.h"
+
+#include "dock/dock_panel.h"
+#include "platform/dock_window_platform.h"
+
+#include <QScreen>
+#include <QVBoxLayout>
+
+namespace wharf {
+
+std::uint32_t DockWindowController::displayIdentifier(const QString& screenName)
+{
+    if (screenName.isEmpty())
+        return 0;
+    // FNV-1a: the same name gives the same identifier in every run.
+    std::uint32_t hash = 2166136261u;
+    for (const char byte : screenName.toUtf8()) {
+        hash ^= static_cast<unsigned char>(byte);
+        hash *= 16777619u;
+    }
+    return hash == 0 ? 1 : hash;
+}
+
+DockWindowController::DockWindowController(QScreen* screen, DockViewContext context, bool fullScreenOverlay,
+                                           DockWindowSystem* system)
+    : display(screen), name(screen ? screen->name() : QString()), window(std::make_unique<DockPanel>())
+{
+    displayID = displayIdentifier(name);
+    if (system)
+        platform = system->attach(*window);
+    else
+        window->setWindowFlags(Qt::Window | Qt::FramelessWindowHint | Qt::WindowDoesNotAcceptFocus);
+    window->setAttribute(Qt::WA_TranslucentBackground);
+    if (screen) {
+        const QRect frame = screen->geometry();
+        window->setScreen(screen);
+        window->setGeometry(frame.x(), frame.y() + frame.height() - DockPanel::height, frame.width(),
+                            DockPanel::height);
+    } else {
+        window->resize(1, DockPanel::height);
+    }
+
+    view = new DockView(std::move(context), fullScreenOverlay, window.get());
+    auto* layout = new QVBoxLayout(window.get());
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(view);
+    layout->activate();
+
+    view->onInputRegionChanged = [this] { applyInputRegion(); };
+    window->onKeyboardModeChanged = [this](bool on) {
+        if (platform)
+            platform->setAcceptsFocus(on);
+    };
+    applyInputRegion();
+
+    if (!fullScreenOverlay)
+        window->show();
+    view->start();
+}
+
+DockWindowController::~DockWindowController() { close(); }
+
+void DockWindowController::close()
+{
+    if (closed)
+        return;
+    closed = true;
+    view->onInputRegionChanged = nullptr;
+    view->stop();
+    window->onKeyboardModeChanged = nullptr;
+    window->close();
+}
+
+bool DockWindowController::isMapped() const { return !closed && window->isVisible(); }
+
+void DockWindowController::applyInputRegion()
+{
+    if (platform)
+        platform->setInputRegion(view->inputRegion().translated(view->pos()));
+}
+
+} // namespace wharf

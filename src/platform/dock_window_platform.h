@@ -1,0 +1,43 @@
+#pragma once
+
+#include "platform/callback_list.h"
+
+#include <QRegion>
+
+#include <memory>
+
+class QWidget;
+
+namespace wharf {
+
+// The window-system side of one dock window: what Qt's own window flags cannot say.
+class DockWindowPlatform {
+public:
+    virtual ~DockWindowPlatform() = default;
+
+    // Where the window takes the mouse, in window coordinates; clicks anywhere else reach the
+    // window below. Applied whenever it changes and again each time the window is mapped.
+    virtual void setInputRegion(const QRegion& region) = 0;
+    // Keyboard mode is the only time a dock window may take the focus.
+    virtual void setAcceptsFocus(bool accepts) = 0;
+    // Reserves `height` pixels along the bottom of the window's screen for maximized and newly
+    // placed windows; 0 reserves nothing.
+    virtual void setBottomReservation(int height) = 0;
+};
+
+// The process-wide side: turns top-level widgets into dock windows and follows compositing.
+class DockWindowSystem {
+public:
+    virtual ~DockWindowSystem() = default;
+
+    // Marks `window` (a top-level widget that has not been shown yet) as a dock window: dock type,
+    // above other windows, on every desktop, out of task bars and pagers, no focus.
+    virtual std::unique_ptr<DockWindowPlatform> attach(QWidget& window) = 0;
+
+    // Without a compositing manager translucent pixels come out black, so docks draw only the
+    // shelf and clip the window to it.
+    virtual bool isCompositing() const = 0;
+    CallbackList<bool> compositingChanged;
+};
+
+} // namespace wharf

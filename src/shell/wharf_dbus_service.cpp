@@ -1,0 +1,83 @@
+#include "shell/wharf_dbus_service.h"
+
+#include "shell/item_json.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTimer>
+
+namespace wharf {
+
+namespace {
+
+QJsonArray rectJson(const QRectF& rect)
+{
+    return QJsonArray{rect.x(), rect.y(), rect.width(), rect.height()};
+}
+
+QString compact(const QJsonArray& array)
+{
+    return QString::fromUtf8(QJsonDocument(array).toJson(QJsonDocument::Compact));
+}
+
+} // namespace
+
+QJsonArray docksJson(const std::vector<DockSnapshot>& docks)
+{
+    QJsonArray out;
+    for (const DockSnapshot& dock : docks) {
+        QJsonArray tiles;
+        for (std::size_t i = 0; i < dock.tiles.size(); ++i) {
+            const QRectF global = dock.tiles[i].translated(dock.frame.topLeft());
+            QJsonObject tile{{QStringLiteral("frame"), rectJson(global)}};
+            tile.insert(QStringLiteral("id"), i < dock.entryIDs.size() ? QJsonValue(dock.entryIDs[i]) : QJsonValue());
+            tiles.append(tile);
+        }
+        out.append(QJsonObject{
+            {QStringLiteral("display"), dock.display},
+            {QStringLiteral("overlay"), dock.overlay},
+            {QStringLiteral("mapped"), dock.mapped},
+            {QStringLiteral("frame"), rectJson(dock.frame)},
+            {QStringLiteral("tiles"), tiles},
+            {QStringLiteral("hoveredIndex"), dock.hoveredIndex ? QJsonValue(*dock.hoveredIndex) : QJsonValue()},
+        });
+    }
+    return out;
+}
+
+QString WharfDBusService::Items() const
+{
+    QJsonArray out;
+    if (source.items) {
+        for (const DockItem& item : source.items())
+            out.append(itemJson(item));
+    }
+    return compact(out);
+}
+
+QString WharfDBusService::Docks() const
+{
+    return compact(docksJson(source.docks ? source.docks() : std::vector<DockSnapshot>{}));
+}
+
+int WharfDBusService::HoveredIndex() const
+{
+    if (source.docks) {
+        for (const DockSnapshot& dock : source.docks()) {
+            if (dock.hoveredIndex)
+                return *dock.hoveredIndex;
+        }
+    }
+    return -1;
+}
+
+void WharfDBusService::Quit()
+{
+    // Let the reply go out before the event loop ends.
+    QTimer::singleShot(0, this, [this] {
+        if (source.quit)
+            source.quit();
+    });
+}
+
+} // namespace wharf

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "model/dock_item.h"
+
+#include <QJsonArray>
+#include <QObject>
+#include <QRect>
+#include <QRectF>
+#include <QString>
+
+#include <functional>
+#include <optional>
+#include <vector>
+
+namespace wharf {
+
+// One dock window as scripts see it; frames in global screen coordinates.
+struct DockSnapshot {
+    QString display;
+    bool overlay = false;
+    bool mapped = false;
+    QRect frame;
+    std::vector<QString> entryIDs;
+    std::vector<QRectF> tiles;
+    std::optional<int> hoveredIndex;
+};
+
+QJsonArray docksJson(const std::vector<DockSnapshot>& docks);
+
+// The session bus API of a running Wharf (com.tamberly.Wharf at /com/tamberly/Wharf), used by
+// scripts and the end-to-end tests. Documented in docs/dbus-api.md.
+class WharfDBusService : public QObject {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "com.tamberly.Wharf")
+
+public:
+    static inline const QString serviceName = QStringLiteral("com.tamberly.Wharf");
+    static inline const QString objectPath = QStringLiteral("/com/tamberly/Wharf");
+
+    struct Source {
+        std::function<std::vector<DockItem>()> items;
+        std::function<std::vector<DockSnapshot>()> docks;
+        std::function<void()> quit;
+    };
+
+    explicit WharfDBusService(QObject* parent = nullptr) : QObject(parent) {}
+
+    // Filled once the dock is up; until then every list is empty.
+    Source source;
+
+public Q_SLOTS:
+    // The items in dock order, as a JSON array of the objects `wharf --list-items` prints.
+    Q_SCRIPTABLE QString Items() const;
+    // Every dock window with its tile frames, as a JSON array.
+    Q_SCRIPTABLE QString Docks() const;
+    // The tile under the pointer in the first dock that has one; -1 when none.
+    Q_SCRIPTABLE int HoveredIndex() const;
+    // Quits through the normal shutdown, which gives the desktop's dock back.
+    Q_SCRIPTABLE void Quit();
+};
+
+} // namespace wharf

@@ -1,0 +1,122 @@
+#include "shell/app_delegate.h"
+#include "shell/applied_preferences.h"
+#include "shell/dock_preferences.h"
+#include "shell/wharf_dbus_service.h"
+
+#include <QJsonObject>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace wharf {
+namespace {
+
+class AppliedPreferencesTest : public ::testing::Test {
+protected:
+    QTemporaryDir dir;
+    DockPreferences preferences{std::make_shared<QSettings>(dir.filePath("wharf.conf"), QSettings::IniFormat)};
+    AppliedPreferences applied = AppliedPreferences::current(preferences);
+};
+
+TEST_F(AppliedPreferencesTest, RewritingTheSameValuesChangesNothing)
+{
+    preferences.setDockAppearance(applied.dockAppearance);
+    preferences.setValue(DockPreferences::liveCalendarIconKey, applied.liveCalendarIcon);
+    preferences.setValue(DockPreferences::alwaysEmptyTrashIconKey, applied.alwaysEmptyTrashIcon);
+    preferences.setValue(DockPreferences::allDisplaysKey, applied.showsAllDisplays);
+    const PreferenceChangeActions actions = applied.apply(preferences);
+    EXPECT_FALSE(actions.refreshModel);
+    EXPECT_FALSE(actions.rebuildDocks);
+}
+
+TEST_F(AppliedPreferencesTest, ModelSettingsRefreshOnceEach)
+{
+    const struct {
+        const char* name;
+        std::function<void()> change;
+    } rows[] = {
+        {"appearance", [&] { preferences.setDockAppearance(applied.dockAppearance == DockAppearance::dark
+                                                               ? DockAppearance::light
+                                                               : DockAppearance::dark); }},
+        {"liveCalendarIcon", [&] { preferences.setValue(DockPreferences::liveCalendarIconKey, !applied.liveCalendarIcon); }},
+        {"alwaysEmptyTrashIcon",
+         [&] { preferences.setValue(DockPreferences::alwaysEmptyTrashIconKey, !applied.alwaysEmptyTrashIcon); }},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        row.change();
+        EXPECT_TRUE(applied.apply(preferences).refreshModel);
+        // The value is remembered: the next notification without a change does nothing.
+        EXPECT_FALSE(applied.apply(preferences).refreshModel);
+    }
+}
+
+TEST_F(AppliedPreferencesTest, AllDisplaysRebuildsButIconSizeOnlyRelayouts)
+{
+    preferences.setValue(DockPreferences::iconSizeKey, 40.0);
+    PreferenceChangeActions actions = applied.apply(preferences);
+    EXPECT_FALSE(actions.rebuildDocks);
+    EXPECT_FALSE(actions.refreshModel);
+
+    preferences.setValue(DockPreferences::allDisplaysKey, !applied.showsAllDisplays);
+    actions = applied.apply(preferences);
+    EXPECT_TRUE(actions.rebuildDocks);
+    EXPECT_FALSE(actions.refreshModel);
+    // Until the docks are rebuilt (which records the value) the difference stays.
+    EXPECT_TRUE(applied.apply(preferences).rebuildDocks);
+}
+
+TEST(WindowPollTest, OnlyIdentifiersInOrderCount)
+{
+    const auto windows = [](std::initializer_list<std::uint32_t> ids) {
+        std::vector<DockWindow> out;
+        for (const auto id : ids)
+            out.push_back(DockWindow{id, QStringLiteral("title %1").arg(id), 1, {}, true});
+        return out;
+    };
+    auto retitled = windows({1, 2});
+    retitled[0].title = QStringLiteral("renamed");
+    const struct {
+        const char* name;
+        std::vector<DockWindow> stored, scanned;
+        bool changed;
+    } rows[] = {
+        {"same ids, same order", windows({1, 2}), windows({1, 2}), false},
+        {"other details only", windows({1, 2}), retitled, false},
+        {"same ids, other order", windows({1, 2}), windows({2, 1}), true},
+        {"one more", windows({1}), windows({1, 2}), true},
+        {"all gone", windows({1}), windows({}), true},
+        {"both empty", windows({}), windows({}), false},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(windowListChanged(row.stored, row.scanned), row.changed) << row.name;
+}
+
+TEST(DocksJsonTest, TilesAreInScreenCoordinatesAndMissingHoverIsNull)
+{
+    DockSnapshot dock;
+    dock.display = QStringLiteral("RIGHT");
+    dock.frame = QRect(1920, 740, 1920, 340);
+    dock.entryIDs = {QStringLiteral("a")};
+    dock.tiles = {QRectF(10, 200, 58, 58), QRectF(80, 200, 58, 58)};
+    DockSnapshot overlay = dock;
+    overlay.overlay = true;
+    overlay.hoveredIndex = 1;
+
+    const QJsonArray json = docksJson({dock, overlay});
+    ASSERT_EQ(json.size(), 2);
+    const QJsonObject first = json[0].toObject();
+    EXPECT_EQ(first[QStringLiteral("display")].toString(), QStringLiteral("RIGHT"));
+    EXPECT_TRUE(first[QStringLiteral("hoveredIndex")].isNull());
+    const QJsonArray tiles = first[QStringLiteral("tiles")].toArray();
+    ASSERT_EQ(tiles.size(), 2);
+    EXPECT_EQ(tiles[0].toObject()[QStringLiteral("frame")].toArray(), (QJsonArray{1930, 940, 58, 58}));
+    EXPECT_EQ(tiles[0].toObject()[QStringLiteral("id")].toString(), QStringLiteral("a"));
+    // More frames than identifiers (a retiring tile) must not read past the list.
+    EXPECT_TRUE(tiles[1].toObject()[QStringLiteral("id")].isNull());
+    EXPECT_EQ(json[1].toObject()[QStringLiteral("hoveredIndex")].toInt(), 1);
+    EXPECT_TRUE(json[1].toObject()[QStringLiteral("overlay")].toBool());
+}
+
+} // namespace
+} // namespace wharf

@@ -1,0 +1,40 @@
+#include "shell/signal_listener.h"
+
+#include <QCoreApplication>
+#include <QTimer>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <vector>
+
+namespace wharf {
+namespace {
+
+TEST(SignalListenerTest, SignalsArriveOnTheEventLoopInsteadOfKillingTheProcess)
+{
+    int argc = 1;
+    char name[] = "signal_listener_test";
+    char* argv[] = {name, nullptr};
+    QCoreApplication app(argc, argv);
+
+    std::vector<int> received;
+    SignalListener listener({SIGTERM, SIGINT}, [&](int signal) {
+        received.push_back(signal);
+        if (received.size() == 2)
+            QCoreApplication::quit();
+    });
+    ASSERT_TRUE(listener.isListening());
+
+    std::raise(SIGTERM);
+    std::raise(SIGINT);
+    // Nothing runs inside the signal handler itself.
+    EXPECT_TRUE(received.empty());
+
+    QTimer::singleShot(5000, &app, &QCoreApplication::quit); // a hang fails below, not forever
+    app.exec();
+    EXPECT_EQ(received, (std::vector<int>{SIGTERM, SIGINT}));
+}
+
+} // namespace
+} // namespace wharf
