@@ -2,6 +2,7 @@
 add_library(wharf_foundation STATIC
   src/model/dock_item.cpp
   src/dock/dock_layout.cpp
+  src/model/dock_model.cpp
   src/shell/action_menu_item.cpp
   src/shell/dock_appearance.cpp
   src/shell/dock_preferences.cpp
@@ -18,3 +19,8 @@ gtest_discover_tests(dock_layout_test)
 add_executable(dock_preferences_test tests/shell/dock_preferences_test.cpp)
 target_link_libraries(dock_preferences_test PRIVATE wharf_foundation GTest::gtest)
 gtest_discover_tests(dock_preferences_test)
+
+add_executable(dock_model_test tests/model/dock_model_test.cpp)
+target_include_directories(dock_model_test PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+target_link_libraries(dock_model_test PRIVATE wharf_foundation GTest::gtest)
+gtest_discover_tests(dock_model_test)

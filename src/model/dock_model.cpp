@@ -1,0 +1,475 @@
+#include "model/dock_model.h"
+
+#include "shell/dock_appearance.h"
+#include "shell/dock_preferences.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLoggingCategory>
+#include <QStandardPaths>
+#include <QTimer>
+
+#include <algorithm>
+
+Q_LOGGING_CATEGORY(lcModel, "wharf.model")
+
+namespace wharf {
+
+namespace {
+
+constexpr qsizetype maximumBadgeLength = 64;
+
+QString resolvedPath(const QString& path)
+{
+    const QFileInfo info(path);
+    const QString canonical = info.canonicalFilePath();
+    // A vanished file keeps its own, standardized path.
+    return canonical.isEmpty() ? QDir::cleanPath(info.absoluteFilePath()) : canonical;
+}
+
+QIcon genericIcon(DockItem::Kind kind)
+{
+    switch (kind) {
+    case DockItem::Kind::application:
+        return QIcon::fromTheme(QStringLiteral("application-x-executable"));
+    case DockItem::Kind::folder: return QIcon::fromTheme(QStringLiteral("folder"));
+    case DockItem::Kind::file:
+    case DockItem::Kind::trash: return QIcon::fromTheme(QStringLiteral("text-x-generic"));
+    }
+    return {};
+}
+
+} // namespace
+
+DockModel::DockModel(Workspace& workspace, DockPreferences& preferences, Providers providers)
+    : workspace(workspace), preferences(preferences), providers(std::move(providers))
+{
+    updateFileManager();
+    loadPins();
+    subscription = workspace.notifications.add(
+        [this](WorkspaceNotification notification) { workspaceChanged(notification); });
+    refresh();
+    refreshTimer = std::make_unique<QTimer>();
+    refreshTimer->setInterval(refreshInterval);
+    QObject::connect(refreshTimer.get(), &QTimer::timeout, refreshTimer.get(), [this] { refresh(); });
+    refreshTimer->start();
+}
+
+DockModel::~DockModel() = default;
+
+// --- Pins ---
+
+QByteArray DockModel::encodePins(const std::vector<Pin>& pins)
+{
+    QJsonArray array;
+    for (const auto& pin : pins) {
+        QJsonObject object{{QStringLiteral("path"), pin.path},
+                           {QStringLiteral("kind"), rawValue(pin.kind)}};
+        if (pin.title)
+            object.insert(QStringLiteral("title"), *pin.title);
+        array.append(object);
+    }
+    return QJsonDocument(array).toJson(QJsonDocument::Compact);
+}
+
+std::optional<std::vector<DockModel::Pin>> DockModel::decodePins(const QByteArray& data)
+{
+    QJsonParseError error{};
+    const QJsonDocument document = QJsonDocument::fromJson(data, &error);
+    if (error.error != QJsonParseError::NoError || !document.isArray())
+        return std::nullopt;
+    std::vector<Pin> pins;
+    for (const QJsonValue& element : document.array()) {
+        if (!element.isObject())
+            return std::nullopt;
+        const QJsonObject object = element.toObject();
+        const QJsonValue path = object.value(QStringLiteral("path"));
+        const QJsonValue kindText = object.value(QStringLiteral("kind"));
+        const QJsonValue title = object.value(QStringLiteral("title"));
+        if (!path.isString() || !kindText.isString())
+            return std::nullopt;
+        const auto kind = dockItemKind(kindText.toString());
+        if (!kind)
+            return std::nullopt;
+        Pin pin{path.toString(), *kind, std::nullopt};
+        if (title.isString())
+            pin.title = title.toString();
+        else if (!title.isUndefined() && !title.isNull())
+            return std::nullopt;
+        pins.push_back(std::move(pin));
+    }
+    return pins;
+}
+
+void DockModel::loadPins()
+{
+    const QVariant stored = preferences.defaults().value(pinnedItemsKey);
+    std::optional<std::vector<Pin>> decoded;
+    if (stored.typeId() == QMetaType::QByteArray || stored.typeId() == QMetaType::QString)
+        decoded = decodePins(stored.toByteArray());
+    if (decoded) {
+        pinList = sanitized(*decoded);
+        return;
+    }
+    if (stored.isValid())
+        qCWarning(lcModel, "Stored pinned items in %s could not be read; importing the desktop's "
+                           "dock items instead",
+                  qUtf8Printable(pinnedItemsKey));
+    pinList = systemPins();
+    persist();
+}
+
+void DockModel::persist() const
+{
+    preferences.defaults().setValue(pinnedItemsKey, encodePins(pinList));
+}
+
+void DockModel::setPins(std::vector<Pin> pins)
+{
+    pinList = std::move(pins);
+    persist();
+    refresh();
+}
+
+std::vector<DockModel::Pin> DockModel::systemPins()
+{
+    std::vector<Pin> pins;
+    if (providers.systemPinsProvider)
+        pins = providers.systemPinsProvider();
+    if (pins.empty()) {
+        if (const auto browser = workspace.webBrowserLocation())
+            pins.push_back({*browser, DockItem::Kind::application, std::nullopt});
+        const QString applications = QStringLiteral("/usr/share/applications");
+        if (QFileInfo(applications).isDir())
+            pins.push_back({applications, DockItem::Kind::folder, std::nullopt});
+        const QString downloads = QStandardPaths::writableLocation(QStandardPaths::DownloadLocation);
+        if (!downloads.isEmpty() && QFileInfo(downloads).isDir())
+            pins.push_back({downloads, DockItem::Kind::folder, std::nullopt});
+    }
+    return sanitized(pins);
+}
+
+void DockModel::restoreSystemPins()
+{
+    pinList = systemPins();
+    iconCache.clear();
+    clearIdentityCaches();
+    persist();
+    refresh();
+}
+
+std::vector<DockModel::Pin> DockModel::sanitized(const std::vector<Pin>& pins)
+{
+    QSet<QString> taken{trashID, itemID(workspace.ownBundleLocation())};
+    if (fileManagerID)
+        taken.insert(*fileManagerID);
+    std::vector<Pin> result;
+    for (const auto& pin : pins) {
+        if (pin.kind == DockItem::Kind::trash)
+            continue;
+        const QString id = itemID(pin.path);
+        if (taken.contains(id))
+            continue;
+        taken.insert(id);
+        result.push_back(pin);
+    }
+    return result;
+}
+
+// --- Identity ---
+
+void DockModel::updateFileManager()
+{
+    const auto location = workspace.fileManagerLocation();
+    if (location == fileManagerLocation)
+        return;
+    fileManagerLocation = location;
+    fileManagerPath = location ? resolvedPath(*location) : QString();
+    fileManagerID = location ? workspace.bundleIdentifier(*location) : std::nullopt;
+    // Ids of the old and new file manager change meaning.
+    pathIDCache.clear();
+}
+
+QString DockModel::itemID(const QString& path)
+{
+    if (const auto cached = pathIDCache.constFind(path); cached != pathIDCache.constEnd())
+        return *cached;
+    const QString resolved = resolvedPath(path);
+    const QString id = fileManagerID && resolved == fileManagerPath ? *fileManagerID : resolved;
+    pathIDCache.insert(path, id);
+    return id;
+}
+
+std::optional<QString> DockModel::bundleIdentifier(const QString& path, const QString& id)
+{
+    if (!bundleIDsRead.contains(id)) {
+        bundleIDsRead.insert(id);
+        bundleIDCache.insert(id, workspace.bundleIdentifier(path));
+    }
+    return bundleIDCache.value(id);
+}
+
+void DockModel::clearIdentityCaches()
+{
+    pathIDCache.clear();
+    bundleIDCache.clear();
+    bundleIDsRead.clear();
+    titleCache.clear();
+}
+
+// --- Items ---
+
+QIcon DockModel::baseIcon(const QString& id, const QString& path, DockItem::Kind kind)
+{
+    if (const auto cached = iconCache.constFind(id); cached != iconCache.constEnd())
+        return *cached;
+    QIcon icon;
+    if (QFileInfo::exists(path))
+        icon = workspace.iconForFile(path);
+    // A pin whose file vanished stays, with a generic icon of its kind.
+    if (icon.isNull())
+        icon = genericIcon(kind);
+    iconCache.insert(id, icon);
+    return icon;
+}
+
+DockItem DockModel::makeItem(const QString& path, DockItem::Kind kind, bool pinned,
+                             const std::optional<QString>& title)
+{
+    DockItem item;
+    item.id = itemID(path);
+    item.url = path;
+    item.kind = kind;
+    item.isPinned = pinned;
+    item.icon = baseIcon(item.id, path, kind);
+
+    if (title) {
+        item.title = *title;
+    } else if (const auto cached = titleCache.constFind(item.id); cached != titleCache.constEnd()) {
+        item.title = *cached;
+    } else {
+        item.title = workspace.displayName(path);
+        if (item.title.isEmpty())
+            item.title = QFileInfo(path).fileName();
+    }
+    titleCache.insert(item.id, item.title);
+
+    std::optional<QString> bundleID;
+    if (kind == DockItem::Kind::application) {
+        if (item.title.endsWith(QLatin1String(".app"), Qt::CaseInsensitive))
+            item.title.chop(4);
+        bundleID = bundleIdentifier(path, item.id);
+        item.runningApplication = runningByID.value(item.id);
+        if (!item.runningApplication && bundleID)
+            item.runningApplication = runningByBundleID.value(*bundleID);
+        // A program without a desktop entry only has its window icon.
+        if (item.runningApplication && !path.endsWith(QLatin1String(".desktop"))
+            && !item.runningApplication->icon.isNull())
+            item.icon = item.runningApplication->icon;
+    }
+
+    if (item.runningApplication) {
+        const auto permission = badgePermissions.find(bundleID.value_or(QString()));
+        if ((permission == badgePermissions.end() || permission->second)
+            && providers.badgeLabelProvider)
+            item.badge = badgeLabel(
+                providers.badgeLabelProvider(item.runningApplication->processIdentifier));
+    }
+    return item;
+}
+
+QString DockModel::trashLocation()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation)
+        + QStringLiteral("/Trash");
+}
+
+DockItem DockModel::makeTrashItem()
+{
+    const TrashState state =
+        providers.trashStateProvider ? providers.trashStateProvider() : TrashState::unknown;
+    if (state != TrashState::unknown)
+        trashFull = state == TrashState::full;
+    const bool alwaysEmpty = providers.alwaysEmptyTrashProvider
+        ? providers.alwaysEmptyTrashProvider()
+        : preferences.alwaysEmptyTrashIcon();
+    const bool dark = providers.darkTrashProvider
+        ? providers.darkTrashProvider()
+        : isDark(preferences.dockAppearance(), false);
+    const bool showEmpty = alwaysEmpty || !trashFull;
+
+    const QString location = trashLocation();
+    const QString iconName = showEmpty ? QStringLiteral("TrashIcon") : QStringLiteral("FullTrashIcon");
+    const QString cacheKey = iconName + (dark ? QStringLiteral("-dark") : QStringLiteral("-light"));
+    QIcon icon = iconCache.value(cacheKey);
+    if (icon.isNull()) {
+        icon = QIcon::fromTheme(showEmpty ? QStringLiteral("user-trash")
+                                          : QStringLiteral("user-trash-full"));
+        if (icon.isNull())
+            icon = workspace.iconForFile(location);
+        iconCache.insert(cacheKey, icon);
+    }
+
+    QString detail;
+    if (alwaysEmpty) {
+        detail = QStringLiteral("Always-empty appearance. Click to open Trash. Files remain in the Trash.");
+    } else {
+        switch (state) {
+        case TrashState::full: detail = QStringLiteral("Trash contains items. Click to open Trash."); break;
+        case TrashState::empty: detail = QStringLiteral("Trash is empty. Click to open Trash."); break;
+        case TrashState::unknown:
+            detail = QStringLiteral("Trash status is unavailable. Click to open Trash.");
+            break;
+        }
+    }
+
+    DockItem item;
+    item.id = trashID;
+    item.url = location;
+    item.title = QStringLiteral("Trash");
+    item.icon = icon;
+    item.kind = DockItem::Kind::trash;
+    item.isPinned = true;
+    item.detail = detail;
+    return item;
+}
+
+std::optional<QString> DockModel::badgeLabel(const std::optional<QString>& raw)
+{
+    if (!raw)
+        return std::nullopt;
+    QString label = raw->trimmed();
+    if (label.isEmpty() || label == QLatin1String("0"))
+        return std::nullopt;
+    if (label.size() > maximumBadgeLength) {
+        // Never split a surrogate pair.
+        const qsizetype cut = label.at(maximumBadgeLength - 1).isHighSurrogate()
+            ? maximumBadgeLength - 1
+            : maximumBadgeLength;
+        label.truncate(cut);
+    }
+    return label;
+}
+
+DockModel::ItemState DockModel::itemState(const DockItem& item)
+{
+    ItemState state;
+    state.id = item.id;
+    state.title = item.title;
+    state.kind = item.kind;
+    state.pinned = item.isPinned;
+    if (const auto& app = item.runningApplication) {
+        state.processID = app->processIdentifier;
+        state.active = app->isActive;
+        state.hidden = app->isHidden;
+    }
+    state.icon = item.icon.cacheKey();
+    state.detail = item.detail;
+    state.badge = item.badge;
+    return state;
+}
+
+// --- Refresh ---
+
+void DockModel::refresh()
+{
+    badgePermissions = providers.badgeSettingsProvider ? providers.badgeSettingsProvider()
+                                                       : std::map<QString, bool>{};
+    updateFileManager();
+    runningByID.clear();
+    runningByBundleID.clear();
+
+    const pid_t self = workspace.currentProcessIdentifier();
+    std::vector<QString> runningIDs;
+    QSet<QString> seen;
+    for (const auto& app : workspace.runningApplications()) {
+        if (!app || app->isTerminated)
+            continue;
+        const bool isFileManager =
+            fileManagerID && app->bundleIdentifier && *app->bundleIdentifier == *fileManagerID;
+        if (!app->isRegular && !isFileManager)
+            continue;
+        if (app->processIdentifier == self || !app->bundleLocation)
+            continue;
+        const QString id = itemID(*app->bundleLocation);
+        // Among several processes of one application the active one wins, else the first.
+        if (!runningByID.contains(id) || app->isActive)
+            runningByID.insert(id, app);
+        if (app->bundleIdentifier
+            && (!runningByBundleID.contains(*app->bundleIdentifier) || app->isActive))
+            runningByBundleID.insert(*app->bundleIdentifier, app);
+        if ((!fileManagerID || id != *fileManagerID) && !seen.contains(id)) {
+            seen.insert(id);
+            runningIDs.push_back(id);
+        }
+    }
+
+    std::erase_if(order, [&](const QString& id) { return !seen.contains(id); });
+    QSet<QString> ordered(order.begin(), order.end());
+    for (const auto& id : runningIDs) {
+        if (!ordered.contains(id)) {
+            ordered.insert(id);
+            order.push_back(id);
+        }
+    }
+
+    std::vector<DockItem> list;
+    list.reserve(pinList.size() + order.size() + 2);
+    if (fileManagerLocation)
+        list.push_back(makeItem(*fileManagerLocation, DockItem::Kind::application, true,
+                                fileManagerTitle));
+    for (const auto& pin : pinList) {
+        if (pin.kind == DockItem::Kind::application)
+            list.push_back(makeItem(pin.path, pin.kind, true, pin.title));
+    }
+
+    QSet<QString> takenIDs;
+    QSet<pid_t> takenProcesses;
+    for (const auto& item : list) {
+        takenIDs.insert(item.id);
+        if (item.runningApplication)
+            takenProcesses.insert(item.runningApplication->processIdentifier);
+    }
+    for (const auto& id : order) {
+        if (takenIDs.contains(id))
+            continue;
+        const auto app = runningByID.value(id);
+        // Pinned under another path but matched by its desktop-file id: already shown.
+        if (!app || takenProcesses.contains(app->processIdentifier) || !app->bundleLocation)
+            continue;
+        const auto title = app->localizedName.isEmpty() ? std::nullopt
+                                                        : std::optional(app->localizedName);
+        list.push_back(makeItem(*app->bundleLocation, DockItem::Kind::application, false, title));
+    }
+
+    for (const auto& pin : pinList) {
+        if (pin.kind != DockItem::Kind::application)
+            list.push_back(makeItem(pin.path, pin.kind, true, pin.title));
+    }
+    list.push_back(makeTrashItem());
+
+    std::vector<ItemState> state;
+    state.reserve(list.size());
+    for (const auto& item : list)
+        state.push_back(itemState(item));
+    itemList = std::move(list);
+    if (state == lastState)
+        return;
+    lastState = std::move(state);
+    if (onChange)
+        onChange();
+}
+
+void DockModel::workspaceChanged(WorkspaceNotification notification)
+{
+    // A new volume can put other files behind the same paths.
+    if (notification == WorkspaceNotification::didMount
+        || notification == WorkspaceNotification::didUnmount)
+        clearIdentityCaches();
+    refresh();
+}
+
+} // namespace wharf

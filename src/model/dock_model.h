@@ -1,0 +1,144 @@
+#pragma once
+
+#include "model/dock_item.h"
+#include "platform/workspace.h"
+#include "trash/trash_state.h"
+
+#include <QByteArray>
+#include <QHash>
+#include <QIcon>
+#include <QSet>
+#include <QString>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <sys/types.h>
+#include <vector>
+
+class QTimer;
+
+namespace wharf {
+
+class DockPreferences;
+
+// The ordered list of dock tiles: the file manager, pinned applications, running
+// applications that are not pinned, pinned folders and files, and the Trash.
+// Rebuilt on every workspace notification and every 3 seconds; `onChange` fires
+// only when something visible changed.
+class DockModel {
+public:
+    struct Pin {
+        QString path;
+        DockItem::Kind kind = DockItem::Kind::file;
+        std::optional<QString> title;
+
+        bool operator==(const Pin&) const = default;
+    };
+
+    // The visible state of one item; icons compare by object identity (cache key).
+    struct ItemState {
+        QString id;
+        QString title;
+        DockItem::Kind kind = DockItem::Kind::file;
+        bool pinned = false;
+        std::optional<pid_t> processID;
+        bool active = false;
+        bool hidden = false;
+        qint64 icon = 0;
+        std::optional<QString> detail;
+        std::optional<QString> badge;
+
+        bool operator==(const ItemState&) const = default;
+    };
+
+    // Where the model gets what it does not own; an empty provider means "none".
+    struct Providers {
+        std::function<TrashState()> trashStateProvider;
+        std::function<bool()> alwaysEmptyTrashProvider;
+        std::function<bool()> darkTrashProvider;
+        std::function<std::optional<QString>(pid_t)> badgeLabelProvider;
+        std::function<std::map<QString, bool>()> badgeSettingsProvider;
+        std::function<std::vector<Pin>()> systemPinsProvider;
+    };
+
+    static inline const QString pinnedItemsKey = QStringLiteral("Wharf.pinnedItems.v1");
+    static inline const QString trashID = QStringLiteral("wharf.trash");
+    static inline const QString fileManagerTitle = QStringLiteral("Files");
+    static constexpr int refreshInterval = 3000; // milliseconds
+
+    DockModel(Workspace& workspace, DockPreferences& preferences, Providers providers = {});
+    ~DockModel();
+    DockModel(const DockModel&) = delete;
+    DockModel& operator=(const DockModel&) = delete;
+
+    const std::vector<DockItem>& items() const { return itemList; }
+    const std::vector<Pin>& pins() const { return pinList; }
+    std::function<void()> onChange;
+
+    void refresh();
+
+    // Replaces the pins, saves them and refreshes.
+    void setPins(std::vector<Pin> pins);
+    // Replaces the pins with the native dock's items and starts every cache afresh.
+    void restoreSystemPins();
+    // The native dock's items (or the fallback set), cleaned.
+    std::vector<Pin> systemPins();
+
+    // Identity: the real path, the file manager's desktop-file id, or "wharf.trash".
+    QString itemID(const QString& path);
+    std::optional<QString> bundleIdentifier(const QString& path, const QString& id);
+    std::vector<Pin> sanitized(const std::vector<Pin>& pins);
+    DockItem makeItem(const QString& path, DockItem::Kind kind, bool pinned,
+                      const std::optional<QString>& title);
+    DockItem makeTrashItem();
+    void persist() const;
+
+    const std::vector<QString>& runningOrder() const { return order; }
+    bool lastKnownTrashFull() const { return trashFull; }
+    static QString trashLocation();
+
+    static QByteArray encodePins(const std::vector<Pin>& pins);
+    // Any malformed element rejects the whole list.
+    static std::optional<std::vector<Pin>> decodePins(const QByteArray& data);
+    // The stored badge: trimmed, none for "" and "0", at most 64 characters.
+    static std::optional<QString> badgeLabel(const std::optional<QString>& raw);
+    static ItemState itemState(const DockItem& item);
+
+    // Caches keyed by item id (icons also by Trash icon key), kept across refreshes.
+    QHash<QString, QIcon> iconCache;
+    QHash<QString, QString> pathIDCache;
+    QHash<QString, std::optional<QString>> bundleIDCache;
+    QSet<QString> bundleIDsRead;
+    QHash<QString, QString> titleCache;
+
+private:
+    void loadPins();
+    void workspaceChanged(WorkspaceNotification notification);
+    void clearIdentityCaches();
+    void updateFileManager();
+    QIcon baseIcon(const QString& id, const QString& path, DockItem::Kind kind);
+
+    Workspace& workspace;
+    DockPreferences& preferences;
+    Providers providers;
+
+    std::vector<Pin> pinList;
+    std::vector<DockItem> itemList;
+    std::vector<ItemState> lastState;
+    std::vector<QString> order;
+    QHash<QString, RunningApplicationRef> runningByID;
+    QHash<QString, RunningApplicationRef> runningByBundleID;
+    std::map<QString, bool> badgePermissions;
+    bool trashFull = false;
+
+    std::optional<QString> fileManagerLocation;   // as the workspace reports it
+    QString fileManagerPath;                       // resolved
+    std::optional<QString> fileManagerID;
+
+    std::unique_ptr<QTimer> refreshTimer;
+    CallbackList<WorkspaceNotification>::Subscription subscription;
+};
+
+} // namespace wharf

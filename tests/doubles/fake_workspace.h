@@ -1,0 +1,156 @@
+#pragma once
+
+#include "platform/workspace.h"
+
+#include <QColor>
+#include <QIcon>
+#include <QPixmap>
+#include <QString>
+#include <QStringList>
+
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace wharf {
+
+// A scriptable desktop for unit tests: set the running programs, icons, names,
+// desktop-file ids and default applications; actions are recorded, not performed.
+// Icons need a QGuiApplication (QT_QPA_PLATFORM=offscreen is enough).
+class FakeWorkspace : public Workspace {
+public:
+    std::vector<RunningApplicationRef> running;
+    pid_t currentPid = 1;
+    std::map<QString, QIcon> icons;                  // path -> icon; else one made per path
+    std::map<QString, QString> names;                // path -> display name; else the file name
+    std::map<QString, QString> bundleIDs;            // path -> desktop-file id
+    std::optional<QString> fileManager;
+    std::optional<QString> webBrowser;
+    QString ownLocation = QStringLiteral("/usr/share/applications/wharf.desktop");
+
+    QStringList actions;        // "activate:<key>", "launch:<path> <uris>", "open:<path>", ...
+    bool refuseActions = false; // actions fail with "refused"
+
+    // How often the model asked; caches are checked against these.
+    mutable int iconRequests = 0;
+    mutable int nameRequests = 0;
+    mutable int bundleIDRequests = 0;
+
+    // A running program; `location` is its desktop entry or executable.
+    static RunningApplication app(const QString& key, pid_t pid, std::optional<QString> location,
+                                  std::optional<QString> bundleID = std::nullopt,
+                                  const QString& name = {})
+    {
+        RunningApplication a;
+        a.key = key;
+        a.processIdentifier = pid;
+        a.bundleLocation = std::move(location);
+        a.bundleIdentifier = std::move(bundleID);
+        a.localizedName = name.isEmpty() ? key : name;
+        return a;
+    }
+
+    // Adds a running program and announces it, as the desktop would.
+    void launch(RunningApplication a)
+    {
+        running.push_back(std::make_shared<const RunningApplication>(std::move(a)));
+        notifications.notify(WorkspaceNotification::didLaunchApplication);
+    }
+
+    void quit(const QString& key)
+    {
+        std::erase_if(running, [&](const RunningApplicationRef& a) { return a->key == key; });
+        notifications.notify(WorkspaceNotification::didTerminateApplication);
+    }
+
+    // Replaces one program's snapshot (e.g. to make it active) without notifying.
+    void update(const QString& key, const std::function<void(RunningApplication&)>& change)
+    {
+        for (auto& ref : running) {
+            if (ref->key == key) {
+                auto copy = *ref;
+                change(copy);
+                ref = std::make_shared<const RunningApplication>(std::move(copy));
+            }
+        }
+    }
+
+    std::vector<RunningApplicationRef> runningApplications() const override { return running; }
+    pid_t currentProcessIdentifier() const override { return currentPid; }
+
+    QIcon iconForFile(const QString& path) const override
+    {
+        ++iconRequests;
+        if (const auto set = icons.find(path); set != icons.end())
+            return set->second;
+        auto found = generated.find(path);
+        if (found == generated.end()) {
+            QPixmap pixmap(16, 16);
+            pixmap.fill(QColor::fromRgb(uint(qHash(path)) | 0xff000000u));
+            found = generated.emplace(path, QIcon(pixmap)).first;
+        }
+        return found->second;
+    }
+
+    QString displayName(const QString& path) const override
+    {
+        ++nameRequests;
+        const auto found = names.find(path);
+        return found != names.end() ? found->second : path.section(QLatin1Char('/'), -1);
+    }
+
+    std::optional<QString> bundleIdentifier(const QString& path) const override
+    {
+        ++bundleIDRequests;
+        const auto found = bundleIDs.find(path);
+        return found != bundleIDs.end() ? std::optional(found->second) : std::nullopt;
+    }
+
+    std::optional<QString> fileManagerLocation() const override { return fileManager; }
+    std::optional<QString> webBrowserLocation() const override { return webBrowser; }
+    QString ownBundleLocation() const override { return ownLocation; }
+
+    bool activate(const RunningApplication& a, QString* error) override
+    {
+        return record(QStringLiteral("activate:") + a.key, error);
+    }
+    bool hide(const RunningApplication& a, QString* error) override
+    {
+        return record(QStringLiteral("hide:") + a.key, error);
+    }
+    bool unhide(const RunningApplication& a, QString* error) override
+    {
+        return record(QStringLiteral("unhide:") + a.key, error);
+    }
+    bool terminate(const RunningApplication& a, QString* error) override
+    {
+        return record(QStringLiteral("terminate:") + a.key, error);
+    }
+    bool launchApplication(const QString& entryPath, const QStringList& uris,
+                           QString* error) override
+    {
+        return record(QStringLiteral("launch:") + entryPath
+                          + (uris.isEmpty() ? QString() : QLatin1Char(' ') + uris.join(' ')),
+                      error);
+    }
+    bool openLocation(const QString& path, QString* error) override
+    {
+        return record(QStringLiteral("open:") + path, error);
+    }
+
+private:
+    bool record(const QString& action, QString* error)
+    {
+        actions.append(action);
+        if (refuseActions && error)
+            *error = QStringLiteral("refused");
+        return !refuseActions;
+    }
+
+    mutable std::map<QString, QIcon> generated;
+};
+
+} // namespace wharf

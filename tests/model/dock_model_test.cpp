@@ -1,0 +1,367 @@
+#include "model/dock_model.h"
+#include "shell/dock_preferences.h"
+
+#include "doubles/fake_workspace.h"
+
+#include <QEventLoop>
+#include <QFile>
+#include <QGuiApplication>
+#include <QTemporaryDir>
+#include <QTimer>
+
+#include <gtest/gtest.h>
+
+// Readable failure messages.
+inline void PrintTo(const QString& text, std::ostream* os) { *os << '"' << text.toStdString() << '"'; }
+
+using namespace wharf;
+using Kind = DockItem::Kind;
+using Pin = DockModel::Pin;
+
+namespace {
+
+class DockModelTest : public testing::Test {
+protected:
+    DockModelTest()
+        : store(std::make_shared<QSettings>(dir.filePath("wharf.conf"), QSettings::IniFormat)),
+          preferences(store)
+    {
+        workspace.fileManager = path("files.desktop");
+        workspace.bundleIDs[*workspace.fileManager] = "org.gnome.Nautilus";
+        for (const char* name : {"a.desktop", "b.desktop", "c.desktop", "files.desktop", "doc.txt"})
+            touch(name);
+        QDir(dir.path()).mkdir("folder");
+        storePins({});
+    }
+
+    QString path(const QString& name) const { return dir.filePath(name); }
+    void touch(const QString& name) const
+    {
+        QFile file(path(name));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    }
+
+    void storePins(const std::vector<Pin>& pins)
+    {
+        store->setValue(DockModel::pinnedItemsKey, DockModel::encodePins(pins));
+    }
+
+    std::unique_ptr<DockModel> makeModel()
+    {
+        auto model = std::make_unique<DockModel>(workspace, preferences, providers);
+        model->onChange = [this] { ++changes; };
+        return model;
+    }
+
+    QStringList titles(const DockModel& model) const
+    {
+        QStringList result;
+        for (const auto& item : model.items())
+            result << item.title;
+        return result;
+    }
+
+    void launch(const QString& name, pid_t pid)
+    {
+        workspace.launch(FakeWorkspace::app(name, pid, path(name.toLower() + ".desktop"),
+                                            "org.example." + name, name));
+    }
+
+    QTemporaryDir dir;
+    std::shared_ptr<QSettings> store;
+    DockPreferences preferences;
+    FakeWorkspace workspace;
+    DockModel::Providers providers;
+    int changes = 0;
+};
+
+} // namespace
+
+struct DecodeCase {
+    const char* name;
+    const char* json;
+};
+
+class PinDecoding : public testing::TestWithParam<DecodeCase> {};
+
+TEST_P(PinDecoding, RejectsTheWholeList)
+{
+    EXPECT_EQ(DockModel::decodePins(GetParam().json), std::nullopt);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Malformed, PinDecoding,
+    testing::Values(DecodeCase{"unknown_kind_in_one_pin",
+                               R"([{"path":"/a","kind":"file"},{"path":"/b","kind":"widget"}])"},
+                    DecodeCase{"not_an_array", R"({"path":"/a","kind":"file"})"},
+                    DecodeCase{"path_is_a_number", R"([{"path":5,"kind":"file"}])"},
+                    DecodeCase{"missing_kind", R"([{"path":"/a"}])"},
+                    DecodeCase{"title_is_a_number", R"([{"path":"/a","kind":"file","title":1}])"},
+                    DecodeCase{"element_not_object", R"(["/a"])"},
+                    DecodeCase{"truncated", R"([{"path":"/a","kind":"fi)"},
+                    DecodeCase{"empty_data", ""}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(PinEncoding, RoundTripsAndOmitsAbsentTitle)
+{
+    const std::vector<Pin> pins{{"/a b/ü.desktop", Kind::application, "Ü"},
+                                {"/tmp", Kind::folder, std::nullopt}};
+    const QByteArray data = DockModel::encodePins(pins);
+    EXPECT_FALSE(data.contains("null"));
+    EXPECT_EQ(DockModel::decodePins(data), pins);
+    EXPECT_EQ(DockModel::decodePins(R"([{"path":"/a","kind":"trash","title":null}])"),
+              (std::vector<Pin>{{"/a", Kind::trash, std::nullopt}}));
+}
+
+TEST_F(DockModelTest, LoadingCleansPinsWithoutWritingBack)
+{
+    QFile::link(path("folder"), path("link"));
+    const std::vector<Pin> stored{{path("files.desktop"), Kind::application, std::nullopt},
+                                 {path("folder"), Kind::folder, "First"},
+                                 {path("link"), Kind::folder, "Through link"},
+                                 {"/anything", Kind::trash, std::nullopt},
+                                 {workspace.ownLocation, Kind::application, std::nullopt},
+                                 {path("a.desktop"), Kind::application, std::nullopt}};
+    storePins(stored);
+    const auto model = makeModel();
+    EXPECT_EQ(model->pins(), (std::vector<Pin>{{path("folder"), Kind::folder, "First"},
+                                               {path("a.desktop"), Kind::application, std::nullopt}}));
+    EXPECT_EQ(DockModel::decodePins(store->value(DockModel::pinnedItemsKey).toByteArray()), stored);
+    EXPECT_EQ(titles(*model), QStringList({"Files", "a.desktop", "First", "Trash"}));
+}
+
+TEST_F(DockModelTest, UnreadablePinsAreReplacedByTheImportAndSaved)
+{
+    providers.systemPinsProvider = [this] {
+        return std::vector<Pin>{{path("b.desktop"), Kind::application, "B"},
+                                {path("files.desktop"), Kind::application, std::nullopt}};
+    };
+    for (const QVariant& bad : {QVariant(QByteArray("[{\"path\":\"/x\",\"kind\":\"app\"}]")),
+                                QVariant(42), QVariant()}) {
+        store->remove(DockModel::pinnedItemsKey);
+        if (bad.isValid())
+            store->setValue(DockModel::pinnedItemsKey, bad);
+        const auto model = makeModel();
+        const std::vector<Pin> imported{{path("b.desktop"), Kind::application, "B"}};
+        EXPECT_EQ(model->pins(), imported);
+        EXPECT_EQ(DockModel::decodePins(store->value(DockModel::pinnedItemsKey).toByteArray()),
+                  imported);
+    }
+}
+
+TEST_F(DockModelTest, FallbackImportUsesTheBrowserAndExistingFolders)
+{
+    store->remove(DockModel::pinnedItemsKey);
+    workspace.webBrowser = path("b.desktop");
+    workspace.fileManager.reset();
+    const auto model = makeModel();
+    ASSERT_FALSE(model->pins().empty());
+    EXPECT_EQ(model->pins().front(), (Pin{path("b.desktop"), Kind::application, std::nullopt}));
+    for (const auto& pin : model->pins())
+        EXPECT_TRUE(QFileInfo(pin.path).exists()) << pin.path.toStdString();
+    // No file manager: no such tile.
+    EXPECT_EQ(model->items().front().title, "b.desktop");
+}
+
+TEST_F(DockModelTest, DockOrderAndRunningOrder)
+{
+    storePins({{path("doc.txt"), Kind::file, std::nullopt},
+               {path("a.desktop"), Kind::application, "A"}});
+    const auto model = makeModel();
+    launch("B", 20);
+    launch("C", 30);
+    launch("D", 40);
+    launch("A", 10);
+    EXPECT_EQ(titles(*model), QStringList({"Files", "A", "B", "C", "D", "doc.txt", "Trash"}));
+    EXPECT_EQ(model->items()[1].runningApplication->processIdentifier, 10);
+
+    workspace.quit("C");
+    EXPECT_EQ(titles(*model), QStringList({"Files", "A", "B", "D", "doc.txt", "Trash"}));
+    launch("C", 31);
+    EXPECT_EQ(titles(*model), QStringList({"Files", "A", "B", "D", "C", "doc.txt", "Trash"}));
+    EXPECT_EQ(model->runningOrder().back(), path("c.desktop"));
+}
+
+TEST_F(DockModelTest, WhichRunningProgramsAreListed)
+{
+    const auto model = makeModel();
+    auto background = FakeWorkspace::app("Agent", 50, path("b.desktop"));
+    background.isRegular = false;
+    auto fileManager = FakeWorkspace::app("Nautilus", 51, workspace.fileManager,
+                                          QString("org.gnome.Nautilus"));
+    fileManager.isRegular = false;
+    auto dead = FakeWorkspace::app("Dead", 52, path("c.desktop"));
+    dead.isTerminated = true;
+    workspace.launch(background);
+    workspace.launch(fileManager);
+    workspace.launch(dead);
+    workspace.launch(FakeWorkspace::app("Self", workspace.currentPid, path("c.desktop")));
+    workspace.launch(FakeWorkspace::app("Nowhere", 53, std::nullopt));
+    EXPECT_EQ(titles(*model), QStringList({"Files", "Trash"}));
+    ASSERT_TRUE(model->items().front().runningApplication);
+    EXPECT_EQ(model->items().front().runningApplication->processIdentifier, 51);
+}
+
+TEST_F(DockModelTest, TheActiveProcessOfAnApplicationIsAttached)
+{
+    const auto model = makeModel();
+    launch("A", 10);
+    launch("A", 11);
+    EXPECT_EQ(model->items()[1].runningApplication->processIdentifier, 10);
+    workspace.update("A", [](RunningApplication& a) { a.isActive = a.processIdentifier == 11; });
+    model->refresh();
+    ASSERT_EQ(titles(*model), QStringList({"Files", "A", "Trash"}));
+    EXPECT_EQ(model->items()[1].runningApplication->processIdentifier, 11);
+    EXPECT_TRUE(model->items()[1].runningApplication->isActive);
+}
+
+TEST_F(DockModelTest, PinnedAppMatchedByDesktopIdAppearsOnce)
+{
+    workspace.bundleIDs[path("a.desktop")] = "org.example.A";
+    storePins({{path("a.desktop"), Kind::application, "Pinned A"}});
+    const auto model = makeModel();
+    // The same application found through another entry path.
+    workspace.launch(FakeWorkspace::app("A", 10, path("b.desktop"), QString("org.example.A")));
+    EXPECT_EQ(titles(*model), QStringList({"Files", "Pinned A", "Trash"}));
+    EXPECT_EQ(model->items()[1].runningApplication->processIdentifier, 10);
+}
+
+TEST_F(DockModelTest, ChangeDetection)
+{
+    std::optional<QString> badge;
+    providers.badgeLabelProvider = [&](pid_t) { return badge; };
+    const auto model = makeModel();
+    launch("A", 10);
+    changes = 0;
+
+    // Nothing visible changed, but the list is rebuilt from the new snapshot.
+    workspace.update("A", [](RunningApplication& a) { a.key = "A"; });
+    model->refresh();
+    EXPECT_EQ(changes, 0);
+    EXPECT_EQ(model->items()[1].runningApplication, workspace.running.front());
+    const int iconRequests = workspace.iconRequests;
+    const int nameRequests = workspace.nameRequests;
+    const int bundleRequests = workspace.bundleIDRequests;
+    model->refresh();
+    EXPECT_EQ(workspace.iconRequests, iconRequests);
+    EXPECT_EQ(workspace.nameRequests, nameRequests);
+    EXPECT_EQ(workspace.bundleIDRequests, bundleRequests);
+
+    badge = " 3\n";
+    model->refresh();
+    EXPECT_EQ(changes, 1);
+    EXPECT_EQ(model->items()[1].badge, "3");
+    workspace.update("A", [](RunningApplication& a) { a.isHidden = true; });
+    model->refresh();
+    EXPECT_EQ(changes, 2);
+}
+
+TEST_F(DockModelTest, BadgesFollowPermissionsAndAreCleaned)
+{
+    const struct {
+        std::optional<QString> raw;
+        std::optional<QString> shown;
+    } cases[] = {{std::nullopt, std::nullopt}, {"  ", std::nullopt}, {"0", std::nullopt},
+                 {"12", "12"}, {QString(70, 'x'), QString(64, 'x')}};
+    for (const auto& c : cases)
+        EXPECT_EQ(DockModel::badgeLabel(c.raw), c.shown);
+
+    providers.badgeLabelProvider = [](pid_t pid) { return QString::number(pid); };
+    providers.badgeSettingsProvider = [] {
+        return std::map<QString, bool>{{"org.example.B", false}, {"org.example.C", true}};
+    };
+    workspace.bundleIDs[path("b.desktop")] = "org.example.B";
+    workspace.bundleIDs[path("c.desktop")] = "org.example.C";
+    const auto model = makeModel();
+    launch("A", 10);
+    launch("B", 20);
+    launch("C", 30);
+    EXPECT_EQ(model->items()[1].badge, "10");
+    EXPECT_EQ(model->items()[2].badge, std::nullopt);
+    EXPECT_EQ(model->items()[3].badge, "30");
+}
+
+TEST_F(DockModelTest, TrashFollowsStateAndAlwaysEmptySetting)
+{
+    TrashState state = TrashState::full;
+    bool alwaysEmpty = true;
+    providers.trashStateProvider = [&] { return state; };
+    providers.alwaysEmptyTrashProvider = [&] { return alwaysEmpty; };
+    providers.darkTrashProvider = [] { return false; };
+    const auto model = makeModel();
+    const auto trash = [&] { return model->items().back(); };
+
+    EXPECT_EQ(trash().id, "wharf.trash");
+    EXPECT_EQ(trash().detail,
+              "Always-empty appearance. Click to open Trash. Files remain in the Trash.");
+    EXPECT_TRUE(model->lastKnownTrashFull());
+    EXPECT_EQ(trash().icon.cacheKey(), model->iconCache.value("TrashIcon-light").cacheKey());
+
+    alwaysEmpty = false;
+    model->refresh();
+    EXPECT_EQ(trash().detail, "Trash contains items. Click to open Trash.");
+    EXPECT_TRUE(model->iconCache.contains("FullTrashIcon-light"));
+
+    state = TrashState::unknown;
+    model->refresh();
+    EXPECT_EQ(trash().detail, "Trash status is unavailable. Click to open Trash.");
+    EXPECT_EQ(trash().icon.cacheKey(), model->iconCache.value("FullTrashIcon-light").cacheKey());
+
+    state = TrashState::empty;
+    model->refresh();
+    EXPECT_EQ(trash().detail, "Trash is empty. Click to open Trash.");
+    EXPECT_FALSE(model->lastKnownTrashFull());
+    EXPECT_EQ(trash().url, DockModel::trashLocation());
+}
+
+TEST_F(DockModelTest, VanishedPinStaysWithAGenericIcon)
+{
+    workspace.names[path("gone.desktop")] = "Gone.APP";
+    QPixmap pixmap(8, 8);
+    pixmap.fill(Qt::red);
+    workspace.icons[path("gone.desktop")] = QIcon(pixmap);
+    storePins({{path("gone.desktop"), Kind::application, std::nullopt}});
+    const auto model = makeModel();
+    ASSERT_EQ(titles(*model), QStringList({"Files", "Gone", "Trash"}));
+    const DockItem& gone = model->items()[1];
+    EXPECT_TRUE(gone.isPinned);
+    EXPECT_NE(gone.icon.cacheKey(), workspace.icons[path("gone.desktop")].cacheKey());
+}
+
+TEST_F(DockModelTest, MountStartsIdentityAfresh)
+{
+    QFile::link(path("folder"), path("link"));
+    storePins({{path("link"), Kind::folder, std::nullopt}});
+    const auto model = makeModel();
+    EXPECT_EQ(model->items()[1].id, path("folder"));
+
+    QDir(dir.path()).mkdir("other");
+    QFile::remove(path("link"));
+    QFile::link(path("other"), path("link"));
+    model->refresh();
+    EXPECT_EQ(model->items()[1].id, path("folder"));
+    changes = 0;
+    workspace.notifications.notify(WorkspaceNotification::didMount);
+    EXPECT_EQ(model->items()[1].id, path("other"));
+    EXPECT_EQ(changes, 1);
+}
+
+TEST_F(DockModelTest, TimerRefreshesWithoutNotifications)
+{
+    const auto model = makeModel();
+    workspace.running.push_back(std::make_shared<const RunningApplication>(
+        FakeWorkspace::app("A", 10, path("a.desktop"))));
+    QEventLoop loop;
+    model->onChange = [&] { loop.quit(); };
+    QTimer::singleShot(10000, &loop, &QEventLoop::quit);
+    loop.exec();
+    EXPECT_EQ(titles(*model), QStringList({"Files", "A", "Trash"}));
+}
+
+int main(int argc, char** argv)
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv);
+    testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
