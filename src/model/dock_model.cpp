@@ -168,7 +168,8 @@ std::vector<DockModel::Pin> DockModel::sanitized(const std::vector<Pin>& pins)
         taken.insert(*fileManagerID);
     std::vector<Pin> result;
     for (const auto& pin : pins) {
-        if (pin.kind == DockItem::Kind::trash)
+        // An empty path names no file (and would resolve to the working directory).
+        if (pin.kind == DockItem::Kind::trash || pin.path.isEmpty())
             continue;
         const QString id = itemID(pin.path);
         if (taken.contains(id))

@@ -120,6 +120,7 @@ TEST_F(DockModelTest, LoadingCleansPinsWithoutWritingBack)
                                  {path("folder"), Kind::folder, "First"},
                                  {path("link"), Kind::folder, "Through link"},
                                  {"/anything", Kind::trash, std::nullopt},
+                                 {"", Kind::file, std::nullopt},
                                  {workspace.ownLocation, Kind::application, std::nullopt},
                                  {path("a.desktop"), Kind::application, std::nullopt}};
     storePins(stored);
