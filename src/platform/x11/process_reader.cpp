@@ -1,0 +1,138 @@
+#include "platform/x11/process_reader.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QRegularExpression>
+
+namespace wharf {
+
+namespace {
+
+QByteArray readSmallFile(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    return file.read(256 * 1024);
+}
+
+QString procPath(pid_t pid, const char* name)
+{
+    return QStringLiteral("/proc/%1/%2").arg(pid).arg(QLatin1String(name));
+}
+
+// The stat fields after "pid (comm) ", which may itself hold spaces and parentheses.
+QList<QByteArray> fieldsAfterCommand(const QByteArray& stat)
+{
+    const qsizetype close = stat.lastIndexOf(')');
+    if (close < 0)
+        return {};
+    return stat.mid(close + 1).simplified().split(' ');
+}
+
+} // namespace
+
+std::optional<pid_t> parentFromStat(const QByteArray& stat)
+{
+    const auto fields = fieldsAfterCommand(stat);
+    if (fields.size() < 2)
+        return std::nullopt;
+    bool ok = false;
+    const long parent = fields.at(1).toLong(&ok);
+    return ok && parent >= 0 ? std::optional<pid_t>(static_cast<pid_t>(parent)) : std::nullopt;
+}
+
+std::optional<qulonglong> startTimeFromStat(const QByteArray& stat)
+{
+    const auto fields = fieldsAfterCommand(stat);
+    // Field 3 (state) is the first after the command; field 22 is 19 further on.
+    if (fields.size() < 20)
+        return std::nullopt;
+    bool ok = false;
+    const qulonglong start = fields.at(19).toULongLong(&ok);
+    return ok ? std::optional<qulonglong>(start) : std::nullopt;
+}
+
+QStringList splitNulSeparated(const QByteArray& data)
+{
+    QStringList parts;
+    for (const QByteArray& part : data.split('\0')) {
+        if (!part.isEmpty())
+            parts << QString::fromLocal8Bit(part);
+    }
+    return parts;
+}
+
+std::pair<QString, QString> snapFromCgroup(const QByteArray& cgroup)
+{
+    // snap.<snap>.<app>[-|.]<unique id>.scope; app names may hold hyphens themselves.
+    static const QRegularExpression scope(QStringLiteral(
+        "/snap\\.([a-z0-9-]+(?:_[a-z0-9]+)?)\\.([A-Za-z0-9-]+?)(?:[.-][0-9a-f-]{4,})?\\.(?:scope|service)"));
+    const auto match = scope.match(QString::fromLatin1(cgroup));
+    if (!match.hasMatch())
+        return {};
+    return {match.captured(1), match.captured(2)};
+}
+
+QString flatpakIdFromInfo(const QByteArray& flatpakInfo)
+{
+    bool inApplication = false;
+    for (const QByteArray& rawLine : flatpakInfo.split('\n')) {
+        const QByteArray line = rawLine.trimmed();
+        if (line.startsWith('[')) {
+            inApplication = line == "[Application]";
+        } else if (inApplication && line.startsWith("name=")) {
+            return QString::fromUtf8(line.mid(5).trimmed());
+        }
+    }
+    return {};
+}
+
+ProcessInfo readProcessInfo(pid_t pid)
+{
+    ProcessInfo info;
+    if (pid <= 0)
+        return info;
+    info.executable = QFileInfo(procPath(pid, "exe")).symLinkTarget();
+    // A replaced binary reads as "/usr/bin/foo (deleted)".
+    if (info.executable.endsWith(QLatin1String(" (deleted)")))
+        info.executable.chop(10);
+    info.commandLine = splitNulSeparated(readSmallFile(procPath(pid, "cmdline")));
+    for (const QByteArray& variable : readSmallFile(procPath(pid, "environ")).split('\0')) {
+        if (variable.startsWith("GIO_LAUNCHED_DESKTOP_FILE="))
+            info.launchedDesktopFile = QString::fromLocal8Bit(variable.mid(26));
+        else if (variable.startsWith("GIO_LAUNCHED_DESKTOP_FILE_PID="))
+            info.launchedDesktopFilePid = static_cast<pid_t>(variable.mid(30).toLong());
+    }
+    std::tie(info.snapName, info.snapApp) = snapFromCgroup(readSmallFile(procPath(pid, "cgroup")));
+    info.flatpakId = flatpakIdFromInfo(readSmallFile(procPath(pid, "root/.flatpak-info")));
+
+    // The launch hint may belong to a shell that started this process.
+    if (info.launchedDesktopFilePid > 0 && info.launchedDesktopFilePid != pid) {
+        pid_t current = pid;
+        for (int depth = 0; depth < 16; ++depth) {
+            const auto parent = parentFromStat(readSmallFile(procPath(current, "stat")));
+            if (!parent || *parent <= 1)
+                break;
+            info.ancestors.push_back(*parent);
+            if (*parent == info.launchedDesktopFilePid)
+                break;
+            current = *parent;
+        }
+    }
+    return info;
+}
+
+void applyProcessInfo(const ProcessInfo& info, WindowMetadata& metadata)
+{
+    metadata.ancestors = info.ancestors;
+    metadata.launchedDesktopFile = info.launchedDesktopFile;
+    metadata.launchedDesktopFilePid = info.launchedDesktopFilePid;
+    metadata.flatpakId = info.flatpakId;
+    metadata.snapName = info.snapName;
+    metadata.snapApp = info.snapApp;
+    metadata.executable = info.executable;
+    metadata.commandLine = info.commandLine;
+}
+
+} // namespace wharf

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "platform/x11/app_matcher.h"
+
+#include <QByteArray>
+
+#include <optional>
+
+namespace wharf {
+
+// What /proc says about one process; missing files (another user's process, a
+// process that just exited) leave fields empty.
+struct ProcessInfo {
+    std::vector<pid_t> ancestors;
+    QString launchedDesktopFile;
+    pid_t launchedDesktopFilePid = 0;
+    QString flatpakId;
+    QString snapName;
+    QString snapApp;
+    QString executable;
+    QStringList commandLine;
+};
+
+ProcessInfo readProcessInfo(pid_t pid);
+void applyProcessInfo(const ProcessInfo& info, WindowMetadata& metadata);
+
+// Parsers over file contents, kept apart so odd contents can be tested.
+std::optional<pid_t> parentFromStat(const QByteArray& stat);   // field 4, read after the last ')'
+std::optional<qulonglong> startTimeFromStat(const QByteArray& stat); // field 22
+QStringList splitNulSeparated(const QByteArray& data);
+std::pair<QString, QString> snapFromCgroup(const QByteArray& cgroup); // snap name and app
+QString flatpakIdFromInfo(const QByteArray& flatpakInfo);
+
+} // namespace wharf

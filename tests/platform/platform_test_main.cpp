@@ -1,0 +1,19 @@
+#include <QByteArray>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+// GIO reads the XDG variables once, so the fixture tree is put in place before any test runs:
+// only the fixture desktop entries exist, and their programs are stand-ins on PATH.
+int main(int argc, char** argv)
+{
+    QTemporaryDir home;
+    const QByteArray data = WHARF_TEST_DATA_DIR;
+    qputenv("XDG_DATA_DIRS", data);
+    qputenv("XDG_DATA_HOME", home.filePath(QStringLiteral("data")).toLocal8Bit());
+    qputenv("XDG_CONFIG_HOME", home.filePath(QStringLiteral("config")).toLocal8Bit());
+    qputenv("XDG_CONFIG_DIRS", home.filePath(QStringLiteral("config-dirs")).toLocal8Bit());
+    qputenv("PATH", data + "/bin:" + qgetenv("PATH"));
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
