@@ -1,0 +1,68 @@
+#pragma once
+
+#include "platform/native_dock.h"
+
+#include <QMap>
+#include <QStringList>
+
+namespace wharf {
+
+// A native dock in memory. Values are accepted when their type matches the key's; failures of
+// writing, synchronizing and restarting can be switched on.
+class FakeNativeDock : public NativeDock {
+public:
+    explicit FakeNativeDock(std::vector<NativeDockKey> keys = defaultKeys()) : keys(std::move(keys)) {}
+
+    static std::vector<NativeDockKey> defaultKeys()
+    {
+        return {{QStringLiteral("autohide"), {QStringLiteral("b"), QStringLiteral("true")}},
+                {QStringLiteral("show-delay"), {QStringLiteral("d"), QStringLiteral("1000.0")}}};
+    }
+
+    bool isInstalled() const override { return installed; }
+    QString name() const override { return QStringLiteral("Fake Dock"); }
+    std::vector<NativeDockKey> managedKeys() const override { return keys; }
+    std::optional<NativeDockValue> userValue(const QString& key) const override
+    {
+        const auto it = values.constFind(key);
+        return it == values.cend() ? std::nullopt : std::optional<NativeDockValue>(*it);
+    }
+    bool accepts(const QString& key, const NativeDockValue& value) const override
+    {
+        for (const NativeDockKey& known : keys)
+            if (known.name == key)
+                return known.hidingValue.type == value.type && !value.text.isEmpty();
+        return false;
+    }
+    bool write(const QString& key, const NativeDockValue& value) override
+    {
+        writes.append(key);
+        if (failWrites || !accepts(key, value))
+            return false;
+        values.insert(key, value);
+        return true;
+    }
+    bool reset(const QString& key) override
+    {
+        writes.append(key);
+        values.remove(key);
+        return !failWrites;
+    }
+    bool synchronize() override { return !failSync; }
+    std::optional<QString> restart() override
+    {
+        ++restarts;
+        return restartOutput;
+    }
+
+    std::vector<NativeDockKey> keys;
+    QMap<QString, NativeDockValue> values;
+    QStringList writes;  // every key written or reset, in order
+    int restarts = 0;
+    bool installed = true;
+    bool failWrites = false;
+    bool failSync = false;
+    std::optional<QString> restartOutput;
+};
+
+} // namespace wharf

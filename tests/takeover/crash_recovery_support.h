@@ -1,0 +1,48 @@
+#pragma once
+
+#include "takeover_test_support.h"
+
+#include <QProcess>
+#include <QString>
+#include <QTemporaryDir>
+
+#include <memory>
+#include <optional>
+
+namespace wharf::test {
+
+// A private home for takeover driver processes (tests/takeover/takeover_driver.cpp): their own
+// data and settings folders, the real Dash to Dock schema and the keyfile settings backend.
+class DriverHome {
+public:
+    DriverHome();
+
+    QString dataHome() const { return dir.filePath(QStringLiteral("data")); }
+    QString keyfile() const { return dir.filePath(QStringLiteral("config/glib-2.0/settings/keyfile")); }
+    QString backupPath() const { return dataHome() + QStringLiteral("/wharf/system-dock-backup.plist"); }
+    bool backupExists() const;
+
+    // The values a user might have: some keys set, others never touched.
+    static DockValues userValues();
+    static DockValues hidingValues();
+    void seed(const DockValues& values) const { writeKeyfileValues(keyfile(), values); }
+    DockValues values() const { return readKeyfileValues(keyfile(), dashToDockKeys()); }
+
+    // Starts a driver (or, with arguments, the driver's command-line modes) in this home.
+    std::unique_ptr<QProcess> start(const QStringList& args = {}) const;
+    // The next line the driver prints, without its line break; nullopt after timeoutMs.
+    static std::optional<QString> readLine(QProcess& driver, int timeoutMs = 10000);
+    // Pids of live recovery helpers watching this home's backup.
+    QList<qint64> helpers() const;
+    // Waits until no helper of this home runs any more.
+    bool waitForNoHelpers(int timeoutMs = 10000) const;
+
+private:
+    QTemporaryDir dir;
+};
+
+// Milliseconds from `since` until the backup file is gone (polled every 0.2 ms); nullopt on timeout.
+std::optional<double> millisecondsUntilBackupGone(const DriverHome& home, qint64 sinceNs, int timeoutMs = 10000);
+qint64 monotonicNs();
+
+} // namespace wharf::test

@@ -1,0 +1,129 @@
+#define G_SETTINGS_ENABLE_BACKEND
+#include <gio/gio.h>
+#include <gio/gsettingsbackend.h>
+
+#include "takeover_test_support.h"
+
+#include "platform/x11/dash_to_dock_native_dock.h"
+
+#include <QDir>
+#include <QStandardPaths>
+
+#include <csignal>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace wharf::test {
+namespace {
+
+struct Settings {
+    explicit Settings(const QString& keyfile)
+    {
+        GSettingsSchemaSource* source = g_settings_schema_source_get_default();
+        schema = source ? g_settings_schema_source_lookup(source, DashToDockNativeDock::schemaId, TRUE) : nullptr;
+        backend = g_keyfile_settings_backend_new(QFile::encodeName(keyfile).constData(), "/", nullptr);
+        settings = schema ? g_settings_new_full(schema, backend, nullptr) : nullptr;
+    }
+    ~Settings()
+    {
+        if (settings)
+            g_object_unref(settings);
+        g_object_unref(backend);
+        if (schema)
+            g_settings_schema_unref(schema);
+    }
+    Settings(const Settings&) = delete;
+    Settings& operator=(const Settings&) = delete;
+
+    GSettingsSchema* schema = nullptr;
+    GSettingsBackend* backend = nullptr;
+    GSettings* settings = nullptr;
+};
+
+} // namespace
+
+DockValues readKeyfileValues(const QString& keyfile, const QStringList& keys)
+{
+    DockValues values;
+    const Settings store(keyfile);
+    for (const QString& key : keys) {
+        g_autoptr(GVariant) value = store.settings ? g_settings_get_user_value(store.settings, key.toUtf8().constData()) : nullptr;
+        if (!value) {
+            values.insert(key, std::nullopt);
+            continue;
+        }
+        g_autofree gchar* text = g_variant_print(value, TRUE);
+        values.insert(key, NativeDockValue{QString::fromUtf8(g_variant_get_type_string(value)), QString::fromUtf8(text)});
+    }
+    return values;
+}
+
+void writeKeyfileValues(const QString& keyfile, const DockValues& values)
+{
+    const Settings store(keyfile);
+    if (!store.settings)
+        return;
+    for (auto it = values.cbegin(); it != values.cend(); ++it) {
+        const QByteArray key = it.key().toUtf8();
+        if (!it.value()) {
+            g_settings_reset(store.settings, key.constData());
+            continue;
+        }
+        const QByteArray type = it.value()->type.toUtf8();
+        g_autoptr(GVariant) parsed = g_variant_parse(reinterpret_cast<const GVariantType*>(type.constData()),
+                                           it.value()->text.toUtf8().constData(), nullptr, nullptr, nullptr);
+        if (parsed)
+            g_settings_set_value(store.settings, key.constData(), parsed);
+    }
+    g_settings_sync();
+}
+
+OtherProcess::OtherProcess()
+{
+    ::usleep(20'000);
+    child = ::fork();
+    if (child == 0) {
+        ::pause();
+        ::_exit(0);
+    }
+}
+
+OtherProcess::~OtherProcess()
+{
+    if (child > 0) {
+        ::kill(child, SIGKILL);
+        ::waitpid(child, nullptr, 0);
+    }
+}
+
+qint32 endedProcessPid()
+{
+    const pid_t child = ::fork();
+    if (child == 0)
+        ::_exit(0);
+    ::waitpid(child, nullptr, 0);
+    return child;
+}
+
+QString defaultKeyfile()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation)
+           + QStringLiteral("/glib-2.0/settings/keyfile");
+}
+
+QStringList dashToDockKeys()
+{
+    QStringList keys;
+    for (const NativeDockKey& key : DashToDockNativeDock::hidingKeys())
+        keys.append(key.name);
+    return keys;
+}
+
+bool dashToDockSchemaAvailable()
+{
+    GSettingsSchemaSource* source = g_settings_schema_source_get_default();
+    g_autoptr(GSettingsSchema) schema = source ? g_settings_schema_source_lookup(source, DashToDockNativeDock::schemaId, TRUE) : nullptr;
+    return schema != nullptr;
+}
+
+} // namespace wharf::test

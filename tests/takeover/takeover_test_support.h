@@ -1,0 +1,58 @@
+#pragma once
+
+#include "platform/native_dock.h"
+
+#include <QMap>
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+#include <ostream>
+
+namespace wharf {
+
+inline void PrintTo(const NativeDockValue& value, std::ostream* out)
+{
+    *out << value.type.toStdString() << ' ' << value.text.toStdString();
+}
+
+} // namespace wharf
+
+namespace wharf::test {
+
+using DockValues = QMap<QString, std::optional<NativeDockValue>>;
+
+// The Dash to Dock values of `keys` as stored now in the GSettings keyfile at `keyfile`, read
+// through a fresh backend so that nothing is cached; nullopt = no user value.
+DockValues readKeyfileValues(const QString& keyfile, const QStringList& keys);
+// Writes (or, for nullopt, resets) the values through a fresh keyfile backend.
+void writeKeyfileValues(const QString& keyfile, const DockValues& values);
+
+// A live process other than this one, started later than it (start times have a 10 ms grain),
+// ended by the destructor.
+class OtherProcess {
+public:
+    OtherProcess();
+    ~OtherProcess();
+    OtherProcess(const OtherProcess&) = delete;
+    OtherProcess& operator=(const OtherProcess&) = delete;
+    qint32 pid() const { return child; }
+
+private:
+    qint32 child = 0;
+};
+
+// The pid of a process that has ended and been reaped.
+qint32 endedProcessPid();
+
+// $XDG_CONFIG_HOME/glib-2.0/settings/keyfile
+QString defaultKeyfile();
+QStringList dashToDockKeys();
+
+// The directory with the compiled Dash to Dock schema (GSETTINGS_SCHEMA_DIR) holds it.
+bool dashToDockSchemaAvailable();
+constexpr const char* missingSchemaHint =
+    "The Dash to Dock schema is missing: run the takeover.schema fixture "
+    "(tests/takeover/dash-to-dock-schema.sh DIR) and set GSETTINGS_SCHEMA_DIR=DIR/schemas.";
+
+} // namespace wharf::test
