@@ -1,6 +1,7 @@
 #pragma once
 
 #include "dock/dock_entry.h"
+#include "dock/dock_view_renderer.h"
 #include "windows/dock_window.h"
 
 #include <QHash>
@@ -24,7 +25,6 @@ namespace wharf {
 class DockModel;
 class DockPreferences;
 class DockTile;
-class DockViewPainter;
 
 // What the view reads from its owner.
 struct DockViewContext {
@@ -70,9 +70,7 @@ public:
     bool isAnimating() const;
     bool isTicking() const; // the tick timer runs
     int retiringIconCount() const;
-    const DockViewPainter& painter() const;
-    // Renders the whole view into `image` (sized width × height × device pixel ratio).
-    void render(QImage& image);
+    const DockViewRenderer& renderer() const;
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -83,7 +81,12 @@ protected:
     bool event(QEvent* event) override;
 
 private:
-    struct RetiringIcon;
+    struct RetiringIcon {
+        DockEntry entry;
+        QRectF frame;
+        double started = 0;
+        double alpha = 1;
+    };
     struct Transition {
         double started = 0;
         bool closing = false;
@@ -91,31 +94,35 @@ private:
 
     double now() const;
     std::optional<QPointF> pointerInView() const;
-    double scale() const;
+    double backingScale() const;
     bool dark() const;
     bool reducesMotion() const;
-    double magnificationPreference() const;
+    double magnification() const;
     double baseIconSize() const;
-    double preferredDockWidth();
-    std::vector<QRectF> layoutFrames(std::optional<double> pointerX, double magnification);
+    double preferredDockWidth() const;
+    std::vector<QRectF> layoutFrames(std::optional<double> pointerX, double magnificationFactor) const;
     std::vector<DockEntry> assembleEntries() const;
     QIcon iconForPid(pid_t pid) const;
-    QRectF clickFrame(int index) const;
+    QRectF clickFrame(const DockTile& tile) const;
     bool insideHoverZone(const QPointF& pointer) const;
     double hideDistance() const;
-    void placeTiles(bool settled);
-    void updateHovered(const std::optional<QPointF>& pointer);
+    void placeTiles();
+    bool updateHovered(const std::optional<QPointF>& pointer);
     void updateInputRegion();
-    void scheduleRepaint();
+    void repaintScene();
     void ensureTicking();
-    QRectF toWidget(const QRectF& layoutRect) const;
-    QPointF toLayout(const QPointF& widgetPoint) const;
+    void stopTickingWhenIdle(const std::optional<QPointF>& pointer);
+    void notifyAccessibility();
+    DockViewRenderer::Scene currentScene() const;
 
     DockViewContext context;
     bool overlay = false;
+    bool started = false;
     std::vector<DockEntry> entryList;
     std::vector<DockTile*> tileList;
-    std::vector<QRectF> frames; // current animated frames, layout coordinates
+    std::vector<QRectF> frames;  // current animated frames, layout coordinates
+    std::vector<QRectF> targets; // where they are heading
+    QRectF hoverShelf;           // shelf of the current frames, for the hover zone
     std::optional<int> hovered;
     QTimer* timer = nullptr;
     std::optional<int> dropIndex;
@@ -133,8 +140,9 @@ private:
     std::vector<RetiringIcon> retiringIcons;
     std::optional<int> separator;
     QRegion currentInputRegion;
-    QRect paintedBounds; // widget area covered by the last paint
-    std::unique_ptr<DockViewPainter> drawing;
+    QRect paintedBounds; // widget area covered by the last scene
+    int framesRendered = 0;
+    std::unique_ptr<DockViewRenderer> drawing;
 };
 
 } // namespace wharf

@@ -1,0 +1,520 @@
+#include "dock/dock_view_renderer.h"
+
+#include "dock/dock_geometry.h"
+#include "dock/gaussian_blur.h"
+
+#include <QPainter>
+#include <QPainterPath>
+#include <QPixmap>
+
+#include <algorithm>
+#include <cmath>
+
+namespace wharf {
+
+namespace {
+
+constexpr double shelfShadowSigma = 9.0 / 2;   // a shadow's blur radius spans about two sigmas
+constexpr double shelfShadowOffset = 3;
+constexpr double tileShadowSigma = 3.0 / 2;
+constexpr double tileShadowOffset = 2;
+constexpr int reflectionSide = 128;
+
+QColor white(double level, double alpha) { return QColor::fromRgbF(float(level), float(level), float(level), float(alpha)); }
+QColor rgba(double r, double g, double b, double a) { return QColor::fromRgbF(float(r), float(g), float(b), float(a)); }
+
+double lipHeight(double iconSize) { return std::min(std::max(0.075 * iconSize, 2.0), 4.0); }
+
+QImage transparentImage(int width, int height, double dpr)
+{
+    QImage image(std::max(width, 1), std::max(height, 1), QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    image.setDevicePixelRatio(dpr);
+    return image;
+}
+
+// Snaps a logical coordinate to the device pixel grid.
+double snap(double value, double dpr) { return std::round(value * dpr) / dpr; }
+
+// A copy of `image` whose every pixel is `color` at the image's alpha times the colour's.
+QImage tinted(const QImage& image, const QColor& color)
+{
+    QImage result = image;
+    QPainter p(&result);
+    p.setCompositionMode(QPainter::CompositionMode_SourceIn);
+    p.fillRect(QRect(QPoint(0, 0), image.size() / image.devicePixelRatio()), color);
+    return result;
+}
+
+} // namespace
+
+size_t qHash(const DockViewRenderer::TileKey& key, size_t seed)
+{
+    return qHashMulti(seed, key.icon, key.pixels, key.window);
+}
+
+size_t qHash(const DockViewRenderer::ReflectionKey& key, size_t seed)
+{
+    return qHashMulti(seed, key.identifier, key.pixels, key.dark);
+}
+
+int DockViewRenderer::sizeStep(double devicePixels, bool exact)
+{
+    if (!std::isfinite(devicePixels) || devicePixels < 1)
+        return 1;
+    if (exact)
+        return int(std::lround(devicePixels));
+    constexpr int step = 4;
+    return int(std::ceil(devicePixels / step)) * step;
+}
+
+void DockViewRenderer::dropReflection(const QString& identifier)
+{
+    if (!reflections.remove(identifier))
+        return;
+    const auto keys = scaledReflections.keys();
+    for (const auto& key : keys) {
+        if (key.identifier == identifier)
+            scaledReflections.remove(key);
+    }
+}
+
+bool DockViewRenderer::hasReflection(const QString& identifier) const { return reflections.contains(identifier); }
+
+void DockViewRenderer::clearCaches()
+{
+    tileCache.clear();
+    scaledReflections.clear();
+    reflections.clear();
+    shelfCache = Shelf{};
+    indicators.clear();
+}
+
+// --- Tiles ---
+
+const QImage& DockViewRenderer::tileImage(const DockEntry& entry, int pixels, double dpr)
+{
+    const QIcon icon = entry.icon();
+    const bool window = entry.kind() == DockEntry::Kind::window;
+    const TileKey key{icon.cacheKey(), pixels, window};
+    if (const QImage* cached = tileCache.object(key))
+        return *cached;
+
+    ++stats.iconRenders;
+    QImage image;
+    if (window) {
+        // A miniature window: a light card with a title bar and the program's icon.
+        image = transparentImage(pixels, pixels, dpr);
+        const double side = pixels / dpr;
+        QPainter p(&image);
+        p.setRenderHint(QPainter::Antialiasing);
+        p.setRenderHint(QPainter::SmoothPixmapTransform);
+        const QRectF card(2, 0.12 * side, side - 4, side - 0.24 * side);
+        QPainterPath path;
+        path.addRoundedRect(card, 4, 4);
+        p.fillPath(path, white(0.92, 1));
+        p.setClipPath(path);
+        p.fillRect(QRectF(card.x(), card.y(), card.width(), 9), white(0.63, 1));
+        p.setClipping(false);
+        const int iconPixels = std::max(1, int(std::lround(0.48 * pixels)));
+        const QPixmap pm = icon.pixmap(QSize(iconPixels, iconPixels), 1.0);
+        // The icon sits 0.2 of the height above the bottom edge.
+        p.drawPixmap(QRectF(0.26 * side, side - 0.2 * side - 0.48 * side, 0.48 * side, 0.48 * side), pm,
+                     QRectF(pm.rect()));
+    } else {
+        const int pad = blurMargin(tileShadowSigma * dpr) + int(std::ceil(tileShadowOffset * dpr));
+        QImage art = transparentImage(pixels + 2 * pad, pixels + 2 * pad, 1);
+        const QPixmap pm = icon.pixmap(QSize(pixels, pixels), 1.0);
+        if (!pm.isNull()) {
+            QPainter p(&art);
+            p.setRenderHint(QPainter::SmoothPixmapTransform);
+            // Themes without a large enough size give a smaller pixmap: centre it, scaled to fit.
+            const QSizeF fitted = QSizeF(pm.size()).scaled(QSizeF(pixels, pixels), Qt::KeepAspectRatio);
+            p.drawPixmap(QRectF(pad + (pixels - fitted.width()) / 2, pad + (pixels - fitted.height()) / 2,
+                                fitted.width(), fitted.height()),
+                         pm, QRectF(pm.rect()));
+        }
+        const QImage shadow = tinted(gaussianBlur(art, tileShadowSigma * dpr, 0), QColor(0, 0, 0, 97));
+        image = transparentImage(art.width(), art.height(), 1);
+        {
+            QPainter p(&image);
+            p.drawImage(QPointF(0, std::round(tileShadowOffset * dpr)), shadow);
+            p.drawImage(QPointF(0, 0), art);
+        }
+        image.setDevicePixelRatio(dpr);
+    }
+    lastTile = image;
+    tileCache.insert(key, new QImage(std::move(image)), std::max(1, int(lastTile.sizeInBytes() / 1024)));
+    // An image larger than the whole cache is not kept; the copy serves this one draw.
+    if (const QImage* cached = tileCache.object(key))
+        return *cached;
+    return lastTile;
+}
+
+void DockViewRenderer::drawTile(QPainter& painter, const Tile& tile, const Scene& scene, bool exact)
+{
+    if (tile.alpha <= 0 || tile.frame.width() <= 0 || !tile.entry)
+        return;
+    const double dpr = scene.devicePixelRatio;
+    const QRectF target = toWidgetRect(tile.frame, scene.viewSize.height());
+    const int pixels = sizeStep(target.width() * dpr, exact);
+    const QImage& image = tileImage(*tile.entry, pixels, dpr);
+    const bool window = tile.entry->kind() == DockEntry::Kind::window;
+    const double pad = window ? 0 : (image.width() - pixels) / 2.0 / dpr;
+
+    if (tile.alpha < 1)
+        painter.setOpacity(tile.alpha);
+    if (pixels == int(std::lround(target.width() * dpr))) {
+        painter.drawImage(QPointF(snap(target.x(), dpr) - pad, snap(target.y(), dpr) - pad), image);
+    } else {
+        // Between size steps while moving: the next larger step, scaled down a little.
+        const double k = target.width() * dpr / pixels;
+        const QRectF dest(target.x() - pad * k, target.y() - pad * k, image.width() / dpr * k,
+                          image.height() / dpr * k);
+        painter.setRenderHint(QPainter::SmoothPixmapTransform);
+        painter.drawImage(dest, image);
+        painter.setRenderHint(QPainter::SmoothPixmapTransform, false);
+    }
+    if (tile.alpha < 1)
+        painter.setOpacity(1);
+}
+
+// --- Reflections ---
+
+const QImage* DockViewRenderer::reflectionImage(const DockEntry& entry, int pixels, bool dark)
+{
+    const QString id = entry.identifier();
+    const QIcon icon = entry.icon();
+    auto found = reflections.find(id);
+    if (found == reflections.end()) {
+        const QPixmap pm = icon.pixmap(QSize(reflectionSide, reflectionSide), 1.0);
+        if (pm.isNull())
+            return nullptr; // nothing to reflect; tried again next time
+        ++stats.reflectionRenders;
+        QImage base = transparentImage(reflectionSide, reflectionSide, 1);
+        {
+            QPainter p(&base);
+            p.setRenderHint(QPainter::SmoothPixmapTransform);
+            const QSizeF fitted = QSizeF(pm.size()).scaled(QSizeF(reflectionSide, reflectionSide), Qt::KeepAspectRatio);
+            p.drawPixmap(QRectF((reflectionSide - fitted.width()) / 2, reflectionSide - fitted.height(),
+                                fitted.width(), fitted.height()),
+                         pm, QRectF(pm.rect()));
+        }
+        // Row 0 is the icon's base, where the reflection touches it.
+        const QImage mirrored = base.mirrored(false, true);
+        // The blurs run at half size: the result is the same at a fraction of the cost.
+        const QImage half = mirrored.scaled(reflectionSide / 2, reflectionSide / 2, Qt::IgnoreAspectRatio,
+                                            Qt::SmoothTransformation);
+        const QImage soft = gaussianBlur(half, 5.0 / 2, 0).scaled(reflectionSide, reflectionSide,
+                                                                 Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+        const QImage softer = gaussianBlur(half, 12.0 / 2, 0).scaled(reflectionSide, reflectionSide,
+                                                                    Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+        QImage result = transparentImage(reflectionSide, reflectionSide, 1);
+        for (int y = 0; y < reflectionSide; ++y) {
+            // Sharper near the base and blurrier further away, fading out over 58 points.
+            const double blend = std::clamp(y / 40.0, 0.0, 1.0);
+            const double fade = std::clamp(1 - y / 58.0, 0.0, 1.0);
+            if (fade <= 0)
+                break;
+            const auto* a = reinterpret_cast<const QRgb*>(soft.constScanLine(y));
+            const auto* b = reinterpret_cast<const QRgb*>(softer.constScanLine(y));
+            auto* out = reinterpret_cast<QRgb*>(result.scanLine(y));
+            for (int x = 0; x < reflectionSide; ++x) {
+                const auto mix = [&](int ca, int cb) {
+                    return int(std::lround((ca * (1 - blend) + cb * blend) * fade));
+                };
+                out[x] = qRgba(mix(qRed(a[x]), qRed(b[x])), mix(qGreen(a[x]), qGreen(b[x])),
+                               mix(qBlue(a[x]), qBlue(b[x])), mix(qAlpha(a[x]), qAlpha(b[x])));
+            }
+        }
+        found = reflections.insert(id, Reflection{icon.cacheKey(), result});
+    }
+
+    const ReflectionKey key{id, pixels, dark};
+    if (const QImage* cached = scaledReflections.object(key))
+        return cached;
+    QImage scaled = transparentImage(pixels, pixels, 1);
+    {
+        QPainter p(&scaled);
+        p.setRenderHint(QPainter::SmoothPixmapTransform);
+        p.setOpacity(dark ? 0.19 : 0.24);
+        p.drawImage(QRectF(0, 0, pixels, pixels), found->image);
+    }
+    auto* stored = new QImage(scaled);
+    scaledReflections.insert(key, stored, std::max(1, int(scaled.sizeInBytes() / 1024)));
+    return scaledReflections.object(key);
+}
+
+// --- Shelf ---
+
+const DockViewRenderer::Shelf& DockViewRenderer::shelf(const DockLayout::Metrics& m, double shelfWidth, double dpr,
+                                                       bool dark)
+{
+    const int pad = int(std::ceil((blurMargin(shelfShadowSigma) + shelfShadowOffset) * dpr));
+    const int cap = pad + int(std::ceil((1.2 * m.edgeInset + 2 * blurMargin(shelfShadowSigma) + 1) * dpr));
+    constexpr int middle = 64;
+    const int widthPixels = int(std::lround(shelfWidth * dpr));
+    const bool sliced = widthPixels + 2 * pad >= 2 * cap + middle;
+    const int exactWidth = sliced ? 0 : widthPixels;
+
+    if (shelfCache.iconSize == m.iconSize && shelfCache.devicePixelRatio == dpr && shelfCache.dark == dark &&
+        shelfCache.exactWidth == exactWidth && !shelfCache.under.isNull())
+        return shelfCache;
+
+    ++stats.shelfRenders;
+    Shelf result;
+    result.iconSize = m.iconSize;
+    result.devicePixelRatio = dpr;
+    result.dark = dark;
+    result.exactWidth = exactWidth;
+    result.pad = pad;
+    result.cap = cap;
+
+    const double lip = lipHeight(m.iconSize);
+    const double margin = blurMargin(shelfShadowSigma);
+    result.top = m.shelfTop + margin;
+    const double bottom = m.shelfBottom - lip - 1 - shelfShadowOffset - margin;
+    const int imageWidth = sliced ? 2 * cap + middle : widthPixels + 2 * pad;
+    const int imageHeight = int(std::ceil((result.top - bottom) * dpr));
+    const double width = sliced ? (imageWidth - 2 * pad) / dpr : shelfWidth;
+    const double left = pad / dpr;
+    const auto ly = [&](double layoutY) { return result.top - layoutY; };
+
+    QPainterPath outline;
+    outline.moveTo(left + 1.2 * m.edgeInset, ly(m.shelfTop));
+    outline.lineTo(left + width - 1.2 * m.edgeInset, ly(m.shelfTop));
+    outline.lineTo(left + width, ly(m.shelfBottom));
+    outline.lineTo(left, ly(m.shelfBottom));
+    outline.closeSubpath();
+
+    // Under the reflections: the shadowed fill and the glass gradient.
+    const QColor base = dark ? white(0.08, 0.66) : white(0.47, 0.58);
+    QImage shadowShape = transparentImage(imageWidth, imageHeight, dpr);
+    {
+        QPainter p(&shadowShape);
+        p.setRenderHint(QPainter::Antialiasing);
+        p.fillPath(outline, QColor::fromRgbF(0, 0, 0, float(0.5 * base.alphaF())));
+    }
+    QImage shadow = gaussianBlur(shadowShape, shelfShadowSigma * dpr, 0);
+    shadow.setDevicePixelRatio(dpr);
+    result.under = transparentImage(imageWidth, imageHeight, dpr);
+    {
+        QPainter p(&result.under);
+        p.setRenderHint(QPainter::Antialiasing);
+        p.drawImage(QPointF(0, shelfShadowOffset), shadow);
+        p.fillPath(outline, base);
+        QLinearGradient glass(0, ly(m.shelfBottom), 0, ly(m.shelfTop));
+        if (dark) {
+            glass.setColorAt(0, rgba(0.23, 0.26, 0.30, 0.78));
+            glass.setColorAt(0.45, rgba(0.12, 0.15, 0.18, 0.66));
+            glass.setColorAt(1, rgba(0.22, 0.25, 0.28, 0.72));
+        } else {
+            glass.setColorAt(0, white(0.87, 0.76));
+            glass.setColorAt(0.45, white(0.76, 0.64));
+            glass.setColorAt(1, white(0.93, 0.68));
+        }
+        p.fillPath(outline, glass);
+    }
+
+    // Over the reflections: the frosting, the outline and the front lip.
+    result.over = transparentImage(imageWidth, imageHeight, dpr);
+    {
+        QPainter p(&result.over);
+        p.setRenderHint(QPainter::Antialiasing);
+        p.setClipPath(outline);
+        const double frostTop = std::max(m.baseline, m.shelfBottom + 1);
+        QLinearGradient frost(0, ly(m.shelfBottom), 0, ly(frostTop));
+        frost.setColorAt(0, dark ? white(0.4, 0.12) : white(0.8, 0.42));
+        frost.setColorAt(1, Qt::transparent);
+        p.fillRect(QRectF(left, ly(frostTop), width, frostTop - m.shelfBottom), frost);
+        p.setClipping(false);
+        p.setPen(QPen(dark ? white(1, 0.3) : white(1, 0.63), 0.65));
+        p.drawPath(outline);
+
+        QLinearGradient lipGradient(0, ly(m.shelfBottom - lip), 0, ly(m.shelfBottom));
+        if (dark) {
+            lipGradient.setColorAt(0, white(0.06, 0.85));
+            lipGradient.setColorAt(0.5, white(0.24, 0.9));
+            lipGradient.setColorAt(1, white(0.62, 0.95));
+        } else {
+            lipGradient.setColorAt(0, white(0.27, 0.85));
+            lipGradient.setColorAt(0.5, white(0.78, 0.9));
+            lipGradient.setColorAt(1, white(0.98, 0.95));
+        }
+        p.setRenderHint(QPainter::Antialiasing, false);
+        p.fillRect(QRectF(left, ly(m.shelfBottom), width, lip), lipGradient);
+        p.fillRect(QRectF(left, ly(m.shelfBottom - lip), width, 1), QColor::fromRgbF(0, 0, 0, 0.24f));
+    }
+    shelfCache = std::move(result);
+    return shelfCache;
+}
+
+void DockViewRenderer::drawShelfLayer(QPainter& painter, const Shelf& s, const QImage& layer,
+                                      const QRectF& shelfRect, double viewHeight, double dpr) const
+{
+    // Device-pixel placement keeps every slice an unscaled blit.
+    const double x = std::round(shelfRect.x() * dpr) - s.pad;
+    const double y = std::round((viewHeight - s.top) * dpr);
+    const double width = std::round(shelfRect.width() * dpr) + 2 * s.pad;
+    if (s.exactWidth) {
+        painter.drawImage(QPointF(x / dpr, y / dpr), layer);
+        return;
+    }
+    const int h = layer.height();
+    painter.drawImage(QPointF(x / dpr, y / dpr), layer, QRectF(0, 0, s.cap, h));
+    painter.drawImage(QPointF((x + width - s.cap) / dpr, y / dpr), layer, QRectF(layer.width() - s.cap, 0, s.cap, h));
+    const double middleWidth = width - 2 * s.cap;
+    if (middleWidth > 0) {
+        const int strip = layer.width() - 2 * s.cap;
+        for (double done = 0; done < middleWidth; done += strip) {
+            const double w = std::min<double>(strip, middleWidth - done);
+            painter.drawImage(QPointF((x + s.cap + done) / dpr, y / dpr), layer, QRectF(s.cap, 0, w, h));
+        }
+    }
+}
+
+const QImage& DockViewRenderer::indicator(double height, double dpr, bool dark)
+{
+    const int key = int(std::lround(height * 100)) * 2 + (dark ? 1 : 0);
+    auto found = indicators.find(key);
+    if (found != indicators.end() && found->devicePixelRatio() == dpr)
+        return *found;
+    const double sigma = dark ? 1.0 : 3.0;
+    const int margin = blurMargin(sigma);
+    QImage dot = transparentImage(int(std::ceil((6 + 2 * margin) * dpr)), int(std::ceil((height + 2 * margin) * dpr)), dpr);
+    {
+        QPainter p(&dot);
+        p.setRenderHint(QPainter::Antialiasing);
+        p.setBrush(Qt::white);
+        p.setPen(Qt::NoPen);
+        p.drawEllipse(QRectF(margin, margin, 6, height));
+    }
+    const QColor glowColor = dark ? rgba(0.7, 0.86, 1.0, 0.18) : rgba(0.7, 0.86, 1.0, 0.95);
+    QImage glow = tinted(gaussianBlur(dot, sigma * dpr, 0), glowColor);
+    QImage result = transparentImage(dot.width(), dot.height(), dpr);
+    {
+        QPainter p(&result);
+        p.drawImage(QPointF(0, 0), glow);
+        p.drawImage(QPointF(0, 0), tinted(dot, dark ? rgba(0.55, 0.62, 0.68, 0.85) : rgba(0.9, 0.96, 1.0, 1.0)));
+    }
+    return *indicators.insert(key, result);
+}
+
+// --- The whole scene ---
+
+QRect DockViewRenderer::bounds(const Scene& scene) const
+{
+    if (scene.frames.empty())
+        return {};
+    const double h = scene.viewSize.height();
+    const auto metrics = DockLayout::metrics(scene.frames);
+    const QRectF shelfRect = DockLayout::shelfFrame(scene.frames).translated(0, -scene.offset);
+    const double margin = blurMargin(shelfShadowSigma) + shelfShadowOffset + 1;
+    QRectF area(shelfRect.x() - margin, 0, shelfRect.width() + 2 * margin, 0);
+    const double bottom = metrics.shelfBottom - lipHeight(metrics.iconSize) - 1 - margin - scene.offset;
+    double top = metrics.shelfTop + margin - scene.offset;
+    double left = area.left();
+    double right = area.right();
+    const auto include = [&](const Tile& tile) {
+        const QRectF& f = tile.frame;
+        const double shadow = blurMargin(tileShadowSigma) + tileShadowOffset + 1;
+        top = std::max(top, f.bottom() + shadow); // QRectF::bottom() is the larger y: the top in layout terms
+        left = std::min(left, f.left() - shadow);
+        right = std::max(right, f.right() + shadow);
+    };
+    for (const auto& tile : scene.tiles)
+        include(tile);
+    for (const auto& tile : scene.retiring)
+        include(tile);
+    if (scene.dropIndex)
+        top = std::max(top, 20 + 48 - scene.offset);
+    const QRectF layoutArea(left, bottom, right - left, top - bottom);
+    return toWidgetRect(layoutArea, h).toAlignedRect().adjusted(-1, -1, 1, 1);
+}
+
+void DockViewRenderer::paint(QPainter& painter, const Scene& scene)
+{
+    if (scene.frames.empty())
+        return;
+    const double dpr = scene.devicePixelRatio;
+    const double viewHeight = scene.viewSize.height();
+    const auto metrics = DockLayout::metrics(scene.frames);
+    const QRectF shelfRect = DockLayout::shelfFrame(scene.frames).translated(0, -scene.offset);
+    const auto toWidget = [&](const QRectF& layoutRect) {
+        return toWidgetRect(layoutRect.translated(0, -scene.offset), viewHeight);
+    };
+
+    // The shelf images are cut at a fixed layout height; moving the dock down moves them too.
+    const Shelf& s = shelf(metrics, shelfRect.width(), dpr, scene.dark);
+    const double shelfViewHeight = viewHeight + scene.offset;
+    drawShelfLayer(painter, s, s.under, shelfRect, shelfViewHeight, dpr);
+
+    // Reflections, clipped to the band under the icons (inside the outline's slanted ends).
+    painter.save();
+    painter.setClipRect(toWidgetRect(QRectF(shelfRect.x(), metrics.shelfBottom - scene.offset, shelfRect.width(),
+                                            metrics.shelfTop - metrics.shelfBottom),
+                                     viewHeight));
+    for (const auto& tile : scene.tiles) {
+        if (tile.dragged || !tile.entry || tile.reflectionFrame.width() < 1)
+            continue;
+        const QRectF& frame = tile.reflectionFrame;
+        const QRectF mirrored(frame.x(), frame.y() - 2 - frame.height(), frame.width(), frame.height());
+        const QRectF target = toWidget(mirrored);
+        const int pixels = sizeStep(target.width() * dpr, false);
+        if (const QImage* image = reflectionImage(*tile.entry, pixels, scene.dark))
+            painter.drawImage(target, *image);
+    }
+    painter.restore();
+
+    drawShelfLayer(painter, s, s.over, shelfRect, shelfViewHeight, dpr);
+
+    // Separator between the applications and everything else.
+    if (scene.separatorIndex && *scene.separatorIndex > 0 && *scene.separatorIndex < int(scene.frames.size())) {
+        const int k = *scene.separatorIndex;
+        double before = scene.frames[0].right();
+        for (int i = 0; i < k; ++i)
+            before = std::max(before, scene.frames[size_t(i)].right());
+        const double x = (before + scene.frames[size_t(k)].left()) / 2;
+        const double w = 0.06 * metrics.iconSize;
+        const double y0 = viewHeight - (metrics.shelfTop - 3 - scene.offset);
+        const double y1 = viewHeight - (metrics.shelfBottom + 1 - scene.offset);
+        painter.save();
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(QPen(scene.dark ? white(0.02, 0.65) : white(0.25, 0.4), 1));
+        painter.drawLine(QPointF(x - w, y0), QPointF(x + w, y1));
+        painter.setPen(QPen(scene.dark ? white(1, 0.26) : white(1, 0.65), 1));
+        painter.drawLine(QPointF(x - w + 1, y0), QPointF(x + w + 1, y1));
+        painter.restore();
+    }
+
+    // Running indicators on the lip.
+    const double lip = lipHeight(metrics.iconSize);
+    const double dotHeight = std::min(0.65 * lip, 2.5);
+    const QImage& dot = indicator(dotHeight, dpr, scene.dark);
+    const double dotMargin = (dot.width() / dpr - 6) / 2;
+    for (const auto& tile : scene.tiles) {
+        if (!tile.running || tile.dragged)
+            continue;
+        const double cx = tile.frame.center().x();
+        const QRectF oval(cx - 3, metrics.shelfBottom - lip / 2 - 1, 6, dotHeight);
+        const QRectF target = toWidget(oval);
+        painter.drawImage(QPointF(snap(target.x() - dotMargin, dpr), snap(target.y() - dotMargin, dpr)), dot);
+    }
+
+    // Drop marker.
+    if (scene.dropIndex && !scene.reordering) {
+        const size_t index = size_t(std::max(0, *scene.dropIndex));
+        const double x = index < scene.frames.size() ? scene.frames[index].left() - 5 : scene.frames.back().right() + 5;
+        painter.fillRect(toWidget(QRectF(x, 20, 3, 48)), scene.accent);
+    }
+
+    // Tiles, then icons leaving the dock.
+    for (const auto& tile : scene.tiles) {
+        if (!tile.dragged)
+            drawTile(painter, tile, scene, scene.settled);
+    }
+    for (const auto& tile : scene.retiring)
+        drawTile(painter, tile, scene, false);
+}
+
+} // namespace wharf

@@ -1,0 +1,118 @@
+#pragma once
+
+#include "dock/dock_entry.h"
+#include "dock/dock_layout.h"
+
+#include <QCache>
+#include <QColor>
+#include <QHash>
+#include <QImage>
+#include <QRectF>
+#include <QSizeF>
+
+#include <optional>
+#include <vector>
+
+class QPainter;
+
+namespace wharf {
+
+// Draws a dock view: the glass shelf, per-icon reflections, separator, running
+// indicators, drop marker and the tiles. Everything costly is made once and cached:
+// the shelf as three slices (its middle is uniform, so any width is a blit), icons per
+// size step with their shadow baked in, reflections per entry. No frame renders an icon.
+class DockViewRenderer {
+public:
+    struct Tile {
+        const DockEntry* entry = nullptr;
+        QRectF frame;           // the placed tile, layout coordinates, moved down with the dock
+        QRectF reflectionFrame; // the entry's animated frame, before the hide offset
+        double alpha = 1;
+        bool running = false;
+        bool dragged = false;
+    };
+
+    struct Scene {
+        QSizeF viewSize;
+        double devicePixelRatio = 1;
+        bool dark = false;
+        double offset = 0; // how far the dock is moved down (auto-hide)
+        std::vector<QRectF> frames; // current frames, layout coordinates
+        std::vector<Tile> tiles;
+        std::vector<Tile> retiring;
+        std::optional<int> separatorIndex;
+        std::optional<int> dropIndex;
+        bool reordering = false;
+        bool settled = false; // nothing moves: tiles are drawn at their exact size
+        QColor accent;
+    };
+
+    // Cache misses, so tests and benchmarks can see what a frame cost.
+    struct Statistics {
+        int iconRenders = 0;
+        int reflectionRenders = 0;
+        int shelfRenders = 0;
+    };
+
+    // An icon size step in device pixels: frames while animating use the next step up
+    // (drawn slightly scaled down, never up); settled frames use their exact size.
+    static int sizeStep(double devicePixels, bool exact);
+
+    void paint(QPainter& painter, const Scene& scene);
+    // The area the scene covers, in widget coordinates.
+    QRect bounds(const Scene& scene) const;
+
+    void dropReflection(const QString& identifier);
+    bool hasReflection(const QString& identifier) const;
+    void clearCaches();
+    const Statistics& statistics() const { return stats; }
+
+private:
+    struct TileKey {
+        qint64 icon = 0;
+        int pixels = 0;
+        bool window = false;
+        bool operator==(const TileKey&) const = default;
+    };
+    struct ReflectionKey {
+        QString identifier;
+        int pixels = 0;
+        bool dark = false;
+        bool operator==(const ReflectionKey&) const = default;
+    };
+    struct Reflection {
+        qint64 icon = 0;
+        QImage image; // 128 × 128, mirrored (row 0 touches the icon's base), masked
+    };
+    struct Shelf {
+        double iconSize = -1;
+        double devicePixelRatio = 0;
+        bool dark = false;
+        int exactWidth = 0; // device pixels of the shelf when not sliced; 0 = sliced
+        QImage under;       // shadow and fill
+        QImage over;        // frost, outline and lip
+        int pad = 0;        // device pixels around the shelf in both images
+        int cap = 0;        // width of each end slice; the middle is uniform
+        double top = 0;     // layout y of the images' top edge
+    };
+    friend size_t qHash(const TileKey& key, size_t seed);
+    friend size_t qHash(const ReflectionKey& key, size_t seed);
+
+    const QImage& tileImage(const DockEntry& entry, int pixels, double dpr);
+    const QImage* reflectionImage(const DockEntry& entry, int pixels, bool dark);
+    const Shelf& shelf(const DockLayout::Metrics& metrics, double shelfWidth, double dpr, bool dark);
+    const QImage& indicator(double height, double dpr, bool dark);
+    void drawShelfLayer(QPainter& painter, const Shelf& shelf, const QImage& layer, const QRectF& shelfRect,
+                        double viewHeight, double dpr) const;
+    void drawTile(QPainter& painter, const Tile& tile, const Scene& scene, bool exact);
+
+    QCache<TileKey, QImage> tileCache{16 * 1024};       // cost in KiB
+    QCache<ReflectionKey, QImage> scaledReflections{8 * 1024};
+    QHash<QString, Reflection> reflections;
+    QImage lastTile;
+    Shelf shelfCache;
+    QHash<int, QImage> indicators;
+    Statistics stats;
+};
+
+} // namespace wharf

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <QImage>
+
+namespace wharf {
+
+// A Gaussian blur of a premultiplied ARGB image. The result is `margin` pixels larger
+// on every side so the blur is not cut off; pixels outside the source count as clear.
+QImage gaussianBlur(const QImage& source, double sigma, int margin);
+
+// The margin a blur of `sigma` needs to fade out completely.
+int blurMargin(double sigma);
+
+} // namespace wharf

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <functional>
+
+namespace wharf {
+
+// The desktop's look as far as the dock cares: its colour scheme and whether the
+// user asked for less motion. Values are cached; `onChange` fires when either changes.
+class DesktopAppearance {
+public:
+    virtual ~DesktopAppearance() = default;
+
+    virtual bool isDark() const = 0;
+    virtual bool reduceMotion() const = 0;
+
+    std::function<void()> onChange;
+};
+
+} // namespace wharf

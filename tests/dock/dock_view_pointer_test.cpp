@@ -1,0 +1,128 @@
+// Pointer tracking: the hovered index, magnification, the idle timer and the input region.
+#include "dock_view_test_support.h"
+
+namespace wharf::test {
+namespace {
+
+using Kind = DockItem::Kind;
+
+class DockViewPointer : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        std::vector<std::pair<QString, Kind>> pins;
+        for (int i = 0; i < 6; ++i)
+            pins.push_back({h.app(QStringLiteral("app%1").arg(i)), Kind::application});
+        pins.push_back({h.folder(QStringLiteral("docs")), Kind::folder});
+        h.pin(pins);
+        h.makeView();
+        h.view->onInputRegionChanged = [this] { ++regionChanges; };
+        h.view->start();
+        h.settle();
+        resting = h.view->tileFrames();
+    }
+
+    DockViewHarness h;
+    std::vector<QRectF> resting;
+    int regionChanges = 0;
+};
+
+TEST_F(DockViewPointer, MagnifiesAroundThePointerAsTheLayoutSays)
+{
+    const QPointF over = resting[2].center();
+    h.pointer = over;
+    h.settle();
+    EXPECT_EQ(h.view->hoveredIndex(), 2);
+    const auto expected = h.expectedFrames(over.x(), h.preferences.magnification());
+    const auto frames = h.view->tileFrames();
+    ASSERT_EQ(frames.size(), expected.size());
+    for (size_t i = 0; i < frames.size(); ++i)
+        expectNear(frames[i], expected[i], 1.0, "magnified frame");
+    EXPECT_GT(frames[2].width(), resting[2].width() * 1.5);
+
+    // Away from the dock everything returns to rest.
+    h.pointer = QPointF(over.x(), 5);
+    h.settle();
+    EXPECT_EQ(h.view->hoveredIndex(), std::nullopt);
+    EXPECT_EQ(h.view->tileFrames(), resting);
+}
+
+TEST_F(DockViewPointer, HoveredIndex)
+{
+    const double bottom = DockViewHarness::viewHeight;
+    const QRectF app = resting[1];
+    const QRectF folder = resting[6];
+    struct Row {
+        const char* name;
+        QPointF pointer;
+        std::optional<int> hovered;
+    };
+    const Row rows[] = {
+        {"over an icon", app.center(), 1},
+        {"below an application, down to the screen edge", QPointF(app.center().x(), bottom - 1), 1},
+        {"below a folder", QPointF(folder.center().x(), bottom - 1), std::nullopt},
+        {"3 points beside the last icon", QPointF(folder.right() + 3, folder.center().y()), 6},
+        {"above the hover zone", QPointF(app.center().x(), app.top() - 60), std::nullopt},
+        {"below the view", QPointF(app.center().x(), bottom + 1), std::nullopt},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        h.pointer.reset();
+        h.settle();
+        h.pointer = row.pointer;
+        h.advance(1.0 / 60);
+        EXPECT_EQ(h.view->hoveredIndex(), row.hovered);
+    }
+}
+
+TEST_F(DockViewPointer, TimerStopsOnceSettledUnlessThePointerNeedsPolling)
+{
+    EXPECT_FALSE(h.view->isTicking()) << "settled with the pointer away";
+
+    h.view->markLayoutDirty();
+    EXPECT_TRUE(h.view->isTicking());
+    h.settle();
+    EXPECT_FALSE(h.view->isTicking());
+
+    // On the shelf the window gets motion events, so the timer may stop.
+    h.pointer = resting[3].center();
+    h.view->markLayoutDirty();
+    h.settle();
+    h.advance(1.0 / 60);
+    EXPECT_FALSE(h.view->isTicking());
+
+    // Just above the magnified icon: inside the hover zone, but clicks pass through there,
+    // so no motion events arrive and the timer must keep polling the pointer.
+    const QRectF magnified = h.view->tileFrames()[3];
+    h.pointer = QPointF(magnified.center().x(), magnified.top() - 6);
+    h.view->markLayoutDirty();
+    h.settle();
+    h.advance(1.0 / 60);
+    ASSERT_FALSE(h.view->inputRegion().contains(h.pointer->toPoint()));
+    EXPECT_EQ(h.view->hoveredIndex(), std::nullopt);
+    EXPECT_TRUE(h.view->isTicking());
+}
+
+TEST_F(DockViewPointer, InputRegionCoversShelfAndTilesOnly)
+{
+    const QRegion region = h.view->inputRegion();
+    EXPECT_TRUE(region.contains(resting[0].center().toPoint()));
+    EXPECT_TRUE(region.contains(QPoint(int(resting[2].center().x()), DockViewHarness::viewHeight - 3)))
+        << "below an application icon";
+    EXPECT_FALSE(region.contains(QPoint(int(resting[2].center().x()), int(resting[2].top()) - 20)));
+    EXPECT_FALSE(region.contains(QPoint(2, DockViewHarness::viewHeight - 10)));
+
+    const int changes = regionChanges;
+    h.view->markLayoutDirty();
+    h.advance(1.0 / 60);
+    EXPECT_EQ(regionChanges, changes) << "a tick that changes nothing reports nothing";
+
+    h.pointer = resting[2].center();
+    h.settle();
+    EXPECT_GT(regionChanges, changes);
+    EXPECT_TRUE(h.view->inputRegion().contains(QPoint(int(resting[2].center().x()), int(resting[2].top()) - 20)))
+        << "the magnified icon takes the mouse";
+}
+
+} // namespace
+} // namespace wharf::test

@@ -1,0 +1,202 @@
+// Drawing, the icon and reflection caches, and what assistive technology sees.
+#include "dock_view_test_support.h"
+
+#include "dock/dock_view_renderer.h"
+
+#include <QAccessible>
+#include <QImage>
+
+namespace wharf::test {
+namespace {
+
+using Kind = DockItem::Kind;
+
+QImage renderView(DockView& view)
+{
+    QImage image(view.size(), QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    view.render(&image, QPoint(), QRegion(), QWidget::DrawChildren);
+    return image;
+}
+
+double luminance(QRgb pixel) { return 0.3 * qRed(pixel) + 0.59 * qGreen(pixel) + 0.11 * qBlue(pixel); }
+
+class DockViewRender : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        red = h.app(QStringLiteral("red"), Qt::red);
+        blue = h.app(QStringLiteral("blue"), Qt::blue);
+        docs = h.folder(QStringLiteral("docs"));
+        h.pin({{red, Kind::application}, {blue, Kind::application}, {docs, Kind::folder}});
+        h.makeView();
+        h.view->start();
+        h.settle();
+    }
+
+    int renders() const { return h.view->renderer().statistics().iconRenders; }
+
+    DockViewHarness h;
+    QString red, blue, docs;
+};
+
+TEST_F(DockViewRender, ShelfAndIconsAreWhereTheFramesSay)
+{
+    QImage images[2];
+    for (const bool dark : {false, true}) {
+        SCOPED_TRACE(dark ? "dark" : "light");
+        h.platformDark = dark;
+        const QImage image = renderView(*h.view);
+        images[dark] = image;
+        const auto frames = h.view->tileFrames();
+        const QRectF redFrame = frames[size_t(h.indexOf(red))];
+        const QRectF blueFrame = frames[size_t(h.indexOf(blue))];
+
+        const QRgb redPixel = image.pixel(redFrame.center().toPoint());
+        EXPECT_EQ(qAlpha(redPixel), 255);
+        EXPECT_GT(qRed(redPixel), 240);
+        EXPECT_LT(qBlue(redPixel), 15);
+        const QRgb bluePixel = image.pixel(blueFrame.center().toPoint());
+        EXPECT_GT(qBlue(bluePixel), 240);
+        EXPECT_LT(qRed(bluePixel), 15);
+
+        // The shelf band under the icons: the reflection tints it with the icon's colour.
+        const int baseline = int(redFrame.bottom());
+        const QRgb underRed = image.pixel(int(redFrame.center().x()), baseline + 3);
+        const QRgb underBlue = image.pixel(int(blueFrame.center().x()), baseline + 3);
+        EXPECT_GT(qAlpha(underRed), 100);
+        EXPECT_GT(qRed(underRed), qBlue(underRed) + 8);
+        EXPECT_GT(qBlue(underBlue), qRed(underBlue) + 8);
+
+        // Outside the shelf and above the icons nothing is drawn.
+        EXPECT_EQ(qAlpha(image.pixel(2, image.height() - 10)), 0);
+        EXPECT_EQ(qAlpha(image.pixel(int(redFrame.center().x()), int(redFrame.top()) - 20)), 0);
+        EXPECT_EQ(qAlpha(image.pixel(image.width() - 3, image.height() - 10)), 0);
+    }
+    // Between the icons, the glass is much darker in the dark appearance.
+    const auto frames = h.view->tileFrames();
+    const QPoint gap(int((frames[0].right() + frames[1].left()) / 2), int(frames[0].bottom()) - 4);
+    EXPECT_GT(luminance(images[0].pixel(gap)), luminance(images[1].pixel(gap)) + 60);
+}
+
+TEST_F(DockViewRender, IconsRenderOncePerSizeStep)
+{
+    renderView(*h.view);
+    const int first = renders();
+    EXPECT_EQ(first, int(h.view->entries().size()));
+    renderView(*h.view);
+    EXPECT_EQ(renders(), first) << "an unchanged frame renders no icon";
+
+    // A pointer sweep fills the cache; the same sweep again renders nothing new.
+    const auto resting = h.view->tileFrames();
+    const auto sweep = [&] {
+        for (double x = resting.front().left(); x < resting.back().right(); x += 7) {
+            h.pointer = QPointF(x, resting.front().center().y());
+            h.advance(1.0 / 60);
+            renderView(*h.view);
+        }
+    };
+    sweep();
+    const int afterSweep = renders();
+    EXPECT_GT(afterSweep, first);
+    h.pointer = QPointF(resting.front().left(), resting.front().center().y());
+    for (int i = 0; i < 3; ++i)
+        h.advance(1.0 / 60); // back to where the first sweep started
+    sweep();
+    EXPECT_LE(renders() - afterSweep, int(h.view->entries().size()))
+        << "the second sweep reuses the first one's sizes";
+}
+
+TEST(DockViewRendererSteps, SizeStep)
+{
+    struct Row {
+        const char* name;
+        double pixels;
+        bool exact;
+        int step;
+    };
+    const Row rows[] = {
+        {"settled frames use their own size", 57.4, true, 57},
+        {"moving frames round up to the next step", 57.4, false, 60},
+        {"a step boundary is its own step", 60, false, 60},
+        {"just past a boundary", 60.1, false, 64},
+        {"nothing below one pixel", 0.2, false, 1},
+        {"not a number", std::nan(""), false, 1},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(DockViewRenderer::sizeStep(row.pixels, row.exact), row.step) << row.name;
+}
+
+TEST_F(DockViewRender, ReflectionsAreDroppedOnlyWhenTheIconObjectChanges)
+{
+    renderView(*h.view);
+    const QString redID = h.view->entries()[size_t(h.indexOf(red))].identifier();
+    const QString blueID = h.view->entries()[size_t(h.indexOf(blue))].identifier();
+    const int made = h.view->renderer().statistics().reflectionRenders;
+    ASSERT_TRUE(h.view->renderer().hasReflection(redID));
+
+    // The same icon objects after a refresh keep their reflections.
+    h.model.refresh();
+    h.view->reload();
+    renderView(*h.view);
+    EXPECT_EQ(h.view->renderer().statistics().reflectionRenders, made);
+
+    // A new icon object for one entry replaces only that entry's reflection.
+    h.workspace.icons[red] = DockViewHarness::solidIcon(Qt::darkRed);
+    h.model.iconCache.remove(redID);
+    h.model.refresh();
+    h.view->reload();
+    EXPECT_FALSE(h.view->renderer().hasReflection(redID));
+    EXPECT_TRUE(h.view->renderer().hasReflection(blueID));
+    renderView(*h.view);
+    EXPECT_EQ(h.view->renderer().statistics().reflectionRenders, made + 1);
+}
+
+TEST(DockViewAccessibility, EveryTileIsANamedButton)
+{
+    DockViewHarness h;
+    const QString mail = h.app(QStringLiteral("mail"));
+    const QString docs = h.folder(QStringLiteral("docs"));
+    h.workspace.names[mail] = QStringLiteral("Mail");
+    h.pin({{mail, Kind::application}, {docs, Kind::folder}});
+    h.workspace.launch(FakeWorkspace::app(QStringLiteral("mail"), 99, mail));
+    h.badges = [](pid_t pid) { return pid == 99 ? std::optional(QStringLiteral("3")) : std::nullopt; };
+    h.model.refresh();
+    h.minimized.push_back(DockWindow{5, QStringLiteral("Draft"), 99, QStringLiteral("mail"), true});
+    DockView& view = h.makeView();
+    view.start();
+    h.settle();
+
+    QAccessibleInterface* dock = QAccessible::queryAccessibleInterface(&view);
+    ASSERT_NE(dock, nullptr);
+    EXPECT_EQ(dock->role(), QAccessible::ToolBar);
+    EXPECT_EQ(dock->text(QAccessible::Name), QStringLiteral("Wharf"));
+    ASSERT_EQ(dock->childCount(), int(view.entries().size()));
+
+    for (int i = 0; i < dock->childCount(); ++i) {
+        QAccessibleInterface* tile = dock->child(i);
+        ASSERT_NE(tile, nullptr);
+        const auto& entry = view.entries()[size_t(i)];
+        SCOPED_TRACE(entry.identifier().toStdString());
+        EXPECT_EQ(tile->role(), QAccessible::Button);
+        EXPECT_FALSE(tile->text(QAccessible::Name).isEmpty());
+        EXPECT_EQ(tile->text(QAccessible::Name), entry.title());
+        EXPECT_EQ(tile->parent()->object(), &view);
+        EXPECT_EQ(dock->indexOfChild(tile), i);
+        QString help = QStringLiteral("Click to open. Drag to arrange. Right-click for options.");
+        if (entry.item() && entry.item()->detail)
+            help = *entry.item()->detail;
+        else if (entry.item() && entry.item()->runningApplication)
+            help = QStringLiteral("Running. Click to switch. Right-click for app and window actions.");
+        EXPECT_EQ(tile->text(QAccessible::Description), help);
+    }
+    EXPECT_EQ(dock->child(0)->text(QAccessible::Name), QStringLiteral("Mail"));
+    EXPECT_EQ(dock->child(0)->text(QAccessible::Description),
+              QStringLiteral("Running. Click to switch. Right-click for app and window actions."));
+    EXPECT_EQ(dock->child(0)->text(QAccessible::Value), QStringLiteral("Badge: 3"));
+    EXPECT_EQ(dock->child(1)->text(QAccessible::Value), QString());
+    EXPECT_EQ(dock->child(2)->text(QAccessible::Name), QStringLiteral("Draft"));
+}
+
+} // namespace
+} // namespace wharf::test

@@ -1,0 +1,165 @@
+#pragma once
+
+#include "dock/dock_layout.h"
+#include "dock/dock_tile.h"
+#include "dock/dock_view.h"
+#include "doubles/fake_workspace.h"
+#include "model/dock_model.h"
+#include "shell/dock_preferences.h"
+
+#include <QColor>
+#include <QFile>
+#include <QPixmap>
+#include <QSettings>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace wharf::test {
+
+// A real DockModel over a FakeWorkspace, temporary settings, a settable clock and
+// pointer, and the view under test. Pointer positions are given in view coordinates.
+class DockViewHarness {
+public:
+    static constexpr int viewWidth = 1000;
+    static constexpr int viewHeight = 200;
+
+    DockViewHarness()
+        : settings(std::make_shared<QSettings>(dir.filePath(QStringLiteral("wharf.conf")), QSettings::IniFormat)),
+          preferences(settings)
+    {
+    }
+
+    // A desktop entry with a solid icon of `color`; returns its path.
+    QString app(const QString& name, const QColor& color = Qt::red)
+    {
+        const QString path = dir.filePath(name + QStringLiteral(".desktop"));
+        touch(path);
+        workspace.icons[path] = solidIcon(color);
+        return path;
+    }
+
+    QString folder(const QString& name)
+    {
+        const QString path = dir.filePath(name);
+        QDir().mkpath(path);
+        workspace.icons[path] = solidIcon(Qt::yellow);
+        return path;
+    }
+
+    static QIcon solidIcon(const QColor& color)
+    {
+        QPixmap pixmap(128, 128);
+        pixmap.fill(color);
+        return QIcon(pixmap);
+    }
+
+    void pin(const std::vector<std::pair<QString, DockItem::Kind>>& pins)
+    {
+        std::vector<DockModel::Pin> list;
+        for (const auto& [path, kind] : pins)
+            list.push_back({path, kind, std::nullopt});
+        model.setPins(std::move(list));
+    }
+
+    DockView& makeView()
+    {
+        DockViewContext context;
+        context.model = &model;
+        context.minimizedWindows = [this] { return minimized; };
+        context.preferences = &preferences;
+        context.platformIsDark = [this] { return platformDark; };
+        context.reduceMotion = [this] { return reduceMotion; };
+        context.uptime = [this] { return clock; };
+        context.pointerLocation = [this]() -> std::optional<QPointF> {
+            if (!pointer || !view)
+                return std::nullopt;
+            return QPointF(view->mapToGlobal(QPoint(0, 0))) + *pointer;
+        };
+        view = std::make_unique<DockView>(std::move(context), false);
+        view->resize(viewWidth, viewHeight);
+        view->reload();
+        return *view;
+    }
+
+    // Ticks at 60 Hz until nothing animates (or `limit` seconds pass).
+    void settle(double limit = 3)
+    {
+        for (double t = 0; t < limit; t += 1.0 / 60) {
+            advance(1.0 / 60);
+            if (!view->isAnimating())
+                return;
+        }
+    }
+
+    void advance(double seconds)
+    {
+        clock += seconds;
+        view->tick();
+    }
+
+    // What DockLayout says the tiles should be, flipped into view coordinates.
+    std::vector<QRectF> expectedFrames(std::optional<double> pointerX, double magnification)
+    {
+        const int n = int(view->entries().size());
+        const auto sep = view->separatorIndex();
+        const auto width = DockLayout::preferredDockWidth(n, viewWidth, preferences.restingIconSize(),
+                                                          preferences.dockWidthFraction(), sep);
+        auto frames = DockLayout::frames(n, viewWidth, preferences.iconSize(), magnification, pointerX,
+                                         DockLayout::influence, width.width, sep);
+        for (auto& f : frames)
+            f = QRectF(f.x(), viewHeight - f.y() - f.height(), f.width(), f.height());
+        return frames;
+    }
+
+    int indexOf(const QString& path) const
+    {
+        const QString id = QFileInfo(path).canonicalFilePath();
+        const auto& entries = view->entries();
+        for (size_t i = 0; i < entries.size(); ++i) {
+            if (entries[i].identifier() == id)
+                return int(i);
+        }
+        return -1;
+    }
+
+    QTemporaryDir dir;
+    std::shared_ptr<QSettings> settings;
+    DockPreferences preferences;
+    FakeWorkspace workspace;
+    std::function<std::optional<QString>(pid_t)> badges;
+    DockModel model{workspace, preferences, providers()};
+    std::vector<DockWindow> minimized;
+    bool platformDark = false;
+    bool reduceMotion = false;
+    double clock = 1000;
+    std::optional<QPointF> pointer;
+    std::unique_ptr<DockView> view;
+
+private:
+    DockModel::Providers providers()
+    {
+        DockModel::Providers result;
+        result.badgeLabelProvider = [this](pid_t pid) { return badges ? badges(pid) : std::nullopt; };
+        return result;
+    }
+
+    static void touch(const QString& path)
+    {
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write("[Desktop Entry]\nType=Application\nName=x\nExec=true\n");
+    }
+};
+
+inline void expectNear(const QRectF& actual, const QRectF& expected, double tolerance, const char* what)
+{
+    EXPECT_NEAR(actual.x(), expected.x(), tolerance) << what;
+    EXPECT_NEAR(actual.y(), expected.y(), tolerance) << what;
+    EXPECT_NEAR(actual.width(), expected.width(), tolerance) << what;
+    EXPECT_NEAR(actual.height(), expected.height(), tolerance) << what;
+}
+
+} // namespace wharf::test
