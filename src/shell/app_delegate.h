@@ -1,14 +1,102 @@
 #pragma once
 
+#include "shell/applied_preferences.h"
+#include "shell/dock_avoidance_region.h"
+#include "shell/wharf_dbus_service.h"
+#include "windows/dock_window.h"
+
 #include <QApplication>
+#include <QObject>
+#include <QPointer>
+#include <QSet>
+#include <QString>
+#include <QTimer>
+
+#include <functional>
+#include <memory>
+#include <vector>
 
 namespace wharf {
 
-// Owns and wires every long-lived part of the running dock.
-class AppDelegate {
+class DockModel;
+class DockPreferences;
+class DockWindowController;
+class DockWindowSystem;
+class SignalListener;
+class SystemDockIntegration;
+class Workspace;
+
+// Owns and wires every long-lived part of the running dock: the model, the takeover of the
+// desktop's own dock, the dock windows of every display, the window poll and the signals.
+class AppDelegate : public QObject {
+    Q_OBJECT
+
 public:
-    // The launch sequence, the event loop and the shutdown sequence; returns the exit code.
+    struct Parts {
+        std::unique_ptr<Workspace> workspace;
+        DockPreferences* preferences = nullptr;
+        std::unique_ptr<SystemDockIntegration> integration;
+        std::unique_ptr<DockWindowSystem> windowSystem; // null: plain Qt windows
+        std::function<bool()> platformIsDark;
+        std::function<bool()> reduceMotion;
+    };
+
+    // The whole process in normal mode: single instance, launch, event loop, shutdown.
     static int run(QApplication& app);
+
+    explicit AppDelegate(Parts parts, QObject* parent = nullptr);
+    ~AppDelegate() override;
+
+    void applicationDidFinishLaunching();
+    void applicationWillTerminate();
+    void rebuildDocks();
+    void updateWindowAvoidance();
+    void integrationError(const QString& message);
+
+    DockModel& model() { return *dockModel; }
+    const std::vector<std::unique_ptr<DockWindowController>>& docks() const { return dockControllers; }
+    std::vector<DockSnapshot> dockSnapshots() const;
+
+    // The regions last handed to window avoidance, and whether it is in force.
+    const std::vector<DockAvoidanceRegion>& windowAvoidanceRegions() const { return avoidance; }
+    bool windowAvoidanceEnabled() const { return avoidanceEnabled; }
+
+    // Optional window-list scanner for the 2-second poll; it answers through the callback on
+    // the main thread. Without one the poll does not run, so an idle dock never wakes up.
+    using WindowScanner = std::function<void(std::function<void(std::vector<DockWindow>)>)>;
+    void setWindowScanner(WindowScanner scanner);
+    const std::vector<DockWindow>& minimizedWindows() const { return minimized; }
+
+    // Shows a warning alert with one "OK" button; replaceable so that nothing blocks in tests.
+    std::function<void(const QString& text, const QString& informativeText)> presentAlert;
+
+private:
+    void preferencesChanged();
+    void pollWindows();
+    void scheduleRebuild();
+    void watchScreen(QScreen* screen);
+
+    std::unique_ptr<Workspace> workspace;
+    DockPreferences* preferences;
+    std::unique_ptr<DockModel> dockModel;
+    std::unique_ptr<SystemDockIntegration> integration;
+    std::unique_ptr<DockWindowSystem> windowSystem;
+    std::function<bool()> platformIsDark;
+    std::function<bool()> reduceMotion;
+    std::vector<std::unique_ptr<DockWindowController>> dockControllers;
+    QTimer* windowTimer = nullptr;
+    WindowScanner windowScanner;
+    std::vector<DockWindow> minimized;
+    SignalListener* signalSources = nullptr;
+    AppliedPreferences applied;
+    std::vector<DockAvoidanceRegion> avoidance;
+    bool avoidanceEnabled = false;
+    bool rebuildPending = false;
+    bool launched = false;
+    bool terminated = false;
 };
+
+// The window poll's rule: a new list matters only when its identifiers differ, in order.
+bool windowListChanged(const std::vector<DockWindow>& stored, const std::vector<DockWindow>& scanned);
 
 } // namespace wharf

@@ -242,6 +242,9 @@ std::unique_ptr<DockWindowPlatform> X11DockWindow::attach(QWidget& window)
     window.winId(); // creates the native window without mapping it
     const auto id = static_cast<xcb_window_t>(window.winId());
 
+    // Qt writes its own guess (normal, plus a KDE override for frameless windows); docks are docks.
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, atoms->windowType, XCB_ATOM_ATOM, 32, 1,
+                        &atoms->windowTypeDock);
     // openbox does not make docks sticky by itself; this must be set before the first map.
     const uint32_t allDesktops = 0xFFFFFFFF;
     xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, atoms->desktop, XCB_ATOM_CARDINAL, 32, 1,

@@ -1,0 +1,127 @@
+#pragma once
+
+// Reads a running Wharf over its D-Bus API for the dock end-to-end tests.
+#include "e2e_session.h"
+
+#include <QDBusConnectionInterface>
+#include <QDBusInterface>
+#include <QDBusReply>
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRectF>
+#include <QSettings>
+
+#include <optional>
+#include <vector>
+
+namespace wharf::e2e {
+
+struct DockInfo {
+    QString display;
+    bool overlay = false;
+    bool mapped = false;
+    QRectF frame;
+    std::vector<QRectF> tiles;
+    QStringList ids;
+    std::optional<int> hoveredIndex;
+};
+
+inline QRectF rectFrom(const QJsonValue& value)
+{
+    const QJsonArray a = value.toArray();
+    return a.size() == 4 ? QRectF(a[0].toDouble(), a[1].toDouble(), a[2].toDouble(), a[3].toDouble()) : QRectF();
+}
+
+class DockClient {
+public:
+    explicit DockClient(E2eSession& session)
+        : wharf(QStringLiteral("com.tamberly.Wharf"), QStringLiteral("/com/tamberly/Wharf"),
+                QStringLiteral("com.tamberly.Wharf"), session.bus())
+    {
+    }
+
+    std::vector<DockInfo> docks()
+    {
+        const QDBusReply<QString> reply = wharf.call(QStringLiteral("Docks"));
+        std::vector<DockInfo> out;
+        if (!reply.isValid())
+            return out;
+        for (const QJsonValue& value : QJsonDocument::fromJson(reply.value().toUtf8()).array()) {
+            const QJsonObject o = value.toObject();
+            DockInfo dock;
+            dock.display = o[QStringLiteral("display")].toString();
+            dock.overlay = o[QStringLiteral("overlay")].toBool();
+            dock.mapped = o[QStringLiteral("mapped")].toBool();
+            dock.frame = rectFrom(o[QStringLiteral("frame")]);
+            for (const QJsonValue& tile : o[QStringLiteral("tiles")].toArray()) {
+                dock.tiles.push_back(rectFrom(tile.toObject()[QStringLiteral("frame")]));
+                dock.ids << tile.toObject()[QStringLiteral("id")].toString();
+            }
+            if (!o[QStringLiteral("hoveredIndex")].isNull())
+                dock.hoveredIndex = o[QStringLiteral("hoveredIndex")].toInt();
+            out.push_back(dock);
+        }
+        return out;
+    }
+
+    QJsonArray items()
+    {
+        const QDBusReply<QString> reply = wharf.call(QStringLiteral("Items"));
+        return reply.isValid() ? QJsonDocument::fromJson(reply.value().toUtf8()).array() : QJsonArray();
+    }
+
+    int hoveredIndex()
+    {
+        const QDBusReply<int> reply = wharf.call(QStringLiteral("HoveredIndex"));
+        return reply.isValid() ? reply.value() : -2;
+    }
+
+    bool quit() { return wharf.call(QStringLiteral("Quit")).type() == QDBusMessage::ReplyMessage; }
+
+    // Waits until the docks exist and their tiles stop moving; returns the settled normal dock
+    // of the first display.
+    std::optional<DockInfo> settledDock(int expectedDocks = 2, int timeoutMs = 10000)
+    {
+        std::vector<QRectF> last;
+        int stable = 0;
+        std::optional<DockInfo> result;
+        E2eSession::waitFor(
+            [&] {
+                const auto all = docks();
+                if (static_cast<int>(all.size()) != expectedDocks || all.front().tiles.empty())
+                    return false;
+                stable = all.front().tiles == last ? stable + 1 : 0;
+                last = all.front().tiles;
+                result = all.front();
+                return stable >= 4;
+            },
+            timeoutMs, 50);
+        return stable >= 4 ? result : std::nullopt;
+    }
+
+private:
+    QDBusInterface wharf;
+};
+
+// Writes Wharf's settings before it starts (the settings file of a private session).
+inline void writeWharfSettings(E2eSession& session, const QVariantMap& values)
+{
+    QDir().mkpath(session.configHome() + QStringLiteral("/wharf"));
+    QSettings settings(session.configHome() + QStringLiteral("/wharf/wharf.conf"), QSettings::IniFormat);
+    for (auto it = values.begin(); it != values.end(); ++it)
+        settings.setValue(it.key(), it.value());
+    settings.sync();
+}
+
+// Wharf's own top-level windows, from xdotool.
+inline QStringList wharfWindows(E2eSession& session, qint64 pid)
+{
+    const RunResult r = session.xdotool({QStringLiteral("search"), QStringLiteral("--all"), QStringLiteral("--pid"),
+                                         QString::number(pid), QStringLiteral("--name"), QStringLiteral("^Wharf$")});
+    return r.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+}
+
+} // namespace wharf::e2e

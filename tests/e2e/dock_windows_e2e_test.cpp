@@ -1,0 +1,375 @@
+// The dock windows under a real X server, window manager and compositor: where they are, what
+// the window manager is told about them, magnification, pass-through clicks and what is drawn.
+#include "dock_e2e_client.h"
+
+#include "dock/dock_layout.h"
+
+#include <QColor>
+#include <QImage>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace wharf::e2e {
+namespace {
+
+constexpr double kIconSize = 58;
+constexpr double kMagnification = 1.65;
+
+QVariantMap fixedSizes()
+{
+    // A known resting size keeps the expected frames independent of the first layout pass.
+    return {{QStringLiteral("iconSize"), kIconSize},
+            {QStringLiteral("restingIconSize"), kIconSize},
+            {QStringLiteral("magnification"), kMagnification}};
+}
+
+std::optional<int> separatorFromItems(const QJsonArray& items)
+{
+    std::vector<bool> isApplication;
+    for (const QJsonValue& item : items)
+        isApplication.push_back(item.toObject()[QStringLiteral("kind")].toString() == QStringLiteral("application"));
+    return DockLayout::separatorIndex(isApplication);
+}
+
+int activeWindow(E2eSession& session)
+{
+    const QString out = session.xprop({QStringLiteral("-root"), QStringLiteral("_NET_ACTIVE_WINDOW")});
+    bool ok = false;
+    const int id = out.section(QLatin1Char('#'), 1).trimmed().section(QLatin1Char(','), 0, 0).toInt(&ok, 16);
+    return ok ? id : 0;
+}
+
+QPoint center(const QRectF& r) { return r.center().toPoint(); }
+
+bool mouseMove(E2eSession& session, QPoint p)
+{
+    return session.xdotool({QStringLiteral("mousemove"), QString::number(p.x()), QString::number(p.y())}).exitCode == 0;
+}
+
+TEST(DockWindows, OneDisplayHasANormalAndAnUnmappedOverlayDockTypedAsDock)
+{
+    E2eSession session;
+    WHARF_REQUIRE_SESSION(session);
+    QProcess* wharf = session.startWharf();
+    ASSERT_NE(wharf, nullptr);
+    DockClient client(session);
+    ASSERT_TRUE(E2eSession::waitFor([&] { return client.docks().size() == 2; }));
+
+    const auto docks = client.docks();
+    EXPECT_FALSE(docks[0].overlay);
+    EXPECT_TRUE(docks[0].mapped);
+    EXPECT_TRUE(docks[1].overlay);
+    EXPECT_FALSE(docks[1].mapped);
+    for (const DockInfo& dock : docks)
+        EXPECT_EQ(dock.frame, QRectF(0, 1080 - 340, 1920, 340)) << dock.display.toStdString();
+
+    // What the window manager sees on the mapped dock window.
+    const QStringList windows = wharfWindows(session, wharf->processId());
+    ASSERT_EQ(windows.size(), 2) << "both dock windows exist as X windows";
+    QString mapped, unmapped;
+    for (const QString& id : windows) {
+        if (session.xprop({QStringLiteral("-id"), id, QStringLiteral("WM_STATE")}).contains(QStringLiteral("Normal")))
+            mapped = id;
+        else
+            unmapped = id;
+    }
+    ASSERT_FALSE(mapped.isEmpty()) << "the normal dock is mapped";
+    ASSERT_FALSE(unmapped.isEmpty()) << "the overlay dock is not";
+    // What Wharf asks for (visible on the window the manager has not touched yet) ...
+    const QString requested = session.xprop({QStringLiteral("-id"), unmapped});
+    for (const char* state : {"_NET_WM_STATE_ABOVE", "_NET_WM_STATE_STICKY", "_NET_WM_STATE_SKIP_TASKBAR",
+                              "_NET_WM_STATE_SKIP_PAGER"})
+        EXPECT_TRUE(requested.contains(QLatin1String(state))) << state << "\n" << requested.toStdString();
+    // ... and what openbox made of it on the mapped one: a dock on every desktop, above, out of
+    // task bars and pagers, never focused.
+    const QString props = session.xprop({QStringLiteral("-id"), mapped});
+    EXPECT_TRUE(props.contains(QStringLiteral("_NET_WM_WINDOW_TYPE(ATOM) = _NET_WM_WINDOW_TYPE_DOCK\n")))
+        << props.toStdString();
+    for (const char* state : {"_NET_WM_STATE_ABOVE", "_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER"})
+        EXPECT_TRUE(props.contains(QLatin1String(state))) << state << "\n" << props.toStdString();
+    EXPECT_TRUE(props.contains(QStringLiteral("_NET_WM_DESKTOP(CARDINAL) = 4294967295"))) << props.toStdString();
+    EXPECT_TRUE(props.contains(QStringLiteral("Client accepts input or input focus: False"))) << props.toStdString();
+
+    EXPECT_TRUE(client.quit());
+    EXPECT_TRUE(wharf->waitForFinished(10000));
+    EXPECT_EQ(wharf->exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(wharf->exitCode(), 0);
+}
+
+TEST(DockWindows, EveryDisplayGetsTwoDocksUnlessAllDisplaysIsOff)
+{
+    const struct {
+        const char* name;
+        bool allDisplays;
+        QStringList displays;
+    } rows[] = {
+        {"all displays", true, {QStringLiteral("LEFT"), QStringLiteral("LEFT"), QStringLiteral("RIGHT"), QStringLiteral("RIGHT")}},
+        {"first display only", false, {QStringLiteral("LEFT"), QStringLiteral("LEFT")}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        E2eOptions options;
+        options.twoMonitors = true;
+        E2eSession session(options);
+        WHARF_REQUIRE_SESSION(session);
+        writeWharfSettings(session, {{QStringLiteral("allDisplays"), row.allDisplays}});
+        QProcess* wharf = session.startWharf();
+        ASSERT_NE(wharf, nullptr);
+        DockClient client(session);
+        ASSERT_TRUE(E2eSession::waitFor([&] { return client.docks().size() == std::size_t(row.displays.size()); }));
+
+        QStringList displays;
+        for (const DockInfo& dock : client.docks()) {
+            displays << dock.display;
+            EXPECT_EQ(dock.mapped, !dock.overlay);
+            const double left = dock.display == QStringLiteral("RIGHT") ? 1920 : 0;
+            EXPECT_EQ(dock.frame, QRectF(left, 740, 1920, 340)) << dock.display.toStdString();
+        }
+        EXPECT_EQ(displays, row.displays);
+        EXPECT_TRUE(E2eSession::waitFor([&] {
+            return wharf->readAllStandardError().contains(
+                QStringLiteral("Wharf ready. Displays: %1,").arg(row.displays.size()).toUtf8());
+        })) << "the ready line counts the dock windows";
+    }
+}
+
+TEST(DockWindows, LaunchedProgramJoinsTheRowAndTheRowSettles)
+{
+    E2eSession session;
+    WHARF_REQUIRE_SESSION(session);
+    writeWharfSettings(session, fixedSizes());
+    QProcess* wharf = session.startWharf();
+    ASSERT_NE(wharf, nullptr);
+    DockClient client(session);
+    const auto before = client.settledDock();
+    ASSERT_TRUE(before);
+
+    session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x10+100+100")});
+    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
+
+    // The xterm shows up as a running item ...
+    ASSERT_TRUE(E2eSession::waitFor([&] {
+        for (const QJsonValue& item : client.items()) {
+            if (item.toObject()[QStringLiteral("title")].toString().contains(QStringLiteral("xterm"), Qt::CaseInsensitive)
+                && !item.toObject()[QStringLiteral("pid")].isNull())
+                return true;
+        }
+        return false;
+    })) << QJsonDocument(client.items()).toJson().toStdString();
+
+    // ... gets a tile, and the row animates: some frame in between differs from both ends.
+    bool sawMotion = false;
+    std::vector<QRectF> seen;
+    E2eSession::waitFor([&] {
+        const auto docks = client.docks();
+        if (docks.empty())
+            return false;
+        if (docks.front().tiles.size() == before->tiles.size() + 1 && !seen.empty() && docks.front().tiles != seen)
+            sawMotion = true;
+        seen = docks.front().tiles;
+        return sawMotion;
+    }, 5000, 10);
+    const auto after = client.settledDock();
+    ASSERT_TRUE(after);
+    ASSERT_EQ(after->tiles.size(), before->tiles.size() + 1);
+    EXPECT_TRUE(sawMotion) << "tiles moved to their places over several frames";
+
+    // Settled frames are the layout's resting frames.
+    const QJsonArray items = client.items();
+    const int count = int(after->tiles.size());
+    ASSERT_EQ(items.size(), count);
+    const auto separator = separatorFromItems(items);
+    const double dockWidth = DockLayout::preferredDockWidth(count, 1920, kIconSize, 0.86, separator).width;
+    const auto expected = DockLayout::frames(count, 1920, kIconSize, 1.0, std::nullopt, DockLayout::influence,
+                                             dockWidth, separator);
+    ASSERT_EQ(int(expected.size()), count);
+    for (int i = 0; i < count; ++i) {
+        EXPECT_NEAR(after->tiles[i].x(), expected[i].x(), 0.5) << i;
+        EXPECT_NEAR(after->tiles[i].width(), expected[i].width(), 0.5) << i;
+    }
+}
+
+TEST(DockWindows, PointerOverTheDockMagnifiesTheIconUnderIt)
+{
+    E2eSession session;
+    WHARF_REQUIRE_SESSION(session);
+    writeWharfSettings(session, fixedSizes());
+    session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x10+100+100")});
+    session.start(QStringLiteral("xclock"), {QStringLiteral("-geometry"), QStringLiteral("100x100+600+100")});
+    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xclock")));
+    QProcess* wharf = session.startWharf();
+    ASSERT_NE(wharf, nullptr);
+    DockClient client(session);
+    ASSERT_TRUE(E2eSession::waitFor([&] { return client.items().size() >= 3; }));
+    const auto resting = client.settledDock();
+    ASSERT_TRUE(resting);
+    const int count = int(resting->tiles.size());
+    ASSERT_GE(count, 3);
+
+    const int target = 1;
+    const QPoint point = center(resting->tiles[target]);
+    ASSERT_TRUE(mouseMove(session, point));
+    ASSERT_TRUE(E2eSession::waitFor([&] { return client.hoveredIndex() == target; }))
+        << "hovered " << client.hoveredIndex();
+    const auto magnified = client.settledDock();
+    ASSERT_TRUE(magnified);
+    ASSERT_EQ(int(magnified->tiles.size()), count);
+    EXPECT_EQ(magnified->hoveredIndex, target);
+    for (int i = 0; i < count; ++i) {
+        if (i != target) {
+            EXPECT_GT(magnified->tiles[target].width(), magnified->tiles[i].width()) << i;
+        }
+    }
+    EXPECT_GT(magnified->tiles[target].width(), resting->tiles[target].width() * 1.3);
+
+    const QJsonArray items = client.items();
+    ASSERT_EQ(items.size(), count);
+    const auto separator = separatorFromItems(items);
+    const double dockWidth = DockLayout::preferredDockWidth(count, 1920, kIconSize, 0.86, separator).width;
+    const auto expected = DockLayout::frames(count, 1920, kIconSize, kMagnification, double(point.x()),
+                                             DockLayout::influence, dockWidth, separator);
+    for (int i = 0; i < count; ++i) {
+        EXPECT_NEAR(magnified->tiles[i].x(), expected[i].x(), 1.0) << i;
+        EXPECT_NEAR(magnified->tiles[i].width(), expected[i].width(), 1.0) << i;
+    }
+
+    // Leaving the dock brings the row back to rest.
+    ASSERT_TRUE(mouseMove(session, QPoint(960, 200)));
+    ASSERT_TRUE(E2eSession::waitFor([&] { return client.hoveredIndex() == -1; }));
+    const auto back = client.settledDock();
+    ASSERT_TRUE(back);
+    for (int i = 0; i < count; ++i)
+        EXPECT_NEAR(back->tiles[i].width(), resting->tiles[i].width(), 0.5) << i;
+}
+
+TEST(DockWindows, ClicksReachTheWindowBelowExceptOverTiles)
+{
+    E2eSession session;
+    WHARF_REQUIRE_SESSION(session);
+    QProcess* wharf = session.startWharf();
+    ASSERT_NE(wharf, nullptr);
+    DockClient client(session);
+    const auto dock = client.settledDock();
+    ASSERT_TRUE(dock);
+
+    // An xterm across the whole bottom of the screen, under the dock window.
+    session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("320x90+0+0")});
+    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
+    const auto xterms = session.clientWindows(QStringLiteral("xterm"));
+    ASSERT_EQ(xterms.size(), 1u);
+    const int xterm = int(xterms.front());
+    const auto geometry = [&](int window) {
+        const QString out = session.xdotool({QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"),
+                                             QString::number(window)}).out;
+        QMap<QString, int> v;
+        for (const QString& line : out.split(QLatin1Char('\n'), Qt::SkipEmptyParts))
+            v[line.section(QLatin1Char('='), 0, 0)] = line.section(QLatin1Char('='), 1).toInt();
+        return QRect(v[QStringLiteral("X")], v[QStringLiteral("Y")], v[QStringLiteral("WIDTH")], v[QStringLiteral("HEIGHT")]);
+    };
+    // A second terminal (xclock takes no focus) that is made active before each click.
+    session.start(QStringLiteral("xterm"), {QStringLiteral("-class"), QStringLiteral("OtherTerm"),
+                                            QStringLiteral("-geometry"), QStringLiteral("40x10+800+100")});
+    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("OtherTerm")));
+    const int other = int(session.clientWindows(QStringLiteral("OtherTerm")).front());
+
+    const auto clickAt = [&](QPoint p) {
+        // Start from the other terminal being active, so the xterm's activation can only come from the click.
+        session.xdotool({QStringLiteral("windowactivate"), QString::number(other)});
+        if (!E2eSession::waitFor([&] { return activeWindow(session) == other; }, 3000))
+            return false;
+        mouseMove(session, p);
+        return session.xdotool({QStringLiteral("click"), QStringLiteral("1")}).exitCode == 0;
+    };
+
+    // Transparent part of the dock window (its top-left corner, far from the shelf).
+    ASSERT_TRUE(geometry(xterm).contains(QPoint(40, 760)));
+    ASSERT_TRUE(clickAt(QPoint(40, 760)));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterm; }, 3000))
+        << "a click on the transparent part reaches the xterm";
+
+    // A tile takes the click itself: the xterm below must not be activated.
+    const auto now = client.settledDock();
+    ASSERT_TRUE(now);
+    ASSERT_TRUE(geometry(xterm).contains(center(now->tiles.back()))) << "the xterm lies under the tile";
+    ASSERT_TRUE(clickAt(center(now->tiles.back())));
+    EXPECT_FALSE(E2eSession::waitFor([&] { return activeWindow(session) == xterm; }, 1000))
+        << "a click on a tile stays with the dock";
+}
+
+// Mean colour of a rectangle of the screenshot.
+QColor meanColor(const QImage& image, const QRect& rect)
+{
+    double r = 0, g = 0, b = 0;
+    int n = 0;
+    for (int y = rect.top(); y <= rect.bottom(); ++y) {
+        for (int x = rect.left(); x <= rect.right(); ++x) {
+            if (!image.rect().contains(x, y))
+                continue;
+            const QColor c = image.pixelColor(x, y);
+            r += c.red();
+            g += c.green();
+            b += c.blue();
+            ++n;
+        }
+    }
+    return n ? QColor(int(r / n), int(g / n), int(b / n)) : QColor();
+}
+
+int distance(const QColor& a, const QColor& b)
+{
+    return std::abs(a.red() - b.red()) + std::abs(a.green() - b.green()) + std::abs(a.blue() - b.blue());
+}
+
+TEST(DockWindows, ShelfAndIconsAreDrawnWhereTheFramesSayInLightAndDark)
+{
+    std::map<QString, int> shelfLightness;
+    for (const QString& appearance : {QStringLiteral("light"), QStringLiteral("dark")}) {
+        SCOPED_TRACE(appearance.toStdString());
+        E2eSession session;
+        WHARF_REQUIRE_SESSION(session);
+        writeWharfSettings(session, {{QStringLiteral("dockAppearance"), appearance}});
+        const QImage empty = session.screenshot().convertToFormat(QImage::Format_RGB32);
+        session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x10+100+100")});
+        ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
+        QProcess* wharf = session.startWharf();
+        ASSERT_NE(wharf, nullptr);
+        DockClient client(session);
+        ASSERT_TRUE(E2eSession::waitFor([&] { return client.items().size() >= 2; }));
+        const auto dock = client.settledDock();
+        ASSERT_TRUE(dock);
+        const QImage shot = session.screenshot().convertToFormat(QImage::Format_RGB32);
+        ASSERT_FALSE(shot.isNull());
+
+        // Icons: the middle of every tile is drawn over the background.
+        for (const QRectF& tile : dock->tiles) {
+            const QRect inner = tile.adjusted(tile.width() * 0.3, tile.height() * 0.3, -tile.width() * 0.3,
+                                              -tile.height() * 0.3).toRect();
+            EXPECT_GT(distance(meanColor(shot, inner), meanColor(empty, inner)), 30)
+                << "tile at " << tile.x() << "," << tile.y();
+        }
+        // The shelf: a band just below the icons, between the first and last tile.
+        const QRectF first = dock->tiles.front(), last = dock->tiles.back();
+        const QRect shelf(QPoint(int(first.left()), int(first.bottom()) + 2),
+                          QPoint(int(last.right()), int(first.bottom()) + 6));
+        const QColor shelfColor = meanColor(shot, shelf);
+        EXPECT_GT(distance(shelfColor, meanColor(empty, shelf)), 20) << "the shelf is drawn under the icons";
+        shelfLightness[appearance] = shelfColor.lightness();
+
+        // Nothing is drawn in the dock window far above the shelf, nor beside it.
+        const QRect above(QPoint(int(first.left()), 760), QPoint(int(last.right()), 780));
+        EXPECT_LT(distance(meanColor(shot, above), meanColor(empty, above)), 10) << "above the dock stays clear";
+        const QRect beside(QPoint(5, int(first.top())), QPoint(int(first.left()) - 80, int(first.bottom())));
+        if (beside.width() > 10) {
+            EXPECT_LT(distance(meanColor(shot, beside), meanColor(empty, beside)), 10) << "beside the shelf";
+        }
+        if (const QString dir = qEnvironmentVariable("WHARF_E2E_SHOT_DIR"); !dir.isEmpty())
+            shot.save(dir + QStringLiteral("/dock-") + appearance + QStringLiteral(".png"));
+    }
+    EXPECT_GT(shelfLightness[QStringLiteral("light")], shelfLightness[QStringLiteral("dark")] + 20)
+        << "the light shelf is lighter than the dark one";
+}
+
+} // namespace
+} // namespace wharf::e2e
