@@ -23,3 +23,9 @@ add_executable(dock_view_test
 target_include_directories(dock_view_test PRIVATE ${PROJECT_SOURCE_DIR}/tests)
 target_link_libraries(dock_view_test PRIVATE wharf_view GTest::gtest)
 gtest_discover_tests(dock_view_test PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
+
+if(benchmark_FOUND)
+  add_executable(dock_view_bench bench/dock_view_bench.cpp)
+  target_include_directories(dock_view_bench PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+  target_link_libraries(dock_view_bench PRIVATE wharf_view benchmark::benchmark GTest::gtest)
+endif()

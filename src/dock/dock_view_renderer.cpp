@@ -84,6 +84,7 @@ bool DockViewRenderer::hasReflection(const QString& identifier) const { return r
 void DockViewRenderer::clearCaches()
 {
     tileCache.clear();
+    iconArt.clear();
     scaledReflections.clear();
     reflections.clear();
     shelfCache = Shelf{};
@@ -133,6 +134,11 @@ const QImage& DockViewRenderer::tileImage(const DockEntry& entry, int pixels, do
             p.drawPixmap(QRectF(pad + (pixels - fitted.width()) / 2, pad + (pixels - fitted.height()) / 2,
                                 fitted.width(), fitted.height()),
                          pm, QRectF(pm.rect()));
+        }
+        if (!pm.isNull()) {
+            if (iconArt.size() > 256)
+                iconArt.clear(); // icons replaced over a long session; the live ones return on use
+            iconArt.insert(key.icon, pm.toImage());
         }
         const QImage shadow = tinted(gaussianBlur(art, tileShadowSigma * dpr, 0), QColor(0, 0, 0, 97));
         image = transparentImage(art.width(), art.height(), 1);
@@ -187,27 +193,30 @@ const QImage* DockViewRenderer::reflectionImage(const DockEntry& entry, int pixe
     const QIcon icon = entry.icon();
     auto found = reflections.find(id);
     if (found == reflections.end()) {
-        const QPixmap pm = icon.pixmap(QSize(reflectionSide, reflectionSide), 1.0);
-        if (pm.isNull())
-            return nullptr; // nothing to reflect; tried again next time
+        // The blurs run at half size, where the result looks the same at a fraction of the
+        // cost; the icon drawn for the tile serves as the source, so no second icon render.
+        constexpr int half = reflectionSide / 2;
+        QImage source = iconArt.value(icon.cacheKey());
+        if (source.isNull()) {
+            const QPixmap pm = icon.pixmap(QSize(half, half), 1.0);
+            if (pm.isNull())
+                return nullptr; // nothing to reflect; tried again next time
+            source = pm.toImage();
+        }
         ++stats.reflectionRenders;
-        QImage base = transparentImage(reflectionSide, reflectionSide, 1);
+        QImage base = transparentImage(half, half, 1);
         {
             QPainter p(&base);
             p.setRenderHint(QPainter::SmoothPixmapTransform);
-            const QSizeF fitted = QSizeF(pm.size()).scaled(QSizeF(reflectionSide, reflectionSide), Qt::KeepAspectRatio);
-            p.drawPixmap(QRectF((reflectionSide - fitted.width()) / 2, reflectionSide - fitted.height(),
-                                fitted.width(), fitted.height()),
-                         pm, QRectF(pm.rect()));
+            const QSizeF fitted = QSizeF(source.size()).scaled(QSizeF(half, half), Qt::KeepAspectRatio);
+            p.drawImage(QRectF((half - fitted.width()) / 2, half - fitted.height(), fitted.width(), fitted.height()),
+                        source);
         }
         // Row 0 is the icon's base, where the reflection touches it.
         const QImage mirrored = base.mirrored(false, true);
-        // The blurs run at half size: the result is the same at a fraction of the cost.
-        const QImage half = mirrored.scaled(reflectionSide / 2, reflectionSide / 2, Qt::IgnoreAspectRatio,
-                                            Qt::SmoothTransformation);
-        const QImage soft = gaussianBlur(half, 5.0 / 2, 0).scaled(reflectionSide, reflectionSide,
+        const QImage soft = gaussianBlur(mirrored, 5.0 / 2, 0).scaled(reflectionSide, reflectionSide,
                                                                  Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-        const QImage softer = gaussianBlur(half, 12.0 / 2, 0).scaled(reflectionSide, reflectionSide,
+        const QImage softer = gaussianBlur(mirrored, 12.0 / 2, 0).scaled(reflectionSide, reflectionSide,
                                                                     Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
         QImage result = transparentImage(reflectionSide, reflectionSide, 1);
         for (int y = 0; y < reflectionSide; ++y) {
@@ -448,6 +457,12 @@ void DockViewRenderer::paint(QPainter& painter, const Scene& scene)
     const Shelf& s = shelf(metrics, shelfRect.width(), dpr, scene.dark);
     const double shelfViewHeight = viewHeight + scene.offset;
     drawShelfLayer(painter, s, s.under, shelfRect, shelfViewHeight, dpr);
+
+    // Tile images first: a new icon's reflection is made from its tile's rendering.
+    for (const auto& tile : scene.tiles) {
+        if (tile.entry && tile.frame.width() > 0)
+            tileImage(*tile.entry, sizeStep(tile.frame.width() * dpr, scene.settled), dpr);
+    }
 
     // Reflections, clipped to the band under the icons (inside the outline's slanted ends).
     painter.save();

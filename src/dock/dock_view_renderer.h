@@ -110,6 +110,7 @@ private:
     QCache<ReflectionKey, QImage> scaledReflections{8 * 1024};
     QHash<QString, Reflection> reflections;
     QImage lastTile;
+    QHash<qint64, QImage> iconArt; // the latest rendering of each icon, the source of its reflection
     Shelf shelfCache;
     QHash<int, QImage> indicators;
     Statistics stats;

@@ -35,9 +35,14 @@ public:
     // A desktop entry with a solid icon of `color`; returns its path.
     QString app(const QString& name, const QColor& color = Qt::red)
     {
+        return app(name, solidIcon(color));
+    }
+
+    QString app(const QString& name, const QIcon& icon)
+    {
         const QString path = dir.filePath(name + QStringLiteral(".desktop"));
         touch(path);
-        workspace.icons[path] = solidIcon(color);
+        workspace.icons[path] = icon;
         return path;
     }
 
@@ -79,7 +84,7 @@ public:
             return QPointF(view->mapToGlobal(QPoint(0, 0))) + *pointer;
         };
         view = std::make_unique<DockView>(std::move(context), false);
-        view->resize(viewWidth, viewHeight);
+        view->resize(size);
         view->reload();
         return *view;
     }
@@ -105,12 +110,12 @@ public:
     {
         const int n = int(view->entries().size());
         const auto sep = view->separatorIndex();
-        const auto width = DockLayout::preferredDockWidth(n, viewWidth, preferences.restingIconSize(),
+        const auto width = DockLayout::preferredDockWidth(n, size.width(), preferences.restingIconSize(),
                                                           preferences.dockWidthFraction(), sep);
-        auto frames = DockLayout::frames(n, viewWidth, preferences.iconSize(), magnification, pointerX,
+        auto frames = DockLayout::frames(n, size.width(), preferences.iconSize(), magnification, pointerX,
                                          DockLayout::influence, width.width, sep);
         for (auto& f : frames)
-            f = QRectF(f.x(), viewHeight - f.y() - f.height(), f.width(), f.height());
+            f = QRectF(f.x(), size.height() - f.y() - f.height(), f.width(), f.height());
         return frames;
     }
 
@@ -125,6 +130,7 @@ public:
         return -1;
     }
 
+    QSize size{viewWidth, viewHeight};
     QTemporaryDir dir;
     std::shared_ptr<QSettings> settings;
     DockPreferences preferences;
@@ -149,7 +155,8 @@ private:
     static void touch(const QString& path)
     {
         QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        if (!file.open(QIODevice::WriteOnly))
+            ADD_FAILURE() << "cannot write " << path.toStdString();
         file.write("[Desktop Entry]\nType=Application\nName=x\nExec=true\n");
     }
 };

@@ -1,0 +1,132 @@
+// Cost of one dock frame while the pointer magnifies a 30-icon dock, drawn offscreen:
+// the breakdown behind the whole-process figures (tick, paint, first paint).
+#include "../tests/dock/dock_view_test_support.h"
+
+#include <QApplication>
+#include <QDirIterator>
+#include <QPainter>
+
+#include <benchmark/benchmark.h>
+
+namespace wharf::test {
+namespace {
+
+constexpr int entryCount = 30;
+
+// Real SVG icons where the system has them, so the cold cache renders SVGs as the
+// application would; one QIcon object per entry.
+std::vector<QIcon> icons()
+{
+    QStringList files;
+    QDirIterator it(QStringLiteral("/usr/share/icons/hicolor/scalable/apps"), {QStringLiteral("*.svg")});
+    while (it.hasNext())
+        files.append(it.next());
+    std::vector<QIcon> result;
+    for (int i = 0; i < entryCount; ++i) {
+        if (!files.isEmpty())
+            result.emplace_back(files[i % files.size()]);
+        else
+            result.push_back(DockViewHarness::solidIcon(QColor::fromHsv(i * 12, 200, 220)));
+    }
+    return result;
+}
+
+struct Dock {
+    Dock()
+    {
+        h.size = QSize(1920, 340);
+        std::vector<std::pair<QString, DockItem::Kind>> pins;
+        const auto list = icons();
+        for (int i = 0; i < entryCount; ++i)
+            pins.push_back({h.app(QStringLiteral("app%1").arg(i), list[size_t(i)]), DockItem::Kind::application});
+        h.pin(pins);
+        h.makeView();
+        h.view->start();
+        h.settle();
+        resting = h.view->tileFrames();
+        image = QImage(h.size, QImage::Format_ARGB32_Premultiplied);
+        image.fill(Qt::transparent);
+    }
+
+    // One step of a left-to-right sweep at 60 Hz, 8 points per frame.
+    void step()
+    {
+        x += 8;
+        if (x > resting.back().right())
+            x = resting.front().left();
+        h.pointer = QPointF(x, resting.front().center().y());
+        h.advance(1.0 / 60);
+    }
+
+    // What the window repaints: the dock's area, cleared, then drawn.
+    void paint()
+    {
+        const QRect area = h.view->inputRegion().boundingRect().adjusted(-40, -60, 40, 20) & image.rect();
+        {
+            QPainter p(&image);
+            p.setCompositionMode(QPainter::CompositionMode_Source);
+            p.fillRect(area, Qt::transparent);
+        }
+        h.view->render(&image, area.topLeft(), QRegion(area), QWidget::DrawChildren);
+    }
+
+    DockViewHarness h;
+    std::vector<QRectF> resting;
+    QImage image;
+    double x = 0;
+};
+
+void tickWhileMagnifying(benchmark::State& state)
+{
+    Dock dock;
+    for (auto _ : state)
+        dock.step();
+}
+BENCHMARK(tickWhileMagnifying)->Unit(benchmark::kMicrosecond);
+
+void paintWhileMagnifying(benchmark::State& state)
+{
+    Dock dock;
+    // Warm the caches with one full sweep, as the first seconds of use would.
+    for (int i = 0; i < 300; ++i) {
+        dock.step();
+        dock.paint();
+    }
+    const int before = dock.h.view->renderer().statistics().iconRenders;
+    for (auto _ : state) {
+        state.PauseTiming();
+        dock.step();
+        state.ResumeTiming();
+        dock.paint();
+    }
+    state.counters["iconRenders"] = dock.h.view->renderer().statistics().iconRenders - before;
+}
+BENCHMARK(paintWhileMagnifying)->Unit(benchmark::kMicrosecond);
+
+void firstPaint(benchmark::State& state)
+{
+    for (auto _ : state) {
+        state.PauseTiming();
+        auto dock = std::make_unique<Dock>();
+        state.ResumeTiming();
+        dock->paint();
+        state.PauseTiming();
+        dock.reset();
+        state.ResumeTiming();
+    }
+}
+BENCHMARK(firstPaint)->Unit(benchmark::kMillisecond)->Iterations(5);
+
+} // namespace
+} // namespace wharf::test
+
+int main(int argc, char** argv)
+{
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
