@@ -2,6 +2,7 @@
 
 #include "dock/dock_panel.h"
 #include "platform/dock_window_platform.h"
+#include "shell/dock_preferences.h"
 
 #include <QScreen>
 #include <QVBoxLayout>
@@ -40,11 +41,19 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
         window->resize(1, DockPanel::height);
     }
 
+    // The view lays itself out once while it still has a child widget's placeholder size; an icon
+    // size derived from that must not stick.
+    DockPreferences* preferences = context.preferences;
+    const bool hadRestingSize = preferences && preferences->restingIconSize() > 0;
     view = new DockView(std::move(context), fullScreenOverlay, window.get());
     auto* layout = new QVBoxLayout(window.get());
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(view);
-    layout->activate();
+    // A layout does nothing for a window that is not shown, and the overlay dock is not: the view
+    // needs its real size from the start, or its first layout derives the icon size from a stub.
+    view->setGeometry(window->rect());
+    if (preferences && !hadRestingSize)
+        preferences->setRestingIconSize(0);
 
     view->onInputRegionChanged = [this] { applyInputRegion(); };
     window->onKeyboardModeChanged = [this](bool on) {

@@ -3,7 +3,10 @@
 #include "dock/dock_panel.h"
 #include "dock/dock_window_controller.h"
 #include "model/dock_model.h"
+#include "platform/desktop_appearance.h"
 #include "platform/dock_window_platform.h"
+#include "platform/x11/desktop_appearance_linux.h"
+#include "platform/x11/icon_theme_setup.h"
 #include "platform/x11/x11_dock_window.h"
 #include "platform/x11/x11_workspace.h"
 #include "shell/dock_preferences.h"
@@ -63,8 +66,7 @@ AppDelegate::AppDelegate(Parts parts, QObject* parent)
       dockModel(std::make_unique<DockModel>(*workspace, *preferences)),
       integration(parts.integration ? std::move(parts.integration) : std::make_unique<SystemDockIntegration>()),
       windowSystem(std::move(parts.windowSystem)),
-      platformIsDark(std::move(parts.platformIsDark)),
-      reduceMotion(std::move(parts.reduceMotion)),
+      appearance(std::move(parts.appearance)),
       applied(AppliedPreferences::current(*preferences))
 {
 }
@@ -74,6 +76,8 @@ AppDelegate::~AppDelegate()
     dockModel->onChange = nullptr;
     preferences->onChange = nullptr;
     integration->onIntegrationError = nullptr;
+    if (appearance)
+        appearance->onChange = nullptr;
     for (auto& dock : dockControllers)
         dock->close();
 }
@@ -109,6 +113,12 @@ void AppDelegate::applicationDidFinishLaunching()
         if (self)
             self->integrationError(message);
     };
+    if (appearance) {
+        appearance->onChange = [self] {
+            if (self)
+                self->relayoutDocks();
+        };
+    }
 
     if (preferences->replaceSystemDock() && !integration->isEnabled()) {
         if (const auto error = integration->enable()) {
@@ -162,8 +172,11 @@ void AppDelegate::rebuildDocks()
     context.model = dockModel.get();
     context.preferences = preferences;
     context.minimizedWindows = [self] { return self ? self->minimized : std::vector<DockWindow>{}; };
-    context.platformIsDark = platformIsDark;
-    context.reduceMotion = reduceMotion;
+    if (appearance) {
+        DesktopAppearance* desktop = appearance.get();
+        context.platformIsDark = [desktop] { return desktop->isDark(); };
+        context.reduceMotion = [desktop] { return desktop->reduceMotion(); };
+    }
     for (QScreen* screen : screens) {
         for (const bool overlay : {false, true})
             dockControllers.push_back(
@@ -230,17 +243,21 @@ void AppDelegate::preferencesChanged()
     const PreferenceChangeActions actions = applied.apply(*preferences);
     if (actions.refreshModel)
         dockModel->refresh();
-    if (actions.rebuildDocks) {
+    if (actions.rebuildDocks)
         rebuildDocks();
-    } else {
-        for (auto& dock : dockControllers) {
-            DockView& view = dock->dockView();
-            view.markLayoutDirty();
-            view.tick();
-            view.update();
-        }
-    }
+    else
+        relayoutDocks();
     updateWindowAvoidance();
+}
+
+void AppDelegate::relayoutDocks()
+{
+    for (auto& dock : dockControllers) {
+        DockView& view = dock->dockView();
+        view.markLayoutDirty();
+        view.tick();
+        view.update();
+    }
 }
 
 void AppDelegate::pollWindows()
@@ -300,7 +317,9 @@ int AppDelegate::run(QApplication& app)
                      qPrintable(bus.lastError().message()));
     }
 
+    setUpIconTheme();
     Parts parts;
+    parts.appearance = std::make_unique<DesktopAppearanceLinux>();
     parts.workspace = std::make_unique<X11Workspace>();
     parts.preferences = &DockPreferences::shared();
     parts.windowSystem = X11DockWindow::create();

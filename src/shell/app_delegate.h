@@ -21,6 +21,7 @@ namespace wharf {
 class DockModel;
 class DockPreferences;
 class DockWindowController;
+class DesktopAppearance;
 class DockWindowSystem;
 class SignalListener;
 class SystemDockIntegration;
@@ -37,8 +38,7 @@ public:
         DockPreferences* preferences = nullptr;
         std::unique_ptr<SystemDockIntegration> integration;
         std::unique_ptr<DockWindowSystem> windowSystem; // null: plain Qt windows
-        std::function<bool()> platformIsDark;
-        std::function<bool()> reduceMotion;
+        std::unique_ptr<DesktopAppearance> appearance;  // null: light, full motion
     };
 
     // The whole process in normal mode: single instance, launch, event loop, shutdown.
@@ -72,6 +72,7 @@ public:
 
 private:
     void preferencesChanged();
+    void relayoutDocks();
     void pollWindows();
     void scheduleRebuild();
     void watchScreen(QScreen* screen);
@@ -81,8 +82,7 @@ private:
     std::unique_ptr<DockModel> dockModel;
     std::unique_ptr<SystemDockIntegration> integration;
     std::unique_ptr<DockWindowSystem> windowSystem;
-    std::function<bool()> platformIsDark;
-    std::function<bool()> reduceMotion;
+    std::unique_ptr<DesktopAppearance> appearance;
     std::vector<std::unique_ptr<DockWindowController>> dockControllers;
     QTimer* windowTimer = nullptr;
     WindowScanner windowScanner;
