@@ -30,3 +30,10 @@ target_compile_definitions(wharf_platform_tests PRIVATE
   WHARF_TEST_DATA_DIR="${PROJECT_SOURCE_DIR}/tests/platform/data")
 target_link_libraries(wharf_platform_tests PRIVATE wharf_platform_x11 GTest::gtest)
 gtest_discover_tests(wharf_platform_tests DISCOVERY_MODE PRE_TEST)
+
+# End-to-end: `wharf --list-items` and the workspace itself under a private X session.
+# (wharf_e2e_support is defined in e2e.cmake, included later.)
+add_executable(workspace_e2e_test tests/e2e/workspace_e2e_test.cpp)
+target_link_libraries(workspace_e2e_test PRIVATE wharf_e2e_support PkgConfig::XCB)
+add_test(NAME e2e.workspace COMMAND workspace_e2e_test)
+set_tests_properties(e2e.workspace PROPERTIES LABELS e2e TIMEOUT 300)

@@ -111,6 +111,8 @@ std::vector<MatchCase> matchCases()
     }
     add("electronAppClassInOtherCase", windowWithClass(QStringLiteral("code"), QStringLiteral("code")), "code",
         Via::wmClass);
+    add("usersOwnEntryWinsOverSystemEntry", windowWithClass(QStringLiteral("viewer"), QStringLiteral("ExampleViewer")),
+        "my-viewer", Via::wmClass);
     add("classMatchesLastIdComponent", windowWithClass(QStringLiteral("konsole"), QStringLiteral("Konsole")),
         "org.kde.konsole", Via::wmClass);
 

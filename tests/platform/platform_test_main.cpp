@@ -1,4 +1,6 @@
 #include <QByteArray>
+#include <QDir>
+#include <QFile>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -14,6 +16,14 @@ int main(int argc, char** argv)
     qputenv("XDG_CONFIG_HOME", home.filePath(QStringLiteral("config")).toLocal8Bit());
     qputenv("XDG_CONFIG_DIRS", home.filePath(QStringLiteral("config-dirs")).toLocal8Bit());
     qputenv("PATH", data + "/bin:" + qgetenv("PATH"));
+    // The user's own entry for a class a system entry also claims.
+    QDir().mkpath(home.filePath(QStringLiteral("data/applications")));
+    QFile user(home.filePath(QStringLiteral("data/applications/my-viewer.desktop")));
+    if (!user.open(QIODevice::WriteOnly)
+        || user.write("[Desktop Entry]\nType=Application\nName=My Viewer\nExec=konsole --mine\n"
+                      "StartupWMClass=ExampleViewer\n") < 0)
+        return 1;
+    user.close();
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }

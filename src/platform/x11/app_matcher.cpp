@@ -6,6 +6,7 @@
 #include "platform/x11/default_rules.h"
 
 #include <QFileInfo>
+#include <QStandardPaths>
 #include <QRegularExpression>
 
 #include <algorithm>
@@ -236,9 +237,30 @@ std::optional<QString> MatchRules::entryForExecutable(const QString& executableB
 
 DesktopEntryIndex::DesktopEntryIndex(std::vector<DesktopEntryRecord> entries) : entries_(std::move(entries))
 {
-    // Entries shown in menus win over hidden helpers that share a key.
-    std::stable_sort(entries_.begin(), entries_.end(),
-                     [](const DesktopEntryRecord& a, const DesktopEntryRecord& b) { return a.shown && !b.shown; });
+    // Entries shown in menus win over hidden helpers that share a key, then the user's
+    // own entries over the system's, as the data dirs rank them.
+    QStringList dirs{QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation)};
+    dirs += QString::fromLocal8Bit(qgetenv("XDG_DATA_DIRS")).split(QLatin1Char(':'), Qt::SkipEmptyParts);
+    auto rank = [&dirs](const DesktopEntryRecord& entry) {
+        for (qsizetype i = 0; i < dirs.size(); ++i) {
+            if (entry.path.startsWith(dirs.at(i) + QLatin1String("/applications/")))
+                return i;
+        }
+        return dirs.size();
+    };
+    std::vector<std::pair<qsizetype, DesktopEntryRecord>> ranked;
+    ranked.reserve(entries_.size());
+    for (DesktopEntryRecord& entry : entries_) {
+        const qsizetype r = rank(entry);
+        ranked.emplace_back(r, std::move(entry));
+    }
+    std::stable_sort(ranked.begin(), ranked.end(), [](const auto& a, const auto& b) {
+        if (a.second.shown != b.second.shown)
+            return a.second.shown;
+        return a.first < b.first;
+    });
+    for (size_t i = 0; i < ranked.size(); ++i)
+        entries_[i] = std::move(ranked[i].second);
     for (int i = 0; i < static_cast<int>(entries_.size()); ++i) {
         const DesktopEntryRecord& entry = entries_[i];
         insertFirst(byId_, entry.id, i);

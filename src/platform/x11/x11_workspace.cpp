@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QGuiApplication>
 #include <QImage>
 #include <QLoggingCategory>
 #include <QMimeDatabase>
@@ -430,7 +431,7 @@ void X11Workspace::readWindowProperties()
         xcb_window_t window;
         bool identity;
         bool state;
-        xcb_get_property_cookie_t wmClass, pid, gtkId, kdeFile, type, netState, wmState;
+        xcb_get_property_cookie_t wmClass, pid, gtkId, kdeFile, wmCommand, type, netState, wmState;
     };
     std::vector<Pending> pending;
     // Send every request first, then collect: one round trip for all windows.
@@ -438,7 +439,7 @@ void X11Workspace::readWindowProperties()
         WindowRecord& record = windows_.at(window);
         if (!record.identityDirty && !record.stateDirty)
             continue;
-        Pending p{window, record.identityDirty, record.stateDirty, {}, {}, {}, {}, {}, {}, {}};
+        Pending p{window, record.identityDirty, record.stateDirty, {}, {}, {}, {}, {}, {}, {}, {}};
         auto get = [&](xcb_atom_t property, xcb_atom_t type) {
             return xcb_get_property(c, 0, window, property, type, 0, propertyLengthWords);
         };
@@ -447,6 +448,7 @@ void X11Workspace::readWindowProperties()
             p.pid = get(ewmh->_NET_WM_PID, XCB_ATOM_CARDINAL);
             p.gtkId = get(atoms.gtkApplicationId, XCB_GET_PROPERTY_TYPE_ANY);
             p.kdeFile = get(atoms.kdeDesktopFile, XCB_GET_PROPERTY_TYPE_ANY);
+            p.wmCommand = get(XCB_ATOM_WM_COMMAND, XCB_ATOM_STRING);
         }
         if (p.state) {
             p.type = get(ewmh->_NET_WM_WINDOW_TYPE, XCB_ATOM_ATOM);
@@ -482,6 +484,11 @@ void X11Workspace::readWindowProperties()
             metadata.pid = pid;
             metadata.gtkApplicationId = propertyText(reply(p.gtkId).get());
             metadata.kdeDesktopFile = propertyText(reply(p.kdeFile).get());
+            const auto command = reply(p.wmCommand);
+            record.wmCommand = command && command->format == 8
+                ? splitNulSeparated(QByteArray(static_cast<const char*>(xcb_get_property_value(command.get())),
+                                               xcb_get_property_value_length(command.get())))
+                : QStringList();
             record.identityDirty = false;
             record.needsMatch = true;
         }
@@ -535,6 +542,12 @@ void X11Workspace::matchWindows()
             if (it == processes_.end())
                 it = processes_.emplace(pid, readProcessInfo(pid)).first;
             applyProcessInfo(it->second, record.metadata);
+        } else if (!record.wmCommand.isEmpty()) {
+            // Old Xt clients name no pid but still say what command started them.
+            record.metadata.commandLine = record.wmCommand;
+            GCharPtr found(g_find_program_in_path(record.wmCommand.first().toLocal8Bit().constData()));
+            record.metadata.executable
+                = found ? QFileInfo(QString::fromLocal8Bit(found.get())).canonicalFilePath() : QString();
         }
         const MatchResult match = matchWindow(record.metadata, index_, rules_);
         record.groupKey = match.groupKey;
@@ -562,7 +575,8 @@ QIcon X11Workspace::windowIcon(xcb_window_t window)
         c, xcb_get_property(c, 0, window, connection_->ewmh()->_NET_WM_ICON, XCB_ATOM_CARDINAL, 0, iconLengthWords),
         nullptr));
     QIcon icon;
-    if (!reply || reply->format != 32)
+    // Pixmaps need a GUI application; without one the caller falls back to a theme icon.
+    if (!reply || reply->format != 32 || !qobject_cast<QGuiApplication*>(QCoreApplication::instance()))
         return icon;
     const auto* data = static_cast<const uint32_t*>(xcb_get_property_value(reply.get()));
     const size_t words = static_cast<size_t>(xcb_get_property_value_length(reply.get())) / 4;

@@ -71,7 +71,7 @@ private:
         quint64 focusSequence = 0;  // when it was last the active window
         QString groupKey;
         QString entryId;
-        QIcon icon;                 // _NET_WM_ICON, read only when needed
+        QStringList wmCommand;      // WM_COMMAND, for clients that give no pid
     };
     struct GioSources;
 
