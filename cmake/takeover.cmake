@@ -52,3 +52,11 @@ target_compile_definitions(takeover_crash_test PRIVATE WHARF_TAKEOVER_DRIVER="$<
 add_dependencies(takeover_crash_test takeover_driver)
 gtest_discover_tests(takeover_crash_test TEST_PREFIX takeover. DISCOVERY_TIMEOUT 30
   PROPERTIES FIXTURES_REQUIRED dash_to_dock_schema ENVIRONMENT "${WHARF_TAKEOVER_TEST_ENV}" TIMEOUT 110)
+
+# End-to-end: the wharf executable under Xvfb + openbox, taking over the real Dash to Dock settings.
+add_executable(takeover_e2e_test tests/e2e/takeover_e2e_test.cpp)
+target_link_libraries(takeover_e2e_test PRIVATE wharf_e2e_support wharf_takeover_test_support)
+add_dependencies(takeover_e2e_test wharf)
+add_test(NAME e2e.takeover COMMAND takeover_e2e_test)
+set_tests_properties(e2e.takeover PROPERTIES LABELS e2e TIMEOUT 300 FIXTURES_REQUIRED dash_to_dock_schema
+  ENVIRONMENT "GSETTINGS_SCHEMA_DIR=${WHARF_DASH_TO_DOCK_DIR}/schemas")

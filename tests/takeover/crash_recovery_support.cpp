@@ -63,24 +63,7 @@ std::optional<QString> DriverHome::readLine(QProcess& driver, int timeoutMs)
     return QString::fromUtf8(driver.readLine()).trimmed();
 }
 
-QList<qint64> DriverHome::helpers() const
-{
-    QList<qint64> found;
-    const QByteArray path = QFile::encodeName(backupPath());
-    for (const QString& entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
-        bool numeric = false;
-        const qint64 pid = entry.toLongLong(&numeric);
-        if (!numeric)
-            continue;
-        QFile cmdline(QStringLiteral("/proc/%1/cmdline").arg(pid));
-        if (!cmdline.open(QIODevice::ReadOnly))
-            continue;
-        const QList<QByteArray> args = cmdline.readAll().split('\0');
-        if (args.size() >= 4 && args[1] == "--dock-watchdog" && args[3] == path && processStart(static_cast<pid_t>(pid)))
-            found.append(pid);
-    }
-    return found;
-}
+QList<qint64> DriverHome::helpers() const { return recoveryHelpers(backupPath()); }
 
 bool DriverHome::waitForNoHelpers(int timeoutMs) const
 {

@@ -5,6 +5,9 @@
 #include "takeover_test_support.h"
 
 #include "platform/x11/dash_to_dock_native_dock.h"
+#include "takeover/process_identity.h"
+
+#include <QFile>
 
 #include <QDir>
 #include <QStandardPaths>
@@ -103,6 +106,25 @@ qint32 endedProcessPid()
         ::_exit(0);
     ::waitpid(child, nullptr, 0);
     return child;
+}
+
+QList<qint64> recoveryHelpers(const QString& backupPath)
+{
+    QList<qint64> found;
+    const QByteArray path = QFile::encodeName(backupPath);
+    for (const QString& entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
+        bool numeric = false;
+        const qint64 pid = entry.toLongLong(&numeric);
+        if (!numeric)
+            continue;
+        QFile cmdline(QStringLiteral("/proc/%1/cmdline").arg(pid));
+        if (!cmdline.open(QIODevice::ReadOnly))
+            continue;
+        const QList<QByteArray> args = cmdline.readAll().split('\0');
+        if (args.size() >= 4 && args[1] == "--dock-watchdog" && args[3] == path && processStart(static_cast<pid_t>(pid)))
+            found.append(pid);
+    }
+    return found;
 }
 
 QString defaultKeyfile()

@@ -45,6 +45,9 @@ private:
 // The pid of a process that has ended and been reaped.
 qint32 endedProcessPid();
 
+// Pids of live recovery helpers ("--dock-watchdog PID PATH") watching the backup at `backupPath`.
+QList<qint64> recoveryHelpers(const QString& backupPath);
+
 // $XDG_CONFIG_HOME/glib-2.0/settings/keyfile
 QString defaultKeyfile();
 QStringList dashToDockKeys();
