@@ -130,7 +130,8 @@ double DockView::preferredDockWidth() const
     const double fraction = context.preferences ? context.preferences->dockWidthFraction()
                                                 : DockPreferences::defaultDockWidthFraction;
     const auto result = DockLayout::preferredDockWidth(count, width(), resting, fraction, separator);
-    if (result.derivedRestingIconSize && context.preferences)
+    // Only a shown view has its real width; a size derived before that is not worth keeping.
+    if (result.derivedRestingIconSize && context.preferences && isVisible())
         context.preferences->setRestingIconSize(*result.derivedRestingIconSize);
     return result.width;
 }
@@ -369,6 +370,8 @@ void DockView::stopTickingWhenIdle(const std::optional<QPointF>& pointer)
 void DockView::markLayoutDirty()
 {
     layoutDirty = true;
+    // Settings and appearance changes come this way: they may change the drawing alone.
+    repaintScene();
     ensureTicking();
 }
 

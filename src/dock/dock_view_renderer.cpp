@@ -446,6 +446,10 @@ void DockViewRenderer::paint(QPainter& painter, const Scene& scene)
     if (scene.frames.empty())
         return;
     const double dpr = scene.devicePixelRatio;
+    if (dpr != cacheScale) {
+        clearCaches(); // every cached image is sized for one device pixel ratio
+        cacheScale = dpr;
+    }
     const double viewHeight = scene.viewSize.height();
     const auto metrics = DockLayout::metrics(scene.frames);
     const QRectF shelfRect = DockLayout::shelfFrame(scene.frames).translated(0, -scene.offset);

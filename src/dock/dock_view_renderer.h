@@ -113,6 +113,7 @@ private:
     QHash<qint64, QImage> iconArt; // the latest rendering of each icon, the source of its reflection
     Shelf shelfCache;
     QHash<int, QImage> indicators;
+    double cacheScale = 0;
     Statistics stats;
 };
 

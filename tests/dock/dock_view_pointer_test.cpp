@@ -41,7 +41,7 @@ TEST_F(DockViewPointer, MagnifiesAroundThePointerAsTheLayoutSays)
     EXPECT_GT(frames[2].width(), resting[2].width() * 1.5);
 
     // Away from the dock everything returns to rest.
-    h.pointer = QPointF(over.x(), 5);
+    h.pointer = QPointF(over.x(), -50);
     h.settle();
     EXPECT_EQ(h.view->hoveredIndex(), std::nullopt);
     EXPECT_EQ(h.view->tileFrames(), resting);
@@ -122,6 +122,28 @@ TEST_F(DockViewPointer, InputRegionCoversShelfAndTilesOnly)
     EXPECT_GT(regionChanges, changes);
     EXPECT_TRUE(h.view->inputRegion().contains(QPoint(int(resting[2].center().x()), int(resting[2].top()) - 20)))
         << "the magnified icon takes the mouse";
+}
+
+// The resting icon size is derived from the width fraction and stored, but only from
+// the real width: a view not yet shown has a placeholder size.
+TEST(DockViewRestingSize, DerivedOnlyOnceShown)
+{
+    DockViewHarness h;
+    h.pin({{h.app(QStringLiteral("a")), Kind::application}, {h.app(QStringLiteral("b")), Kind::application}});
+    h.size = QSize(300, 200);
+    DockView& view = h.makeView();
+    view.start();
+    h.settle();
+    EXPECT_EQ(h.preferences.restingIconSize(), 0);
+
+    view.resize(1000, 200);
+    view.show();
+    view.markLayoutDirty();
+    h.settle();
+    const double stored = h.preferences.restingIconSize();
+    EXPECT_NEAR(stored, std::clamp(DockLayout::iconSize(3, 1000 * h.preferences.dockWidthFraction(), 2), 16.0, 96.0),
+                1e-9);
+    EXPECT_NEAR(view.tileFrames().front().width(), stored, 1.0);
 }
 
 } // namespace
