@@ -26,7 +26,7 @@ GVariant* parseValue(GSettingsSchema* schema, const QString& key, const NativeDo
                                                  text.constData(), nullptr, nullptr, nullptr);
     if (!parsed || !g_settings_schema_key_range_check(schemaKey, parsed))
         return nullptr;
-    return g_variant_ref_sink(g_steal_pointer(&parsed));
+    return g_steal_pointer(&parsed);
 }
 
 bool isSaneHidingValue(GVariant* value)
@@ -85,8 +85,11 @@ bool DashToDockNativeDock::hasKey(const QString& key) const
 
 GSettings* DashToDockNativeDock::settings() const
 {
-    if (!lazySettings && schema)
+    if (!lazySettings && schema) {
         lazySettings.reset(g_settings_new_full(schema.get(), nullptr, nullptr));
+        // Writes are held until synchronize(), so the dock sees each change set at once, not key by key.
+        g_settings_delay(lazySettings.get());
+    }
     return lazySettings.get();
 }
 
@@ -125,6 +128,8 @@ bool DashToDockNativeDock::synchronize()
 {
     if (!schema)
         return false;
+    if (lazySettings)
+        g_settings_apply(lazySettings.get());
     g_settings_sync();
     return true;
 }
