@@ -60,3 +60,9 @@ add_dependencies(takeover_e2e_test wharf)
 add_test(NAME e2e.takeover COMMAND takeover_e2e_test)
 set_tests_properties(e2e.takeover PROPERTIES LABELS e2e TIMEOUT 300 FIXTURES_REQUIRED dash_to_dock_schema
   ENVIRONMENT "GSETTINGS_SCHEMA_DIR=${WHARF_DASH_TO_DOCK_DIR}/schemas")
+
+# Crash-to-restore latency over real processes (needs the schema fixture's directory, see the file).
+add_executable(takeover_restore_bench bench/takeover_restore_bench.cpp tests/takeover/crash_recovery_support.cpp)
+target_link_libraries(takeover_restore_bench PRIVATE wharf_takeover_test_support)
+target_compile_definitions(takeover_restore_bench PRIVATE WHARF_TAKEOVER_DRIVER="$<TARGET_FILE:takeover_driver>")
+add_dependencies(takeover_restore_bench takeover_driver)
