@@ -903,17 +903,14 @@ bool X11Workspace::launchApplication(const QString& entryPath, const QStringList
         return false;
     }
     GObjectPtr<GAppLaunchContext> context(g_app_launch_context_new());
+    // Launched programs must not inherit Wharf's own startup id; those that ask for
+    // startup notification get one of their own.
+    g_app_launch_context_unsetenv(context.get(), "DESKTOP_STARTUP_ID");
     const auto record = DesktopEntryIndex::recordForFile(entryPath, rules_);
-    if (record && g_desktop_app_info_get_boolean(info.get(), "StartupNotify")) {
-        const QString id = QStringLiteral("wharf-%1-%2_TIME%3").arg(getpid()).arg(++launchCounter_).arg(0);
+    if (record && g_desktop_app_info_get_boolean(info.get(), "StartupNotify") && !connection_->lost()) {
+        const QString id = QStringLiteral("wharf-%1-%2_TIME0").arg(getpid()).arg(++launchCounter_);
         g_app_launch_context_setenv(context.get(), "DESKTOP_STARTUP_ID", id.toUtf8().constData());
         sendStartupNotification(id, *record);
-    }
-    // Launched programs should not inherit Wharf's own startup id.
-    g_app_launch_context_unsetenv(context.get(), "DESKTOP_STARTUP_ID");
-    if (record && g_desktop_app_info_get_boolean(info.get(), "StartupNotify")) {
-        const QString id = QStringLiteral("wharf-%1-%2_TIME%3").arg(getpid()).arg(launchCounter_).arg(0);
-        g_app_launch_context_setenv(context.get(), "DESKTOP_STARTUP_ID", id.toUtf8().constData());
     }
     GList* list = nullptr;
     std::vector<QByteArray> storage;

@@ -1,0 +1,249 @@
+// The X11 workspace in this process against a private desktop: launching, events, actions,
+// late class changes, vanishing windows and a lost server connection.
+#include "e2e_session.h"
+#include "platform/x11/x11_workspace.h"
+
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QTimer>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+using wharf::RunningApplication;
+using wharf::RunningApplicationRef;
+using wharf::WorkspaceNotification;
+using wharf::X11Connection;
+using wharf::X11Workspace;
+using wharf::e2e::E2eSession;
+
+namespace {
+
+// GIO reads the XDG folders once per process, so one session serves every test here
+// and every entry is written before the first workspace exists.
+class LiveWorkspace : public ::testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        session = std::make_unique<E2eSession>();
+        if (!session->ok())
+            return;
+        const QProcessEnvironment env = session->environment();
+        for (const QString& key : env.keys())
+            qputenv(key.toLocal8Bit().constData(), env.value(key).toLocal8Bit());
+        const QString script = session->writeScript(
+            "run-clock.sh", "#!/bin/sh\n# Not exec: the clock is the launched shell's child.\n"
+                            "xclock -geometry 80x80+20+20 \"$@\"\nexit 0\n");
+        wrappedClock = session->writeDesktopEntry(
+            "wrapped-clock.desktop",
+            "[Desktop Entry]\nType=Application\nName=Wrapped Clock\nExec=" + script + "\nStartupNotify=true\n");
+        session->writeDesktopEntry("renamed.desktop", "[Desktop Entry]\nType=Application\nName=Renamed\n"
+                                                      "Exec=true\nStartupWMClass=RenamedClass\n");
+        terminal = session->writeDesktopEntry("test-terminal.desktop",
+                                              "[Desktop Entry]\nType=Application\nName=Test Terminal\n"
+                                              "Exec=xterm\nStartupWMClass=XTerm\n");
+        session->writeDesktopEntry("broken.desktop", "[Desktop Entry\nExec=\x01\n");
+        session->writeDesktopEntry("missing.desktop", "[Desktop Entry]\nType=Application\nName=Missing\n"
+                                                      "Exec=/nonexistent/wharf-missing\n");
+    }
+    static void TearDownTestSuite() { session.reset(); }
+
+    void SetUp() override
+    {
+        WHARF_REQUIRE_SESSION(*session);
+        workspace = std::make_unique<X11Workspace>();
+        ASSERT_TRUE(workspace->ok()) << workspace->error().toStdString();
+        subscription = workspace->notifications.add([this](WorkspaceNotification n) { received.push_back(n); });
+    }
+
+    RunningApplicationRef find(const std::function<bool(const RunningApplication&)>& predicate) const
+    {
+        for (const auto& app : workspace->runningApplications()) {
+            if (predicate(*app))
+                return app;
+        }
+        return nullptr;
+    }
+    RunningApplicationRef byIdentifier(const QString& id) const
+    {
+        return find([&](const RunningApplication& a) { return a.bundleIdentifier == id; });
+    }
+    // Waits on events alone: nothing here asks the workspace to scan.
+    bool waitFor(const std::function<bool()>& condition) { return E2eSession::waitFor(condition, 10000); }
+    bool receivedAny(WorkspaceNotification n) const
+    {
+        return std::find(received.begin(), received.end(), n) != received.end();
+    }
+
+    static inline std::unique_ptr<E2eSession> session;
+    static inline QString wrappedClock;
+    static inline QString terminal;
+    std::unique_ptr<X11Workspace> workspace;
+    wharf::CallbackList<WorkspaceNotification>::Subscription subscription;
+    std::vector<WorkspaceNotification> received;
+};
+
+TEST_F(LiveWorkspace, LaunchedEntryRunsUnderThatEntryThroughItsWrapperScript)
+{
+    QString error;
+    ASSERT_TRUE(workspace->launchApplication(wrappedClock, {}, &error)) << error.toStdString();
+    ASSERT_TRUE(waitFor([&] { return byIdentifier("wrapped-clock") != nullptr; }))
+        << "the clock never showed up under its entry";
+    const auto app = byIdentifier("wrapped-clock");
+    EXPECT_EQ(app->bundleLocation, wrappedClock);
+    EXPECT_EQ(app->localizedName, "Wrapped Clock");
+    EXPECT_GT(app->processIdentifier, 0);
+    EXPECT_TRUE(receivedAny(WorkspaceNotification::didLaunchApplication));
+
+    ASSERT_TRUE(workspace->terminate(*app, &error)) << error.toStdString();
+    EXPECT_TRUE(waitFor([&] { return byIdentifier("wrapped-clock") == nullptr; }));
+}
+
+TEST_F(LiveWorkspace, EntriesThatCannotRunAreRefusedWithAReason)
+{
+    const struct {
+        QString path;
+        const char* reason;
+    } rows[] = {
+        {session->dataHome() + "/applications/missing.desktop", "not a usable desktop entry"},
+        {session->dataHome() + "/applications/broken.desktop", "not a usable desktop entry"},
+        {session->dataHome() + "/applications/none.desktop", "does not exist"},
+    };
+    for (const auto& row : rows) {
+        QString error;
+        EXPECT_FALSE(workspace->launchApplication(row.path, {}, &error));
+        EXPECT_TRUE(error.contains(row.reason)) << error.toStdString();
+    }
+}
+
+TEST_F(LiveWorkspace, ActionsReachTheWindowsAndEventsReportThem)
+{
+    // openbox ignores requests for a window it is still mapping; focusing it comes last.
+    auto activeWindow = [&] { return session->xprop({"-root", "_NET_ACTIVE_WINDOW"}).section('#', 1).trimmed(); };
+    auto mappedAndFocused = [&](size_t count) {
+        const auto windows = session->clientWindows("XTerm");
+        return windows.size() == count && activeWindow() == "0x" + QString::number(windows.back(), 16);
+    };
+    QProcess* first = session->start("xterm", {"-geometry", "40x10+50+50"});
+    ASSERT_TRUE(waitFor([&] { return mappedAndFocused(1); }));
+    session->start("xterm", {"-geometry", "40x10+450+50"});
+    ASSERT_TRUE(waitFor([&] { return mappedAndFocused(2); }));
+    ASSERT_TRUE(waitFor([&] { return byIdentifier("test-terminal") != nullptr; }));
+    EXPECT_EQ(workspace->runningApplications().size(), 1u) << "two processes, one application";
+    EXPECT_EQ(byIdentifier("test-terminal")->bundleLocation, QFileInfo(terminal).filePath());
+
+    QString error;
+    received.clear();
+    // A window openbox has only just focused may still drop an iconify request, so ask
+    // again while waiting; the request itself is harmless to repeat.
+    EXPECT_TRUE(E2eSession::waitFor(
+        [&] {
+            EXPECT_TRUE(workspace->hide(*byIdentifier("test-terminal"), &error)) << error.toStdString();
+            return E2eSession::waitFor([&] { return byIdentifier("test-terminal")->isHidden; }, 300);
+        },
+        10000));
+    for (quint32 window : session->clientWindows("XTerm"))
+        EXPECT_TRUE(session->xprop({"-id", QString::number(window), "_NET_WM_STATE"}).contains("HIDDEN"));
+    EXPECT_TRUE(receivedAny(WorkspaceNotification::didHideApplication));
+
+    received.clear();
+    ASSERT_TRUE(workspace->activate(*byIdentifier("test-terminal"), &error)) << error.toStdString();
+    EXPECT_TRUE(waitFor([&] {
+        const auto app = byIdentifier("test-terminal");
+        return !app->isHidden && app->isActive;
+    }));
+    for (quint32 window : session->clientWindows("XTerm"))
+        EXPECT_FALSE(session->xprop({"-id", QString::number(window), "_NET_WM_STATE"}).contains("HIDDEN"));
+    EXPECT_TRUE(receivedAny(WorkspaceNotification::didUnhideApplication)
+                || receivedAny(WorkspaceNotification::didActivateApplication));
+
+    ASSERT_TRUE(workspace->hide(*byIdentifier("test-terminal"), &error));
+    ASSERT_TRUE(waitFor([&] { return byIdentifier("test-terminal")->isHidden; }));
+    ASSERT_TRUE(workspace->unhide(*byIdentifier("test-terminal"), &error)) << error.toStdString();
+    EXPECT_TRUE(waitFor([&] { return !byIdentifier("test-terminal")->isHidden; }));
+
+    received.clear();
+    const RunningApplication before = *byIdentifier("test-terminal");
+    ASSERT_TRUE(workspace->terminate(before, &error)) << error.toStdString();
+    EXPECT_TRUE(waitFor([&] { return byIdentifier("test-terminal") == nullptr; }));
+    EXPECT_TRUE(waitFor([&] { return first->state() == QProcess::NotRunning; })) << "xterm ignored the close";
+    EXPECT_TRUE(receivedAny(WorkspaceNotification::didTerminateApplication));
+    EXPECT_FALSE(workspace->activate(before, &error)) << "acting on a program that quit";
+    EXPECT_TRUE(error.contains("no longer running")) << error.toStdString();
+}
+
+TEST_F(LiveWorkspace, ClassSetAfterMappingIsMatchedAgain)
+{
+    session->start("xeyes", {"-geometry", "60x60+300+300"});
+    ASSERT_TRUE(session->waitForClientWindow("xeyes"));
+    ASSERT_TRUE(waitFor([&] { return find([](const auto& a) { return a.localizedName == "XEyes"; }) != nullptr; }));
+    EXPECT_EQ(byIdentifier("renamed"), nullptr);
+
+    const quint32 window = session->clientWindows("xeyes").front();
+    session->xdotool({"set_window", "--class", "RenamedClass", QString::number(window)});
+    ASSERT_TRUE(waitFor([&] { return byIdentifier("renamed") != nullptr; }));
+    EXPECT_EQ(byIdentifier("renamed")->localizedName, "Renamed");
+    EXPECT_EQ(find([](const auto& a) { return a.localizedName == "XEyes"; }), nullptr);
+}
+
+TEST_F(LiveWorkspace, WindowsVanishingWhileScanningAreDropped)
+{
+    std::vector<QProcess*> clocks;
+    for (int i = 0; i < 12; ++i)
+        clocks.push_back(session->start("xclock", {"-geometry", QString("40x40+%1+600").arg(i * 45)}));
+    ASSERT_TRUE(waitFor([&] { return session->clientWindows("xclock").size() == clocks.size(); }));
+    // Kill them without waiting while scanning as fast as possible: replies for windows
+    // that are already gone must be shrugged off.
+    for (QProcess* clock : clocks) {
+        ::kill(static_cast<pid_t>(clock->processId()), SIGKILL);
+        workspace->scan();
+    }
+    for (int i = 0; i < 50; ++i)
+        workspace->scan();
+    EXPECT_TRUE(waitFor([&] {
+        return find([](const auto& a) { return a.localizedName == "XClock"; }) == nullptr;
+    }));
+    EXPECT_FALSE(workspace->connection().lost());
+}
+
+TEST_F(LiveWorkspace, LostServerConnectionIsReportedAndEndsTheEventLoop)
+{
+    X11Connection connection(session->display().toLocal8Bit());
+    ASSERT_TRUE(connection.ok()) << connection.error().toStdString();
+    int lostCalls = 0;
+    auto lost = connection.connectionLost.add([&] { ++lostCalls; });
+    // The server drops a client when someone kills a resource it owns.
+    const xcb_window_t window = xcb_generate_id(connection.xcb());
+    xcb_create_window(connection.xcb(), XCB_COPY_FROM_PARENT, window, connection.root(), 0, 0, 1, 1, 0,
+                      XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
+    connection.flush();
+    xcb_connection_t* killer = xcb_connect(session->display().toLocal8Bit().constData(), nullptr);
+    ASSERT_FALSE(xcb_connection_has_error(killer));
+
+    ::testing::internal::CaptureStderr();
+    QTimer::singleShot(0, [&] {
+        xcb_kill_client(killer, window);
+        xcb_flush(killer);
+    });
+    QTimer::singleShot(10000, [] { QCoreApplication::exit(99); });
+    const int code = QCoreApplication::exec();
+    const std::string message = ::testing::internal::GetCapturedStderr();
+    xcb_disconnect(killer);
+
+    EXPECT_EQ(code, 1) << "99 means the loop had to be stopped by the guard";
+    EXPECT_EQ(lostCalls, 1);
+    EXPECT_NE(message.find("lost the connection to the X server"), std::string::npos) << message;
+    EXPECT_TRUE(connection.lost());
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    // The workspace makes icons, which needs a GUI application but no window system.
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv);
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
