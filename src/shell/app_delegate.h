@@ -67,6 +67,9 @@ public:
     void setWindowScanner(WindowScanner scanner);
     const std::vector<DockWindow>& minimizedWindows() const { return minimized; }
 
+    // Frames drawn by all dock views since launch (diagnostics and benchmarks).
+    quint64 framesRendered() const { return frames; }
+
     // Shows a warning alert with one "OK" button; replaceable so that nothing blocks in tests.
     std::function<void(const QString& text, const QString& informativeText)> presentAlert;
 
@@ -91,6 +94,7 @@ private:
     AppliedPreferences applied;
     std::vector<DockAvoidanceRegion> avoidance;
     bool avoidanceEnabled = false;
+    quint64 frames = 0;
     bool rebuildPending = false;
     bool launched = false;
     bool terminated = false;

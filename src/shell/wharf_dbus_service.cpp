@@ -71,6 +71,11 @@ int WharfDBusService::HoveredIndex() const
     return -1;
 }
 
+qulonglong WharfDBusService::FramesRendered() const
+{
+    return source.framesRendered ? source.framesRendered() : 0;
+}
+
 void WharfDBusService::Quit()
 {
     // Let the reply go out before the event loop ends.

@@ -40,6 +40,7 @@ public:
     struct Source {
         std::function<std::vector<DockItem>()> items;
         std::function<std::vector<DockSnapshot>()> docks;
+        std::function<quint64()> framesRendered;
         std::function<void()> quit;
     };
 
@@ -55,6 +56,8 @@ public Q_SLOTS:
     Q_SCRIPTABLE QString Docks() const;
     // The tile under the pointer in the first dock that has one; -1 when none.
     Q_SCRIPTABLE int HoveredIndex() const;
+    // Frames drawn by all dock windows since launch; for benchmarks and diagnostics.
+    Q_SCRIPTABLE qulonglong FramesRendered() const;
     // Quits through the normal shutdown, which gives the desktop's dock back.
     Q_SCRIPTABLE void Quit();
 };

@@ -1,0 +1,114 @@
+#!/usr/bin/env bash
+# Whole-process figures of the running dock, measured inside a private session:
+#   scripts/session.sh bench/dock_process_bench.sh [path/to/wharf]
+# Startup to first frame, idle wakeups and CPU with the pointer away, CPU and frame rate during a
+# pointer sweep across 30 icons, and resident memory with 30 entries.
+set -euo pipefail
+wharf=${1:-${WHARF_BIN:-$(dirname "$0")/../build/wharf}}
+idle_seconds=${WHARF_BENCH_IDLE:-30}
+sweep_seconds=${WHARF_BENCH_SWEEP:-10}
+startups=${WHARF_BENCH_STARTUPS:-5}
+hz=$(getconf CLK_TCK)
+
+call() {
+  gdbus call --session --dest com.tamberly.Wharf --object-path /com/tamberly/Wharf \
+    --method "com.tamberly.Wharf.$1"
+}
+
+# 29 pinned folders and the Trash: 30 entries.
+mkdir -p "$HOME/bench" "$XDG_CONFIG_HOME/wharf"
+pins=
+for i in $(seq -w 1 29); do
+  mkdir -p "$HOME/bench/folder-$i"
+  pins="$pins${pins:+,}{\\\"kind\\\":\\\"folder\\\",\\\"path\\\":\\\"$HOME/bench/folder-$i\\\"}"
+done
+printf '[General]\nWharf.pinnedItems.v1="@ByteArray([%s])"\n' "$pins" >"$XDG_CONFIG_HOME/wharf/wharf.conf"
+
+xdotool mousemove 960 100
+log=$(mktemp)
+
+# Starts wharf (pid) and waits for its first frame; startup_ms = milliseconds from exec to it.
+start_wharf() {
+  local t0 line
+  t0=$(date +%s%6N)
+  QT_LOGGING_RULES="wharf.lifecycle.debug=true" "$wharf" 2>"$log" &
+  pid=$!
+  for _ in $(seq 500); do
+    line=$(grep -m1 -o 'First frame at [0-9]*' "$log" || true)
+    [ -n "$line" ] && break
+    sleep 0.01
+  done
+  [ -n "$line" ] || { echo "no first frame; log:" >&2; cat "$log" >&2; exit 1; }
+  startup_ms=$(( (${line##* } - t0) / 1000 ))
+}
+
+stop_wharf() {
+  call Quit >/dev/null
+  wait "$pid" || true
+}
+
+# CPU ticks (user + system) of the whole process.
+cpu_ticks() { awk '{ print $14 + $15 }' "/proc/$pid/stat"; }
+# Times any thread of the process was scheduled (wakeups), from schedstat.
+wakeups() { cat /proc/"$pid"/task/*/schedstat | awk '{ n += $3 } END { print n }'; }
+frames() { call FramesRendered | sed -E 's/.*uint64 ([0-9]+).*/\1/'; }
+
+echo "== startup to first frame ($startups runs)"
+times=()
+for _ in $(seq "$startups"); do
+  start_wharf
+  times+=("$startup_ms")
+  stop_wharf
+done
+printf '%s\n' "${times[@]}" | sort -n | awk '{ a[NR] = $1 } END { printf "startup ms: first run %s, median %s, worst %s\n", '"${times[0]}"', a[int((NR + 1) / 2)], a[NR] }'
+
+start_wharf
+sleep 3 # the appearing animation ends and the tick stops
+f0=$(frames)
+
+echo "== idle ${idle_seconds}s, pointer away"
+per_thread() {
+  for task in /proc/"$pid"/task/*; do
+    echo "${task##*/} $(tr ' ' _ <"$task/comm") $(awk '{ print $3 }' "$task/schedstat")"
+  done | sort
+}
+before=$(per_thread)
+c0=$(cpu_ticks); w0=$(wakeups)
+sleep "$idle_seconds"
+c1=$(cpu_ticks); w1=$(wakeups)
+after=$(per_thread)
+f1=$(frames)
+awk -v c=$((c1 - c0)) -v w=$((w1 - w0)) -v s="$idle_seconds" -v hz="$hz" \
+  'BEGIN { printf "idle: CPU %.2f %% of a core, %.3f wakeups/s\n", 100 * c / hz / s, w / s }'
+echo "idle: frames drawn $((f1 - f0))"
+# Per thread (threads that came or went during the wait count from zero or are left out).
+join -a 2 -e 0 -o 2.2,1.3,2.3 <(echo "$before") <(echo "$after") |
+  awk -v s="$idle_seconds" '$3 - $2 > 0 { printf "  %-16s %.3f wakeups/s\n", $1, ($3 - $2) / s }'
+
+echo "== pointer sweep ${sweep_seconds}s across the icons"
+docks=$(call Docks)
+read -r left right y count < <(printf '%s' "$docks" | python3 -c '
+import json, sys
+raw = sys.stdin.read()
+docks = json.loads(raw[raw.index("[") : raw.rindex("]") + 1].encode().decode("unicode_escape"))
+tiles = [t["frame"] for t in docks[0]["tiles"]]
+print(int(tiles[0][0] + tiles[0][2] / 2), int(tiles[-1][0] + tiles[-1][2] / 2), int(tiles[0][1] + tiles[0][3] / 2), len(tiles))')
+echo "tiles: $count"
+steps=$((sweep_seconds * 60))
+script=$(awk -v l="$left" -v r="$right" -v y="$y" -v n="$steps" 'BEGIN {
+  for (i = 0; i < n; i++) {
+    p = (i % 240) / 120; if (p > 1) p = 2 - p
+    printf "mousemove %d %d sleep 0.0166 ", l + (r - l) * p, y
+  } }')
+c0=$(cpu_ticks); f0=$(frames); t0=$(date +%s%N)
+# shellcheck disable=SC2086
+xdotool $script
+t1=$(date +%s%N); c1=$(cpu_ticks); f1=$(frames)
+awk -v c=$((c1 - c0)) -v f=$((f1 - f0)) -v ns=$((t1 - t0)) -v hz="$hz" \
+  'BEGIN { s = ns / 1e9; printf "sweep: %.1f s, %.1f fps, CPU %.1f %% of a core\n", s, f / s, 100 * c / hz / s }'
+
+echo "== memory with 30 entries"
+grep -E 'VmRSS|VmHWM' "/proc/$pid/status" | awk '{ printf "%s %.1f MiB\n", $1, $2 / 1024 }'
+
+stop_wharf
+rm -f "$log"
