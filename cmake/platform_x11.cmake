@@ -42,3 +42,8 @@ add_executable(workspace_live_e2e_test tests/e2e/workspace_live_e2e_test.cpp)
 target_link_libraries(workspace_live_e2e_test PRIVATE wharf_platform_x11 wharf_e2e_support)
 add_test(NAME e2e.workspace_live COMMAND workspace_live_e2e_test)
 set_tests_properties(e2e.workspace_live PROPERTIES LABELS e2e TIMEOUT 300)
+
+if(benchmark_FOUND)
+  add_executable(workspace_bench bench/workspace_bench.cpp)
+  target_link_libraries(workspace_bench PRIVATE wharf_platform_x11 benchmark::benchmark)
+endif()

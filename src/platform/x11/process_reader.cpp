@@ -1,24 +1,32 @@
 #include "platform/x11/process_reader.h"
 
-#include <QFile>
-#include <QFileInfo>
 #include <QRegularExpression>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace wharf {
 
 namespace {
 
-QByteArray readSmallFile(const QString& path)
+// Plain reads: this runs for every new window, and /proc files are small.
+QByteArray readSmallFile(const QByteArray& path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    const int fd = ::open(path.constData(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
         return {};
-    return file.read(256 * 1024);
+    QByteArray data;
+    char buffer[4096];
+    ssize_t n = 0;
+    while (data.size() < 256 * 1024 && (n = ::read(fd, buffer, sizeof buffer)) > 0)
+        data.append(buffer, n);
+    ::close(fd);
+    return data;
 }
 
-QString procPath(pid_t pid, const char* name)
+QByteArray procPath(pid_t pid, const char* name)
 {
-    return QStringLiteral("/proc/%1/%2").arg(pid).arg(QLatin1String(name));
+    return "/proc/" + QByteArray::number(pid) + '/' + name;
 }
 
 // The stat fields after "pid (comm) ", which may itself hold spaces and parentheses.
@@ -93,7 +101,10 @@ ProcessInfo readProcessInfo(pid_t pid)
     ProcessInfo info;
     if (pid <= 0)
         return info;
-    info.executable = QFileInfo(procPath(pid, "exe")).symLinkTarget();
+    char target[4096];
+    const ssize_t length = ::readlink(procPath(pid, "exe").constData(), target, sizeof target - 1);
+    if (length > 0)
+        info.executable = QString::fromLocal8Bit(target, length);
     // A replaced binary reads as "/usr/bin/foo (deleted)".
     if (info.executable.endsWith(QLatin1String(" (deleted)")))
         info.executable.chop(10);
@@ -104,8 +115,11 @@ ProcessInfo readProcessInfo(pid_t pid)
         else if (variable.startsWith("GIO_LAUNCHED_DESKTOP_FILE_PID="))
             info.launchedDesktopFilePid = static_cast<pid_t>(variable.mid(30).toLong());
     }
-    std::tie(info.snapName, info.snapApp) = snapFromCgroup(readSmallFile(procPath(pid, "cgroup")));
-    info.flatpakId = flatpakIdFromInfo(readSmallFile(procPath(pid, "root/.flatpak-info")));
+    const QByteArray cgroup = readSmallFile(procPath(pid, "cgroup"));
+    std::tie(info.snapName, info.snapApp) = snapFromCgroup(cgroup);
+    // Flatpak runs every app in an "app-flatpak-<id>-<n>.scope"; only those have the info file.
+    if (cgroup.contains("app-flatpak-"))
+        info.flatpakId = flatpakIdFromInfo(readSmallFile(procPath(pid, "root/.flatpak-info")));
 
     // The launch hint may belong to a shell that started this process.
     if (info.launchedDesktopFilePid > 0 && info.launchedDesktopFilePid != pid) {

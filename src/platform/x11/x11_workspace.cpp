@@ -339,7 +339,7 @@ void X11Workspace::rescanAll()
     processes_.clear();
     clientList_.clear();
     appIcons_.clear();
-    clientListDirty_ = activeDirty_ = indexDirty_ = true;
+    clientListDirty_ = activeDirty_ = true;
     scan();
 }
 
@@ -355,10 +355,17 @@ void X11Workspace::scan()
         readClientList();
     if (activeDirty_)
         readActiveWindow();
+
     readWindowProperties();
     matchWindows();
     rebuildApplications();
     connection_->flush();
+}
+
+void X11Workspace::reloadEntries()
+{
+    indexDirty_ = true;
+    scan();
 }
 
 void X11Workspace::rebuildIndex()
@@ -568,12 +575,9 @@ QIcon X11Workspace::entryIcon(const DesktopEntryRecord& entry) const
     return iconFromNames({entry.iconName});
 }
 
-QIcon X11Workspace::windowIcon(xcb_window_t window)
+QIcon X11Workspace::windowIcon(xcb_get_property_cookie_t cookie)
 {
-    xcb_connection_t* c = connection_->xcb();
-    auto reply = xcbReply(xcb_get_property_reply(
-        c, xcb_get_property(c, 0, window, connection_->ewmh()->_NET_WM_ICON, XCB_ATOM_CARDINAL, 0, iconLengthWords),
-        nullptr));
+    auto reply = xcbReply(xcb_get_property_reply(connection_->xcb(), cookie, nullptr));
     QIcon icon;
     // Pixmaps need a GUI application; without one the caller falls back to a theme icon.
     if (!reply || reply->format != 32 || !qobject_cast<QGuiApplication*>(QCoreApplication::instance()))
@@ -617,6 +621,31 @@ void X11Workspace::rebuildApplications()
             groups.push_back({record.groupKey, record.entryId, {}});
         }
         groups[*it].windows.push_back(&record);
+    }
+
+    // Icons first, all window icons in one round trip.
+    QHash<QString, xcb_get_property_cookie_t> iconRequests;
+    for (const Group& group : groups) {
+        const DesktopEntryRecord* entry = group.entryId.isEmpty() ? nullptr : index_.byId(group.entryId);
+        const bool iconDirty = std::any_of(group.windows.begin(), group.windows.end(),
+                                           [](const WindowRecord* r) { return r->iconDirty; });
+        if (appIcons_.contains(group.key) && !(iconDirty && !entry))
+            continue;
+        const QIcon themed = entry ? entryIcon(*entry) : QIcon();
+        if (!themed.isNull()) {
+            appIcons_.insert(group.key, themed);
+            continue;
+        }
+        iconRequests.insert(group.key,
+                            xcb_get_property(connection_->xcb(), 0, group.windows.front()->metadata.window,
+                                             connection_->ewmh()->_NET_WM_ICON, XCB_ATOM_CARDINAL, 0,
+                                             iconLengthWords));
+    }
+    for (auto it = iconRequests.cbegin(); it != iconRequests.cend(); ++it) {
+        QIcon made = windowIcon(it.value());
+        if (made.isNull())
+            made = QIcon::fromTheme(QStringLiteral("application-x-executable"));
+        appIcons_.insert(it.key(), made);
     }
 
     std::vector<RunningApplicationRef> applications;
@@ -670,18 +699,7 @@ void X11Workspace::rebuildApplications()
                 : app->bundleLocation                       ? QFileInfo(*app->bundleLocation).fileName()
                                                             : QString();
         }
-        auto icon = appIcons_.constFind(group.key);
-        const bool iconDirty = std::any_of(group.windows.begin(), group.windows.end(),
-                                           [](const WindowRecord* r) { return r->iconDirty; });
-        if (icon == appIcons_.cend() || (iconDirty && !entry)) {
-            QIcon made = entry ? entryIcon(*entry) : QIcon();
-            if (made.isNull())
-                made = windowIcon(focus->metadata.window);
-            if (made.isNull())
-                made = QIcon::fromTheme(QStringLiteral("application-x-executable"));
-            icon = appIcons_.insert(group.key, made);
-        }
-        app->icon = *icon;
+        app->icon = appIcons_.value(group.key);
         applications.push_back(std::move(app));
     }
     for (auto& [window, record] : windows_)

@@ -33,8 +33,10 @@ public:
 
     // Re-reads whatever changed since the last scan; runs by itself after events.
     void scan();
-    // Forgets every cached window and entry and reads everything again.
+    // Forgets every cached window and process and reads them all again.
     void rescanAll();
+    // Reads the installed desktop entries again and matches every window anew.
+    void reloadEntries();
 
     std::vector<RunningApplicationRef> runningApplications() const override { return applications_; }
     pid_t currentProcessIdentifier() const override;
@@ -84,7 +86,7 @@ private:
     void matchWindows();
     void rebuildApplications();
     void rebuildIndex();
-    QIcon windowIcon(xcb_window_t window);
+    QIcon windowIcon(xcb_get_property_cookie_t cookie);
     QIcon entryIcon(const DesktopEntryRecord& entry) const;
     std::vector<xcb_window_t> windowsOf(const RunningApplication& app, QString* error) const;
     std::vector<xcb_window_t> stackingOrder();
