@@ -19,11 +19,14 @@ target_compile_definitions(wharf PRIVATE WHARF_VERSION="${PROJECT_VERSION}")
 target_link_libraries(wharf PRIVATE wharf_shell)
 
 add_executable(wharf_shell_tests
+  tests/shell/shell_test_main.cpp
   tests/shell/dock_avoidance_region_test.cpp
+  tests/shell/dock_windows_test.cpp
   tests/shell/lifecycle_rules_test.cpp
   tests/shell/signal_listener_test.cpp
 )
-target_link_libraries(wharf_shell_tests PRIVATE wharf_shell GTest::gtest GTest::gtest_main)
+target_include_directories(wharf_shell_tests PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+target_link_libraries(wharf_shell_tests PRIVATE wharf_shell GTest::gtest)
 gtest_discover_tests(wharf_shell_tests PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
 
 # End-to-end: the wharf process under Xvfb + openbox + xcompmgr.

@@ -1,8 +1,12 @@
 #pragma once
 
+#include "platform/desktop_appearance.h"
+#include "platform/dock_window_platform.h"
+#include "platform/workspace.h"
 #include "shell/applied_preferences.h"
 #include "shell/dock_avoidance_region.h"
 #include "shell/wharf_dbus_service.h"
+#include "takeover/system_dock_integration.h"
 #include "windows/dock_window.h"
 
 #include <QApplication>
@@ -21,11 +25,7 @@ namespace wharf {
 class DockModel;
 class DockPreferences;
 class DockWindowController;
-class DesktopAppearance;
-class DockWindowSystem;
 class SignalListener;
-class SystemDockIntegration;
-class Workspace;
 
 // Owns and wires every long-lived part of the running dock: the model, the takeover of the
 // desktop's own dock, the dock windows of every display, the window poll and the signals.
@@ -65,6 +65,8 @@ public:
     // the main thread. Without one the poll does not run, so an idle dock never wakes up.
     using WindowScanner = std::function<void(std::function<void(std::vector<DockWindow>)>)>;
     void setWindowScanner(WindowScanner scanner);
+    // One round of the poll: a changed window list reloads every dock.
+    void pollWindows();
     const std::vector<DockWindow>& minimizedWindows() const { return minimized; }
 
     // Frames drawn by all dock views since launch (diagnostics and benchmarks).
@@ -76,7 +78,6 @@ public:
 private:
     void preferencesChanged();
     void relayoutDocks();
-    void pollWindows();
     void scheduleRebuild();
     void watchScreen(QScreen* screen);
 

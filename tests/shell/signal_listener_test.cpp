@@ -13,11 +13,6 @@ namespace {
 
 TEST(SignalListenerTest, SignalsArriveOnTheEventLoopInsteadOfKillingTheProcess)
 {
-    int argc = 1;
-    char name[] = "signal_listener_test";
-    char* argv[] = {name, nullptr};
-    QCoreApplication app(argc, argv);
-
     std::vector<int> received;
     SignalListener listener({SIGTERM, SIGINT}, [&](int signal) {
         received.push_back(signal);
@@ -31,8 +26,10 @@ TEST(SignalListenerTest, SignalsArriveOnTheEventLoopInsteadOfKillingTheProcess)
     // Nothing runs inside the signal handler itself.
     EXPECT_TRUE(received.empty());
 
-    QTimer::singleShot(5000, &app, &QCoreApplication::quit); // a hang fails below, not forever
-    app.exec();
+    QTimer timeout;
+    QObject::connect(&timeout, &QTimer::timeout, &QCoreApplication::quit); // a hang fails below
+    timeout.start(5000);
+    QCoreApplication::exec();
     EXPECT_EQ(received, (std::vector<int>{SIGTERM, SIGINT}));
 }
 

@@ -1,0 +1,279 @@
+// Dock windows and the delegate that builds them, on the offscreen platform with a recording
+// window system, a scripted desktop and a native dock in memory.
+#include "dock/dock_panel.h"
+#include "dock/dock_window_controller.h"
+#include "model/dock_model.h"
+#include "platform/dock_window_platform.h"
+#include "shell/app_delegate.h"
+#include "shell/dock_preferences.h"
+#include "takeover/system_dock_integration.h"
+
+#include "doubles/fake_native_dock.h"
+#include "doubles/fake_workspace.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QGuiApplication>
+#include <QScreen>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace wharf {
+namespace {
+
+// What the window system was told about each dock window.
+struct FakeWindow {
+    QWidget* widget = nullptr;
+    std::vector<QRegion> inputRegions;
+    std::vector<bool> focus;
+};
+
+class FakeDockWindowSystem : public DockWindowSystem {
+public:
+    std::vector<std::shared_ptr<FakeWindow>> windows;
+
+    std::unique_ptr<DockWindowPlatform> attach(QWidget& widget) override
+    {
+        auto window = std::make_shared<FakeWindow>();
+        window->widget = &widget;
+        windows.push_back(window);
+        struct Platform : DockWindowPlatform {
+            std::shared_ptr<FakeWindow> window;
+            void setInputRegion(const QRegion& region) override { window->inputRegions.push_back(region); }
+            void setAcceptsFocus(bool accepts) override { window->focus.push_back(accepts); }
+            void setBottomReservation(int) override {}
+        };
+        auto platform = std::make_unique<Platform>();
+        platform->window = window;
+        return platform;
+    }
+    bool isCompositing() const override { return true; }
+};
+
+bool waitFor(const std::function<bool()>& condition, int timeoutMs = 3000)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!condition()) {
+        if (timer.elapsed() > timeoutMs)
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    }
+    return true;
+}
+
+QStringList entryIDs(const DockView& view)
+{
+    QStringList ids;
+    for (const DockEntry& entry : view.entries())
+        ids << entry.identifier();
+    return ids;
+}
+
+class DockWindowsTest : public ::testing::Test {
+protected:
+    QTemporaryDir dir;
+    DockPreferences preferences{std::make_shared<QSettings>(dir.filePath("wharf.conf"), QSettings::IniFormat)};
+    FakeWorkspace workspace;
+    DockModel model{workspace, preferences};
+    FakeDockWindowSystem system;
+    QScreen* screen = QGuiApplication::primaryScreen();
+
+    DockViewContext context() { return DockViewContext{&model, {}, &preferences, {}, {}, {}, {}}; }
+};
+
+TEST_F(DockWindowsTest, NormalDockIsShownOverlayIsNotBoth340HighAlongTheScreenBottom)
+{
+    const QRect g = screen->geometry();
+    for (const bool overlay : {false, true}) {
+        SCOPED_TRACE(overlay ? "overlay" : "normal");
+        DockWindowController dock(screen, context(), overlay, &system);
+        EXPECT_EQ(dock.panel().geometry(), QRect(g.x(), g.bottom() + 1 - 340, g.width(), 340));
+        EXPECT_EQ(dock.dockView().geometry(), dock.panel().rect()) << "the view fills its window from the start";
+        EXPECT_EQ(dock.isMapped(), !overlay);
+        EXPECT_EQ(dock.dockView().isFullScreenOverlay(), overlay);
+        EXPECT_EQ(dock.displayID, DockWindowController::displayIdentifier(screen->name()));
+        EXPECT_EQ(system.windows.back()->widget, &dock.panel());
+    }
+}
+
+TEST_F(DockWindowsTest, InputRegionFollowsTheViewAndStopsAtClose)
+{
+    DockWindowController dock(screen, context(), false, &system);
+    model.onChange = [&] { dock.dockView().reload(); };
+    FakeWindow& window = *system.windows.back();
+    ASSERT_FALSE(window.inputRegions.empty());
+    EXPECT_EQ(window.inputRegions.back(), dock.dockView().inputRegion());
+
+    // A new program widens the shelf: the window system hears of the new region.
+    const std::size_t before = window.inputRegions.size();
+    workspace.launch(FakeWorkspace::app(QStringLiteral("calc"), 42, QStringLiteral("/apps/calc.desktop")));
+    ASSERT_TRUE(waitFor([&] { return window.inputRegions.size() > before && !dock.dockView().isAnimating(); }));
+    EXPECT_EQ(window.inputRegions.back(), dock.dockView().inputRegion());
+    EXPECT_TRUE(entryIDs(dock.dockView()).contains(QStringLiteral("/apps/calc.desktop")));
+
+    dock.close();
+    EXPECT_FALSE(dock.isMapped());
+    EXPECT_FALSE(dock.dockView().isTicking());
+    const std::size_t atClose = window.inputRegions.size();
+    workspace.quit(QStringLiteral("calc"));
+    model.refresh();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(window.inputRegions.size(), atClose) << "a closed dock no longer shapes its window";
+    model.onChange = nullptr;
+}
+
+TEST_F(DockWindowsTest, OnlyKeyboardModeLetsTheFocusIn)
+{
+    DockWindowController dock(screen, context(), false, &system);
+    FakeWindow& window = *system.windows.back();
+    DockPanel& panel = dock.panel();
+    EXPECT_FALSE(panel.canBecomeKey());
+    panel.setKeyboardMode(true);
+    panel.setKeyboardMode(true);
+    EXPECT_TRUE(panel.canBecomeKey());
+    panel.setKeyboardMode(false);
+    EXPECT_FALSE(panel.canBecomeKey());
+    EXPECT_EQ(window.focus, (std::vector<bool>{true, false}));
+}
+
+TEST(DisplayIdentifierTest, StablePerNameAndZeroOnlyWithoutOne)
+{
+    EXPECT_EQ(DockWindowController::displayIdentifier(QString()), 0u);
+    EXPECT_EQ(DockWindowController::displayIdentifier(QStringLiteral("HDMI-1")),
+              DockWindowController::displayIdentifier(QStringLiteral("HDMI-1")));
+    EXPECT_NE(DockWindowController::displayIdentifier(QStringLiteral("LEFT")),
+              DockWindowController::displayIdentifier(QStringLiteral("RIGHT")));
+    for (const char* name : {"LEFT", "RIGHT", "HDMI-1", "eDP-1", "screen"})
+        EXPECT_NE(DockWindowController::displayIdentifier(QLatin1String(name)), 0u) << name;
+}
+
+// The delegate over doubles: a scripted desktop, a native dock in memory, recorded windows.
+class AppDelegateTest : public ::testing::Test {
+protected:
+    QTemporaryDir dir;
+    DockPreferences preferences{std::make_shared<QSettings>(dir.filePath("wharf.conf"), QSettings::IniFormat)};
+    FakeWorkspace* workspace = nullptr;
+    SystemDockIntegration* integration = nullptr;
+    FakeDockWindowSystem* system = nullptr;
+    std::vector<std::pair<QString, QString>> alerts;
+
+    std::unique_ptr<AppDelegate> makeDelegate(std::unique_ptr<NativeDock> nativeDock, const QString& directory)
+    {
+        AppDelegate::Parts parts;
+        auto fakeWorkspace = std::make_unique<FakeWorkspace>();
+        workspace = fakeWorkspace.get();
+        parts.workspace = std::move(fakeWorkspace);
+        parts.preferences = &preferences;
+        parts.integration = std::make_unique<SystemDockIntegration>(std::move(nativeDock), directory);
+        integration = parts.integration.get();
+        auto fakeSystem = std::make_unique<FakeDockWindowSystem>();
+        system = fakeSystem.get();
+        parts.windowSystem = std::move(fakeSystem);
+        auto delegate = std::make_unique<AppDelegate>(std::move(parts));
+        delegate->presentAlert = [this](const QString& text, const QString& informative) {
+            alerts.emplace_back(text, informative);
+        };
+        return delegate;
+    }
+
+    std::unique_ptr<AppDelegate> launchedDelegate()
+    {
+        auto nativeDock = std::make_unique<FakeNativeDock>();
+        nativeDock->installed = false; // nothing to hide, no recovery helper
+        auto delegate = makeDelegate(std::move(nativeDock), dir.filePath(QStringLiteral("data")));
+        delegate->applicationDidFinishLaunching();
+        return delegate;
+    }
+
+    static std::vector<const DockWindowController*> controllers(const AppDelegate& delegate)
+    {
+        std::vector<const DockWindowController*> out;
+        for (const auto& dock : delegate.docks())
+            out.push_back(dock.get());
+        return out;
+    }
+};
+
+TEST_F(AppDelegateTest, TwoDocksPerDisplayRebuiltOnlyWhenAllDisplaysChanges)
+{
+    auto delegate = launchedDelegate();
+    const std::size_t screens = QGuiApplication::screens().size();
+    ASSERT_EQ(delegate->docks().size(), 2 * screens);
+    for (std::size_t i = 0; i < delegate->docks().size(); ++i) {
+        const bool overlay = i % 2 == 1;
+        EXPECT_EQ(delegate->docks()[i]->dockView().isFullScreenOverlay(), overlay) << i;
+        EXPECT_EQ(delegate->docks()[i]->isMapped(), !overlay) << i;
+    }
+
+    const auto built = controllers(*delegate);
+    preferences.setValue(DockPreferences::iconSizeKey, 40.0);
+    EXPECT_EQ(controllers(*delegate), built) << "an icon size change only lays the docks out again";
+
+    preferences.setValue(DockPreferences::allDisplaysKey, false);
+    EXPECT_EQ(delegate->docks().size(), 2u) << "docks on the first display only";
+    EXPECT_EQ(delegate->docks().front()->screen(), QGuiApplication::primaryScreen());
+    preferences.setValue(DockPreferences::allDisplaysKey, true);
+    EXPECT_EQ(delegate->docks().size(), 2 * screens);
+    EXPECT_EQ(system->windows.size(), 2 * screens + 2 + 2 * screens) << "every rebuild makes new windows";
+}
+
+TEST_F(AppDelegateTest, ModelChangesAndChangedWindowListsReachEveryDock)
+{
+    auto delegate = launchedDelegate();
+    workspace->launch(FakeWorkspace::app(QStringLiteral("calc"), 42, QStringLiteral("/apps/calc.desktop")));
+    ASSERT_TRUE(waitFor([&] {
+        for (const auto& dock : delegate->docks()) {
+            if (!entryIDs(dock->dockView()).contains(QStringLiteral("/apps/calc.desktop")))
+                return false;
+        }
+        return true;
+    }));
+
+    std::vector<DockWindow> scanned{DockWindow{7, QStringLiteral("Report"), 42, QStringLiteral("calc"), true}};
+    delegate->setWindowScanner([&](std::function<void(std::vector<DockWindow>)> deliver) { deliver(scanned); });
+    delegate->pollWindows();
+    ASSERT_EQ(delegate->minimizedWindows().size(), 1u);
+    for (const auto& dock : delegate->docks())
+        EXPECT_TRUE(entryIDs(dock->dockView()).contains(QStringLiteral("window-7")));
+
+    scanned.clear();
+    delegate->pollWindows();
+    EXPECT_TRUE(delegate->minimizedWindows().empty());
+    for (const auto& dock : delegate->docks())
+        EXPECT_FALSE(entryIDs(dock->dockView()).contains(QStringLiteral("window-7")));
+}
+
+TEST_F(AppDelegateTest, TakeoverFailureAlertsTurnsThePreferenceOffAndStillBuildsDocks)
+{
+    preferences.setValue(DockPreferences::replaceSystemDockKey, true);
+    // The takeover's folder cannot exist under a regular file.
+    QFile blocker(dir.filePath(QStringLiteral("blocker")));
+    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
+    blocker.close();
+    auto nativeDock = std::make_unique<FakeNativeDock>();
+    nativeDock->installed = true;
+    auto delegate = makeDelegate(std::move(nativeDock), blocker.fileName() + QStringLiteral("/wharf"));
+    delegate->applicationDidFinishLaunching();
+
+    ASSERT_EQ(alerts.size(), 1u);
+    ASSERT_TRUE(integration->lastError.has_value());
+    EXPECT_EQ(alerts.front().first, *integration->lastError);
+    EXPECT_FALSE(integration->isEnabled());
+    EXPECT_FALSE(preferences.replaceSystemDock());
+    EXPECT_EQ(delegate->docks().size(), 2 * QGuiApplication::screens().size());
+}
+
+TEST_F(AppDelegateTest, LaterIntegrationErrorsShowTheWharfAlert)
+{
+    auto delegate = launchedDelegate();
+    ASSERT_TRUE(integration->onIntegrationError);
+    integration->onIntegrationError(QStringLiteral("The recovery helper stopped."));
+    integration->onIntegrationError(QString());
+    ASSERT_EQ(alerts.size(), 1u) << "an empty message shows nothing";
+    EXPECT_EQ(alerts.front(), std::make_pair(QStringLiteral("Wharf"), QStringLiteral("The recovery helper stopped.")));
+}
+
+} // namespace
+} // namespace wharf
