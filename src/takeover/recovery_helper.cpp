@@ -23,18 +23,21 @@ namespace {
 const DockIntegrationError helperDidNotStart{
     QStringLiteral("The Dock recovery helper could not start. Your system Dock has not been hidden.")};
 
-bool isRunning(pid_t pid)
+// Through the pidfd rather than waitid(), which fails when SIGCHLD is ignored and children are reaped at once.
+bool isRunning(const UniqueFd& pidfd)
 {
-    siginfo_t info{};
-    return ::waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid == 0;
+    pollfd ended{pidfd.get(), POLLIN, 0};
+    return pidfd.valid() && ::poll(&ended, 1, 0) == 0;
 }
 
 // Only async-signal-safe calls: the parent may have other threads.
 [[noreturn]] void execHelper(const char* executable, char* const* argv, int readyFd)
 {
+    // Wharf may run with its standard descriptors closed, so the pipe may sit on 0 to 2: move it away first.
+    const int ready = ::fcntl(readyFd, F_DUPFD, 3);
     const int null = ::open("/dev/null", O_RDWR);
-    if (null < 0 || ::dup2(null, STDIN_FILENO) < 0 || ::dup2(readyFd, STDOUT_FILENO) < 0
-        || ::dup2(null, STDERR_FILENO) < 0)
+    if (ready < 0 || null < 0 || ::dup2(null, STDIN_FILENO) < 0 || ::dup2(null, STDERR_FILENO) < 0
+        || ::dup2(ready, STDOUT_FILENO) < 0)
         ::_exit(127);
     ::syscall(SYS_close_range, 3U, ~0U, 0U);
     // Out of the terminal's session, so closing the terminal or Ctrl+C does not take the helper along.
@@ -110,13 +113,13 @@ DockResult<std::unique_ptr<RecoveryHelper>> RecoveryHelper::start(qint32 ownerPI
             received = ::read(readEnd.get(), answer.data(), answer.size());
         while (received < 0 && errno == EINTR);
     }
-    if (received > 0 && QByteArray(answer.data(), received) == "READY\n" && isRunning(child))
+    if (received > 0 && QByteArray(answer.data(), received) == "READY\n" && isRunning(helper->pidfd))
         return helper;
 
-    if (isRunning(child)) {
+    if (isRunning(helper->pidfd)) {
         ::kill(child, SIGTERM);
         pollfd ended{helper->pidfd.get(), POLLIN, 0};
-        if (!helper->pidfd.valid() || ::poll(&ended, 1, 1000) <= 0)
+        if (::poll(&ended, 1, 1000) <= 0)
             ::kill(child, SIGKILL);
     }
     ::waitpid(child, nullptr, 0);

@@ -29,6 +29,7 @@ public:
     RecoveryHelper& operator=(const RecoveryHelper&) = delete;
 
     pid_t pid() const { return child; }
+    bool hasEnded() const { return reaped; }
     // Called on the main thread, from the event loop, once the helper has ended; never after this
     // object is gone.
     void onTerminated(std::function<void()> callback);

@@ -94,8 +94,8 @@ std::optional<DockIntegrationError> SystemDockIntegration::enable()
     if (enabled)
         return std::nullopt;
     if (!dock->isInstalled()) {
+        // Success, but nothing was hidden, so there is nothing to protect or give back.
         qCInfo(lcTakeover, "%s", qUtf8Printable(noNativeDockMessage()));
-        enabled = true;
         lastError.reset();
         return std::nullopt;
     }
@@ -128,14 +128,14 @@ DockFailure SystemDockIntegration::lockedEnable()
     auto started = RecoveryHelper::start(backup.ownerPID, transaction.backupPath());
     DockFailure hidingFailure = started.failure();
     if (started.ok()) {
-        if (watchdog)
+        std::erase_if(retiredWatchdogs, [](const auto& helper) { return helper->hasEnded(); });
+        if (watchdog) {
+            // An earlier session's helper leaves by itself; its end means nothing for this session.
             watchdog->onTerminated([] {});
+            retiredWatchdogs.push_back(std::move(watchdog));
+        }
         watchdog = std::move(started.value());
-        RecoveryHelper* current = watchdog.get();
-        watchdog->onTerminated([this, current] {
-            if (watchdog.get() == current)
-                watchdogEnded();
-        });
+        watchdog->onTerminated([this] { watchdogEnded(); });
         hidingFailure = transaction.setHidden();
     }
     if (!hidingFailure) {

@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace wharf {
 
@@ -58,6 +59,8 @@ private:
     DockPreferenceTransaction transaction;
     bool enabled = false;
     std::unique_ptr<RecoveryHelper> watchdog;
+    // Helpers of earlier sessions, kept until they end so that they are reaped.
+    std::vector<std::unique_ptr<RecoveryHelper>> retiredWatchdogs;
     std::optional<QString> sessionToken;
 };
 

@@ -2,11 +2,9 @@
 #include "takeover/process_identity.h"
 
 #include "doubles/fake_native_dock.h"
-#include "takeover_test_support.h"
 
 #include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -19,9 +17,6 @@
 
 namespace wharf {
 namespace {
-
-const NativeDockValue userAutohide{QStringLiteral("b"), QStringLiteral("false")};
-const QString validationPrefix = QStringLiteral("The saved Dock preferences could not be validated; they have been preserved at ");
 
 class DockPreferenceTransactionTest : public testing::Test {
 protected:
@@ -42,103 +37,68 @@ protected:
         QFile file(transaction.backupPath());
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
-    void writeFile(const QByteArray& bytes) const
+    static mode_t mode(const QString& path)
     {
-        QDir().mkpath(folder);
-        QFile file(transaction.backupPath());
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
+        struct stat info {};
+        return stat(QFile::encodeName(path).constData(), &info) == 0 ? info.st_mode & 0777 : 0;
     }
 };
 
 TEST_F(DockPreferenceTransactionTest, HideAndRestoreGiveBackExactlyWhatTheUserHad)
 {
-    dock.values.insert(QStringLiteral("autohide"), userAutohide);
+    const NativeDockValue own{QStringLiteral("b"), QStringLiteral("false")};
+    dock.values.insert(QStringLiteral("autohide"), own);
     const DockPreferenceBackup backup = capturedAndSaved();
-    EXPECT_EQ(backup.values.keys(), QStringList{QStringLiteral("autohide")});
     EXPECT_EQ(backup.missing, QStringList{QStringLiteral("show-delay")});
-    EXPECT_EQ(backup.ownerPID, getpid());
     EXPECT_EQ(backup.ownerStart, processStart(getpid()));
-    EXPECT_EQ(backup.token.size(), 36);
+    EXPECT_EQ(mode(transaction.backupPath()), 0600u);
+    EXPECT_EQ(mode(folder), 0700u);
+    EXPECT_EQ(transaction.readBackup().value(), backup);
 
     ASSERT_FALSE(transaction.setHidden());
-    EXPECT_EQ(dock.userValue(QStringLiteral("autohide"))->text, QStringLiteral("true"));
     EXPECT_EQ(dock.userValue(QStringLiteral("show-delay"))->text, QStringLiteral("1000.0"));
-    EXPECT_EQ(dock.restarts, 1);
-
     ASSERT_FALSE(transaction.restore(backup));
-    EXPECT_EQ(dock.userValue(QStringLiteral("autohide")), userAutohide);
-    // Unset before, unset again: not the hiding value, not some default.
+    EXPECT_EQ(dock.userValue(QStringLiteral("autohide")), own);
+    // Unset before, unset again: neither the hiding value nor some default.
     EXPECT_FALSE(dock.userValue(QStringLiteral("show-delay")));
     EXPECT_FALSE(QFile::exists(transaction.backupPath()));
     EXPECT_EQ(dock.restarts, 2);
 }
 
-TEST_F(DockPreferenceTransactionTest, BackupIsPrivateAndReadsBackAsWritten)
+TEST_F(DockPreferenceTransactionTest, BadBackupsArePreservedAndNeverApplied)
 {
-    auto nothing = transaction.readBackup();
-    ASSERT_TRUE(nothing.ok());
-    EXPECT_FALSE(nothing.value());
-
-    const DockPreferenceBackup backup = capturedAndSaved();
-    struct stat info {};
-    ASSERT_EQ(stat(QFile::encodeName(transaction.backupPath()).constData(), &info), 0);
-    EXPECT_EQ(info.st_mode & 0777, 0600u);
-    ASSERT_EQ(stat(QFile::encodeName(folder).constData(), &info), 0);
-    EXPECT_EQ(info.st_mode & 0777, 0700u);
-
-    auto read = transaction.readBackup();
-    ASSERT_TRUE(read.ok()) << read.error().message.toStdString();
-    EXPECT_EQ(read.value(), backup);
-}
-
-TEST_F(DockPreferenceTransactionTest, BadBackupFilesArePreservedAndNeverApplied)
-{
-    DockPreferenceBackup wrongVersion = capturedAndSaved();
-    wrongVersion.version = 2;
-    DockPreferenceBackup partial = wrongVersion;
-    partial.version = 1;
-    partial.missing.clear();
+    DockPreferenceBackup backup = capturedAndSaved();
+    backup.version = 2;
+    const QString preserved = QStringLiteral("The saved Dock preferences could not be validated; they have been preserved at ")
+                              + transaction.backupPath() + QLatin1Char('.');
     struct Row {
         const char* name;
         QByteArray bytes;
         QString message;
     };
     const std::vector<Row> rows{
-        {"version 2", encodeBackup(wrongVersion), validationPrefix + transaction.backupPath() + QLatin1Char('.')},
-        {"one key uncovered", encodeBackup(partial), validationPrefix + transaction.backupPath() + QLatin1Char('.')},
+        {"version 2", encodeBackup(backup), preserved},
         {"not a property list", QByteArray("garbage"),
          QStringLiteral("The saved Dock preferences at %1 could not be read: it is not a property list.").arg(transaction.backupPath())},
     };
     for (const Row& row : rows) {
-        writeFile(row.bytes);
+        QFile file(transaction.backupPath());
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(row.bytes);
+        file.close();
         EXPECT_EQ(transaction.recoverStaleBackup(), DockIntegrationError{row.message}) << row.name;
         EXPECT_EQ(fileBytes(), row.bytes) << row.name;
     }
-    EXPECT_TRUE(dock.writes.isEmpty());
-}
 
-TEST_F(DockPreferenceTransactionTest, InvalidSavedValueStopsRestoreBeforeAnyWrite)
-{
-    DockPreferenceBackup backup = capturedAndSaved();
-    const QByteArray file = fileBytes();
-    struct Row {
-        const char* name;
-        QByteArray value;
-    };
-    const std::vector<Row> rows{
-        {"not a one-element array", QByteArray("bplist00garbage")},
-        {"type the key does not take", encodeDockValue({QStringLiteral("s"), QStringLiteral("'yes'")})},
-    };
-    for (const Row& row : rows) {
-        backup.values.insert(QStringLiteral("show-delay"), row.value);
-        backup.missing.clear();
+    // Each saved value is checked before anything is written.
+    backup.version = 1;
+    backup.missing.clear();
+    for (const QByteArray& value : {QByteArray("bplist00garbage"), encodeDockValue({QStringLiteral("s"), QStringLiteral("'yes'")})}) {
+        backup.values.insert(QStringLiteral("show-delay"), value);
         EXPECT_EQ(transaction.restore(backup),
-                  DockIntegrationError{QStringLiteral("The saved value for show-delay is invalid. The backup was preserved.")})
-            << row.name;
+                  DockIntegrationError{QStringLiteral("The saved value for show-delay is invalid. The backup was preserved.")});
     }
     EXPECT_TRUE(dock.writes.isEmpty());
-    EXPECT_EQ(fileBytes(), file);
 }
 
 TEST_F(DockPreferenceTransactionTest, FailuresKeepTheBackup)
@@ -146,56 +106,22 @@ TEST_F(DockPreferenceTransactionTest, FailuresKeepTheBackup)
     const DockPreferenceBackup backup = capturedAndSaved();
     const DockIntegrationError unsaved{
         QStringLiteral("The system could not save the Dock preferences. Check that Wharf can write user preferences.")};
-
     dock.failSync = true;
     EXPECT_EQ(transaction.capture().error(), unsaved);
     EXPECT_EQ(transaction.setHidden(), unsaved);
     EXPECT_EQ(transaction.restore(backup), unsaved);
     dock.failSync = false;
-
     dock.failWrites = true;
     EXPECT_EQ(transaction.restore(backup), unsaved);
     dock.failWrites = false;
 
     dock.restartOutput = QStringLiteral("\n  dock: permission denied \n");
-    const DockIntegrationError restart{QStringLiteral("Could not restart the system Dock: dock: permission denied")};
-    EXPECT_EQ(transaction.setHidden(), restart);
-    EXPECT_EQ(transaction.restore(backup), restart);
-    // The values are back, but the file stays until the dock has been restarted.
-    EXPECT_FALSE(dock.userValue(QStringLiteral("autohide")));
-    EXPECT_TRUE(QFile::exists(transaction.backupPath()));
+    EXPECT_EQ(transaction.restore(backup),
+              DockIntegrationError{QStringLiteral("Could not restart the system Dock: dock: permission denied")});
+    EXPECT_EQ(fileBytes(), encodeBackup(backup));
 }
 
-TEST_F(DockPreferenceTransactionTest, StaleBackupIsRestoredOnlyWhenItsOwnerIsGone)
-{
-    const test::OtherProcess other;
-    struct Row {
-        const char* name;
-        qint32 pid;
-        QString start;
-        bool restored;
-    };
-    const std::vector<Row> rows{
-        {"owner is this process", getpid(), *processStart(getpid()), false},
-        {"owner has ended", test::endedProcessPid(), *processStart(getpid()), true},
-        // The pid now names another process, which started at another time.
-        {"pid reused", other.pid(), *processStart(getpid()), true},
-    };
-    for (const Row& row : rows) {
-        dock.values.clear();
-        DockPreferenceBackup backup = capturedAndSaved();
-        backup.ownerPID = row.pid;
-        backup.ownerStart = row.start;
-        ASSERT_FALSE(transaction.writeBackup(backup));
-        ASSERT_FALSE(transaction.setHidden());
-        EXPECT_FALSE(transaction.recoverStaleBackup()) << row.name;
-        EXPECT_EQ(QFile::exists(transaction.backupPath()), !row.restored) << row.name;
-        EXPECT_EQ(dock.values.isEmpty(), row.restored) << row.name;
-        QFile::remove(transaction.backupPath());
-    }
-}
-
-TEST_F(DockPreferenceTransactionTest, LockWaitsForTheOtherHolder)
+TEST_F(DockPreferenceTransactionTest, LockWaitsForItsHolderAndReportsWhatStopsIt)
 {
     ASSERT_FALSE(transaction.withLock([] { return DockFailure(); }));
     int locked[2];
@@ -209,7 +135,6 @@ TEST_F(DockPreferenceTransactionTest, LockWaitsForTheOtherHolder)
         (void)!write(locked[1], "x", 1);
         usleep(200'000);
         (void)!write(releasing[1], "x", 1);
-        flock(fd, LOCK_UN);
         _exit(0);
     }
     char byte;
@@ -221,21 +146,11 @@ TEST_F(DockPreferenceTransactionTest, LockWaitsForTheOtherHolder)
     }));
     EXPECT_TRUE(ranAfterRelease);
     waitpid(holder, nullptr, 0);
-    for (const int fd : {locked[0], locked[1], releasing[0], releasing[1]})
-        close(fd);
-}
 
-TEST_F(DockPreferenceTransactionTest, LockFailuresAreReportedAndRunNothing)
-{
-    ASSERT_TRUE(QDir().mkpath(transaction.lockPath()));
-    bool ran = false;
-    EXPECT_EQ(transaction.withLock([&] { ran = true; return DockFailure(); }),
+    ASSERT_TRUE(QFile::remove(transaction.lockPath()) && QDir().mkpath(transaction.lockPath()));
+    EXPECT_EQ(transaction.withLock([&] { ranAfterRelease = false; return DockFailure(); }),
               DockIntegrationError{QStringLiteral("Could not open the Dock recovery lock: Is a directory.")});
-    EXPECT_FALSE(ran);
-    // The body's own failure comes back unchanged.
-    const DockIntegrationError own{QStringLiteral("own")};
-    QDir(transaction.lockPath()).removeRecursively();
-    EXPECT_EQ(transaction.withLock([&] { return DockFailure(own); }), own);
+    EXPECT_TRUE(ranAfterRelease);
 }
 
 } // namespace
