@@ -19,7 +19,12 @@ if ! ls "$dir"/gnome-shell-extension-dashtodock_*.deb >/dev/null 2>&1; then
   fi
 fi
 rm -rf "$dir/extracted"
-dpkg-deb -x "$(ls "$dir"/gnome-shell-extension-dashtodock_*.deb | head -n1)" "$dir/extracted"
+deb=$(ls "$dir"/gnome-shell-extension-dashtodock_*.deb | head -n1)
+if ! dpkg-deb -x "$deb" "$dir/extracted"; then
+  rm -f "$deb"
+  echo "FAILED: $deb is damaged and was removed; run the tests again to download it anew." >&2
+  exit 1
+fi
 found=$(find "$dir/extracted" -name "$schema" | head -n1)
 if [ -z "$found" ]; then
   echo "FAILED: the downloaded package holds no $schema" >&2
