@@ -10,8 +10,13 @@ mkdir -p "$dir/schemas"
 if [ -f "$dir/schemas/gschemas.compiled" ] && [ -f "$dir/schemas/$schema" ]; then
   exit 0
 fi
+download() { (cd "$dir" && apt-get download gnome-shell-extension-dashtodock) >"$dir/download.log" 2>&1; }
 if ! ls "$dir"/gnome-shell-extension-dashtodock_*.deb >/dev/null 2>&1; then
-  if ! (cd "$dir" && apt-get download gnome-shell-extension-dashtodock) >"$dir/download.log" 2>&1; then
+  # A machine whose package lists were cleaned knows no packages until they are fetched again.
+  if ! download; then
+    if [ "$(id -u)" -eq 0 ]; then apt-get update -qq; else sudo -n apt-get update -qq; fi >>"$dir/download.log" 2>&1 || true
+  fi
+  if ! ls "$dir"/gnome-shell-extension-dashtodock_*.deb >/dev/null 2>&1 && ! download; then
     echo "FAILED: could not download gnome-shell-extension-dashtodock from the Debian mirror;" >&2
     echo "the takeover tests need its GSettings schema. apt-get said:" >&2
     cat "$dir/download.log" >&2
