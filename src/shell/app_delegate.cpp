@@ -25,7 +25,7 @@
 #include <ctime>
 #include <cstdio>
 
-Q_LOGGING_CATEGORY(lcLifecycle, "wharf.lifecycle")
+Q_LOGGING_CATEGORY(lcLifecycle, "wharf.lifecycle", QtInfoMsg)
 
 namespace wharf {
 

@@ -371,5 +371,45 @@ TEST(DockWindows, ShelfAndIconsAreDrawnWhereTheFramesSayInLightAndDark)
         << "the light shelf is lighter than the dark one";
 }
 
+TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndCompositingIsFollowed)
+{
+    E2eOptions options;
+    options.compositor = false;
+    E2eSession session(options);
+    WHARF_REQUIRE_SESSION(session);
+    // A white terminal under the whole dock window: translucent pixels without a compositor would
+    // turn it black.
+    session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("320x90+0+0")});
+    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
+    QProcess* wharf = session.startWharf();
+    ASSERT_NE(wharf, nullptr);
+    DockClient client(session);
+    const auto dock = client.settledDock();
+    ASSERT_TRUE(dock);
+    QString log;
+    const auto logged = [&](const QString& text) {
+        return E2eSession::waitFor([&] {
+            log += QString::fromUtf8(wharf->readAllStandardError());
+            return log.contains(text);
+        });
+    };
+
+    const QPoint clear(100, 800); // inside the dock window, far from the shelf
+    const QPoint icon = center(dock->tiles.front());
+    const QColor white(255, 255, 255);
+    QImage shot = session.screenshot();
+    EXPECT_EQ(shot.pixelColor(clear), white) << "the window is clipped to the shelf";
+    EXPECT_NE(shot.pixelColor(icon), white) << "the icons are still drawn";
+
+    QProcess* compositor = session.start(QStringLiteral("xcompmgr"));
+    ASSERT_TRUE(logged(QStringLiteral("Compositing manager running"))) << log.toStdString();
+    ASSERT_TRUE(E2eSession::waitFor([&] { return session.screenshot().pixelColor(icon) != white; }, 3000));
+    shot = session.screenshot();
+    EXPECT_EQ(shot.pixelColor(clear), white) << "translucent, and still nothing drawn far from the shelf";
+
+    E2eSession::stop(compositor);
+    EXPECT_TRUE(logged(QStringLiteral("Compositing manager gone"))) << log.toStdString();
+}
+
 } // namespace
 } // namespace wharf::e2e

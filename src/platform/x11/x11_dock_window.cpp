@@ -13,7 +13,7 @@
 #include <cstring>
 #include <vector>
 
-Q_LOGGING_CATEGORY(lcDockWindow, "wharf.dockwindow")
+Q_LOGGING_CATEGORY(lcDockWindow, "wharf.dockwindow", QtInfoMsg)
 
 namespace wharf {
 
