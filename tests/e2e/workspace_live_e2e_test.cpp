@@ -3,7 +3,10 @@
 #include "e2e_session.h"
 #include "platform/x11/x11_workspace.h"
 
+#include <QDir>
+#include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 #include <QGuiApplication>
 #include <QTimer>
 
@@ -43,6 +46,21 @@ protected:
         terminal = session->writeDesktopEntry("test-terminal.desktop",
                                               "[Desktop Entry]\nType=Application\nName=Test Terminal\n"
                                               "Exec=xterm\nStartupWMClass=XTerm\n");
+        const QString recorderScript = session->writeScript(
+            "record.sh", "#!/bin/sh\nprintf '%s|%s\\n' \"$DESKTOP_STARTUP_ID\" \"$*\" >> \"$HOME/opened.txt\"\n");
+        recorder = session->writeDesktopEntry(
+            "recorder.desktop", "[Desktop Entry]\nType=Application\nName=Recorder\nExec=" + recorderScript
+                                    + " %U\nMimeType=inode/directory;text/plain;\nStartupNotify=true\n");
+        session->setDefaultApplication("inode/directory", "recorder.desktop");
+        session->setDefaultApplication("text/plain", "recorder.desktop");
+        session->setDefaultApplication("x-scheme-handler/https", "recorder.desktop");
+        activatable = session->writeDesktopEntry(
+            "org.wharf.TestActivatable.desktop",
+            "[Desktop Entry]\nType=Application\nName=Activatable\nExec=xclock -name notbybus\nDBusActivatable=true\n");
+        QDir().mkpath(session->dataHome() + "/dbus-1/services");
+        QFile service(session->dataHome() + "/dbus-1/services/org.wharf.TestActivatable.service");
+        if (service.open(QIODevice::WriteOnly))
+            service.write("[D-BUS Service]\nName=org.wharf.TestActivatable\nExec=/usr/bin/xclock -name bybus\n");
         session->writeDesktopEntry("broken.desktop", "[Desktop Entry\nExec=\x01\n");
         session->writeDesktopEntry("missing.desktop", "[Desktop Entry]\nType=Application\nName=Missing\n"
                                                       "Exec=/nonexistent/wharf-missing\n");
@@ -79,6 +97,8 @@ protected:
     static inline std::unique_ptr<E2eSession> session;
     static inline QString wrappedClock;
     static inline QString terminal;
+    static inline QString recorder;
+    static inline QString activatable;
     std::unique_ptr<X11Workspace> workspace;
     wharf::CallbackList<WorkspaceNotification>::Subscription subscription;
     std::vector<WorkspaceNotification> received;
@@ -98,6 +118,47 @@ TEST_F(LiveWorkspace, LaunchedEntryRunsUnderThatEntryThroughItsWrapperScript)
 
     ASSERT_TRUE(workspace->terminate(*app, &error)) << error.toStdString();
     EXPECT_TRUE(waitFor([&] { return byIdentifier("wrapped-clock") == nullptr; }));
+}
+
+TEST_F(LiveWorkspace, LocationsAndFilesOpenWithTheirApplications)
+{
+    EXPECT_EQ(workspace->fileManagerLocation(), recorder);
+    EXPECT_EQ(workspace->webBrowserLocation(), recorder);
+    EXPECT_EQ(workspace->bundleIdentifier(recorder), "recorder");
+    EXPECT_EQ(workspace->bundleIdentifier("/etc/hostname"), std::nullopt);
+    EXPECT_EQ(workspace->displayName(recorder), "Recorder");
+
+    const QString folder = session->home() + "/Some Folder";
+    ASSERT_TRUE(QDir().mkpath(folder));
+    EXPECT_EQ(workspace->displayName(folder), "Some Folder");
+    const QString log = session->home() + "/opened.txt";
+    auto opened = [&] {
+        QFile file(log);
+        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+    };
+
+    QString error;
+    ASSERT_TRUE(workspace->openLocation(folder, &error)) << error.toStdString();
+    EXPECT_TRUE(waitFor([&] { return opened().contains(folder); })) << opened().toStdString();
+
+    const QString note = session->home() + "/a note.txt";
+    ASSERT_TRUE(workspace->launchApplication(recorder, {note}, &error)) << error.toStdString();
+    EXPECT_TRUE(waitFor([&] { return opened().contains(note); })) << opened().toStdString();
+    // Startup notification: the program is told its own startup id.
+    EXPECT_TRUE(opened().contains(QRegularExpression("(^|\\n)wharf-\\d+-\\d+_TIME0\\|" + QRegularExpression::escape(note))))
+        << opened().toStdString();
+
+    EXPECT_FALSE(workspace->openLocation(session->home() + "/missing.nothing", &error));
+    EXPECT_TRUE(error.contains("missing.nothing")) << error.toStdString();
+}
+
+TEST_F(LiveWorkspace, DBusActivatableEntryIsStartedByTheBus)
+{
+    QString error;
+    ASSERT_TRUE(workspace->launchApplication(activatable, {}, &error)) << error.toStdString();
+    EXPECT_TRUE(session->waitForClientWindow("bybus", 15000)) << "the bus did not start the service";
+    EXPECT_TRUE(session->clientWindows("notbybus").empty()) << "launched by Exec instead of the bus";
+    session->xdotool({"search", "--classname", "bybus", "windowkill"});
 }
 
 TEST_F(LiveWorkspace, EntriesThatCannotRunAreRefusedWithAReason)
@@ -130,7 +191,9 @@ TEST_F(LiveWorkspace, ActionsReachTheWindowsAndEventsReportThem)
     session->start("xterm", {"-geometry", "40x10+450+50"});
     ASSERT_TRUE(waitFor([&] { return mappedAndFocused(2); }));
     ASSERT_TRUE(waitFor([&] { return byIdentifier("test-terminal") != nullptr; }));
-    EXPECT_EQ(workspace->runningApplications().size(), 1u) << "two processes, one application";
+    const auto apps = workspace->runningApplications();
+    EXPECT_EQ(std::count_if(apps.begin(), apps.end(), [](const auto& a) { return a->bundleIdentifier == "test-terminal"; }), 1)
+        << "two processes, one application";
     EXPECT_EQ(byIdentifier("test-terminal")->bundleLocation, QFileInfo(terminal).filePath());
 
     QString error;
@@ -191,8 +254,8 @@ TEST_F(LiveWorkspace, WindowsVanishingWhileScanningAreDropped)
 {
     std::vector<QProcess*> clocks;
     for (int i = 0; i < 12; ++i)
-        clocks.push_back(session->start("xclock", {"-geometry", QString("40x40+%1+600").arg(i * 45)}));
-    ASSERT_TRUE(waitFor([&] { return session->clientWindows("xclock").size() == clocks.size(); }));
+        clocks.push_back(session->start("xclock", {"-name", "vanishing", "-geometry", QString("40x40+%1+600").arg(i * 45)}));
+    ASSERT_TRUE(waitFor([&] { return session->clientWindows("vanishing").size() == clocks.size(); }));
     // Kill them without waiting while scanning as fast as possible: replies for windows
     // that are already gone must be shrugged off.
     for (QProcess* clock : clocks) {

@@ -164,7 +164,7 @@ struct X11Workspace::GioSources {
         if (!bus) {
             // Cancelled means the workspace is gone: `data` must not be touched.
             if (error && !g_error_matches(error.get(), G_IO_ERROR, G_IO_ERROR_CANCELLED))
-                qCInfo(lcWorkspace) << "no system bus, wake notifications off:" << error->message;
+                qCDebug(lcWorkspace) << "no system bus, wake notifications off:" << error->message;
             return;
         }
         auto* sources = static_cast<GioSources*>(data);
