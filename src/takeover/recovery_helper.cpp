@@ -2,6 +2,7 @@
 
 #include "takeover/process_identity.h"
 
+#include <QDeadlineTimer>
 #include <QFile>
 #include <QMetaObject>
 #include <QSocketNotifier>
@@ -89,11 +90,11 @@ DockResult<std::unique_ptr<RecoveryHelper>> RecoveryHelper::start(qint32 ownerPI
     UniqueFd readEnd(ends[0]);
     UniqueFd writeEnd(ends[1]);
 
-    // /proc/self/exe rather than the path: it still works when the installed binary was replaced.
     const pid_t child = ::fork();
     if (child < 0)
         return DockIntegrationError{QStringLiteral("Could not start the Dock recovery helper: %1.")
                                         .arg(QString::fromLocal8Bit(std::strerror(errno)))};
+    // /proc/self/exe rather than the path: it still works when the installed binary was replaced.
     if (child == 0)
         execHelper("/proc/self/exe", argv.data(), writeEnd.get());
 
@@ -102,9 +103,10 @@ DockResult<std::unique_ptr<RecoveryHelper>> RecoveryHelper::start(qint32 ownerPI
     auto helper = std::make_unique<RecoveryHelper>(child, openPidfd(child));
 
     pollfd readable{readEnd.get(), POLLIN, 0};
+    const QDeadlineTimer deadline(readyTimeoutMs);
     int polled;
     do
-        polled = ::poll(&readable, 1, readyTimeoutMs);
+        polled = ::poll(&readable, 1, static_cast<int>(deadline.remainingTime()));
     while (polled < 0 && errno == EINTR);
     std::array<char, 16> answer{};
     ssize_t received = 0;
