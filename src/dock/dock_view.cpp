@@ -10,6 +10,8 @@
 
 #include <QAccessible>
 #include <QCursor>
+#include <QEnterEvent>
+#include <QMouseEvent>
 #include <QPaintEvent>
 #include <QPainter>
 #include <QScreen>
@@ -86,8 +88,13 @@ double DockView::now() const
 
 std::optional<QPointF> DockView::pointerInView() const
 {
-    const std::optional<QPointF> global =
-        context.pointerLocation ? context.pointerLocation() : std::optional<QPointF>(QCursor::pos());
+    std::optional<QPointF> global;
+    if (context.pointerLocation)
+        global = context.pointerLocation();
+    else if (pointerEvents)
+        global = lastEventPointer; // motion events keep it current; no round trip to the server
+    else
+        global = QCursor::pos();
     if (!global)
         return std::nullopt;
     return toLayoutPoint(mapFromGlobal(*global), height());
@@ -599,8 +606,8 @@ DockViewRenderer::Scene DockView::currentScene() const
 
 void DockView::repaintScene()
 {
-    const QRect area = drawing->bounds(currentScene());
-    const QRect dirty = area.united(paintedBounds);
+    const QRegion area = drawing->bounds(currentScene());
+    const QRegion dirty = area.united(paintedBounds);
     paintedBounds = area;
     if (!dirty.isEmpty())
         update(dirty);
@@ -637,18 +644,22 @@ void DockView::resizeEvent(QResizeEvent* event)
 
 void DockView::mouseMoveEvent(QMouseEvent* event)
 {
+    lastEventPointer = event->globalPosition();
     ensureTicking();
     QWidget::mouseMoveEvent(event);
 }
 
 void DockView::enterEvent(QEnterEvent* event)
 {
+    pointerEvents = true;
+    lastEventPointer = event->globalPosition();
     ensureTicking();
     QWidget::enterEvent(event);
 }
 
 void DockView::leaveEvent(QEvent* event)
 {
+    pointerEvents = false;
     ensureTicking();
     QWidget::leaveEvent(event);
 }

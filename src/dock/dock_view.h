@@ -140,7 +140,9 @@ private:
     std::vector<RetiringIcon> retiringIcons;
     std::optional<int> separator;
     QRegion currentInputRegion;
-    QRect paintedBounds; // widget area covered by the last scene
+    QRegion paintedBounds; // widget area covered by the last scene
+    bool pointerEvents = false; // the pointer is inside: motion events report it
+    QPointF lastEventPointer;   // global
     int framesRendered = 0;
     std::unique_ptr<DockViewRenderer> drawing;
 };

@@ -261,7 +261,7 @@ const DockViewRenderer::Shelf& DockViewRenderer::shelf(const DockLayout::Metrics
 {
     const int pad = int(std::ceil((blurMargin(shelfShadowSigma) + shelfShadowOffset) * dpr));
     const int cap = pad + int(std::ceil((1.2 * m.edgeInset + 2 * blurMargin(shelfShadowSigma) + 1) * dpr));
-    constexpr int middle = 64;
+    constexpr int middle = 256;
     const int widthPixels = int(std::lround(shelfWidth * dpr));
     const bool sliced = widthPixels + 2 * pad >= 2 * cap + middle;
     const int exactWidth = sliced ? 0 : widthPixels;
@@ -354,32 +354,48 @@ const DockViewRenderer::Shelf& DockViewRenderer::shelf(const DockLayout::Metrics
         p.fillRect(QRectF(left, ly(m.shelfBottom), width, lip), lipGradient);
         p.fillRect(QRectF(left, ly(m.shelfBottom - lip), width, 1), QColor::fromRgbF(0, 0, 0, 0.24f));
     }
+    // Outside the band where reflections show, under and over are one layer.
+    result.body = result.under;
+    {
+        QPainter p(&result.body);
+        p.drawImage(QPointF(0, 0), result.over);
+    }
+    result.bandTop = std::clamp(int(std::floor((result.top - m.baseline) * dpr)), 0, imageHeight);
+    result.bandBottom = std::clamp(int(std::ceil((result.top - m.shelfBottom) * dpr)), result.bandTop, imageHeight);
     shelfCache = std::move(result);
     return shelfCache;
 }
 
-void DockViewRenderer::drawShelfLayer(QPainter& painter, const Shelf& s, const QImage& layer,
-                                      const QRectF& shelfRect, double viewHeight, double dpr) const
+void DockViewRenderer::drawShelfLayer(QPainter& painter, const Shelf& s, const QImage& layer, int firstRow,
+                                      int endRow, const QRectF& shelfRect, double viewHeight, double dpr) const
 {
+    if (endRow <= firstRow)
+        return;
     // Device-pixel placement keeps every slice an unscaled blit.
     const double x = std::round(shelfRect.x() * dpr) - s.pad;
-    const double y = std::round((viewHeight - s.top) * dpr);
+    const double y = std::round((viewHeight - s.top) * dpr) + firstRow;
     const double width = std::round(shelfRect.width() * dpr) + 2 * s.pad;
+    const int h = endRow - firstRow;
     if (s.exactWidth) {
-        painter.drawImage(QPointF(x / dpr, y / dpr), layer);
+        painter.drawImage(QPointF(x / dpr, y / dpr), layer, QRectF(0, firstRow, layer.width(), h));
         return;
     }
-    const int h = layer.height();
-    painter.drawImage(QPointF(x / dpr, y / dpr), layer, QRectF(0, 0, s.cap, h));
-    painter.drawImage(QPointF((x + width - s.cap) / dpr, y / dpr), layer, QRectF(layer.width() - s.cap, 0, s.cap, h));
+    painter.drawImage(QPointF(x / dpr, y / dpr), layer, QRectF(0, firstRow, s.cap, h));
+    painter.drawImage(QPointF((x + width - s.cap) / dpr, y / dpr), layer,
+                      QRectF(layer.width() - s.cap, firstRow, s.cap, h));
     const double middleWidth = width - 2 * s.cap;
-    if (middleWidth > 0) {
-        const int strip = layer.width() - 2 * s.cap;
-        for (double done = 0; done < middleWidth; done += strip) {
-            const double w = std::min<double>(strip, middleWidth - done);
-            painter.drawImage(QPointF((x + s.cap + done) / dpr, y / dpr), layer, QRectF(s.cap, 0, w, h));
-        }
+    const int strip = layer.width() - 2 * s.cap;
+    for (double done = 0; done < middleWidth; done += strip) {
+        const double w = std::min<double>(strip, middleWidth - done);
+        painter.drawImage(QPointF((x + s.cap + done) / dpr, y / dpr), layer, QRectF(s.cap, firstRow, w, h));
     }
+}
+
+QRectF DockViewRenderer::shelfRows(const Shelf& s, int firstRow, int endRow, const QRectF& shelfRect,
+                                   double viewHeight, double dpr) const
+{
+    const double y = std::round((viewHeight - s.top) * dpr);
+    return QRectF(shelfRect.x(), (y + firstRow) / dpr, shelfRect.width(), (endRow - firstRow) / dpr);
 }
 
 const QImage& DockViewRenderer::indicator(double height, double dpr, bool dark)
@@ -411,34 +427,32 @@ const QImage& DockViewRenderer::indicator(double height, double dpr, bool dark)
 
 // --- The whole scene ---
 
-QRect DockViewRenderer::bounds(const Scene& scene) const
+QRegion DockViewRenderer::bounds(const Scene& scene) const
 {
     if (scene.frames.empty())
         return {};
     const double h = scene.viewSize.height();
+    const auto area = [h](const QRectF& layoutRect) {
+        return toWidgetRect(layoutRect, h).toAlignedRect().adjusted(-1, -1, 1, 1);
+    };
+    // The shelf band with its shadow and lip, then each icon above it: the transparent
+    // space between small icons is never repainted.
     const auto metrics = DockLayout::metrics(scene.frames);
     const QRectF shelfRect = DockLayout::shelfFrame(scene.frames).translated(0, -scene.offset);
     const double margin = blurMargin(shelfShadowSigma) + shelfShadowOffset + 1;
-    QRectF area(shelfRect.x() - margin, 0, shelfRect.width() + 2 * margin, 0);
     const double bottom = metrics.shelfBottom - lipHeight(metrics.iconSize) - 1 - margin - scene.offset;
-    double top = metrics.shelfTop + margin - scene.offset;
-    double left = area.left();
-    double right = area.right();
-    const auto include = [&](const Tile& tile) {
-        const QRectF& f = tile.frame;
-        const double shadow = blurMargin(tileShadowSigma) + tileShadowOffset + 1;
-        top = std::max(top, f.bottom() + shadow); // QRectF::bottom() is the larger y: the top in layout terms
-        left = std::min(left, f.left() - shadow);
-        right = std::max(right, f.right() + shadow);
-    };
-    for (const auto& tile : scene.tiles)
-        include(tile);
-    for (const auto& tile : scene.retiring)
-        include(tile);
+    const double top = metrics.shelfTop + margin - scene.offset;
+    QRegion region(area(QRectF(shelfRect.x() - margin, bottom, shelfRect.width() + 2 * margin, top - bottom)));
+    const double shadow = blurMargin(tileShadowSigma) + tileShadowOffset + 1;
+    for (const auto* tiles : {&scene.tiles, &scene.retiring}) {
+        for (const auto& tile : *tiles) {
+            if (tile.frame.width() > 0)
+                region += area(tile.frame.adjusted(-shadow, -shadow, shadow, shadow));
+        }
+    }
     if (scene.dropIndex)
-        top = std::max(top, 20 + 48 - scene.offset);
-    const QRectF layoutArea(left, bottom, right - left, top - bottom);
-    return toWidgetRect(layoutArea, h).toAlignedRect().adjusted(-1, -1, 1, 1);
+        region += area(QRectF(shelfRect.x() - 8, 20 - scene.offset, shelfRect.width() + 16, 48));
+    return region;
 }
 
 void DockViewRenderer::paint(QPainter& painter, const Scene& scene)
@@ -460,7 +474,10 @@ void DockViewRenderer::paint(QPainter& painter, const Scene& scene)
     // The shelf images are cut at a fixed layout height; moving the dock down moves them too.
     const Shelf& s = shelf(metrics, shelfRect.width(), dpr, scene.dark);
     const double shelfViewHeight = viewHeight + scene.offset;
-    drawShelfLayer(painter, s, s.under, shelfRect, shelfViewHeight, dpr);
+    const int rows = s.body.height();
+    drawShelfLayer(painter, s, s.body, 0, s.bandTop, shelfRect, shelfViewHeight, dpr);
+    drawShelfLayer(painter, s, s.body, s.bandBottom, rows, shelfRect, shelfViewHeight, dpr);
+    drawShelfLayer(painter, s, s.under, s.bandTop, s.bandBottom, shelfRect, shelfViewHeight, dpr);
 
     // Tile images first: a new icon's reflection is made from its tile's rendering.
     for (const auto& tile : scene.tiles) {
@@ -470,9 +487,7 @@ void DockViewRenderer::paint(QPainter& painter, const Scene& scene)
 
     // Reflections, clipped to the band under the icons (inside the outline's slanted ends).
     painter.save();
-    painter.setClipRect(toWidgetRect(QRectF(shelfRect.x(), metrics.shelfBottom - scene.offset, shelfRect.width(),
-                                            metrics.shelfTop - metrics.shelfBottom),
-                                     viewHeight));
+    painter.setClipRect(shelfRows(s, s.bandTop, s.bandBottom, shelfRect, shelfViewHeight, dpr));
     for (const auto& tile : scene.tiles) {
         if (tile.dragged || !tile.entry || tile.reflectionFrame.width() < 1)
             continue;
@@ -485,7 +500,7 @@ void DockViewRenderer::paint(QPainter& painter, const Scene& scene)
     }
     painter.restore();
 
-    drawShelfLayer(painter, s, s.over, shelfRect, shelfViewHeight, dpr);
+    drawShelfLayer(painter, s, s.over, s.bandTop, s.bandBottom, shelfRect, shelfViewHeight, dpr);
 
     // Separator between the applications and everything else.
     if (scene.separatorIndex && *scene.separatorIndex > 0 && *scene.separatorIndex < int(scene.frames.size())) {

@@ -8,6 +8,7 @@
 #include <QHash>
 #include <QImage>
 #include <QRectF>
+#include <QRegion>
 #include <QSizeF>
 
 #include <optional>
@@ -60,7 +61,7 @@ public:
 
     void paint(QPainter& painter, const Scene& scene);
     // The area the scene covers, in widget coordinates.
-    QRect bounds(const Scene& scene) const;
+    QRegion bounds(const Scene& scene) const;
 
     void dropReflection(const QString& identifier);
     bool hasReflection(const QString& identifier) const;
@@ -91,6 +92,9 @@ private:
         int exactWidth = 0; // device pixels of the shelf when not sliced; 0 = sliced
         QImage under;       // shadow and fill
         QImage over;        // frost, outline and lip
+        QImage body;        // both, for the rows without reflections
+        int bandTop = 0;    // rows of the band where reflections show
+        int bandBottom = 0;
         int pad = 0;        // device pixels around the shelf in both images
         int cap = 0;        // width of each end slice; the middle is uniform
         double top = 0;     // layout y of the images' top edge
@@ -102,8 +106,10 @@ private:
     const QImage* reflectionImage(const DockEntry& entry, int pixels, bool dark);
     const Shelf& shelf(const DockLayout::Metrics& metrics, double shelfWidth, double dpr, bool dark);
     const QImage& indicator(double height, double dpr, bool dark);
-    void drawShelfLayer(QPainter& painter, const Shelf& shelf, const QImage& layer, const QRectF& shelfRect,
-                        double viewHeight, double dpr) const;
+    void drawShelfLayer(QPainter& painter, const Shelf& shelf, const QImage& layer, int firstRow, int endRow,
+                        const QRectF& shelfRect, double viewHeight, double dpr) const;
+    QRectF shelfRows(const Shelf& shelf, int firstRow, int endRow, const QRectF& shelfRect, double viewHeight,
+                     double dpr) const;
     void drawTile(QPainter& painter, const Tile& tile, const Scene& scene, bool exact);
 
     QCache<TileKey, QImage> tileCache{16 * 1024};       // cost in KiB
