@@ -6,6 +6,7 @@
 
 #include <QColor>
 #include <QImage>
+#include <QSet>
 
 #include <gtest/gtest.h>
 
@@ -356,6 +357,30 @@ TEST(DockWindows, ShelfAndIconsAreDrawnWhereTheFramesSayInLightAndDark)
         const QColor shelfColor = meanColor(shot, shelf);
         EXPECT_GT(distance(shelfColor, meanColor(empty, shelf)), 20) << "the shelf is drawn under the icons";
         shelfLightness[appearance] = shelfColor.lightness();
+
+        // Running indicators: a dot on the shelf's lip under each running item's tile, and no dot
+        // under the others (compared with a strip of the same lip a little to the side).
+        QSet<QString> running;
+        for (const QJsonValue& item : client.items()) {
+            if (!item.toObject()[QStringLiteral("pid")].isNull())
+                running << item.toObject()[QStringLiteral("id")].toString();
+        }
+        ASSERT_FALSE(running.isEmpty());
+        std::vector<QRectF> layoutFrames; // y up from the screen's bottom edge
+        for (const QRectF& tile : dock->tiles)
+            layoutFrames.emplace_back(tile.x(), 1080 - tile.bottom(), tile.width(), tile.height());
+        const int lipY = 1080 - int(std::lround(DockLayout::metrics(layoutFrames).shelfBottom));
+        for (std::size_t i = 0; i < dock->tiles.size(); ++i) {
+            const int cx = int(std::lround(dock->tiles[i].center().x()));
+            int strongest = 0;
+            for (int y = lipY - 4; y <= std::min(lipY + 10, 1079); ++y)
+                strongest = std::max(strongest, distance(meanColor(shot, QRect(cx - 1, y, 3, 1)),
+                                                         meanColor(shot, QRect(cx + 8, y, 3, 1))));
+            if (running.contains(dock->ids[int(i)]))
+                EXPECT_GT(strongest, 40) << "indicator under " << dock->ids[int(i)].toStdString();
+            else
+                EXPECT_LT(strongest, 15) << "no indicator under " << dock->ids[int(i)].toStdString();
+        }
 
         // Nothing is drawn in the dock window far above the shelf, nor beside it.
         const QRect above(QPoint(int(first.left()), 760), QPoint(int(last.right()), 780));
