@@ -49,8 +49,6 @@ stop_wharf() {
 
 # CPU ticks (user + system) of the whole process.
 cpu_ticks() { awk '{ print $14 + $15 }' "/proc/$pid/stat"; }
-# Times any thread of the process was scheduled (wakeups), from schedstat.
-wakeups() { cat /proc/"$pid"/task/*/schedstat | awk '{ n += $3 } END { print n }'; }
 frames() { call FramesRendered | sed -E 's/.*uint64 ([0-9]+).*/\1/'; }
 
 echo "== startup to first frame ($startups runs)"
@@ -73,17 +71,17 @@ per_thread() {
   done | sort
 }
 before=$(per_thread)
-c0=$(cpu_ticks); w0=$(wakeups)
+c0=$(cpu_ticks)
 sleep "$idle_seconds"
-c1=$(cpu_ticks); w1=$(wakeups)
+c1=$(cpu_ticks)
 after=$(per_thread)
 f1=$(frames)
-awk -v c=$((c1 - c0)) -v w=$((w1 - w0)) -v s="$idle_seconds" -v hz="$hz" \
+# Per thread; a thread started during the wait counts from zero (one that ended is not seen).
+deltas=$(join -a 2 -e 0 -o 2.2,1.3,2.3 <(echo "$before") <(echo "$after") | awk '{ print $1, $3 - $2 }')
+awk -v c=$((c1 - c0)) -v s="$idle_seconds" -v hz="$hz" -v w="$(echo "$deltas" | awk '{ n += $2 } END { print n }')" \
   'BEGIN { printf "idle: CPU %.2f %% of a core, %.3f wakeups/s\n", 100 * c / hz / s, w / s }'
 echo "idle: frames drawn $((f1 - f0))"
-# Per thread (threads that came or went during the wait count from zero or are left out).
-join -a 2 -e 0 -o 2.2,1.3,2.3 <(echo "$before") <(echo "$after") |
-  awk -v s="$idle_seconds" '$3 - $2 > 0 { printf "  %-16s %.3f wakeups/s\n", $1, ($3 - $2) / s }'
+echo "$deltas" | awk -v s="$idle_seconds" '$2 > 0 { printf "  %-16s %.3f wakeups/s\n", $1, $2 / s }'
 
 echo "== pointer sweep ${sweep_seconds}s across the icons"
 docks=$(call Docks)
