@@ -6,6 +6,7 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <QPixmap>
+#include <QPixmapCache>
 
 #include <algorithm>
 #include <cmath>
@@ -19,6 +20,8 @@ constexpr double shelfShadowOffset = 3;
 constexpr double tileShadowSigma = 3.0 / 2;
 constexpr double tileShadowOffset = 2;
 constexpr int reflectionSide = 128;
+constexpr int reflectionRows = 29;                      // of 64: the reflection is gone 58 points from the base
+constexpr double reflectionVisible = reflectionRows / 64.0;
 
 QColor white(double level, double alpha) { return QColor::fromRgbF(float(level), float(level), float(level), float(alpha)); }
 QColor rgba(double r, double g, double b, double a) { return QColor::fromRgbF(float(r), float(g), float(b), float(a)); }
@@ -48,6 +51,13 @@ QImage tinted(const QImage& image, const QColor& color)
 
 } // namespace
 
+DockViewRenderer::DockViewRenderer()
+{
+    // Icon engines keep their own copy of every size they render in the process-wide
+    // pixmap cache; the dock keeps what it needs itself, so that copy is mostly waste.
+    QPixmapCache::setCacheLimit(std::min(QPixmapCache::cacheLimit(), 2048));
+}
+
 size_t qHash(const DockViewRenderer::TileKey& key, size_t seed)
 {
     return qHashMulti(seed, key.icon, key.pixels, key.window);
@@ -64,7 +74,7 @@ int DockViewRenderer::sizeStep(double devicePixels, bool exact)
         return 1;
     if (exact)
         return int(std::lround(devicePixels));
-    constexpr int step = 4;
+    constexpr int step = 6;
     return int(std::ceil(devicePixels / step)) * step;
 }
 
@@ -214,21 +224,18 @@ const QImage* DockViewRenderer::reflectionImage(const DockEntry& entry, int pixe
         }
         // Row 0 is the icon's base, where the reflection touches it.
         const QImage mirrored = base.mirrored(false, true);
-        const QImage soft = gaussianBlur(mirrored, 5.0 / 2, 0).scaled(reflectionSide, reflectionSide,
-                                                                 Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-        const QImage softer = gaussianBlur(mirrored, 12.0 / 2, 0).scaled(reflectionSide, reflectionSide,
-                                                                    Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-        QImage result = transparentImage(reflectionSide, reflectionSide, 1);
-        for (int y = 0; y < reflectionSide; ++y) {
-            // Sharper near the base and blurrier further away, fading out over 58 points.
-            const double blend = std::clamp(y / 40.0, 0.0, 1.0);
-            const double fade = std::clamp(1 - y / 58.0, 0.0, 1.0);
-            if (fade <= 0)
-                break;
+        const QImage soft = gaussianBlur(mirrored, 5.0 / 2, 0);
+        const QImage softer = gaussianBlur(mirrored, 12.0 / 2, 0);
+        // Only the rows that do not fade out completely are kept.
+        QImage result = transparentImage(half, reflectionRows, 1);
+        for (int y = 0; y < reflectionRows; ++y) {
+            // Sharper near the base and blurrier further away, fading out over 58 points of 128.
+            const double blend = std::clamp(2 * y / 40.0, 0.0, 1.0);
+            const double fade = std::clamp(1 - 2 * y / 58.0, 0.0, 1.0);
             const auto* a = reinterpret_cast<const QRgb*>(soft.constScanLine(y));
             const auto* b = reinterpret_cast<const QRgb*>(softer.constScanLine(y));
             auto* out = reinterpret_cast<QRgb*>(result.scanLine(y));
-            for (int x = 0; x < reflectionSide; ++x) {
+            for (int x = 0; x < half; ++x) {
                 const auto mix = [&](int ca, int cb) {
                     return int(std::lround((ca * (1 - blend) + cb * blend) * fade));
                 };
@@ -242,12 +249,13 @@ const QImage* DockViewRenderer::reflectionImage(const DockEntry& entry, int pixe
     const ReflectionKey key{id, pixels, dark};
     if (const QImage* cached = scaledReflections.object(key))
         return cached;
-    QImage scaled = transparentImage(pixels, pixels, 1);
+    const int rows = int(std::ceil(pixels * reflectionVisible));
+    QImage scaled = transparentImage(pixels, rows, 1);
     {
         QPainter p(&scaled);
         p.setRenderHint(QPainter::SmoothPixmapTransform);
         p.setOpacity(dark ? 0.19 : 0.24);
-        p.drawImage(QRectF(0, 0, pixels, pixels), found->image);
+        p.drawImage(QRectF(0, 0, pixels, pixels * reflectionVisible), found->image);
     }
     auto* stored = new QImage(scaled);
     scaledReflections.insert(key, stored, std::max(1, int(scaled.sizeInBytes() / 1024)));
@@ -493,7 +501,8 @@ void DockViewRenderer::paint(QPainter& painter, const Scene& scene)
             continue;
         const QRectF& frame = tile.reflectionFrame;
         const QRectF mirrored(frame.x(), frame.y() - 2 - frame.height(), frame.width(), frame.height());
-        const QRectF target = toWidget(mirrored);
+        QRectF target = toWidget(mirrored);
+        target.setHeight(target.width() * reflectionVisible);
         const int pixels = sizeStep(target.width() * dpr, false);
         if (const QImage* image = reflectionImage(*tile.entry, pixels, scene.dark))
             painter.drawImage(target, *image);

@@ -55,6 +55,8 @@ public:
         int shelfRenders = 0;
     };
 
+    DockViewRenderer();
+
     // An icon size step in device pixels: frames while animating use the next step up
     // (drawn slightly scaled down, never up); settled frames use their exact size.
     static int sizeStep(double devicePixels, bool exact);
@@ -83,7 +85,7 @@ private:
     };
     struct Reflection {
         qint64 icon = 0;
-        QImage image; // 128 × 128, mirrored (row 0 touches the icon's base), masked
+        QImage image; // the visible top of a 64 × 64 mirror (row 0 touches the icon's base), masked
     };
     struct Shelf {
         double iconSize = -1;

@@ -119,7 +119,7 @@ TEST(DockViewRendererSteps, SizeStep)
         {"settled frames use their own size", 57.4, true, 57},
         {"moving frames round up to the next step", 57.4, false, 60},
         {"a step boundary is its own step", 60, false, 60},
-        {"just past a boundary", 60.1, false, 64},
+        {"just past a boundary", 60.1, false, 66},
         {"nothing below one pixel", 0.2, false, 1},
         {"not a number", std::nan(""), false, 1},
     };
