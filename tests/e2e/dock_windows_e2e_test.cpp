@@ -136,6 +136,24 @@ TEST(DockWindows, EveryDisplayGetsTwoDocksUnlessAllDisplaysIsOff)
     }
 }
 
+TEST(DockWindows, DisplayChangesRebuildTheDocks)
+{
+    E2eOptions options;
+    options.twoMonitors = true;
+    E2eSession session(options);
+    WHARF_REQUIRE_SESSION(session);
+    QProcess* wharf = session.startWharf();
+    ASSERT_NE(wharf, nullptr);
+    DockClient client(session);
+    ASSERT_TRUE(E2eSession::waitFor([&] { return client.docks().size() == 4; }));
+
+    ASSERT_EQ(session.run(QStringLiteral("xrandr"), {QStringLiteral("--delmonitor"), QStringLiteral("RIGHT")}).exitCode, 0);
+    ASSERT_TRUE(E2eSession::waitFor([&] { return client.docks().size() == 2; })) << client.docks().size();
+    for (const DockInfo& dock : client.docks())
+        EXPECT_NE(dock.display, QStringLiteral("RIGHT"));
+    EXPECT_EQ(wharf->state(), QProcess::Running);
+}
+
 TEST(DockWindows, LaunchedProgramJoinsTheRowAndTheRowSettles)
 {
     E2eSession session;

@@ -16,6 +16,8 @@ struct RegionCase {
     std::vector<DockAvoidanceRegion> expected;
 };
 
+void PrintTo(const RegionCase& c, std::ostream* os) { *os << c.name; }
+
 class AvoidanceRegionTest : public ::testing::TestWithParam<RegionCase> {};
 
 TEST_P(AvoidanceRegionTest, ComputesRegions)
