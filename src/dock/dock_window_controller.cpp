@@ -5,6 +5,8 @@
 #include "shell/dock_preferences.h"
 
 #include <QScreen>
+
+#include <algorithm>
 #include <QVBoxLayout>
 
 namespace wharf {
@@ -78,6 +80,16 @@ void DockWindowController::close()
     view->stop();
     window->onKeyboardModeChanged = nullptr;
     window->close();
+}
+
+void DockWindowController::setBottomReservation(int height)
+{
+    height = std::max(0, height);
+    if (closed || height == reservation)
+        return;
+    reservation = height;
+    if (platform)
+        platform->setBottomReservation(height);
 }
 
 bool DockWindowController::isMapped() const { return !closed && window->isVisible(); }

@@ -38,6 +38,8 @@ public:
     QScreen* screen() const { return display; }
     QString displayName() const { return name; }
     bool isMapped() const;
+    // Keeps maximized and newly placed windows out of the bottom `height` points; 0 for none.
+    void setBottomReservation(int height);
 
     // 0 when the screen has no name to derive it from.
     std::uint32_t displayID = 0;
@@ -53,6 +55,7 @@ private:
     std::unique_ptr<DockPanel> window;
     DockView* view = nullptr; // owned by the panel
     std::unique_ptr<DockWindowPlatform> platform;
+    int reservation = 0;
     bool closed = false;
 };
 

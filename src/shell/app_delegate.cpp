@@ -21,6 +21,7 @@
 #include <QScreen>
 
 #include <algorithm>
+#include <cmath>
 #include <csignal>
 #include <ctime>
 #include <cstdio>
@@ -216,6 +217,15 @@ void AppDelegate::updateWindowAvoidance()
     }
     avoidance = avoidanceRegions(displays, docks);
     avoidanceEnabled = preferences->keepWindowsAboveDock() && !preferences->autoHide();
+
+    // While avoidance is in force the resting band is reserved, so that maximized and newly
+    // placed windows stay clear of the icons.
+    for (auto& dock : dockControllers) {
+        const DockView& view = dock->dockView();
+        const double height = view.restingContentHeight();
+        const bool reserves = avoidanceEnabled && !view.isFullScreenOverlay() && std::isfinite(height);
+        dock->setBottomReservation(reserves ? int(std::ceil(std::clamp(height, 0.0, double(DockPanel::height)))) : 0);
+    }
 }
 
 void AppDelegate::integrationError(const QString& message)

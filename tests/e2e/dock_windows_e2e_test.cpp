@@ -136,6 +136,44 @@ TEST(DockWindows, EveryDisplayGetsTwoDocksUnlessAllDisplaysIsOff)
     }
 }
 
+TEST(DockWindows, RestingBandIsReservedOnlyWhileWindowsAreKeptAboveTheDock)
+{
+    const struct {
+        const char* name;
+        QVariantMap settings;
+        bool reserved;
+    } rows[] = {
+        {"defaults", {}, true},
+        {"auto-hide", {{QStringLiteral("autoHide"), true}}, false},
+        {"windows may cover the dock", {{QStringLiteral("keepWindowsAboveDock"), false}}, false},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        E2eSession session;
+        WHARF_REQUIRE_SESSION(session);
+        writeWharfSettings(session, row.settings);
+        QProcess* wharf = session.startWharf();
+        ASSERT_NE(wharf, nullptr);
+        DockClient client(session);
+        const auto dock = client.settledDock();
+        ASSERT_TRUE(dock);
+        // The work area the window manager offers to maximized windows.
+        int workHeight = 0;
+        E2eSession::waitFor([&] {
+            const QString area = session.xprop({QStringLiteral("-root"), QStringLiteral("_NET_WORKAREA")});
+            workHeight = area.section(QLatin1Char('='), 1).section(QLatin1Char(','), 3, 3).trimmed().toInt();
+            return row.reserved ? workHeight > 0 && workHeight < 1080 : workHeight == 1080;
+        }, 3000);
+        if (row.reserved) {
+            // The band ends where the shelf's resting content ends: just above the icons.
+            EXPECT_LE(workHeight, int(dock->tiles.front().top()));
+            EXPECT_GT(workHeight, 1080 - 340);
+        } else {
+            EXPECT_EQ(workHeight, 1080);
+        }
+    }
+}
+
 TEST(DockWindows, DisplayChangesRebuildTheDocks)
 {
     E2eOptions options;
