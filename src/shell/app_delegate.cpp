@@ -65,12 +65,26 @@ AppDelegate::AppDelegate(Parts parts, QObject* parent)
       presentAlert(warningAlert),
       workspace(std::move(parts.workspace)),
       preferences(parts.preferences ? parts.preferences : &DockPreferences::shared()),
-      dockModel(std::make_unique<DockModel>(*workspace, *preferences)),
+      appearance(std::move(parts.appearance)),
+      dockModel(std::make_unique<DockModel>(*workspace, *preferences, modelProviders())),
       integration(parts.integration ? std::move(parts.integration) : std::make_unique<SystemDockIntegration>()),
       windowSystem(std::move(parts.windowSystem)),
-      appearance(std::move(parts.appearance)),
       applied(AppliedPreferences::current(*preferences))
 {
+}
+
+DockModel::Providers AppDelegate::modelProviders() const
+{
+    DockModel::Providers providers;
+    if (appearance) {
+        // The Trash icon has light and dark variants; `automatic` follows the desktop.
+        DesktopAppearance* desktop = appearance.get();
+        DockPreferences* settings = preferences;
+        providers.darkTrashProvider = [desktop, settings] {
+            return isDark(settings->dockAppearance(), desktop->isDark());
+        };
+    }
+    return providers;
 }
 
 AppDelegate::~AppDelegate()
@@ -117,8 +131,10 @@ void AppDelegate::applicationDidFinishLaunching()
     };
     if (appearance) {
         appearance->onChange = [self] {
-            if (self)
-                self->relayoutDocks();
+            if (!self)
+                return;
+            self->dockModel->refresh();
+            self->relayoutDocks();
         };
     }
 

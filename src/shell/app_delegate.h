@@ -1,5 +1,6 @@
 #pragma once
 
+#include "model/dock_model.h"
 #include "platform/desktop_appearance.h"
 #include "platform/dock_window_platform.h"
 #include "platform/workspace.h"
@@ -22,7 +23,6 @@
 
 namespace wharf {
 
-class DockModel;
 class DockPreferences;
 class DockWindowController;
 class SignalListener;
@@ -76,6 +76,7 @@ public:
     std::function<void(const QString& text, const QString& informativeText)> presentAlert;
 
 private:
+    DockModel::Providers modelProviders() const;
     void preferencesChanged();
     void relayoutDocks();
     void scheduleRebuild();
@@ -83,10 +84,10 @@ private:
 
     std::unique_ptr<Workspace> workspace;
     DockPreferences* preferences;
+    std::unique_ptr<DesktopAppearance> appearance;
     std::unique_ptr<DockModel> dockModel;
     std::unique_ptr<SystemDockIntegration> integration;
     std::unique_ptr<DockWindowSystem> windowSystem;
-    std::unique_ptr<DesktopAppearance> appearance;
     std::vector<std::unique_ptr<DockWindowController>> dockControllers;
     QTimer* windowTimer = nullptr;
     WindowScanner windowScanner;

@@ -19,6 +19,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 namespace wharf {
 namespace {
 
@@ -27,6 +29,7 @@ struct FakeWindow {
     QWidget* widget = nullptr;
     std::vector<QRegion> inputRegions;
     std::vector<bool> focus;
+    std::vector<int> reservations;
 };
 
 class FakeDockWindowSystem : public DockWindowSystem {
@@ -42,7 +45,7 @@ public:
             std::shared_ptr<FakeWindow> window;
             void setInputRegion(const QRegion& region) override { window->inputRegions.push_back(region); }
             void setAcceptsFocus(bool accepts) override { window->focus.push_back(accepts); }
-            void setBottomReservation(int) override {}
+            void setBottomReservation(int height) override { window->reservations.push_back(height); }
         };
         auto platform = std::make_unique<Platform>();
         platform->window = window;
@@ -217,6 +220,27 @@ TEST_F(AppDelegateTest, TwoDocksPerDisplayRebuiltOnlyWhenAllDisplaysChanges)
     preferences.setValue(DockPreferences::allDisplaysKey, true);
     EXPECT_EQ(delegate->docks().size(), 2 * screens);
     EXPECT_EQ(system->windows.size(), 2 * screens + 2 + 2 * screens) << "every rebuild makes new windows";
+}
+
+TEST_F(AppDelegateTest, NormalDocksReserveTheRestingBandWhileAvoidanceIsInForce)
+{
+    auto delegate = launchedDelegate();
+    ASSERT_TRUE(delegate->windowAvoidanceEnabled());
+    const auto reservation = [&](std::size_t dock) {
+        const auto& window = *system->windows[dock];
+        return window.reservations.empty() ? 0 : window.reservations.back();
+    };
+    const int resting = int(std::ceil(delegate->docks()[0]->dockView().restingContentHeight()));
+    EXPECT_GT(resting, 0);
+    EXPECT_EQ(reservation(0), resting);
+    EXPECT_EQ(reservation(1), 0) << "the overlay dock reserves nothing";
+
+    preferences.setValue(DockPreferences::autoHideKey, true);
+    EXPECT_FALSE(delegate->windowAvoidanceEnabled());
+    EXPECT_EQ(reservation(0), 0) << "a hiding dock leaves the band to the windows";
+    const std::size_t writes = system->windows[0]->reservations.size();
+    preferences.setValue(DockPreferences::iconSizeKey, 30.0);
+    EXPECT_EQ(system->windows[0]->reservations.size(), writes) << "written only when it changes";
 }
 
 TEST_F(AppDelegateTest, ModelChangesAndChangedWindowListsReachEveryDock)
