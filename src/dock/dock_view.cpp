@@ -591,6 +591,8 @@ DockViewRenderer::Scene DockView::currentScene() const
     scene.separatorIndex = separator;
     scene.dropIndex = dropIndex;
     scene.settled = !animating;
+    scene.clearedBackground = window()->testAttribute(Qt::WA_TranslucentBackground);
+    scene.restingIconSize = DockLayout::metrics(targets.empty() ? frames : targets).iconSize;
     scene.accent = palette().color(QPalette::Highlight);
     scene.tiles.reserve(tileList.size());
     for (size_t i = 0; i < tileList.size(); ++i) {

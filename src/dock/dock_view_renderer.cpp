@@ -167,21 +167,35 @@ const QImage& DockViewRenderer::tileImage(const DockEntry& entry, int pixels, do
     return lastTile;
 }
 
+int DockViewRenderer::tilePixels(double frameWidth, const Scene& scene, bool exact)
+{
+    const double pixels = frameWidth * scene.devicePixelRatio;
+    // Most icons of a moving row keep their resting size: they share one exact image.
+    const double resting = scene.restingIconSize * scene.devicePixelRatio;
+    if (!exact && std::abs(pixels - resting) < 1)
+        return sizeStep(resting, true);
+    return sizeStep(pixels, exact);
+}
+
 void DockViewRenderer::drawTile(QPainter& painter, const Tile& tile, const Scene& scene, bool exact)
 {
     if (tile.alpha <= 0 || tile.frame.width() <= 0 || !tile.entry)
         return;
     const double dpr = scene.devicePixelRatio;
     const QRectF target = toWidgetRect(tile.frame, scene.viewSize.height());
-    const int pixels = sizeStep(target.width() * dpr, exact);
+    const int pixels = tilePixels(tile.frame.width(), scene, exact);
     const QImage& image = tileImage(*tile.entry, pixels, dpr);
     const bool window = tile.entry->kind() == DockEntry::Kind::window;
     const double pad = window ? 0 : (image.width() - pixels) / 2.0 / dpr;
 
     if (tile.alpha < 1)
         painter.setOpacity(tile.alpha);
-    if (pixels == int(std::lround(target.width() * dpr))) {
-        painter.drawImage(QPointF(snap(target.x(), dpr) - pad, snap(target.y(), dpr) - pad), image);
+    if (std::abs(pixels - target.width() * dpr) < 1) {
+        // Within a pixel of the cached size: an unscaled blit, centred on the frame.
+        const double side = pixels / dpr;
+        const QPointF centre = target.center();
+        painter.drawImage(QPointF(snap(centre.x() - side / 2, dpr) - pad, snap(centre.y() - side / 2, dpr) - pad),
+                          image);
     } else {
         // Between size steps while moving: the next larger step, scaled down a little.
         const double k = target.width() * dpr / pixels;
@@ -443,21 +457,33 @@ QRegion DockViewRenderer::bounds(const Scene& scene) const
     const auto area = [h](const QRectF& layoutRect) {
         return toWidgetRect(layoutRect, h).toAlignedRect().adjusted(-1, -1, 1, 1);
     };
-    // The shelf band with its shadow and lip, then each icon above it: the transparent
-    // space between small icons is never repainted.
+    // Two rectangles: the shelf with its shadow and lip up to the top of resting icons,
+    // and whatever rises above that (magnified icons). Few rectangles keep the clip and
+    // the flush to the window cheap; little transparent space is repainted.
     const auto metrics = DockLayout::metrics(scene.frames);
     const QRectF shelfRect = DockLayout::shelfFrame(scene.frames).translated(0, -scene.offset);
     const double margin = blurMargin(shelfShadowSigma) + shelfShadowOffset + 1;
-    const double bottom = metrics.shelfBottom - lipHeight(metrics.iconSize) - 1 - margin - scene.offset;
-    const double top = metrics.shelfTop + margin - scene.offset;
-    QRegion region(area(QRectF(shelfRect.x() - margin, bottom, shelfRect.width() + 2 * margin, top - bottom)));
     const double shadow = blurMargin(tileShadowSigma) + tileShadowOffset + 1;
+    const double bottom = metrics.shelfBottom - lipHeight(metrics.iconSize) - 1 - margin - scene.offset;
+    const double restingTop = std::max(metrics.shelfTop + margin, metrics.baseline + metrics.iconSize + shadow) -
+                              scene.offset;
+    double left = shelfRect.x() - margin;
+    double right = shelfRect.right() + margin;
+    std::optional<QRectF> above;
     for (const auto* tiles : {&scene.tiles, &scene.retiring}) {
         for (const auto& tile : *tiles) {
-            if (tile.frame.width() > 0)
-                region += area(tile.frame.adjusted(-shadow, -shadow, shadow, shadow));
+            if (tile.frame.width() <= 0)
+                continue;
+            const QRectF r = tile.frame.adjusted(-shadow, -shadow, shadow, shadow);
+            left = std::min(left, r.left());
+            right = std::max(right, r.right());
+            if (r.bottom() > restingTop) // bottom() is the larger y: the top in layout terms
+                above = above ? above->united(r) : r;
         }
     }
+    QRegion region(area(QRectF(left, bottom, right - left, restingTop - bottom)));
+    if (above)
+        region += area(QRectF(above->left(), restingTop, above->width(), above->bottom() - restingTop));
     if (scene.dropIndex)
         region += area(QRectF(shelfRect.x() - 8, 20 - scene.offset, shelfRect.width() + 16, 48));
     return region;
@@ -483,14 +509,19 @@ void DockViewRenderer::paint(QPainter& painter, const Scene& scene)
     const Shelf& s = shelf(metrics, shelfRect.width(), dpr, scene.dark);
     const double shelfViewHeight = viewHeight + scene.offset;
     const int rows = s.body.height();
+    // These three are the first layer on their pixels: over a cleared window they are
+    // copied rather than blended, which is several times cheaper.
+    if (scene.clearedBackground)
+        painter.setCompositionMode(QPainter::CompositionMode_Source);
     drawShelfLayer(painter, s, s.body, 0, s.bandTop, shelfRect, shelfViewHeight, dpr);
     drawShelfLayer(painter, s, s.body, s.bandBottom, rows, shelfRect, shelfViewHeight, dpr);
     drawShelfLayer(painter, s, s.under, s.bandTop, s.bandBottom, shelfRect, shelfViewHeight, dpr);
+    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
 
     // Tile images first: a new icon's reflection is made from its tile's rendering.
     for (const auto& tile : scene.tiles) {
         if (tile.entry && tile.frame.width() > 0)
-            tileImage(*tile.entry, sizeStep(tile.frame.width() * dpr, scene.settled), dpr);
+            tileImage(*tile.entry, tilePixels(tile.frame.width(), scene, scene.settled), dpr);
     }
 
     // Reflections, clipped to the band under the icons (inside the outline's slanted ends).

@@ -45,6 +45,8 @@ public:
         std::optional<int> dropIndex;
         bool reordering = false;
         bool settled = false; // nothing moves: tiles are drawn at their exact size
+        bool clearedBackground = false; // the window is translucent: every paint starts from clear
+        double restingIconSize = 0;     // edge of an unmagnified icon
         QColor accent;
     };
 
@@ -113,6 +115,7 @@ private:
     QRectF shelfRows(const Shelf& shelf, int firstRow, int endRow, const QRectF& shelfRect, double viewHeight,
                      double dpr) const;
     void drawTile(QPainter& painter, const Tile& tile, const Scene& scene, bool exact);
+    static int tilePixels(double frameWidth, const Scene& scene, bool exact);
 
     QCache<TileKey, QImage> tileCache{16 * 1024};       // cost in KiB
     QCache<ReflectionKey, QImage> scaledReflections{8 * 1024};
