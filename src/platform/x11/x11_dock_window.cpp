@@ -9,6 +9,7 @@
 
 #include <xcb/shape.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
@@ -79,10 +80,21 @@ public:
 
     void setAcceptsFocus(bool accepts) override
     {
-        // WM_HINTS: flags InputHint, input field.
-        const uint32_t hints[9] = {1u, accepts ? 1u : 0u, 0, 0, 0, 0, 0, 0, 0};
-        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window(), XCB_ATOM_WM_HINTS,
-                            XCB_ATOM_WM_HINTS, 32, 9, hints);
+        if (!widget)
+            return;
+        // Change only the input field of WM_HINTS; Qt keeps the window group and state there.
+        uint32_t hints[9] = {};
+        const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+            connection, xcb_get_property(connection, 0, window(), XCB_ATOM_WM_HINTS, XCB_ATOM_WM_HINTS, 0, 9),
+            nullptr));
+        if (reply && reply->format == 32) {
+            const int count = std::min(xcb_get_property_value_length(reply.get()) / 4, 9);
+            std::memcpy(hints, xcb_get_property_value(reply.get()), std::size_t(count) * 4);
+        }
+        hints[0] |= 1u; // InputHint
+        hints[1] = accepts ? 1u : 0u;
+        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window(), XCB_ATOM_WM_HINTS, XCB_ATOM_WM_HINTS,
+                            32, 9, hints);
         xcb_flush(connection);
     }
 
