@@ -145,11 +145,21 @@ double DockView::preferredDockWidth() const
 
 std::vector<QRectF> DockView::layoutFrames(std::optional<double> pointerX, double magnificationFactor) const
 {
-    return DockLayout::frames(int(entryList.size()), width(), baseIconSize(), magnificationFactor, pointerX,
-                              DockLayout::influence, preferredDockWidth(), separator);
+    return layoutFrames(pointerX, magnificationFactor, baseIconSize(), preferredDockWidth());
 }
 
-double DockView::hideDistance() const { return DockLayout::hideDistance(frames, magnification()); }
+std::vector<QRectF> DockView::layoutFrames(std::optional<double> pointerX, double magnificationFactor,
+                                           double baseSize, double dockWidth) const
+{
+    return DockLayout::frames(int(entryList.size()), width(), baseSize, magnificationFactor, pointerX,
+                              DockLayout::influence, dockWidth, separator);
+}
+
+double DockView::hideDistance() const
+{
+    // Only a hiding dock needs it; reading the setting every frame is not free.
+    return hiddenAmount > 0 ? DockLayout::hideDistance(frames, magnification()) : 0.0;
+}
 
 // --- Entries ---
 
@@ -403,7 +413,10 @@ void DockView::tick()
     lastPointer = pointer;
     layoutDirty = false;
 
-    const auto resting = layoutFrames(std::nullopt, 1.0);
+    // Settings are read once per step.
+    const double baseSize = baseIconSize();
+    const double dockWidth = preferredDockWidth();
+    const auto resting = layoutFrames(std::nullopt, 1.0, baseSize, dockWidth);
     hoverShelf = DockLayout::shelfFrame(frames.empty() ? resting : frames);
 
     const bool inside = pointer && insideHoverZone(*pointer);
@@ -411,7 +424,7 @@ void DockView::tick()
     if (inside && activeDragID.isEmpty())
         pointerX = pointer->x();
     const double m = magnification();
-    targets = pointerX ? layoutFrames(pointerX, m) : resting;
+    targets = pointerX ? layoutFrames(pointerX, m, baseSize, dockWidth) : resting;
 
     animating = false;
     if (frames.size() != targets.size())
@@ -489,7 +502,7 @@ void DockView::tick()
 
     placeTiles();
     changed = updateHovered(pointer) || changed;
-    updateInputRegion();
+    updateInputRegion(pointer);
     if (changed)
         repaintScene();
     stopTickingWhenIdle(pointer);
@@ -553,7 +566,7 @@ bool DockView::updateHovered(const std::optional<QPointF>& pointer)
     return true;
 }
 
-void DockView::updateInputRegion()
+void DockView::updateInputRegion(const std::optional<QPointF>& pointer)
 {
     QRegion region;
     // The overlay dock only ever takes the mouse inside a full-screen space.
@@ -573,6 +586,14 @@ void DockView::updateInputRegion()
     }
     if (region == currentInputRegion)
         return;
+    // While the row moves under the pointer, both regions agree about the pointer's spot,
+    // which is the only place a click can happen: the window's shape is brought up to date
+    // when they disagree there, or once the row settles, instead of on every frame.
+    if (animating && pointer) {
+        const QPoint spot = toWidgetPoint(*pointer, height()).toPoint();
+        if (region.contains(spot) && currentInputRegion.contains(spot))
+            return;
+    }
     currentInputRegion = region;
     if (onInputRegionChanged)
         onInputRegionChanged();

@@ -101,6 +101,8 @@ private:
     double baseIconSize() const;
     double preferredDockWidth() const;
     std::vector<QRectF> layoutFrames(std::optional<double> pointerX, double magnificationFactor) const;
+    std::vector<QRectF> layoutFrames(std::optional<double> pointerX, double magnificationFactor, double baseSize,
+                                     double dockWidth) const;
     std::vector<DockEntry> assembleEntries() const;
     QIcon iconForPid(pid_t pid) const;
     QRectF clickFrame(const DockTile& tile) const;
@@ -108,7 +110,7 @@ private:
     double hideDistance() const;
     void placeTiles();
     bool updateHovered(const std::optional<QPointF>& pointer);
-    void updateInputRegion();
+    void updateInputRegion(const std::optional<QPointF>& pointer);
     void repaintScene();
     void ensureTicking();
     void stopTickingWhenIdle(const std::optional<QPointF>& pointer);
