@@ -14,12 +14,11 @@ void DockPanel::setKeyboardMode(bool on)
         return;
     keyboard = on;
     setFocusPolicy(on ? Qt::StrongFocus : Qt::NoFocus);
+    // The window system lets the focus in (or keeps it out) and activates the window.
     if (onKeyboardModeChanged)
         onKeyboardModeChanged(on);
-    if (on) {
-        activateWindow();
+    if (on)
         setFocus(Qt::OtherFocusReason);
-    }
 }
 
 void DockPanel::focusOutEvent(QFocusEvent* event)

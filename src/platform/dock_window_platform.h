@@ -18,7 +18,8 @@ public:
     // Where the window takes the mouse, in window coordinates; clicks anywhere else reach the
     // window below. Applied whenever it changes and again each time the window is mapped.
     virtual void setInputRegion(const QRegion& region) = 0;
-    // Keyboard mode is the only time a dock window may take the focus.
+    // Keyboard mode is the only time a dock window may take the focus; accepting also asks for
+    // the window to be activated.
     virtual void setAcceptsFocus(bool accepts) = 0;
     // Reserves `height` pixels along the bottom of the window's screen for maximized and newly
     // placed windows; 0 reserves nothing.

@@ -13,6 +13,7 @@
 #include "shell/signal_listener.h"
 #include "takeover/system_dock_integration.h"
 
+#include <QCursor>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QGuiApplication>
@@ -250,6 +251,24 @@ void AppDelegate::integrationError(const QString& message)
         presentAlert(QStringLiteral("Wharf"), message);
 }
 
+void AppDelegate::focusDock()
+{
+    if (dockControllers.empty())
+        return;
+    const QPoint pointer = QCursor::pos();
+    DockWindowController* target = dockControllers.front().get();
+    for (auto& dock : dockControllers) {
+        // Full-screen spaces are not tracked yet, so the normal dock is the active one.
+        const bool fullScreen = false;
+        if (dock->screen() && dock->screen()->geometry().contains(pointer)
+            && dock->dockView().isFullScreenOverlay() == fullScreen) {
+            target = dock.get();
+            break;
+        }
+    }
+    target->panel().setKeyboardMode(true);
+}
+
 std::vector<DockSnapshot> AppDelegate::dockSnapshots() const
 {
     std::vector<DockSnapshot> out;
@@ -365,6 +384,7 @@ int AppDelegate::run(QApplication& app)
     service.source.items = [&delegate] { return delegate.model().items(); };
     service.source.docks = [&delegate] { return delegate.dockSnapshots(); };
     service.source.framesRendered = [&delegate] { return delegate.framesRendered(); };
+    service.source.focusDock = [&delegate] { delegate.focusDock(); };
     service.source.quit = [] { QCoreApplication::quit(); };
 
     QObject::connect(&app, &QCoreApplication::aboutToQuit, &delegate, &AppDelegate::applicationWillTerminate);

@@ -52,6 +52,8 @@ public:
     void rebuildDocks();
     void updateWindowAvoidance();
     void integrationError(const QString& message);
+    // Keyboard access to the dock under the pointer (the global shortcut's handler).
+    void focusDock();
 
     DockModel& model() { return *dockModel; }
     const std::vector<std::unique_ptr<DockWindowController>>& docks() const { return dockControllers; }

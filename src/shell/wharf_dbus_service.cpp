@@ -76,6 +76,12 @@ qulonglong WharfDBusService::FramesRendered() const
     return source.framesRendered ? source.framesRendered() : 0;
 }
 
+void WharfDBusService::FocusDock()
+{
+    if (source.focusDock)
+        source.focusDock();
+}
+
 void WharfDBusService::Quit()
 {
     // Let the reply go out before the event loop ends.

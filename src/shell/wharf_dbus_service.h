@@ -41,6 +41,7 @@ public:
         std::function<std::vector<DockItem>()> items;
         std::function<std::vector<DockSnapshot>()> docks;
         std::function<quint64()> framesRendered;
+        std::function<void()> focusDock;
         std::function<void()> quit;
     };
 
@@ -58,6 +59,8 @@ public Q_SLOTS:
     Q_SCRIPTABLE int HoveredIndex() const;
     // Frames drawn by all dock windows since launch; for benchmarks and diagnostics.
     Q_SCRIPTABLE qulonglong FramesRendered() const;
+    // Gives the dock under the pointer the keyboard, like the global shortcut.
+    Q_SCRIPTABLE void FocusDock();
     // Quits through the normal shutdown, which gives the desktop's dock back.
     Q_SCRIPTABLE void Quit();
 };

@@ -99,6 +99,46 @@ TEST(DockWindows, OneDisplayHasANormalAndAnUnmappedOverlayDockTypedAsDock)
     EXPECT_EQ(wharf->exitCode(), 0);
 }
 
+TEST(DockWindows, TheDockTakesTheFocusOnlyInKeyboardMode)
+{
+    E2eSession session;
+    WHARF_REQUIRE_SESSION(session);
+    session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x10+100+100")});
+    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
+    const int xterm = int(session.clientWindows(QStringLiteral("xterm")).front());
+    QProcess* wharf = session.startWharf();
+    ASSERT_NE(wharf, nullptr);
+    DockClient client(session);
+    const auto dock = client.settledDock();
+    ASSERT_TRUE(dock);
+    const QStringList windows = wharfWindows(session, wharf->processId());
+    const auto isDockWindow = [&](int id) { return windows.contains(QString::number(id)); };
+    const auto acceptsInput = [&](int id) {
+        return session.xprop({QStringLiteral("-id"), QString::number(id), QStringLiteral("WM_HINTS")})
+            .contains(QStringLiteral("focus: True"));
+    };
+
+    // A click on a tile leaves the focus where it was.
+    session.xdotool({QStringLiteral("windowactivate"), QString::number(xterm)});
+    ASSERT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterm; }, 3000));
+    mouseMove(session, center(dock->tiles.front()));
+    session.xdotool({QStringLiteral("click"), QStringLiteral("1")});
+    EXPECT_FALSE(E2eSession::waitFor([&] { return isDockWindow(activeWindow(session)); }, 1000));
+
+    // Keyboard mode (the global shortcut's path) makes the dock active ...
+    QDBusInterface(QStringLiteral("com.tamberly.Wharf"), QStringLiteral("/com/tamberly/Wharf"),
+                   QStringLiteral("com.tamberly.Wharf"), session.bus())
+        .call(QStringLiteral("FocusDock"));
+    ASSERT_TRUE(E2eSession::waitFor([&] { return isDockWindow(activeWindow(session)); }, 3000));
+    const int focused = activeWindow(session);
+    EXPECT_TRUE(acceptsInput(focused));
+
+    // ... until the focus goes elsewhere, which ends keyboard mode.
+    session.xdotool({QStringLiteral("windowactivate"), QString::number(xterm)});
+    ASSERT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterm; }, 3000));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return !acceptsInput(focused); }, 3000));
+}
+
 TEST(DockWindows, EveryDisplayGetsTwoDocksUnlessAllDisplaysIsOff)
 {
     const struct {

@@ -49,7 +49,7 @@ std::vector<xcb_rectangle_t> rectangles(const QRegion& region, qreal scale)
 
 struct X11DockWindow::Atoms {
     xcb_atom_t windowType, windowTypeDock, state, stateAbove, stateSticky, stateSkipTaskbar,
-        stateSkipPager, desktop, strutPartial, strut;
+        stateSkipPager, desktop, strutPartial, strut, activeWindow;
 };
 
 namespace {
@@ -95,6 +95,20 @@ public:
         hints[1] = accepts ? 1u : 0u;
         xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window(), XCB_ATOM_WM_HINTS, XCB_ATOM_WM_HINTS,
                             32, 9, hints);
+        if (accepts) {
+            // Qt will not activate a window flagged as taking no focus; ask the window manager
+            // directly, as a pager would (source 2), so that keys reach the dock.
+            xcb_client_message_event_t message = {};
+            message.response_type = XCB_CLIENT_MESSAGE;
+            message.format = 32;
+            message.window = window();
+            message.type = atoms.activeWindow;
+            message.data.data32[0] = 2;
+            message.data.data32[1] = XCB_CURRENT_TIME;
+            xcb_send_event(connection, 0, root,
+                           XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                           reinterpret_cast<const char*>(&message));
+        }
         xcb_flush(connection);
     }
 
@@ -223,6 +237,7 @@ X11DockWindow::X11DockWindow(xcb_connection_t* connection, xcb_window_t root, in
     atoms->desktop = intern(connection, "_NET_WM_DESKTOP");
     atoms->strutPartial = intern(connection, "_NET_WM_STRUT_PARTIAL");
     atoms->strut = intern(connection, "_NET_WM_STRUT");
+    atoms->activeWindow = intern(connection, "_NET_ACTIVE_WINDOW");
     compositorSelection = intern(connection, QByteArray("_NET_WM_CM_S" + QByteArray::number(screenNumber)).constData());
 
     // Qt's xcb backend already asks XFixes for owner changes of this selection; we only need to
