@@ -15,13 +15,14 @@ target_link_libraries(wharf_view PUBLIC wharf_foundation Qt6::Widgets Qt6::DBus 
 
 include(GoogleTest)
 add_executable(dock_view_test
+  tests/dock/desktop_appearance_test.cpp
   tests/dock/dock_view_membership_test.cpp
   tests/dock/dock_view_pointer_test.cpp
   tests/dock/dock_view_render_test.cpp
   tests/dock/dock_view_test_main.cpp
 )
 target_include_directories(dock_view_test PRIVATE ${PROJECT_SOURCE_DIR}/tests)
-target_link_libraries(dock_view_test PRIVATE wharf_view GTest::gtest)
+target_link_libraries(dock_view_test PRIVATE wharf_view PkgConfig::GIO GTest::gtest)
 gtest_discover_tests(dock_view_test PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
 
 if(benchmark_FOUND)

@@ -1,0 +1,83 @@
+// The desktop's colour scheme, reduce-motion and icon theme, as the dock reads them.
+#include <gio/gio.h>
+
+#include "platform/x11/desktop_appearance_linux.h"
+#include "platform/x11/icon_theme_setup.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+
+#include <gtest/gtest.h>
+
+namespace wharf {
+namespace {
+
+TEST(IconThemes, Choice)
+{
+    const QStringList all{QStringLiteral("Adwaita"), QStringLiteral("hicolor"), QStringLiteral("Papirus"),
+                          QStringLiteral("breeze")};
+    const QStringList bare{QStringLiteral("hicolor")};
+    struct Row {
+        const char* name;
+        QString current;
+        QString gnome;
+        QStringList installed;
+        QString theme;
+        QString fallback;
+    };
+    const Row rows[] = {
+        {"a desktop session's own theme is kept", "breeze", "Papirus", all, "breeze", "Adwaita"},
+        {"without a session GNOME's theme is used", "hicolor", "Papirus", all, "Papirus", "Adwaita"},
+        {"an empty theme name counts as no session", "", "Papirus", all, "Papirus", "Adwaita"},
+        {"GNOME's theme is not installed", "hicolor", "Yaru", all, "Adwaita", "hicolor"},
+        {"no GNOME setting", "hicolor", "", all, "Adwaita", "hicolor"},
+        {"a session theme that is not installed", "Yaru", "", all, "Adwaita", "hicolor"},
+        {"only hicolor", "hicolor", "Papirus", bare, "hicolor", "hicolor"},
+    };
+    for (const auto& row : rows) {
+        const auto [theme, fallback] = chooseIconThemes(row.current, row.gnome, row.installed);
+        EXPECT_EQ(theme, row.theme) << row.name;
+        EXPECT_EQ(fallback, row.fallback) << row.name;
+    }
+}
+
+TEST(DesktopAppearance, PortalColorScheme)
+{
+    EXPECT_EQ(DesktopAppearanceLinux::darkFromPortalValue(1), true);
+    EXPECT_EQ(DesktopAppearanceLinux::darkFromPortalValue(2), false);
+    EXPECT_EQ(DesktopAppearanceLinux::darkFromPortalValue(0), std::nullopt) << "no preference: ask GNOME";
+    EXPECT_EQ(DesktopAppearanceLinux::darkFromPortalValue(7), std::nullopt);
+}
+
+// The real GNOME settings through GSettings' in-memory backend (set up in main).
+TEST(DesktopAppearance, FollowsGnomeSettings)
+{
+    GSettingsSchemaSource* source = g_settings_schema_source_get_default();
+    g_autoptr(GSettingsSchema) schema =
+        source ? g_settings_schema_source_lookup(source, "org.gnome.desktop.interface", TRUE) : nullptr;
+    if (!schema || !g_settings_schema_has_key(schema, "color-scheme"))
+        GTEST_SKIP() << "GNOME's interface settings are not installed";
+    g_autoptr(GSettings) settings = g_settings_new("org.gnome.desktop.interface");
+    g_settings_set_string(settings, "color-scheme", "prefer-dark");
+    g_settings_set_boolean(settings, "enable-animations", FALSE);
+
+    DesktopAppearanceLinux appearance;
+    EXPECT_TRUE(appearance.isDark());
+    EXPECT_TRUE(appearance.reduceMotion());
+
+    int changes = 0;
+    appearance.onChange = [&] { ++changes; };
+    g_settings_set_string(settings, "color-scheme", "default");
+    QElapsedTimer waited;
+    waited.start();
+    while (changes == 0 && waited.elapsed() < 5000) {
+        QCoreApplication::processEvents();
+        g_main_context_iteration(nullptr, FALSE);
+    }
+    EXPECT_EQ(changes, 1);
+    EXPECT_FALSE(appearance.isDark());
+    EXPECT_TRUE(appearance.reduceMotion());
+}
+
+} // namespace
+} // namespace wharf
