@@ -146,9 +146,11 @@ const QImage& DockViewRenderer::tileImage(const DockEntry& entry, int pixels, do
                          pm, QRectF(pm.rect()));
         }
         if (!pm.isNull()) {
-            if (iconArt.size() > 256)
-                iconArt.clear(); // icons replaced over a long session; the live ones return on use
-            iconArt.insert(key.icon, pm.toImage());
+            // Kept only until the icon's reflection is made from it.
+            if (iconArt.size() > 64)
+                iconArt.clear();
+            if (!reflections.contains(entry.identifier()))
+                iconArt.insert(key.icon, pm.toImage());
         }
         const QImage shadow = tinted(gaussianBlur(art, tileShadowSigma * dpr, 0), QColor(0, 0, 0, 97));
         image = transparentImage(art.width(), art.height(), 1);
@@ -220,7 +222,7 @@ const QImage* DockViewRenderer::reflectionImage(const DockEntry& entry, int pixe
         // The blurs run at half size, where the result looks the same at a fraction of the
         // cost; the icon drawn for the tile serves as the source, so no second icon render.
         constexpr int half = reflectionSide / 2;
-        QImage source = iconArt.value(icon.cacheKey());
+        QImage source = iconArt.take(icon.cacheKey());
         if (source.isNull()) {
             const QPixmap pm = icon.pixmap(QSize(half, half), 1.0);
             if (pm.isNull())
