@@ -149,12 +149,7 @@ void AppDelegate::applicationDidFinishLaunching()
 
     rebuildDocks();
 
-    if (windowScanner && !windowTimer) {
-        windowTimer = new QTimer(this);
-        windowTimer->setInterval(2000);
-        connect(windowTimer, &QTimer::timeout, this, &AppDelegate::pollWindows);
-        windowTimer->start();
-    }
+    startWindowTimer();
 
     signalSources = new SignalListener({SIGTERM, SIGINT}, [](int) { QCoreApplication::quit(); }, this);
 
@@ -292,6 +287,18 @@ std::vector<DockSnapshot> AppDelegate::dockSnapshots() const
 void AppDelegate::setWindowScanner(WindowScanner scanner)
 {
     windowScanner = std::move(scanner);
+    if (launched)
+        startWindowTimer();
+}
+
+void AppDelegate::startWindowTimer()
+{
+    if (!windowScanner || windowTimer || terminated)
+        return;
+    windowTimer = new QTimer(this);
+    windowTimer->setInterval(2000);
+    connect(windowTimer, &QTimer::timeout, this, &AppDelegate::pollWindows);
+    windowTimer->start();
 }
 
 void AppDelegate::preferencesChanged()

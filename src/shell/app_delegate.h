@@ -81,6 +81,7 @@ private:
     DockModel::Providers modelProviders() const;
     void preferencesChanged();
     void relayoutDocks();
+    void startWindowTimer();
     void scheduleRebuild();
     void watchScreen(QScreen* screen);
 

@@ -255,9 +255,14 @@ TEST_F(AppDelegateTest, ModelChangesAndChangedWindowListsReachEveryDock)
         return true;
     }));
 
+    // The poll starts with its scanner and runs on its own (every 2 seconds).
     std::vector<DockWindow> scanned{DockWindow{7, QStringLiteral("Report"), 42, QStringLiteral("calc"), true}};
-    delegate->setWindowScanner([&](std::function<void(std::vector<DockWindow>)> deliver) { deliver(scanned); });
-    delegate->pollWindows();
+    int scans = 0;
+    delegate->setWindowScanner([&](std::function<void(std::vector<DockWindow>)> deliver) {
+        ++scans;
+        deliver(scanned);
+    });
+    ASSERT_TRUE(waitFor([&] { return scans > 0; }, 5000));
     ASSERT_EQ(delegate->minimizedWindows().size(), 1u);
     for (const auto& dock : delegate->docks())
         EXPECT_TRUE(entryIDs(dock->dockView()).contains(QStringLiteral("window-7")));
