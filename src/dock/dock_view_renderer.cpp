@@ -273,6 +273,7 @@ const QImage* DockViewRenderer::reflectionImage(const DockEntry& entry, int pixe
         p.setOpacity(dark ? 0.19 : 0.24);
         p.drawImage(QRectF(0, 0, pixels, pixels * reflectionVisible), found->image);
     }
+    scaled.setDevicePixelRatio(cacheScale > 0 ? cacheScale : 1);
     auto* stored = new QImage(scaled);
     scaledReflections.insert(key, stored, std::max(1, int(scaled.sizeInBytes() / 1024)));
     return scaledReflections.object(key);
@@ -536,9 +537,16 @@ void DockViewRenderer::paint(QPainter& painter, const Scene& scene)
         const QRectF mirrored(frame.x(), frame.y() - 2 - frame.height(), frame.width(), frame.height());
         QRectF target = toWidget(mirrored);
         target.setHeight(target.width() * reflectionVisible);
-        const int pixels = sizeStep(target.width() * dpr, false);
-        if (const QImage* image = reflectionImage(*tile.entry, pixels, scene.dark))
+        const int pixels = tilePixels(frame.width(), scene, scene.settled);
+        const QImage* image = reflectionImage(*tile.entry, pixels, scene.dark);
+        if (!image)
+            continue;
+        if (std::abs(pixels - target.width() * dpr) < 1) {
+            const double side = pixels / dpr;
+            painter.drawImage(QPointF(snap(target.center().x() - side / 2, dpr), snap(target.y(), dpr)), *image);
+        } else {
             painter.drawImage(target, *image);
+        }
     }
     painter.restore();
 
