@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QLoggingCategory>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
