@@ -4,6 +4,8 @@
 #include "platform/dock_window_platform.h"
 #include "shell/dock_preferences.h"
 
+#include <QBitmap>
+#include <QImage>
 #include <QScreen>
 
 #include <algorithm>
@@ -26,7 +28,8 @@ std::uint32_t DockWindowController::displayIdentifier(const QString& screenName)
 
 DockWindowController::DockWindowController(QScreen* screen, DockViewContext context, bool fullScreenOverlay,
                                            DockWindowSystem* system)
-    : display(screen), name(screen ? screen->name() : QString()), window(std::make_unique<DockPanel>())
+    : display(screen), name(screen ? screen->name() : QString()), window(std::make_unique<DockPanel>()),
+      system(system)
 {
     displayID = displayIdentifier(name);
     if (system)
@@ -62,10 +65,15 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
         if (platform)
             platform->setAcceptsFocus(on);
     };
+    if (system) {
+        compositingSubscription = system->compositingChanged.add([this](bool) { applyInputRegion(); });
+    }
     applyInputRegion();
 
-    if (!fullScreenOverlay)
+    if (!fullScreenOverlay) {
         window->show();
+        applyInputRegion();
+    }
     view->start();
 }
 
@@ -77,6 +85,7 @@ void DockWindowController::close()
         return;
     closed = true;
     view->onInputRegionChanged = nullptr;
+    compositingSubscription.reset();
     view->stop();
     window->onKeyboardModeChanged = nullptr;
     window->close();
@@ -96,8 +105,26 @@ bool DockWindowController::isMapped() const { return !closed && window->isVisibl
 
 void DockWindowController::applyInputRegion()
 {
-    if (platform)
-        platform->setInputRegion(view->inputRegion().translated(view->pos()));
+    if (!platform)
+        return;
+    platform->setInputRegion(view->inputRegion().translated(view->pos()));
+    if (system && !system->isCompositing() && window->isVisible())
+        platform->setVisibleRegion(drawnRegion());
+}
+
+QRegion DockWindowController::drawnRegion()
+{
+    // Only without a compositor, and only when the input region changes (the row settled or
+    // the pointer left it): one extra frame, thresholded at half opacity.
+    const QImage frame = view->grab().toImage();
+    const QRegion drawn(QBitmap::fromImage(frame.createAlphaMask(Qt::ThresholdAlphaDither)));
+    const qreal scale = frame.devicePixelRatio();
+    if (qFuzzyCompare(scale, 1.0))
+        return drawn.translated(view->pos());
+    QRegion logical;
+    for (const QRect& r : drawn)
+        logical += QRectF(r.x() / scale, r.y() / scale, r.width() / scale, r.height() / scale).toAlignedRect();
+    return logical.translated(view->pos());
 }
 
 } // namespace wharf

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "dock/dock_view.h"
+#include "platform/callback_list.h"
 
 #include <QPointer>
 #include <QString>
@@ -49,12 +50,15 @@ public:
 
 private:
     void applyInputRegion();
+    QRegion drawnRegion();
 
     QPointer<QScreen> display;
     QString name;
     std::unique_ptr<DockPanel> window;
     DockView* view = nullptr; // owned by the panel
     std::unique_ptr<DockWindowPlatform> platform;
+    DockWindowSystem* system = nullptr;
+    CallbackList<bool>::Subscription compositingSubscription;
     int reservation = 0;
     bool closed = false;
 };

@@ -18,6 +18,9 @@ public:
     // Where the window takes the mouse, in window coordinates; clicks anywhere else reach the
     // window below. Applied whenever it changes and again each time the window is mapped.
     virtual void setInputRegion(const QRegion& region) = 0;
+    // The pixels drawn opaque enough to show without a compositing manager, in window
+    // coordinates; the window is clipped to them then. Empty: the input region is used.
+    virtual void setVisibleRegion(const QRegion& region) = 0;
     // Keyboard mode is the only time a dock window may take the focus; accepting also asks for
     // the window to be activated.
     virtual void setAcceptsFocus(bool accepts) = 0;

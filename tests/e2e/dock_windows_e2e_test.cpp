@@ -518,15 +518,28 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndCompositingIsFollowed)
     const QPoint clear(100, 800); // inside the dock window, far from the shelf
     const QPoint icon = center(dock->tiles.front());
     const QColor white(255, 255, 255);
+    // Pure black inside the tiles: transparent pixels the clipping let through.
+    const auto blackInTiles = [&](const QImage& image) {
+        int count = 0;
+        for (const QRectF& tile : dock->tiles) {
+            const QRect r = tile.toAlignedRect();
+            for (int y = r.top(); y <= r.bottom(); ++y)
+                for (int x = r.left(); x <= r.right(); ++x)
+                    count += image.rect().contains(x, y) && (image.pixel(x, y) & 0xffffff) == 0;
+        }
+        return count;
+    };
     QImage shot = session.screenshot();
-    EXPECT_EQ(shot.pixelColor(clear), white) << "the window is clipped to the shelf";
+    EXPECT_EQ(shot.pixelColor(clear), white) << "the window is clipped to what is drawn";
     EXPECT_NE(shot.pixelColor(icon), white) << "the icons are still drawn";
+    const int blackWithout = blackInTiles(shot);
 
     QProcess* compositor = session.start(QStringLiteral("xcompmgr"));
     ASSERT_TRUE(logged(QStringLiteral("Compositing manager running"))) << log.toStdString();
     ASSERT_TRUE(E2eSession::waitFor([&] { return session.screenshot().pixelColor(icon) != white; }, 3000));
     shot = session.screenshot();
     EXPECT_EQ(shot.pixelColor(clear), white) << "translucent, and still nothing drawn far from the shelf";
+    EXPECT_LE(blackWithout, blackInTiles(shot) + 20) << "no black around the icons without a compositor";
 
     E2eSession::stop(compositor);
     EXPECT_TRUE(logged(QStringLiteral("Compositing manager gone"))) << log.toStdString();

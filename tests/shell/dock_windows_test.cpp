@@ -45,6 +45,7 @@ public:
             std::shared_ptr<FakeWindow> window;
             void setInputRegion(const QRegion& region) override { window->inputRegions.push_back(region); }
             void setAcceptsFocus(bool accepts) override { window->focus.push_back(accepts); }
+            void setVisibleRegion(const QRegion&) override {}
             void setBottomReservation(int height) override { window->reservations.push_back(height); }
         };
         auto platform = std::make_unique<Platform>();

@@ -78,6 +78,15 @@ public:
         applyShapes();
     }
 
+    void setVisibleRegion(const QRegion& region) override
+    {
+        if (region == visibleRegion)
+            return;
+        visibleRegion = region;
+        if (!compositing)
+            applyShapes();
+    }
+
     void setAcceptsFocus(bool accepts) override
     {
         if (!widget)
@@ -166,10 +175,11 @@ private:
         if (compositing) {
             xcb_shape_mask(connection, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, window(), 0, 0, XCB_PIXMAP_NONE);
         } else {
-            // Translucent pixels would be black: show only what takes the mouse (shelf and tiles).
+            // Translucent pixels would be black: show only what is drawn (else the shelf and tiles).
+            const auto drawn = visibleRegion.isEmpty() ? rects : rectangles(visibleRegion, scale);
             xcb_shape_rectangles(connection, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING,
                                  XCB_CLIP_ORDERING_UNSORTED, window(), 0, 0,
-                                 static_cast<uint32_t>(rects.size()), rects.data());
+                                 static_cast<uint32_t>(drawn.size()), drawn.data());
         }
         xcb_flush(connection);
         shaped = true;
@@ -181,6 +191,7 @@ private:
     const X11DockWindow::Atoms& atoms;
     CallbackList<bool>::Subscription compositingSubscription;
     QRegion inputRegion;
+    QRegion visibleRegion;
     bool compositing;
     bool shaped = false;
 };
