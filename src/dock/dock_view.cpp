@@ -417,6 +417,7 @@ void DockView::tick()
     const double baseSize = baseIconSize();
     const double dockWidth = preferredDockWidth();
     const auto resting = layoutFrames(std::nullopt, 1.0, baseSize, dockWidth);
+    const bool wasAnimating = animating;
     hoverShelf = DockLayout::shelfFrame(frames.empty() ? resting : frames);
 
     const bool inside = pointer && insideHoverZone(*pointer);
@@ -500,7 +501,8 @@ void DockView::tick()
         }
     }
 
-    placeTiles();
+    // Settling redraws once more: frames snap to whole pixels and icons to their exact size.
+    changed = placeTiles() || (wasAnimating && !animating) || changed;
     changed = updateHovered(pointer) || changed;
     updateInputRegion(pointer);
     if (changed)
@@ -508,8 +510,9 @@ void DockView::tick()
     stopTickingWhenIdle(pointer);
 }
 
-void DockView::placeTiles()
+bool DockView::placeTiles()
 {
+    bool moved = false;
     const double offset = hiddenAmount * hideDistance();
     const double scale = backingScale();
     for (size_t i = 0; i < tileList.size() && i < frames.size(); ++i) {
@@ -522,9 +525,12 @@ void DockView::placeTiles()
         }
         if (!animating)
             frame = pixelAligned(frame, scale);
-        if (frame != tile->frame)
+        if (frame != tile->frame) {
             tile->frame = frame;
+            moved = true;
+        }
     }
+    return moved;
 }
 
 // --- Pointer ---

@@ -108,7 +108,7 @@ private:
     QRectF clickFrame(const DockTile& tile) const;
     bool insideHoverZone(const QPointF& pointer) const;
     double hideDistance() const;
-    void placeTiles();
+    bool placeTiles(); // true when a tile got a new frame
     bool updateHovered(const std::optional<QPointF>& pointer);
     void updateInputRegion(const std::optional<QPointF>& pointer);
     void repaintScene();
