@@ -16,6 +16,7 @@ target_link_libraries(wharf_view PUBLIC wharf_foundation Qt6::Widgets Qt6::DBus 
 include(GoogleTest)
 add_executable(dock_view_test
   tests/dock/desktop_appearance_test.cpp
+  tests/dock/dock_view_hidpi_test.cpp
   tests/dock/dock_view_membership_test.cpp
   tests/dock/dock_view_pointer_test.cpp
   tests/dock/dock_view_render_test.cpp
@@ -24,6 +25,8 @@ add_executable(dock_view_test
 target_include_directories(dock_view_test PRIVATE ${PROJECT_SOURCE_DIR}/tests)
 target_link_libraries(dock_view_test PRIVATE wharf_view PkgConfig::GIO GTest::gtest)
 gtest_discover_tests(dock_view_test PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
+add_test(NAME DockViewHiDpi.at_scale_2 COMMAND dock_view_test --gtest_filter=DockViewHiDpi.*)
+set_tests_properties(DockViewHiDpi.at_scale_2 PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen;QT_SCALE_FACTOR=2")
 
 if(benchmark_FOUND)
   add_executable(dock_view_bench bench/dock_view_bench.cpp)
