@@ -72,6 +72,10 @@ int DockViewRenderer::sizeStep(double devicePixels, bool exact)
 {
     if (!std::isfinite(devicePixels) || devicePixels < 1)
         return 1;
+    // Far beyond any real icon; keeps an absurd stored magnification from allocating giant images.
+    constexpr int largest = 1024;
+    if (devicePixels > largest)
+        return largest;
     if (exact)
         return int(std::lround(devicePixels));
     constexpr int step = 6;

@@ -6,6 +6,9 @@
 #include <QAccessible>
 #include <QImage>
 
+#include <cmath>
+#include <limits>
+
 namespace wharf::test {
 namespace {
 
@@ -121,10 +124,51 @@ TEST(DockViewRendererSteps, SizeStep)
         {"a step boundary is its own step", 60, false, 60},
         {"just past a boundary", 60.1, false, 66},
         {"nothing below one pixel", 0.2, false, 1},
+        {"nothing absurdly large", 1e9, false, 1024},
         {"not a number", std::nan(""), false, 1},
     };
     for (const auto& row : rows)
         EXPECT_EQ(DockViewRenderer::sizeStep(row.pixels, row.exact), row.step) << row.name;
+}
+
+// Stored settings can hold anything; the dock still lays out inside its view and draws.
+TEST(DockViewSettings, OddStoredValues)
+{
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const double inf = std::numeric_limits<double>::infinity();
+    struct Row {
+        const char* key;
+        QVariant value;
+    };
+    const Row rows[] = {
+        {"iconSize", nan},           {"iconSize", -40},           {"iconSize", 1e9},
+        {"magnification", nan},      {"magnification", inf},      {"magnification", 1e6},
+        {"magnification", -3},       {"dockWidthFraction", nan},  {"dockWidthFraction", 50},
+        {"restingIconSize", inf},    {"restingIconSize", -1},     {"iconSize", QStringLiteral("big")},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::string(row.key) + " = " + row.value.toString().toStdString());
+        DockViewHarness h;
+        h.pin({{h.app(QStringLiteral("a")), Kind::application}, {h.app(QStringLiteral("b")), Kind::application}});
+        h.settings->setValue(QString::fromLatin1(row.key), row.value);
+        DockView& view = h.makeView();
+        view.start();
+        h.settle();
+        h.pointer = view.tileFrames().empty() ? QPointF(500, 150) : view.tileFrames().front().center();
+        h.settle();
+        const QImage image = renderView(view);
+        ASSERT_EQ(view.tileFrames().size(), view.entries().size());
+        for (const QRectF& frame : view.tileFrames()) {
+            EXPECT_TRUE(std::isfinite(frame.x()) && std::isfinite(frame.y()) && std::isfinite(frame.width()));
+            // Magnified icons may grow above the view; they never leave it sideways or below.
+            EXPECT_GE(frame.left(), 0);
+            EXPECT_LE(frame.right(), view.width());
+            EXPECT_LE(frame.bottom(), view.height());
+        }
+        const QRectF last = view.tileFrames().back();
+        const QPoint nearBase(int(last.center().x()), int(last.bottom()) - 3);
+        EXPECT_GT(qAlpha(image.pixel(nearBase)), 0) << "the icon is drawn";
+    }
 }
 
 TEST_F(DockViewRender, ReflectionsAreDroppedOnlyWhenTheIconObjectChanges)
