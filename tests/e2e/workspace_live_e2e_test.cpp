@@ -13,6 +13,8 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstring>
+#include <xcb/xcb.h>
 
 using wharf::RunningApplication;
 using wharf::RunningApplicationRef;
@@ -22,6 +24,51 @@ using wharf::X11Workspace;
 using wharf::e2e::E2eSession;
 
 namespace {
+
+// Collects the startup-notification messages broadcast on the root window.
+class StartupMessages {
+public:
+    explicit StartupMessages(const QString& display)
+    {
+        connection = xcb_connect(display.toLocal8Bit().constData(), nullptr);
+        const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
+        const uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
+        xcb_change_window_attributes(connection, root, XCB_CW_EVENT_MASK, &mask);
+        for (const char* name : {"_NET_STARTUP_INFO_BEGIN", "_NET_STARTUP_INFO"}) {
+            auto* reply = xcb_intern_atom_reply(connection, xcb_intern_atom(connection, 0, strlen(name), name), nullptr);
+            atoms.push_back(reply ? reply->atom : 0);
+            free(reply);
+        }
+        xcb_flush(connection);
+    }
+    ~StartupMessages() { xcb_disconnect(connection); }
+
+    QStringList read()
+    {
+        while (xcb_generic_event_t* event = xcb_poll_for_event(connection)) {
+            if ((event->response_type & 0x7f) == XCB_CLIENT_MESSAGE) {
+                const auto* message = reinterpret_cast<const xcb_client_message_event_t*>(event);
+                if (message->type == atoms[0])
+                    partial.clear();
+                if (message->type == atoms[0] || message->type == atoms[1]) {
+                    const QByteArray piece(reinterpret_cast<const char*>(message->data.data8), 20);
+                    const qsizetype end = piece.indexOf('\0');
+                    partial += end < 0 ? piece : piece.left(end);
+                    if (end >= 0)
+                        complete << QString::fromUtf8(std::exchange(partial, {}));
+                }
+            }
+            free(event);
+        }
+        return complete;
+    }
+
+private:
+    xcb_connection_t* connection = nullptr;
+    std::vector<xcb_atom_t> atoms;
+    QByteArray partial;
+    QStringList complete;
+};
 
 // GIO reads the XDG folders once per process, so one session serves every test here
 // and every entry is written before the first workspace exists.
@@ -106,10 +153,19 @@ protected:
 
 TEST_F(LiveWorkspace, LaunchedEntryRunsUnderThatEntryThroughItsWrapperScript)
 {
+    StartupMessages startup(session->display());
     QString error;
     ASSERT_TRUE(workspace->launchApplication(wrappedClock, {}, &error)) << error.toStdString();
     ASSERT_TRUE(waitFor([&] { return byIdentifier("wrapped-clock") != nullptr; }))
         << "the clock never showed up under its entry";
+    // xclock never completes its own startup; the dock ends the busy feedback once it shows.
+    ASSERT_TRUE(waitFor([&] { return startup.read().size() >= 2; })) << startup.read().join('\n').toStdString();
+    const QStringList messages = startup.read();
+    const QString id = messages.at(0).section("ID=\"", 1).section('"', 0, 0);
+    EXPECT_TRUE(messages.at(0).startsWith("new: ") && messages.at(0).contains("NAME=\"Wrapped Clock\""))
+        << messages.at(0).toStdString();
+    EXPECT_FALSE(id.isEmpty());
+    EXPECT_EQ(messages.at(1), "remove: ID=\"" + id + "\"");
     const auto app = byIdentifier("wrapped-clock");
     EXPECT_EQ(app->bundleLocation, wrappedClock);
     EXPECT_EQ(app->localizedName, "Wrapped Clock");

@@ -360,6 +360,8 @@ void X11Workspace::scan()
     matchWindows();
     rebuildApplications();
     connection_->flush();
+    // Waiting for replies may have pulled events into xcb's queue without waking the socket watch.
+    QMetaObject::invokeMethod(connection_.get(), &X11Connection::dispatchPending, Qt::QueuedConnection);
 }
 
 void X11Workspace::reloadEntries()
@@ -549,10 +551,13 @@ void X11Workspace::matchWindows()
             if (it == processes_.end())
                 it = processes_.emplace(pid, readProcessInfo(pid)).first;
             applyProcessInfo(it->second, record.metadata);
-        } else if (!record.wmCommand.isEmpty()) {
+        } else {
             // Old Xt clients name no pid but still say what command started them.
             record.metadata.commandLine = record.wmCommand;
-            GCharPtr found(g_find_program_in_path(record.wmCommand.first().toLocal8Bit().constData()));
+        }
+        // Another user's process hides its executable; its command line still names it.
+        if (record.metadata.executable.isEmpty() && !record.metadata.commandLine.isEmpty()) {
+            GCharPtr found(g_find_program_in_path(record.metadata.commandLine.first().toLocal8Bit().constData()));
             record.metadata.executable
                 = found ? QFileInfo(QString::fromLocal8Bit(found.get())).canonicalFilePath() : QString();
         }
@@ -752,6 +757,21 @@ void X11Workspace::rebuildApplications()
             pendingApplicationChange_ = WorkspaceNotification::didActivateApplication;
     }
     applications_ = std::move(applications);
+    completeStartups();
+}
+
+void X11Workspace::completeStartups()
+{
+    for (auto it = pendingStartups_.begin(); it != pendingStartups_.end();) {
+        const bool running = std::any_of(applications_.begin(), applications_.end(),
+                                         [&](const RunningApplicationRef& app) { return app->bundleIdentifier == it.key(); });
+        if (running) {
+            sendStartupMessage(QStringLiteral("remove: ID=\"%1\"").arg(it.value()));
+            it = pendingStartups_.erase(it);
+        } else {
+            ++it;
+        }
+    }
 }
 
 // ---- actions ----
@@ -875,12 +895,6 @@ void launchedCallback(GDesktopAppInfo*, GPid pid, gpointer self)
 
 void X11Workspace::sendStartupNotification(const QString& id, const DesktopEntryRecord& entry)
 {
-    xcb_connection_t* c = connection_->xcb();
-    if (startupWindow_ == XCB_WINDOW_NONE) {
-        startupWindow_ = xcb_generate_id(c);
-        xcb_create_window(c, XCB_COPY_FROM_PARENT, startupWindow_, connection_->root(), -100, -100, 1, 1, 0,
-                          XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
-    }
     auto quoted = [](QString value) {
         value.replace(QLatin1Char('\\'), QLatin1String("\\\\")).replace(QLatin1Char('"'), QLatin1String("\\\""));
         return QLatin1Char('"') + value + QLatin1Char('"');
@@ -894,6 +908,19 @@ void X11Workspace::sendStartupNotification(const QString& id, const DesktopEntry
         text += QStringLiteral(" WMCLASS=") + quoted(entry.startupWMClass);
     if (!entry.program.isEmpty())
         text += QStringLiteral(" BIN=") + quoted(entry.program);
+    sendStartupMessage(text);
+    // Many programs never say they are ready; the dock says so once their windows show.
+    pendingStartups_.insert(entry.id, id);
+}
+
+void X11Workspace::sendStartupMessage(const QString& text)
+{
+    xcb_connection_t* c = connection_->xcb();
+    if (startupWindow_ == XCB_WINDOW_NONE) {
+        startupWindow_ = xcb_generate_id(c);
+        xcb_create_window(c, XCB_COPY_FROM_PARENT, startupWindow_, connection_->root(), -100, -100, 1, 1, 0,
+                          XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
+    }
     QByteArray bytes = text.toUtf8();
     bytes.append('\0');
     // The message travels in 20-byte pieces: the first typed _BEGIN, the rest not.

@@ -91,6 +91,8 @@ private:
     std::vector<xcb_window_t> windowsOf(const RunningApplication& app, QString* error) const;
     std::vector<xcb_window_t> stackingOrder();
     void sendStartupNotification(const QString& id, const DesktopEntryRecord& entry);
+    void sendStartupMessage(const QString& text);
+    void completeStartups();
 
     std::unique_ptr<X11Connection> connection_;
     std::unique_ptr<GioSources> gio_;
@@ -118,6 +120,7 @@ private:
     std::optional<WorkspaceNotification> pendingApplicationChange_;
     xcb_window_t startupWindow_ = XCB_WINDOW_NONE;
     quint32 launchCounter_ = 0;
+    QHash<QString, QString> pendingStartups_;     // entry id -> startup id not yet completed
 };
 
 } // namespace wharf
