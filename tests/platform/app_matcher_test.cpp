@@ -238,18 +238,6 @@ TEST(MatchWindow, SeveralProcessesAndWindowsOfOneApplicationShareAGroup)
               matchWindow(unmatchedA, fixtureIndex(), rules).groupKey);
 }
 
-TEST(MatchWindow, ClassSetAfterMappingMatchesOnceKnown)
-{
-    // Some toolkits map first and set WM_CLASS later; the workspace matches again with the new value.
-    WindowMetadata window = windowWithClass({}, {});
-    window.pid = 0;
-    EXPECT_EQ(matchWindow(window, fixtureIndex(), MatchRules::defaults()).entry, nullptr);
-    std::tie(window.wmInstance, window.wmClass) = parseWmClass(QByteArray("code\0Code\0", 10));
-    const MatchResult later = matchWindow(window, fixtureIndex(), MatchRules::defaults());
-    ASSERT_NE(later.entry, nullptr);
-    EXPECT_EQ(later.entry->id, QStringLiteral("code"));
-}
-
 TEST(DesktopEntryIndex, ReadsWhatMatchingNeedsAndSkipsBrokenEntries)
 {
     const DesktopEntryIndex& index = fixtureIndex();
@@ -347,9 +335,7 @@ TEST(ProcessFiles, OddContentsParseOrGiveNothing)
     // The command name may hold spaces and parentheses; fields count from the last ')'.
     const QByteArray stat = "1234 (evil) S 99 (x) R 77 1 1 0 -1 4194560 0 0 0 0 0 0 0 0 20 0 1 0 555555 0 0";
     EXPECT_EQ(parentFromStat(stat), 77);
-    EXPECT_EQ(startTimeFromStat(stat), 555555ULL);
     EXPECT_FALSE(parentFromStat("garbage"));
-    EXPECT_FALSE(startTimeFromStat("1 (short) S 1"));
 
     EXPECT_EQ(snapFromCgroup("0::/user.slice/user-1000.slice/user@1000.service/app.slice/"
                              "snap.firefox.firefox-1f2e8a90-22c1-4ad7-b3f5-0d5e6f7a8b9c.scope\n"),

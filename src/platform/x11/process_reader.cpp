@@ -50,17 +50,6 @@ std::optional<pid_t> parentFromStat(const QByteArray& stat)
     return ok && parent >= 0 ? std::optional<pid_t>(static_cast<pid_t>(parent)) : std::nullopt;
 }
 
-std::optional<qulonglong> startTimeFromStat(const QByteArray& stat)
-{
-    const auto fields = fieldsAfterCommand(stat);
-    // Field 3 (state) is the first after the command; field 22 is 19 further on.
-    if (fields.size() < 20)
-        return std::nullopt;
-    bool ok = false;
-    const qulonglong start = fields.at(19).toULongLong(&ok);
-    return ok ? std::optional<qulonglong>(start) : std::nullopt;
-}
-
 QStringList splitNulSeparated(const QByteArray& data)
 {
     QStringList parts;

@@ -26,7 +26,6 @@ void applyProcessInfo(const ProcessInfo& info, WindowMetadata& metadata);
 
 // Parsers over file contents, kept apart so odd contents can be tested.
 std::optional<pid_t> parentFromStat(const QByteArray& stat);   // field 4, read after the last ')'
-std::optional<qulonglong> startTimeFromStat(const QByteArray& stat); // field 22
 QStringList splitNulSeparated(const QByteArray& data);
 std::pair<QString, QString> snapFromCgroup(const QByteArray& cgroup); // snap name and app
 QString flatpakIdFromInfo(const QByteArray& flatpakInfo);
