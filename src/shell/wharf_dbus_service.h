@@ -28,7 +28,7 @@ struct DockSnapshot {
 QJsonArray docksJson(const std::vector<DockSnapshot>& docks);
 
 // The session bus API of a running Wharf (com.tamberly.Wharf at /com/tamberly/Wharf), used by
-// scripts and the end-to-end tests. Documented in docs/dbus-api.md.
+// scripts and the end-to-end tests. Documented in the README.
 class WharfDBusService : public QObject {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "com.tamberly.Wharf")
