@@ -1,6 +1,6 @@
 // Cost of one dock frame while the pointer magnifies a 30-icon dock, drawn offscreen:
 // the breakdown behind the whole-process figures (tick, paint, first paint).
-#include "../tests/dock/dock_view_test_support.h"
+#include "dock/dock_view_test_support.h"
 
 #include <QApplication>
 #include <QDirIterator>

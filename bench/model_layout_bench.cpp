@@ -1,7 +1,7 @@
 // Layout runs on every animation tick and refresh every few seconds, so both must stay cheap.
 #include "dock/dock_layout.h"
 #include "model/dock_model.h"
-#include "shell/dock_preferences.h"
+#include "settings/dock_preferences.h"
 
 #include "doubles/fake_workspace.h"
 

@@ -4,5 +4,7 @@ set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 "$root/scripts/install-deps.sh"
 build=${WHARF_BUILD_DIR:-$root/build}
-cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+# Warnings stop the build in CI (and for developers who set WHARF_WERROR=ON), never for users.
+werror=${WHARF_WERROR:-$([ "${CI:-}" = true ] && echo ON || echo OFF)}
+cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DWHARF_WERROR="$werror" >/dev/null
 cmake --build "$build" -j "$(nproc)"

@@ -5,8 +5,8 @@
 #include "dock/dock_tile.h"
 #include "dock/dock_view_accessible.h"
 #include "model/dock_model.h"
-#include "shell/dock_appearance.h"
-#include "shell/dock_preferences.h"
+#include "settings/dock_appearance.h"
+#include "settings/dock_preferences.h"
 
 #include <QAccessible>
 #include <QCursor>

@@ -2,7 +2,7 @@
 
 #include "dock/dock_panel.h"
 #include "platform/dock_window_platform.h"
-#include "shell/dock_preferences.h"
+#include "settings/dock_preferences.h"
 
 #include <QBitmap>
 #include <QImage>

@@ -1,7 +1,7 @@
 #include "model/dock_model.h"
 
-#include "shell/dock_appearance.h"
-#include "shell/dock_preferences.h"
+#include "settings/dock_appearance.h"
+#include "settings/dock_preferences.h"
 
 #include <QDir>
 #include <QFileInfo>

@@ -21,6 +21,8 @@ enum class WorkspaceNotification {
     didWake,
     didMount,
     didUnmount,
+    // A watched location (see watchLocations) or an installed desktop entry changed.
+    didChangeLocations,
 };
 
 // The desktop as the dock model sees it: running programs, file icons and names,
@@ -58,7 +60,11 @@ public:
     // Opens a file or folder with its default application.
     virtual bool openLocation(const QString& path, QString* error = nullptr) = 0;
 
-    // Launch, quit, activate, hide, unhide, wake, mount and unmount.
+    // Watches these files and folders (the pins) and notifies didChangeLocations when one
+    // appears, vanishes, is renamed or changes; replaces the previously watched set.
+    virtual void watchLocations(const QStringList& paths) = 0;
+
+    // Launch, quit, activate, hide, unhide, wake, mount, unmount and location changes.
     CallbackList<WorkspaceNotification> notifications;
 };
 

@@ -5,11 +5,7 @@
 #include "model/dock_model.h"
 #include "platform/desktop_appearance.h"
 #include "platform/dock_window_platform.h"
-#include "platform/x11/desktop_appearance_linux.h"
-#include "platform/x11/icon_theme_setup.h"
-#include "platform/x11/x11_dock_window.h"
-#include "platform/x11/x11_workspace.h"
-#include "shell/dock_preferences.h"
+#include "settings/dock_preferences.h"
 #include "shell/signal_listener.h"
 #include "takeover/system_dock_integration.h"
 
@@ -65,10 +61,10 @@ AppDelegate::AppDelegate(Parts parts, QObject* parent)
     : QObject(parent),
       presentAlert(warningAlert),
       workspace(std::move(parts.workspace)),
-      preferences(parts.preferences ? parts.preferences : &DockPreferences::shared()),
+      preferences(parts.preferences),
       appearance(std::move(parts.appearance)),
       dockModel(std::make_unique<DockModel>(*workspace, *preferences, modelProviders())),
-      integration(parts.integration ? std::move(parts.integration) : std::make_unique<SystemDockIntegration>()),
+      integration(std::move(parts.integration)),
       windowSystem(std::move(parts.windowSystem)),
       applied(AppliedPreferences::current(*preferences))
 {
@@ -357,7 +353,7 @@ void AppDelegate::watchScreen(QScreen* screen)
             Qt::UniqueConnection);
 }
 
-int AppDelegate::run(QApplication& app)
+int AppDelegate::run(QApplication& app, const std::function<Parts()>& makeParts)
 {
     // Single instance: the bus name decides, before anything is touched.
     QDBusConnection bus = QDBusConnection::sessionBus();
@@ -380,13 +376,7 @@ int AppDelegate::run(QApplication& app)
                      qPrintable(bus.lastError().message()));
     }
 
-    setUpIconTheme();
-    Parts parts;
-    parts.appearance = std::make_unique<DesktopAppearanceLinux>();
-    parts.workspace = std::make_unique<X11Workspace>();
-    parts.preferences = &DockPreferences::shared();
-    parts.windowSystem = X11DockWindow::create();
-    AppDelegate delegate(std::move(parts));
+    AppDelegate delegate(makeParts());
 
     service.source.items = [&delegate] { return delegate.model().items(); };
     service.source.docks = [&delegate] { return delegate.dockSnapshots(); };

@@ -5,7 +5,7 @@
 #include "platform/dock_window_platform.h"
 #include "platform/workspace.h"
 #include "shell/applied_preferences.h"
-#include "shell/dock_avoidance_region.h"
+#include "windows/dock_avoidance_region.h"
 #include "shell/wharf_dbus_service.h"
 #include "takeover/system_dock_integration.h"
 #include "windows/dock_window.h"
@@ -34,15 +34,16 @@ class AppDelegate : public QObject {
 
 public:
     struct Parts {
-        std::unique_ptr<Workspace> workspace;
-        DockPreferences* preferences = nullptr;
-        std::unique_ptr<SystemDockIntegration> integration;
+        std::unique_ptr<Workspace> workspace;                 // required
+        DockPreferences* preferences = nullptr;               // required, outlives the delegate
+        std::unique_ptr<SystemDockIntegration> integration;   // required
         std::unique_ptr<DockWindowSystem> windowSystem; // null: plain Qt windows
         std::unique_ptr<DesktopAppearance> appearance;  // null: light, full motion
     };
 
     // The whole process in normal mode: single instance, launch, event loop, shutdown.
-    static int run(QApplication& app);
+    // `makeParts` builds the desktop services, only once this process is the one instance.
+    static int run(QApplication& app, const std::function<Parts()>& makeParts);
 
     explicit AppDelegate(Parts parts, QObject* parent = nullptr);
     ~AppDelegate() override;

@@ -1,6 +1,6 @@
 #include "shell/applied_preferences.h"
 
-#include "shell/dock_preferences.h"
+#include "settings/dock_preferences.h"
 
 namespace wharf {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "shell/dock_appearance.h"
+#include "settings/dock_appearance.h"
 
 namespace wharf {
 

@@ -1,31 +1,18 @@
 #include "shell/list_items_command.h"
 
 #include "model/dock_model.h"
-#include "platform/x11/x11_workspace.h"
-#include "shell/dock_preferences.h"
 #include "shell/item_json.h"
 
-#include <QGuiApplication>
 #include <QJsonDocument>
 
 #include <cstdio>
 
 namespace wharf {
 
-int runListItems(int argc, char** argv)
+int runListItems(Workspace& workspace, DockPreferences& preferences, const std::function<bool()>& failed)
 {
-    // Nothing is shown, so no window system is needed; the desktop is read over our own X connection.
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    QGuiApplication app(argc, argv);
-
-    X11Workspace workspace;
-    if (!workspace.ok()) {
-        std::fprintf(stderr, "wharf: %s\n", qPrintable(workspace.error()));
-        return 1;
-    }
-    DockModel model(workspace, DockPreferences::shared());
-    if (workspace.connection().lost())
+    DockModel model(workspace, preferences);
+    if (failed())
         return 1;
     for (const DockItem& item : model.items()) {
         const QByteArray line = QJsonDocument(itemJson(item)).toJson(QJsonDocument::Compact);

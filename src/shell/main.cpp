@@ -1,12 +1,20 @@
-// Process entry: the recovery helper and one-shot modes first, then the command line, then the dock.
+// Process entry and the one place that builds the real desktop services: the recovery helper and
+// one-shot modes first, then the command line, then the dock.
+#include "platform/x11/dash_to_dock_native_dock.h"
+#include "platform/x11/desktop_appearance_linux.h"
+#include "platform/x11/icon_theme_setup.h"
+#include "platform/x11/x11_dock_window.h"
+#include "platform/x11/x11_workspace.h"
+#include "settings/dock_preferences.h"
 #include "shell/app_delegate.h"
 #include "shell/list_items_command.h"
-#include "platform/x11/x11_dock_window.h"
 #include "takeover/system_dock_integration.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QGuiApplication>
+#include <QSettings>
 #include <QStringList>
 
 #include <cstdio>
@@ -26,11 +34,37 @@ constexpr auto helpDescription =
     "                                  process <pid> ends without doing so.\n"
     "  --restore-system-dock           Restore the desktop's dock from the backup once, then exit.";
 
+std::unique_ptr<wharf::NativeDock> realNativeDock()
+{
+    return std::make_unique<wharf::DashToDockNativeDock>();
+}
+
+std::unique_ptr<wharf::DockPreferences> userPreferences()
+{
+    return std::make_unique<wharf::DockPreferences>(
+        std::make_shared<QSettings>(wharf::DockPreferences::defaultStorePath(), QSettings::IniFormat));
+}
+
+int listItems(int argc, char** argv)
+{
+    // Nothing is shown, so no window system is needed; the desktop is read over our own X connection.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv);
+    wharf::X11Workspace workspace;
+    if (!workspace.ok()) {
+        std::fprintf(stderr, "wharf: %s\n", qPrintable(workspace.error()));
+        return 1;
+    }
+    const auto preferences = userPreferences();
+    return wharf::runListItems(workspace, *preferences, [&] { return workspace.connection().lost(); });
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
-    if (wharf::SystemDockIntegration::handleWatchdogModeIfNeeded(argc, argv))
+    if (wharf::SystemDockIntegration::handleWatchdogModeIfNeeded(argc, argv, realNativeDock))
         return 0;
 
     QCoreApplication::setApplicationName(QStringLiteral("wharf"));
@@ -63,7 +97,7 @@ int main(int argc, char** argv)
         parser.showVersion();
     }
     if (parser.isSet(listItemsOption))
-        return wharf::runListItems(argc, argv);
+        return listItems(argc, argv);
     if (!parser.positionalArguments().isEmpty()) {
         std::fprintf(stderr, "wharf: unexpected argument '%s'\nTry 'wharf --help' for more information.\n",
                      qPrintable(parser.positionalArguments().constFirst()));
@@ -78,5 +112,16 @@ int main(int argc, char** argv)
 
     QApplication app(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
-    return wharf::AppDelegate::run(app);
+    std::unique_ptr<wharf::DockPreferences> preferences;
+    return wharf::AppDelegate::run(app, [&] {
+        wharf::setUpIconTheme();
+        preferences = userPreferences();
+        wharf::AppDelegate::Parts parts;
+        parts.appearance = std::make_unique<wharf::DesktopAppearanceLinux>();
+        parts.workspace = std::make_unique<wharf::X11Workspace>();
+        parts.preferences = preferences.get();
+        parts.integration = std::make_unique<wharf::SystemDockIntegration>(realNativeDock());
+        parts.windowSystem = wharf::X11DockWindow::create();
+        return parts;
+    });
 }

@@ -1,6 +1,5 @@
 #include "takeover/system_dock_integration.h"
 
-#include "platform/x11/dash_to_dock_native_dock.h"
 #include "takeover/recovery_helper.h"
 
 #include <QFile>
@@ -31,14 +30,13 @@ std::optional<qint32> parsePid(const char* text)
     return static_cast<qint32>(value);
 }
 
-std::unique_ptr<NativeDock> realDock() { return std::make_unique<DashToDockNativeDock>(); }
-
 } // namespace
 
-bool SystemDockIntegration::handleWatchdogModeIfNeeded(int argc, char** argv)
+bool SystemDockIntegration::handleWatchdogModeIfNeeded(int argc, char** argv,
+                                                       const std::function<std::unique_ptr<NativeDock>()>& makeDock)
 {
     if (argc == 2 && qstrcmp(argv[1], "--restore-system-dock") == 0) {
-        const auto dock = realDock();
+        const auto dock = makeDock();
         DockPreferenceTransaction transaction(*dock);
         const auto failure = transaction.withLock([&]() -> DockFailure {
             auto read = transaction.readBackup();
@@ -59,7 +57,7 @@ bool SystemDockIntegration::handleWatchdogModeIfNeeded(int argc, char** argv)
         const auto owner = parsePid(argv[2]);
         if (!owner)
             return false;
-        const auto dock = realDock();
+        const auto dock = makeDock();
         DockPreferenceTransaction(*dock).runWatchdog(*owner, QFile::decodeName(argv[3]), STDOUT_FILENO);
         return true;
     }
@@ -67,7 +65,7 @@ bool SystemDockIntegration::handleWatchdogModeIfNeeded(int argc, char** argv)
 }
 
 SystemDockIntegration::SystemDockIntegration(std::unique_ptr<NativeDock> nativeDock, QString directory)
-    : dock(nativeDock ? std::move(nativeDock) : realDock()), transaction(*dock, std::move(directory))
+    : dock(std::move(nativeDock)), transaction(*dock, std::move(directory))
 {
     if (!QFile::exists(transaction.backupPath()))
         return;

@@ -23,11 +23,13 @@ public:
     // ("--restore-system-dock") when argv asks for one; answers true when it did, and the process
     // should then exit with status 0 without starting any user interface. A failed one-shot
     // restore exits the process with status 1 itself.
-    static bool handleWatchdogModeIfNeeded(int argc, char** argv);
+    // `makeDock` builds the desktop's real native dock, only when a mode needs it.
+    static bool handleWatchdogModeIfNeeded(int argc, char** argv,
+                                           const std::function<std::unique_ptr<NativeDock>()>& makeDock);
 
-    // nullptr dock = the desktop's real native dock; empty directory = $XDG_DATA_HOME/wharf.
+    // `dock` must not be null; empty directory = $XDG_DATA_HOME/wharf.
     // Restores a backup left behind by a Wharf that is no longer running.
-    explicit SystemDockIntegration(std::unique_ptr<NativeDock> dock = nullptr, QString directory = {});
+    explicit SystemDockIntegration(std::unique_ptr<NativeDock> dock, QString directory = {});
     ~SystemDockIntegration();
     SystemDockIntegration(const SystemDockIntegration&) = delete;
     SystemDockIntegration& operator=(const SystemDockIntegration&) = delete;

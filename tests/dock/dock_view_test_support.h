@@ -5,7 +5,7 @@
 #include "dock/dock_view.h"
 #include "doubles/fake_workspace.h"
 #include "model/dock_model.h"
-#include "shell/dock_preferences.h"
+#include "settings/dock_preferences.h"
 
 #include <QColor>
 #include <QFile>

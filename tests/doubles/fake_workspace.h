@@ -140,6 +140,9 @@ public:
     {
         return record(QStringLiteral("open:") + path, error);
     }
+    void watchLocations(const QStringList& paths) override { watched = paths; }
+
+    QStringList watched;
 
 private:
     bool record(const QString& action, QString* error)

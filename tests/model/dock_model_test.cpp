@@ -1,5 +1,5 @@
 #include "model/dock_model.h"
-#include "shell/dock_preferences.h"
+#include "settings/dock_preferences.h"
 
 #include "doubles/fake_workspace.h"
 
@@ -357,12 +357,4 @@ TEST_F(DockModelTest, TimerRefreshesWithoutNotifications)
     QTimer::singleShot(10000, &loop, &QEventLoop::quit);
     loop.exec();
     EXPECT_EQ(titles(*model), QStringList({"Files", "A", "Trash"}));
-}
-
-int main(int argc, char** argv)
-{
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    QGuiApplication app(argc, argv);
-    testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
 }

@@ -5,7 +5,7 @@
 #include "model/dock_model.h"
 #include "platform/dock_window_platform.h"
 #include "shell/app_delegate.h"
-#include "shell/dock_preferences.h"
+#include "settings/dock_preferences.h"
 #include "takeover/system_dock_integration.h"
 
 #include "doubles/fake_native_dock.h"

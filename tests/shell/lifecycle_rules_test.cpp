@@ -1,6 +1,6 @@
 #include "shell/app_delegate.h"
 #include "shell/applied_preferences.h"
-#include "shell/dock_preferences.h"
+#include "settings/dock_preferences.h"
 #include "shell/wharf_dbus_service.h"
 
 #include <QJsonObject>

@@ -70,11 +70,11 @@ protected:
 
 TEST_F(SystemDockIntegrationTest, SecondSessionCanNeitherEnableNorRestore)
 {
-    SystemDockIntegration first;
+    SystemDockIntegration first(std::make_unique<DashToDockNativeDock>());
     ASSERT_FALSE(first.enable());
     const auto hidden = stored();
     ASSERT_NE(hidden, userValues);
-    SystemDockIntegration second;
+    SystemDockIntegration second(std::make_unique<DashToDockNativeDock>());
     EXPECT_EQ(second.enable(), DockIntegrationError{QStringLiteral("Another Wharf session already manages the system Dock.")});
     EXPECT_EQ(second.restore(), DockIntegrationError{QStringLiteral("The system Dock is managed by another running Wharf session.")});
     EXPECT_EQ(second.lastError, QStringLiteral("The system Dock is managed by another running Wharf session."));
@@ -128,7 +128,7 @@ TEST_F(SystemDockIntegrationTest, NextStartRestoresStaleBackupsAndReportsBadOnes
     for (const qint32 pid : {test::endedProcessPid(), other.pid()}) {
         leaveBackupOf(pid, ownStart);
         ASSERT_NE(stored(), userValues);
-        const SystemDockIntegration integration;
+        const SystemDockIntegration integration(std::make_unique<DashToDockNativeDock>());
         EXPECT_FALSE(integration.lastError) << pid;
         EXPECT_EQ(stored(), userValues) << pid;
         EXPECT_FALSE(QFile::exists(backupPath())) << pid;
@@ -144,7 +144,7 @@ TEST_F(SystemDockIntegrationTest, NextStartRestoresStaleBackupsAndReportsBadOnes
     file.close();
     const QString message = QStringLiteral("The saved Dock preferences could not be validated; they have been preserved at ")
                             + backupPath() + QLatin1Char('.');
-    EXPECT_EQ(SystemDockIntegration().lastError, message);
+    EXPECT_EQ(SystemDockIntegration(std::make_unique<DashToDockNativeDock>()).lastError, message);
     EXPECT_EQ(backupBytes(), edited);
     EXPECT_EQ(stored(), hidden);
 

@@ -2,6 +2,7 @@
 // the takeover at start and prints "ENABLED <helper pid>" or "ERROR <message>"; the line "quit"
 // on standard input (or its end) restores like Wharf's termination does, prints "RESTORED" or
 // "ERROR <message>", and exits.
+#include "platform/x11/dash_to_dock_native_dock.h"
 #include "takeover/system_dock_integration.h"
 
 #include <QCoreApplication>
@@ -24,10 +25,11 @@ void say(const QString& line)
 
 int main(int argc, char** argv)
 {
-    if (SystemDockIntegration::handleWatchdogModeIfNeeded(argc, argv))
+    const auto realDock = [] { return std::make_unique<wharf::DashToDockNativeDock>(); };
+    if (SystemDockIntegration::handleWatchdogModeIfNeeded(argc, argv, realDock))
         return 0;
     QCoreApplication app(argc, argv);
-    SystemDockIntegration integration;
+    SystemDockIntegration integration(realDock());
     if (const auto failure = integration.enable())
         say(QStringLiteral("ERROR ") + failure->message);
     else

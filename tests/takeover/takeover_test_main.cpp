@@ -1,5 +1,6 @@
 // The takeover tests' entry point. It is also the recovery helper the tests' integrations start,
 // since a helper is always Wharf's own executable run with "--dock-watchdog".
+#include "platform/x11/dash_to_dock_native_dock.h"
 #include "takeover/system_dock_integration.h"
 
 #include <QCoreApplication>
@@ -13,7 +14,8 @@
 
 int main(int argc, char** argv)
 {
-    if (wharf::SystemDockIntegration::handleWatchdogModeIfNeeded(argc, argv))
+    if (wharf::SystemDockIntegration::handleWatchdogModeIfNeeded(
+            argc, argv, [] { return std::make_unique<wharf::DashToDockNativeDock>(); }))
         return 0;
     // A helper command line the entry point turned down starts the application normally; here
     // that is reported instead of running the tests again.

@@ -299,6 +299,12 @@ void X11Workspace::noteEntriesChanged()
     scheduleScan();
 }
 
+void X11Workspace::watchLocations(const QStringList& paths)
+{
+    // Not watched yet: the model's refresh timer still covers pinned locations.
+    watchedLocations_ = paths;
+}
+
 void X11Workspace::noteWake()
 {
     pendingWake_ = true;

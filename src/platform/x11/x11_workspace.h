@@ -53,6 +53,7 @@ public:
     bool launchApplication(const QString& entryPath, const QStringList& uris = {},
                            QString* error = nullptr) override;
     bool openLocation(const QString& path, QString* error = nullptr) override;
+    void watchLocations(const QStringList& paths) override;
 
     // For GIO callbacks.
     void noteMountsChanged(bool mounted);
@@ -117,6 +118,7 @@ private:
     bool pendingMount_ = false;
     bool pendingUnmount_ = false;
     bool pendingWake_ = false;
+    QStringList watchedLocations_;
     std::optional<WorkspaceNotification> pendingApplicationChange_;
     xcb_window_t startupWindow_ = XCB_WINDOW_NONE;
     quint32 launchCounter_ = 0;

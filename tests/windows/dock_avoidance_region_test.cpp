@@ -1,4 +1,4 @@
-#include "shell/dock_avoidance_region.h"
+#include "windows/dock_avoidance_region.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "shell/action_menu_item.h"
+#include "settings/action_menu_item.h"
 
 #include <QKeySequence>
 

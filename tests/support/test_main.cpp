@@ -1,3 +1,5 @@
+// The unit tests' entry point: one QApplication on the offscreen platform, and no reach into the
+// user's session (GNOME settings stay in memory, the session bus is off, Qt's paths are test paths).
 #include <QApplication>
 #include <QStandardPaths>
 
@@ -7,7 +9,6 @@ int main(int argc, char** argv)
 {
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
-    // Settings tests write GNOME's settings: keep them in memory, and keep off any bus.
     qputenv("GSETTINGS_BACKEND", "memory");
     qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
     QStandardPaths::setTestModeEnabled(true);

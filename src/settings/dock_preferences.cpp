@@ -1,4 +1,4 @@
-#include "shell/dock_preferences.h"
+#include "settings/dock_preferences.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -60,13 +60,6 @@ QString DockPreferences::defaultStorePath()
 {
     return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation)
         + QStringLiteral("/wharf/wharf.conf");
-}
-
-DockPreferences& DockPreferences::shared()
-{
-    static DockPreferences preferences(
-        std::make_shared<QSettings>(defaultStorePath(), QSettings::IniFormat));
-    return preferences;
 }
 
 DockPreferences::DockPreferences(std::shared_ptr<QSettings> store) : store(std::move(store))

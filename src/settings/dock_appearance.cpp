@@ -1,4 +1,4 @@
-#include "shell/dock_appearance.h"
+#include "settings/dock_appearance.h"
 
 namespace wharf {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "shell/dock_appearance.h"
+#include "settings/dock_appearance.h"
 
 #include <QSettings>
 #include <QString>
@@ -40,7 +40,6 @@ public:
     static constexpr bool defaultKeepWindowsAboveDock = true;
     static constexpr double maximumDockWidthFraction = 0.98;
 
-    static DockPreferences& shared();
     static QString defaultStorePath();
 
     // A store that fails to parse is copied aside and replaced by an empty one.

@@ -1,5 +1,5 @@
-#include "shell/action_menu_item.h"
-#include "shell/dock_preferences.h"
+#include "settings/action_menu_item.h"
+#include "settings/dock_preferences.h"
 
 #include <QDir>
 #include <QFile>
@@ -184,12 +184,4 @@ TEST(ActionMenuItem, TriggeringRunsTheHandler)
     EXPECT_EQ(runs, 1);
     EXPECT_EQ(item.shortcut(), QKeySequence(QStringLiteral("Ctrl+Q")));
     EXPECT_TRUE(ActionMenuItem(QStringLiteral("x"), {}, {}).shortcut().isEmpty());
-}
-
-int main(int argc, char** argv)
-{
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    QGuiApplication app(argc, argv);
-    testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
 }
