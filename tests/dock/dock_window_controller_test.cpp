@@ -1,0 +1,106 @@
+// Dock windows on the offscreen platform with a recording window system.
+#include "dock/dock_panel.h"
+#include "dock/dock_window_controller.h"
+#include "model/dock_model.h"
+#include "settings/dock_preferences.h"
+
+#include "doubles/fake_dock_window_system.h"
+#include "doubles/fake_workspace.h"
+
+#include <QGuiApplication>
+#include <QScreen>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace wharf {
+namespace {
+
+QStringList entryIDs(const DockView& view)
+{
+    QStringList ids;
+    for (const DockEntry& entry : view.entries())
+        ids << entry.identifier();
+    return ids;
+}
+
+class DockWindowsTest : public ::testing::Test {
+protected:
+    QTemporaryDir dir;
+    DockPreferences preferences{std::make_shared<QSettings>(dir.filePath("wharf.conf"), QSettings::IniFormat)};
+    FakeWorkspace workspace;
+    DockModel model{workspace, preferences};
+    FakeDockWindowSystem system;
+    QScreen* screen = QGuiApplication::primaryScreen();
+
+    DockViewContext context() { return DockViewContext{&model, {}, &preferences, {}, {}, {}, {}}; }
+};
+
+TEST_F(DockWindowsTest, NormalDockIsShownOverlayIsNotBoth340HighAlongTheScreenBottom)
+{
+    const QRect g = screen->geometry();
+    for (const bool overlay : {false, true}) {
+        SCOPED_TRACE(overlay ? "overlay" : "normal");
+        DockWindowController dock(screen, context(), overlay, &system);
+        EXPECT_EQ(dock.panel().geometry(), QRect(g.x(), g.bottom() + 1 - 340, g.width(), 340));
+        EXPECT_EQ(dock.dockView().geometry(), dock.panel().rect()) << "the view fills its window from the start";
+        EXPECT_EQ(dock.isMapped(), !overlay);
+        EXPECT_EQ(dock.dockView().isFullScreenOverlay(), overlay);
+        EXPECT_EQ(dock.displayID, DockWindowController::displayIdentifier(screen->name()));
+        EXPECT_EQ(system.windows.back()->widget, &dock.panel());
+    }
+}
+
+TEST_F(DockWindowsTest, InputRegionFollowsTheViewAndStopsAtClose)
+{
+    DockWindowController dock(screen, context(), false, &system);
+    model.onChange = [&] { dock.dockView().reload(); };
+    FakeWindow& window = *system.windows.back();
+    ASSERT_FALSE(window.inputRegions.empty());
+    EXPECT_EQ(window.inputRegions.back(), dock.dockView().inputRegion());
+
+    // A new program widens the shelf: the window system hears of the new region.
+    const std::size_t before = window.inputRegions.size();
+    workspace.launch(FakeWorkspace::app(QStringLiteral("calc"), 42, QStringLiteral("/apps/calc.desktop")));
+    ASSERT_TRUE(waitFor([&] { return window.inputRegions.size() > before && !dock.dockView().isAnimating(); }));
+    EXPECT_EQ(window.inputRegions.back(), dock.dockView().inputRegion());
+    EXPECT_TRUE(entryIDs(dock.dockView()).contains(QStringLiteral("/apps/calc.desktop")));
+
+    dock.close();
+    EXPECT_FALSE(dock.isMapped());
+    EXPECT_FALSE(dock.dockView().isTicking());
+    const std::size_t atClose = window.inputRegions.size();
+    workspace.quit(QStringLiteral("calc"));
+    model.refresh();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(window.inputRegions.size(), atClose) << "a closed dock no longer shapes its window";
+    model.onChange = nullptr;
+}
+
+TEST_F(DockWindowsTest, OnlyKeyboardModeLetsTheFocusIn)
+{
+    DockWindowController dock(screen, context(), false, &system);
+    FakeWindow& window = *system.windows.back();
+    DockPanel& panel = dock.panel();
+    EXPECT_FALSE(panel.canBecomeKey());
+    panel.setKeyboardMode(true);
+    panel.setKeyboardMode(true);
+    EXPECT_TRUE(panel.canBecomeKey());
+    panel.setKeyboardMode(false);
+    EXPECT_FALSE(panel.canBecomeKey());
+    EXPECT_EQ(window.focus, (std::vector<bool>{true, false}));
+}
+
+TEST(DisplayIdentifierTest, StablePerNameAndZeroOnlyWithoutOne)
+{
+    EXPECT_EQ(DockWindowController::displayIdentifier(QString()), 0u);
+    EXPECT_EQ(DockWindowController::displayIdentifier(QStringLiteral("HDMI-1")),
+              DockWindowController::displayIdentifier(QStringLiteral("HDMI-1")));
+    EXPECT_NE(DockWindowController::displayIdentifier(QStringLiteral("LEFT")),
+              DockWindowController::displayIdentifier(QStringLiteral("RIGHT")));
+    for (const char* name : {"LEFT", "RIGHT", "HDMI-1", "eDP-1", "screen"})
+        EXPECT_NE(DockWindowController::displayIdentifier(QLatin1String(name)), 0u) << name;
+}
+
+} // namespace
+} // namespace wharf

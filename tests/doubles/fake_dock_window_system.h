@@ -1,0 +1,61 @@
+#pragma once
+
+// A window system that records what it was told about each dock window, for tests on the
+// offscreen platform.
+#include "platform/dock_window_platform.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QRegion>
+#include <QWidget>
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace wharf {
+
+// What the window system was told about each dock window.
+struct FakeWindow {
+    QWidget* widget = nullptr;
+    std::vector<QRegion> inputRegions;
+    std::vector<bool> focus;
+    std::vector<int> reservations;
+};
+
+class FakeDockWindowSystem : public DockWindowSystem {
+public:
+    std::vector<std::shared_ptr<FakeWindow>> windows;
+
+    std::unique_ptr<DockWindowPlatform> attach(QWidget& widget) override
+    {
+        auto window = std::make_shared<FakeWindow>();
+        window->widget = &widget;
+        windows.push_back(window);
+        struct Platform : DockWindowPlatform {
+            std::shared_ptr<FakeWindow> window;
+            void setInputRegion(const QRegion& region) override { window->inputRegions.push_back(region); }
+            void setAcceptsFocus(bool accepts) override { window->focus.push_back(accepts); }
+            void setVisibleRegion(const QRegion&) override {}
+            void setBottomReservation(int height) override { window->reservations.push_back(height); }
+        };
+        auto platform = std::make_unique<Platform>();
+        platform->window = window;
+        return platform;
+    }
+    bool isCompositing() const override { return true; }
+};
+
+inline bool waitFor(const std::function<bool()>& condition, int timeoutMs = 3000)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!condition()) {
+        if (timer.elapsed() > timeoutMs)
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    }
+    return true;
+}
+
+} // namespace wharf
