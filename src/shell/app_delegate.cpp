@@ -63,6 +63,9 @@ AppDelegate::AppDelegate(Parts parts, QObject* parent)
       workspace(std::move(parts.workspace)),
       preferences(parts.preferences),
       appearance(std::move(parts.appearance)),
+      trashVolumes(std::move(parts.trashVolumes)),
+      trashMonitor(makeTrashMonitor(trashVolumes.get())),
+      trashOperations(makeTrashOperations(std::move(parts.fileTrash), trashVolumes.get())),
       dockModel(std::make_unique<DockModel>(*workspace, *preferences, modelProviders())),
       integration(std::move(parts.integration)),
       windowSystem(std::move(parts.windowSystem)),
@@ -73,6 +76,7 @@ AppDelegate::AppDelegate(Parts parts, QObject* parent)
 DockModel::Providers AppDelegate::modelProviders() const
 {
     DockModel::Providers providers;
+    providers.trashStateProvider = [this] { return trashState(); };
     if (appearance) {
         // The Trash icon has light and dark variants; `automatic` follows the desktop.
         DesktopAppearance* desktop = appearance.get();
@@ -146,6 +150,7 @@ void AppDelegate::applicationDidFinishLaunching()
     rebuildDocks();
 
     startWindowTimer();
+    startTrash();
 
     signalSources = new SignalListener({SIGTERM, SIGINT}, [](int) { QCoreApplication::quit(); }, this);
 
@@ -160,6 +165,8 @@ void AppDelegate::applicationWillTerminate()
     terminated = true;
     if (windowTimer)
         windowTimer->stop();
+    if (trashMonitor)
+        trashMonitor->stop();
     if (const auto error = integration->restore())
         qCCritical(lcLifecycle, "Restore failed: %s", qUtf8Printable(error->message));
     qCInfo(lcLifecycle, "Wharf stopped.");
@@ -382,6 +389,11 @@ int AppDelegate::run(QApplication& app, const std::function<Parts()>& makeParts)
     service.source.docks = [&delegate] { return delegate.dockSnapshots(); };
     service.source.framesRendered = [&delegate] { return delegate.framesRendered(); };
     service.source.focusDock = [&delegate] { delegate.focusDock(); };
+    service.source.trashFull = [&delegate] { return delegate.model().lastKnownTrashFull(); };
+    service.source.emptyTrash = [&delegate](auto done) { delegate.emptyTrash(std::move(done)); };
+    service.source.recycle = [&delegate](const QStringList& paths, auto done) {
+        delegate.recycle(paths, std::move(done));
+    };
     service.source.quit = [] { QCoreApplication::quit(); };
 
     QObject::connect(&app, &QCoreApplication::aboutToQuit, &delegate, &AppDelegate::applicationWillTerminate);

@@ -3,11 +3,15 @@
 #include "model/dock_model.h"
 #include "platform/desktop_appearance.h"
 #include "platform/dock_window_platform.h"
+#include "platform/file_trash.h"
+#include "platform/trash_volumes.h"
 #include "platform/workspace.h"
 #include "shell/applied_preferences.h"
 #include "windows/dock_avoidance_region.h"
 #include "shell/wharf_dbus_service.h"
 #include "takeover/system_dock_integration.h"
+#include "trash/trash_operations.h"
+#include "trash/trash_state_monitor.h"
 #include "windows/dock_window.h"
 
 #include <QApplication>
@@ -39,6 +43,8 @@ public:
         std::unique_ptr<SystemDockIntegration> integration;   // required
         std::unique_ptr<DockWindowSystem> windowSystem; // null: plain Qt windows
         std::unique_ptr<DesktopAppearance> appearance;  // null: light, full motion
+        std::unique_ptr<TrashVolumes> trashVolumes;     // null: the home Trash only
+        std::unique_ptr<FileTrash> fileTrash;           // null: nothing can be moved to the Trash
     };
 
     // The whole process in normal mode: single instance, launch, event loop, shutdown.
@@ -55,6 +61,11 @@ public:
     void integrationError(const QString& message);
     // Keyboard access to the dock under the pointer (the global shortcut's handler).
     void focusDock();
+
+    // The Trash (app_delegate_trash.cpp): its state as the model sees it, and the operations.
+    TrashState trashState() const;
+    void recycle(const QStringList& paths, TrashOperations::Done done);
+    void emptyTrash(TrashOperations::Done done);
 
     DockModel& model() { return *dockModel; }
     const std::vector<std::unique_ptr<DockWindowController>>& docks() const { return dockControllers; }
@@ -85,10 +96,18 @@ private:
     void startWindowTimer();
     void scheduleRebuild();
     void watchScreen(QScreen* screen);
+    static std::unique_ptr<TrashStateMonitor> makeTrashMonitor(const TrashVolumes* volumes);
+    static std::unique_ptr<TrashOperations> makeTrashOperations(std::unique_ptr<FileTrash> fileTrash,
+                                                                const TrashVolumes* volumes);
+    void startTrash();
 
     std::unique_ptr<Workspace> workspace;
     DockPreferences* preferences;
     std::unique_ptr<DesktopAppearance> appearance;
+    // Before the model, whose Trash item reads the monitor from the start.
+    std::unique_ptr<TrashVolumes> trashVolumes;
+    std::unique_ptr<TrashStateMonitor> trashMonitor;
+    std::unique_ptr<TrashOperations> trashOperations;
     std::unique_ptr<DockModel> dockModel;
     std::unique_ptr<SystemDockIntegration> integration;
     std::unique_ptr<DockWindowSystem> windowSystem;
@@ -104,6 +123,8 @@ private:
     bool rebuildPending = false;
     bool launched = false;
     bool terminated = false;
+    std::vector<CallbackList<WorkspaceNotification>::Subscription> trashSubscriptions;
+    CallbackList<>::Subscription volumeSubscription;
 };
 
 // The window poll's rule: a new list matters only when its identifiers differ, in order.
