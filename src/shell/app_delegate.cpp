@@ -69,7 +69,8 @@ AppDelegate::AppDelegate(Parts parts, QObject* parent)
       dockModel(std::make_unique<DockModel>(*workspace, *preferences, modelProviders())),
       integration(std::move(parts.integration)),
       windowSystem(std::move(parts.windowSystem)),
-      applied(AppliedPreferences::current(*preferences))
+      applied(AppliedPreferences::current(*preferences)),
+      hotKey(std::move(parts.hotKey))
 {
 }
 
@@ -151,6 +152,7 @@ void AppDelegate::applicationDidFinishLaunching()
 
     startWindowTimer();
     startTrash();
+    registerHotKey();
 
     signalSources = new SignalListener({SIGTERM, SIGINT}, [](int) { QCoreApplication::quit(); }, this);
 
@@ -165,6 +167,8 @@ void AppDelegate::applicationWillTerminate()
     terminated = true;
     if (windowTimer)
         windowTimer->stop();
+    if (hotKey)
+        hotKey->remove();
     if (trashMonitor)
         trashMonitor->stop();
     if (const auto error = integration->restore())

@@ -4,6 +4,7 @@
 #include "platform/desktop_appearance.h"
 #include "platform/dock_window_platform.h"
 #include "platform/file_trash.h"
+#include "platform/hot_key.h"
 #include "platform/trash_volumes.h"
 #include "platform/workspace.h"
 #include "shell/applied_preferences.h"
@@ -45,6 +46,7 @@ public:
         std::unique_ptr<DesktopAppearance> appearance;  // null: light, full motion
         std::unique_ptr<TrashVolumes> trashVolumes;     // null: the home Trash only
         std::unique_ptr<FileTrash> fileTrash;           // null: nothing can be moved to the Trash
+        std::unique_ptr<HotKey> hotKey;                 // null: no global shortcut
     };
 
     // The whole process in normal mode: single instance, launch, event loop, shutdown.
@@ -100,6 +102,7 @@ private:
     static std::unique_ptr<TrashOperations> makeTrashOperations(std::unique_ptr<FileTrash> fileTrash,
                                                                 const TrashVolumes* volumes);
     void startTrash();
+    void registerHotKey();
 
     std::unique_ptr<Workspace> workspace;
     DockPreferences* preferences;
@@ -125,6 +128,7 @@ private:
     bool terminated = false;
     std::vector<CallbackList<WorkspaceNotification>::Subscription> trashSubscriptions;
     CallbackList<>::Subscription volumeSubscription;
+    std::unique_ptr<HotKey> hotKey;
 };
 
 // The window poll's rule: a new list matters only when its identifiers differ, in order.

@@ -3,6 +3,7 @@
 #include "platform/x11/dash_to_dock_native_dock.h"
 #include "platform/x11/gio_file_trash.h"
 #include "platform/x11/gio_trash_volumes.h"
+#include "platform/x11/x11_hot_key.h"
 #include "platform/x11/desktop_appearance_linux.h"
 #include "platform/x11/icon_theme_setup.h"
 #include "platform/x11/x11_dock_window.h"
@@ -133,6 +134,7 @@ int main(int argc, char** argv)
         parts.windowSystem = wharf::X11DockWindow::create();
         parts.trashVolumes = std::make_unique<wharf::GioTrashVolumes>();
         parts.fileTrash = std::make_unique<wharf::GioFileTrash>();
+        parts.hotKey = wharf::X11HotKey::create();
         return parts;
     });
 }
