@@ -7,6 +7,7 @@
 #include "platform/x11/desktop_appearance_linux.h"
 #include "platform/x11/icon_theme_setup.h"
 #include "platform/x11/x11_dock_window.h"
+#include "platform/x11/x11_window_control.h"
 #include "platform/x11/x11_workspace.h"
 #include "settings/dock_preferences.h"
 #include "shell/app_delegate.h"
@@ -135,6 +136,7 @@ int main(int argc, char** argv)
         parts.trashVolumes = std::make_unique<wharf::GioTrashVolumes>();
         parts.fileTrash = std::make_unique<wharf::GioFileTrash>();
         parts.hotKey = wharf::X11HotKey::create();
+        parts.windowControl = std::make_unique<wharf::X11WindowControl>();
         return parts;
     });
 }

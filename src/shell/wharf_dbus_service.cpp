@@ -118,6 +118,11 @@ QString WharfDBusService::answerLater(const std::function<void(Source::Done)>& s
     return {};
 }
 
+bool WharfDBusService::Activate(const QString& id)
+{
+    return source.activate && source.activate(id);
+}
+
 void WharfDBusService::Quit()
 {
     // Let the reply go out before the event loop ends.

@@ -50,6 +50,7 @@ public:
         using Done = std::function<void(std::optional<Error>)>;
         std::function<void(Done done)> emptyTrash;
         std::function<void(const QStringList& paths, Done done)> recycle;
+        std::function<bool(const QString& id)> activate;
         std::function<void()> quit;
     };
 
@@ -73,6 +74,9 @@ public Q_SLOTS:
     Q_SCRIPTABLE QString EmptyTrash();
     // Moves the files to the Trash; answers the first failure, "" when none.
     Q_SCRIPTABLE QString MoveToTrash(const QStringList& paths);
+    // Does what a click on the tile `id` does (for now: restores a minimized window's tile,
+    // "window-<id>"); false when there is no such tile.
+    Q_SCRIPTABLE bool Activate(const QString& id);
     // Quits through the normal shutdown, which gives the desktop's dock back.
     Q_SCRIPTABLE void Quit();
 
