@@ -78,7 +78,10 @@ void TrashOperations::recycle(const QStringList& paths, Done done)
     run([trash, paths] {
         std::optional<Error> first;
         for (const QString& path : paths) {
-            const Status status = trash->moveToTrash(path);
+            // A relative path would name a file in Wharf's own working folder.
+            const Status status = QDir::isAbsolutePath(path)
+                ? trash->moveToTrash(path)
+                : Status(Error{path + QStringLiteral(": not an absolute path")});
             if (!status && !first)
                 first = status.error();
         }

@@ -25,7 +25,7 @@ public:
                     QObject* parent = nullptr);
     ~TrashOperations() override;
 
-    // Moves each path to its volume's Trash; a failure does not stop the rest.
+    // Moves each path (absolute) to its volume's Trash; a failure does not stop the rest.
     void recycle(const QStringList& paths, Done done);
     // Permanently erases the contents of every Trash directory.
     void emptyTrash(Done done);

@@ -107,6 +107,8 @@ TEST(TrashOperations, RecycleRunsOffTheMainThreadAndReportsTheFirstFailure)
     QStringList paths;
     for (int i = 0; i < 5000; ++i)
         paths << QStringLiteral("/files/%1%2").arg(i).arg(i == 10 || i == 20 ? QStringLiteral("busy") : QString());
+    // Never resolved against Wharf's own working folder.
+    paths.insert(0, QStringLiteral("relative/file"));
     std::optional<std::optional<Error>> answer;
     QThread* answeredOn = nullptr;
     operations.recycle(paths, [&](std::optional<Error> failure) {
@@ -118,7 +120,8 @@ TEST(TrashOperations, RecycleRunsOffTheMainThreadAndReportsTheFirstFailure)
 
     ASSERT_TRUE(answer);
     ASSERT_TRUE(*answer);
-    EXPECT_EQ((*answer)->message, QStringLiteral("/files/10busy: busy"));
+    EXPECT_EQ((*answer)->message, QStringLiteral("relative/file: not an absolute path"));
+    paths.removeFirst();
     EXPECT_EQ(recording->moved, paths) << "a failure does not stop the rest";
     EXPECT_FALSE(recording->threads.contains(QThread::currentThread()));
     EXPECT_EQ(answeredOn, QThread::currentThread());

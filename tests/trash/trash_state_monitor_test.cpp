@@ -128,21 +128,5 @@ TEST(TrashStateMonitor, UnreadableLocationsAreUnknownAndASourceChangeAloneIsNoCh
     EXPECT_TRUE(f.changes.empty());
 }
 
-TEST(TrashStateMonitor, NothingArrivesAfterStop)
-{
-    Fixture f;
-    TrashStateMonitor monitor(f.options());
-    f.observe(monitor);
-    monitor.start();
-    ASSERT_TRUE(waitFor([&] { return monitor.currentState() == TrashState::empty; }));
-    monitor.stop();
-    QDir().mkpath(f.files);
-    QFile(f.files + QStringLiteral("/late")).open(QIODevice::WriteOnly);
-    monitor.refresh();
-    settle(300);
-    EXPECT_EQ(monitor.currentState(), TrashState::empty);
-    EXPECT_EQ(f.changes.size(), 1u);
-}
-
 } // namespace
 } // namespace wharf
