@@ -33,6 +33,7 @@ set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 # Library packages come from the binary's own links (dpkg-shlibdeps); the rest are run-time needs
 # the linker cannot see: SVG icons, the icon themes and the tools the system-dock settings use.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "qt6-qpa-plugins, libqt6svg6, hicolor-icon-theme")
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "adwaita-icon-theme, desktop-file-utils")
 include(CPack)

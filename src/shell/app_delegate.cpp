@@ -6,6 +6,8 @@
 #include "platform/desktop_appearance.h"
 #include "platform/dock_window_platform.h"
 #include "settings/dock_preferences.h"
+#include "shell/login_item.h"
+#include "shell/settings_controller.h"
 #include "shell/signal_listener.h"
 #include "takeover/system_dock_integration.h"
 
@@ -63,16 +65,23 @@ AppDelegate::AppDelegate(Parts parts, QObject* parent)
       workspace(std::move(parts.workspace)),
       preferences(parts.preferences),
       appearance(std::move(parts.appearance)),
+      importer(std::move(parts.importer)),
       dockModel(std::make_unique<DockModel>(*workspace, *preferences, modelProviders())),
       integration(std::move(parts.integration)),
       windowSystem(std::move(parts.windowSystem)),
-      applied(AppliedPreferences::current(*preferences))
+      applied(AppliedPreferences::current(*preferences)),
+      systemDockSettingsCommand(std::move(parts.systemDockSettingsCommand)),
+      loginItem(parts.loginItem ? std::move(parts.loginItem) : std::make_unique<LoginItem>())
 {
 }
 
 DockModel::Providers AppDelegate::modelProviders() const
 {
     DockModel::Providers providers;
+    if (importer) {
+        const SystemPinsImporter* source = importer.get();
+        providers.systemPinsProvider = [source] { return source->systemPins(); };
+    }
     if (appearance) {
         // The Trash icon has light and dark variants; `automatic` follows the desktop.
         DesktopAppearance* desktop = appearance.get();
@@ -109,10 +118,15 @@ void AppDelegate::applicationDidFinishLaunching()
         for (auto& dock : self->dockControllers)
             dock->dockView().reload();
         self->updateWindowAvoidance();
+        if (self->settingsWindow)
+            self->settingsWindow->updateSizingControls();
     };
     preferences->onChange = [self] {
-        if (self)
-            self->preferencesChanged();
+        if (!self)
+            return;
+        self->preferencesChanged();
+        if (self->settingsWindow)
+            self->settingsWindow->updateSizingControls();
     };
     connect(qApp, &QGuiApplication::screenAdded, this, [this](QScreen* screen) {
         watchScreen(screen);
@@ -134,6 +148,8 @@ void AppDelegate::applicationDidFinishLaunching()
             self->relayoutDocks();
         };
     }
+
+    installMenus();
 
     if (preferences->replaceSystemDock() && !integration->isEnabled()) {
         if (const auto error = integration->enable()) {
@@ -382,6 +398,8 @@ int AppDelegate::run(QApplication& app, const std::function<Parts()>& makeParts)
     service.source.docks = [&delegate] { return delegate.dockSnapshots(); };
     service.source.framesRendered = [&delegate] { return delegate.framesRendered(); };
     service.source.focusDock = [&delegate] { delegate.focusDock(); };
+    service.source.showSettings = [&delegate] { delegate.showSettings(); };
+    service.source.showApplicationMenu = [&delegate] { delegate.showApplicationMenu(); };
     service.source.quit = [] { QCoreApplication::quit(); };
 
     QObject::connect(&app, &QCoreApplication::aboutToQuit, &delegate, &AppDelegate::applicationWillTerminate);

@@ -1,20 +1,26 @@
 #pragma once
 
 #include "model/dock_model.h"
+#include "model/system_pins_importer.h"
 #include "platform/desktop_appearance.h"
 #include "platform/dock_window_platform.h"
 #include "platform/workspace.h"
 #include "shell/applied_preferences.h"
+#include "shell/login_item.h"
 #include "windows/dock_avoidance_region.h"
 #include "shell/wharf_dbus_service.h"
 #include "takeover/system_dock_integration.h"
 #include "windows/dock_window.h"
 
 #include <QApplication>
+#include <QIcon>
+#include <QMenu>
 #include <QObject>
 #include <QPointer>
 #include <QSet>
 #include <QString>
+#include <QStringList>
+#include <QSystemTrayIcon>
 #include <QTimer>
 
 #include <functional>
@@ -25,7 +31,10 @@ namespace wharf {
 
 class DockPreferences;
 class DockWindowController;
+class KeyEquivalents;
+class SettingsController;
 class SignalListener;
+struct DockSizing;
 
 // Owns and wires every long-lived part of the running dock: the model, the takeover of the
 // desktop's own dock, the dock windows of every display, the window poll and the signals.
@@ -39,6 +48,9 @@ public:
         std::unique_ptr<SystemDockIntegration> integration;   // required
         std::unique_ptr<DockWindowSystem> windowSystem; // null: plain Qt windows
         std::unique_ptr<DesktopAppearance> appearance;  // null: light, full motion
+        std::unique_ptr<SystemPinsImporter> importer;   // null: the fallback pins only
+        QStringList systemDockSettingsCommand;          // empty: the native dock has no settings to open
+        std::unique_ptr<LoginItem> loginItem;           // null: the user's autostart folder
     };
 
     // The whole process in normal mode: single instance, launch, event loop, shutdown.
@@ -55,6 +67,17 @@ public:
     void integrationError(const QString& message);
     // Keyboard access to the dock under the pointer (the global shortcut's handler).
     void focusDock();
+
+    // Menus and settings (app_delegate_menus.cpp, app_delegate_settings.cpp).
+    void installMenus();
+    // The status item's menu; also shown over D-Bus and by the divider. The caller owns it.
+    QMenu* makeMenu(QWidget* parent = nullptr);
+    // The status item's menu at the pointer, for desktops without a tray.
+    void showApplicationMenu();
+    void showSettings();
+    void openSystemDockSettings();
+    SettingsController* settings() const { return settingsWindow.get(); }
+    static QIcon applicationIcon();
 
     DockModel& model() { return *dockModel; }
     const std::vector<std::unique_ptr<DockWindowController>>& docks() const { return dockControllers; }
@@ -85,10 +108,12 @@ private:
     void startWindowTimer();
     void scheduleRebuild();
     void watchScreen(QScreen* screen);
+    std::optional<DockSizing> firstDockSizing() const;
 
     std::unique_ptr<Workspace> workspace;
     DockPreferences* preferences;
     std::unique_ptr<DesktopAppearance> appearance;
+    std::unique_ptr<SystemPinsImporter> importer;
     std::unique_ptr<DockModel> dockModel;
     std::unique_ptr<SystemDockIntegration> integration;
     std::unique_ptr<DockWindowSystem> windowSystem;
@@ -104,6 +129,14 @@ private:
     bool rebuildPending = false;
     bool launched = false;
     bool terminated = false;
+
+    QStringList systemDockSettingsCommand;
+    std::unique_ptr<LoginItem> loginItem;
+    KeyEquivalents* keyEquivalents = nullptr;
+    std::unique_ptr<QMenu> statusMenu;
+    std::unique_ptr<QMenu> applicationMenu;
+    QSystemTrayIcon* statusItem = nullptr;
+    std::unique_ptr<SettingsController> settingsWindow;
 };
 
 // The window poll's rule: a new list matters only when its identifiers differ, in order.

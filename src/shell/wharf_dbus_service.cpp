@@ -82,6 +82,18 @@ void WharfDBusService::FocusDock()
         source.focusDock();
 }
 
+void WharfDBusService::ShowSettings()
+{
+    if (source.showSettings)
+        source.showSettings();
+}
+
+void WharfDBusService::ShowApplicationMenu()
+{
+    if (source.showApplicationMenu)
+        source.showApplicationMenu();
+}
+
 void WharfDBusService::Quit()
 {
     // Let the reply go out before the event loop ends.

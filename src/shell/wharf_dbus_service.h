@@ -42,6 +42,8 @@ public:
         std::function<std::vector<DockSnapshot>()> docks;
         std::function<quint64()> framesRendered;
         std::function<void()> focusDock;
+        std::function<void()> showSettings;
+        std::function<void()> showApplicationMenu;
         std::function<void()> quit;
     };
 
@@ -61,6 +63,10 @@ public Q_SLOTS:
     Q_SCRIPTABLE qulonglong FramesRendered() const;
     // Gives the dock under the pointer the keyboard, like the global shortcut.
     Q_SCRIPTABLE void FocusDock();
+    // Opens the settings window, or brings it to the front with freshly read values.
+    Q_SCRIPTABLE void ShowSettings();
+    // Shows the status item's menu at the pointer (for desktops without a tray).
+    Q_SCRIPTABLE void ShowApplicationMenu();
     // Quits through the normal shutdown, which gives the desktop's dock back.
     Q_SCRIPTABLE void Quit();
 };
