@@ -5,6 +5,7 @@
 #include "platform/x11/gio_desktop_entry_locator.h"
 #include "platform/x11/icon_theme_setup.h"
 #include "platform/x11/x11_dock_window.h"
+#include "platform/x11/x11_window_control.h"
 #include "platform/x11/x11_workspace.h"
 #include "settings/dock_preferences.h"
 #include "shell/app_delegate.h"
@@ -127,6 +128,7 @@ int main(int argc, char** argv)
         parts.systemDockSettingsCommand = nativeDock->settingsCommand();
         parts.importer = std::make_unique<wharf::SystemPinsImporter>(
             std::move(nativeDock), std::make_unique<wharf::GioDesktopEntryLocator>());
+        parts.windowControl = std::make_unique<wharf::X11WindowControl>();
         return parts;
     });
 }

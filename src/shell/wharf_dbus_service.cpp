@@ -94,6 +94,11 @@ void WharfDBusService::ShowApplicationMenu()
         source.showApplicationMenu();
 }
 
+bool WharfDBusService::Activate(const QString& id)
+{
+    return source.activate && source.activate(id);
+}
+
 void WharfDBusService::Quit()
 {
     // Let the reply go out before the event loop ends.

@@ -44,6 +44,7 @@ public:
         std::function<void()> focusDock;
         std::function<void()> showSettings;
         std::function<void()> showApplicationMenu;
+        std::function<bool(const QString& id)> activate;
         std::function<void()> quit;
     };
 
@@ -67,6 +68,9 @@ public Q_SLOTS:
     Q_SCRIPTABLE void ShowSettings();
     // Shows the status item's menu at the pointer (for desktops without a tray).
     Q_SCRIPTABLE void ShowApplicationMenu();
+    // Does what a click on the tile `id` does (for now: restores a minimized window's tile,
+    // "window-<id>"); false when there is no such tile.
+    Q_SCRIPTABLE bool Activate(const QString& id);
     // Quits through the normal shutdown, which gives the desktop's dock back.
     Q_SCRIPTABLE void Quit();
 };
