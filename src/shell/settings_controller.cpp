@@ -252,7 +252,7 @@ void SettingsController::updateLabels()
     const auto dock = context.dockSizing ? context.dockSizing() : std::nullopt;
     const double fraction = dock ? dock->actualWidthFraction : context.preferences->dockWidthFraction();
     sizeLabel->setText(tr("%1%").arg(std::lround(fraction * 100)));
-    magnifyLabel->setText(QString::asprintf("%.1f×", context.preferences->magnification()));
+    magnifyLabel->setText(tr("%1×").arg(context.preferences->magnification(), 0, 'f', 1));
 }
 
 void SettingsController::changeSize()

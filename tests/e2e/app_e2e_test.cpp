@@ -216,6 +216,14 @@ TEST(App, TrayIconOpensTheMenuAndDBusShowsTheSameMenu)
     keys(session, {QStringLiteral("Down"), QStringLiteral("Return")});
     EXPECT_FALSE(findWindow(session, settingsTitle).isEmpty()) << "the tray menu did not open the settings";
     session.run(QStringLiteral("wmctrl"), {QStringLiteral("-c"), QStringLiteral("Wharf Settings")});
+    ASSERT_TRUE(E2eSession::waitFor([&] { return findWindow(session, settingsTitle, 0).isEmpty(); }));
+
+    // Ctrl+, from a dock that has the keyboard.
+    ASSERT_EQ(callWharf(session, QStringLiteral("FocusDock")).type(), QDBusMessage::ReplyMessage);
+    QThread::msleep(300);
+    keys(session, {QStringLiteral("ctrl+comma")});
+    EXPECT_FALSE(findWindow(session, settingsTitle).isEmpty()) << "Ctrl+, did not open the settings";
+    session.run(QStringLiteral("wmctrl"), {QStringLiteral("-c"), QStringLiteral("Wharf Settings")});
 
     // Without a tray the same menu comes from D-Bus; its last entry quits.
     session.xdotool({QStringLiteral("mousemove"), QStringLiteral("400"), QStringLiteral("300")});
