@@ -61,20 +61,6 @@ TEST(LoginItem, WritesAndRemovesTheAutostartEntry)
     EXPECT_TRUE(login.setEnabled(false).ok()) << "removing an absent entry is not an error";
 }
 
-TEST(LoginItem, AnUnusableFolderFailsWithAMessageAndWritesNothing)
-{
-    QTemporaryDir dir;
-    const QString blocked = dir.filePath(QStringLiteral("autostart"));
-    QFile blocker(blocked);
-    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly)); // a file where the folder should be
-    blocker.close();
-    LoginItem login(blocked, QStringLiteral("/usr/bin/wharf"));
-    const Status status = login.setEnabled(true);
-    ASSERT_FALSE(status.ok());
-    EXPECT_TRUE(status.error().message.contains(blocked)) << status.error().message.toStdString();
-    EXPECT_FALSE(login.isEnabled());
-}
-
 class SettingsControllerTest : public ::testing::Test {
 protected:
     QTemporaryDir dir;
@@ -91,7 +77,9 @@ protected:
         context.integration = &integration;
         context.loginItem = &login;
         auto window = std::make_unique<SettingsController>(context);
-        window->presentError = [this](const QString& text, const QString&) { errors.push_back(text); };
+        window->presentError = [this](const QString& text, const QString& informative) {
+            errors.push_back(text + QLatin1Char('\n') + informative);
+        };
         return window;
     }
 };
@@ -136,6 +124,7 @@ TEST_F(SettingsControllerTest, AFailedLoginChangeRevertsTheBoxAndShowsTheError)
     window->loginButton->click();
     EXPECT_FALSE(window->loginButton->isChecked());
     ASSERT_EQ(errors.size(), 1u);
+    EXPECT_TRUE(errors.front().contains(blocker.fileName())) << "the message names the folder";
     EXPECT_EQ(changes, 0) << "a login change is not a dock setting";
 
     ASSERT_TRUE(QFile::remove(blocker.fileName()));
