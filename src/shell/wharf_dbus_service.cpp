@@ -118,6 +118,18 @@ QString WharfDBusService::answerLater(const std::function<void(Source::Done)>& s
     return {};
 }
 
+void WharfDBusService::ShowSettings()
+{
+    if (source.showSettings)
+        source.showSettings();
+}
+
+void WharfDBusService::ShowApplicationMenu()
+{
+    if (source.showApplicationMenu)
+        source.showApplicationMenu();
+}
+
 bool WharfDBusService::Activate(const QString& id)
 {
     return source.activate && source.activate(id);

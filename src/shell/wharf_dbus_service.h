@@ -50,6 +50,8 @@ public:
         using Done = std::function<void(std::optional<Error>)>;
         std::function<void(Done done)> emptyTrash;
         std::function<void(const QStringList& paths, Done done)> recycle;
+        std::function<void()> showSettings;
+        std::function<void()> showApplicationMenu;
         std::function<bool(const QString& id)> activate;
         std::function<void()> quit;
     };
@@ -74,6 +76,10 @@ public Q_SLOTS:
     Q_SCRIPTABLE QString EmptyTrash();
     // Moves the files to the Trash; answers the first failure, "" when none.
     Q_SCRIPTABLE QString MoveToTrash(const QStringList& paths);
+    // Opens the settings window, or brings it to the front with freshly read values.
+    Q_SCRIPTABLE void ShowSettings();
+    // Shows the status item's menu at the pointer (for desktops without a tray).
+    Q_SCRIPTABLE void ShowApplicationMenu();
     // Does what a click on the tile `id` does (for now: restores a minimized window's tile,
     // "window-<id>"); false when there is no such tile.
     Q_SCRIPTABLE bool Activate(const QString& id);
