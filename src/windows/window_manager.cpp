@@ -21,7 +21,11 @@ WindowManager::WindowManager(WindowControl& control, QObject* parent) : QObject(
 
 WindowManager::~WindowManager()
 {
-    worker.reset(); // lets a running scan finish with its reader
+    // The scan reader's connection belongs to the worker's thread: it goes there, after any
+    // running scan, and the thread is joined.
+    if (worker)
+        worker->post([reader = std::move(scanReader)]() mutable { reader.reset(); });
+    worker.reset();
 }
 
 std::vector<DockWindow> WindowManager::readWindows(const std::vector<ClientWindow>& windows,
