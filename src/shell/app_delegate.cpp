@@ -323,6 +323,8 @@ int AppDelegate::run(QApplication& app, const std::function<Parts()>& makeParts)
     service.source.framesRendered = [&delegate] { return delegate.framesRendered(); };
     service.source.focusDock = [&delegate] { delegate.focusDock(); };
     service.source.activate = [&delegate](const QString& id) { return delegate.activateEntry(id); };
+    service.source.windows = [&delegate](const QString& id) { return delegate.windowsOfItem(id); };
+    service.source.minimize = [&delegate](const QString& id) { return delegate.minimizeEntry(id); };
     service.source.quit = [] { QCoreApplication::quit(); };
 
     QObject::connect(&app, &QCoreApplication::aboutToQuit, &delegate, &AppDelegate::applicationWillTerminate);

@@ -4,6 +4,7 @@
 
 #include <QDBusInterface>
 #include <QDBusReply>
+#include <QMap>
 
 #include <gtest/gtest.h>
 
@@ -40,12 +41,37 @@ QStringList windowTiles(DockClient& client)
     return tiles;
 }
 
+QDBusMessage call(E2eSession& session, const QString& method, const QString& id)
+{
+    return QDBusInterface(QStringLiteral("com.tamberly.Wharf"), QStringLiteral("/com/tamberly/Wharf"),
+                          QStringLiteral("com.tamberly.Wharf"), session.bus())
+        .call(method, id);
+}
+
 bool activate(E2eSession& session, const QString& id)
 {
-    const QDBusReply<bool> reply = QDBusInterface(QStringLiteral("com.tamberly.Wharf"), QStringLiteral("/com/tamberly/Wharf"),
-                                                  QStringLiteral("com.tamberly.Wharf"), session.bus())
-                                       .call(QStringLiteral("Activate"), id);
+    const QDBusReply<bool> reply = call(session, QStringLiteral("Activate"), id);
     return reply.isValid() && reply.value();
+}
+
+// The windows Wharf lists for the item running as `pid` (its context menu's list): id -> minimized.
+QMap<QString, bool> windowsOfItemWithPid(E2eSession& session, DockClient& client, qint64 pid)
+{
+    QMap<QString, bool> out;
+    for (const QJsonValue& item : client.items()) {
+        if (item.toObject()[QStringLiteral("pid")].toInteger() != pid)
+            continue;
+        const QDBusReply<QString> reply = call(session, QStringLiteral("Windows"), item.toObject()[QStringLiteral("id")].toString());
+        for (const QJsonValue& w : QJsonDocument::fromJson(reply.value().toUtf8()).array())
+            out.insert(w.toObject()[QStringLiteral("id")].toString(), w.toObject()[QStringLiteral("minimized")].toBool());
+    }
+    return out;
+}
+
+qint64 windowPid(E2eSession& session, quint32 window)
+{
+    return session.xprop({QStringLiteral("-id"), QString::number(window), QStringLiteral("_NET_WM_PID")})
+        .section(QLatin1Char('='), 1).trimmed().toLongLong();
 }
 
 TEST(WindowControl, MinimizedWindowsBecomeTilesAndActivatingOneRestoresIt)
@@ -65,18 +91,38 @@ TEST(WindowControl, MinimizedWindowsBecomeTilesAndActivatingOneRestoresIt)
     ASSERT_TRUE(dock);
     EXPECT_TRUE(windowTiles(client).isEmpty()) << "nothing is minimized yet";
 
-    // Each minimized window gets its own tile, after the items and before the Trash.
-    session.xdotool({QStringLiteral("windowminimize"), QString::number(xterms[0])});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return windowTiles(client) == QStringList{tileID(xterms[0])}; }))
+    // The xterms form one application, which reports the process of one of them; its window list (for
+    // the context menu) shows that process's window, not minimized.
+    qint64 appPid = 0;
+    ASSERT_TRUE(E2eSession::waitFor([&] {
+        for (const QJsonValue& item : client.items()) {
+            for (quint32 w : xterms) {
+                if (item.toObject()[QStringLiteral("pid")].toInteger() == windowPid(session, w))
+                    appPid = windowPid(session, w);
+            }
+        }
+        return appPid != 0;
+    }));
+    const quint32 first = windowPid(session, xterms[0]) == appPid ? xterms[0] : xterms[1];
+    const quint32 second = first == xterms[0] ? xterms[1] : xterms[0];
+    ASSERT_TRUE(E2eSession::waitFor([&] { return windowsOfItemWithPid(session, client, appPid).contains(tileID(first)); }));
+    EXPECT_FALSE(windowsOfItemWithPid(session, client, appPid).value(tileID(first)));
+
+    // Minimizing it through Wharf gives it a tile, after the items and before the Trash; so does a
+    // window minimized by anyone else.
+    EXPECT_TRUE(QDBusReply<bool>(call(session, QStringLiteral("Minimize"), tileID(first))).value());
+    ASSERT_TRUE(E2eSession::waitFor([&] { return windowTiles(client) == QStringList{tileID(first)}; }))
         << client.docks().front().ids.join(QLatin1Char(' ')).toStdString();
-    session.xdotool({QStringLiteral("windowminimize"), QString::number(xterms[1])});
+    EXPECT_TRUE(windowsOfItemWithPid(session, client, appPid).value(tileID(first))) << "listed as minimized now";
+    session.xdotool({QStringLiteral("windowminimize"), QString::number(second)});
+    // Tiles follow the window manager's client list.
     ASSERT_TRUE(E2eSession::waitFor([&] {
         return windowTiles(client) == QStringList{tileID(xterms[0]), tileID(xterms[1])};
     })) << client.docks().front().ids.join(QLatin1Char(' ')).toStdString();
     const QStringList ids = client.docks().front().ids;
     EXPECT_EQ(ids.indexOf(tileID(xterms[1])), ids.size() - 2);
     for (const auto& other : client.docks())
-        EXPECT_TRUE(other.ids.contains(tileID(xterms[0]))) << "every dock shows the tile";
+        EXPECT_TRUE(other.ids.contains(tileID(first))) << "every dock shows the tile";
 
     // Activating a tile restores that one window and makes it active; its tile goes away.
     EXPECT_TRUE(activate(session, tileID(xterms[0])));
@@ -86,6 +132,7 @@ TEST(WindowControl, MinimizedWindowsBecomeTilesAndActivatingOneRestoresIt)
 
     EXPECT_FALSE(activate(session, tileID(xterms[0]))) << "a restored window has no tile to activate";
     EXPECT_FALSE(activate(session, QStringLiteral("window-nonsense")));
+    EXPECT_FALSE(QDBusReply<bool>(call(session, QStringLiteral("Minimize"), QStringLiteral("window-1"))).value());
     EXPECT_EQ(wharf->state(), QProcess::Running);
 }
 
