@@ -4,6 +4,8 @@
 
 #include <QDBusInterface>
 #include <QDBusReply>
+#include <QColor>
+#include <QImage>
 #include <QMap>
 
 #include <gtest/gtest.h>
@@ -134,6 +136,48 @@ TEST(WindowControl, MinimizedWindowsBecomeTilesAndActivatingOneRestoresIt)
     EXPECT_FALSE(activate(session, QStringLiteral("window-nonsense")));
     EXPECT_FALSE(QDBusReply<bool>(call(session, QStringLiteral("Minimize"), QStringLiteral("window-1"))).value());
     EXPECT_EQ(wharf->state(), QProcess::Running);
+}
+
+TEST(WindowControl, AWindowOfAProcessTheDockHasNoIconForShowsItsOwnIcon)
+{
+    E2eSession session;
+    WHARF_REQUIRE_SESSION(session);
+    // Two processes of one program (one class) form one application, which reports one of them.
+    for (const char* x : {"100", "500"})
+        session.start(QStringLiteral(BAND_CLIENT), {QLatin1String(x), QStringLiteral("100"), QStringLiteral("200"),
+                                                    QStringLiteral("150"), QStringLiteral("--red-icon")});
+    ASSERT_TRUE(E2eSession::waitFor([&] { return session.clientWindows(QStringLiteral("bandclient")).size() == 2; }));
+    const std::vector<quint32> clients = session.clientWindows(QStringLiteral("bandclient"));
+    QProcess* wharf = session.startWharf();
+    ASSERT_NE(wharf, nullptr);
+    DockClient client(session);
+    ASSERT_TRUE(client.settledDock());
+    quint32 other = 0;
+    ASSERT_TRUE(E2eSession::waitFor([&] {
+        for (const QJsonValue& item : client.items()) {
+            const qint64 pid = item.toObject()[QStringLiteral("pid")].toInteger();
+            if (pid == windowPid(session, clients[0]))
+                other = clients[1];
+            else if (pid == windowPid(session, clients[1]))
+                other = clients[0];
+        }
+        return other != 0;
+    }));
+
+    session.xdotool({QStringLiteral("windowminimize"), QString::number(other)});
+    ASSERT_TRUE(E2eSession::waitFor([&] { return windowTiles(client) == QStringList{tileID(other)}; }));
+    const auto dock = client.settledDock();
+    ASSERT_TRUE(dock);
+    const QRectF tile = dock->tiles[dock->ids.indexOf(tileID(other))];
+    const QImage shot = session.screenshot();
+    int red = 0, total = 0;
+    for (int y = int(tile.center().y()) - 6; y <= int(tile.center().y()) + 6; ++y) {
+        for (int x = int(tile.center().x()) - 6; x <= int(tile.center().x()) + 6; ++x, ++total) {
+            const QColor c = shot.pixelColor(x, y);
+            red += c.red() > 200 && c.green() < 60 && c.blue() < 60;
+        }
+    }
+    EXPECT_GT(red, total / 2) << "the tile shows the window's red icon, not a generic one";
 }
 
 } // namespace

@@ -1,9 +1,10 @@
 // A small X client for the window-avoidance tests: maps one window at a requested place, optionally
-// typed as a dialog, and with --snap-back puts itself back wherever anyone moves it, printing
+// typed as a dialog or with a red icon, and with --snap-back puts itself back wherever anyone moves it, printing
 // "moved" each time.
 #include <xcb/xcb.h>
 #include <xcb/xcb_icccm.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -25,15 +26,16 @@ xcb_atom_t atom(xcb_connection_t* c, const char* name)
 int main(int argc, char** argv)
 {
     if (argc < 5) {
-        std::fprintf(stderr, "usage: band_client X Y WIDTH HEIGHT [--dialog] [--snap-back]\n");
+        std::fprintf(stderr, "usage: band_client X Y WIDTH HEIGHT [--dialog] [--snap-back] [--red-icon]\n");
         return 2;
     }
     const int x = std::atoi(argv[1]), y = std::atoi(argv[2]);
     const int width = std::atoi(argv[3]), height = std::atoi(argv[4]);
-    bool dialog = false, snapBack = false;
+    bool dialog = false, snapBack = false, icon = false;
     for (int i = 5; i < argc; ++i) {
         dialog |= std::string(argv[i]) == "--dialog";
         snapBack |= std::string(argv[i]) == "--snap-back";
+        icon |= std::string(argv[i]) == "--red-icon";
     }
     xcb_connection_t* c = xcb_connect(nullptr, nullptr);
     if (xcb_connection_has_error(c))
@@ -51,6 +53,14 @@ int main(int argc, char** argv)
     xcb_change_property(c, XCB_PROP_MODE_REPLACE, window, atom(c, "_NET_WM_PID"), XCB_ATOM_CARDINAL, 32, 1, &pid);
     const xcb_atom_t type = atom(c, dialog ? "_NET_WM_WINDOW_TYPE_DIALOG" : "_NET_WM_WINDOW_TYPE_NORMAL");
     xcb_change_property(c, XCB_PROP_MODE_REPLACE, window, atom(c, "_NET_WM_WINDOW_TYPE"), XCB_ATOM_ATOM, 32, 1, &type);
+    if (icon) {
+        // A 16x16 opaque red _NET_WM_ICON.
+        uint32_t pixels[2 + 16 * 16];
+        pixels[0] = pixels[1] = 16;
+        std::fill(pixels + 2, pixels + 2 + 16 * 16, 0xffff0000u);
+        xcb_change_property(c, XCB_PROP_MODE_REPLACE, window, atom(c, "_NET_WM_ICON"), XCB_ATOM_CARDINAL, 32,
+                            2 + 16 * 16, pixels);
+    }
     xcb_size_hints_t hints{};
     xcb_icccm_size_hints_set_position(&hints, 1, x, y);
     xcb_icccm_size_hints_set_size(&hints, 1, width, height);
