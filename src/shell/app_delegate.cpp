@@ -132,6 +132,8 @@ int AppDelegate::run(QApplication& app, const std::function<Parts()>& makeParts)
     service.source.showSettings = [&delegate] { delegate.showSettings(); };
     service.source.showApplicationMenu = [&delegate] { delegate.showApplicationMenu(); };
     service.source.activate = [&delegate](const QString& id) { return delegate.activateEntry(id); };
+    service.source.windows = [&delegate](const QString& id) { return delegate.windowsOfItem(id); };
+    service.source.minimize = [&delegate](const QString& id) { return delegate.minimizeEntry(id); };
     service.source.quit = [] { QCoreApplication::quit(); };
 
     QObject::connect(&app, &QCoreApplication::aboutToQuit, &delegate, &AppDelegate::applicationWillTerminate);

@@ -117,6 +117,10 @@ public:
     const std::vector<DockWindow>& minimizedWindows() const { return minimized; }
     // What a click on the tile `id` does; false when no such tile can be activated.
     bool activateEntry(const QString& id);
+    // The windows of item `id`'s running application, minimized or not (its context menu's list).
+    std::vector<DockWindow> windowsOfItem(const QString& id) const;
+    // Minimizes the window "window-<id>" of a running application; false when none has it.
+    bool minimizeEntry(const QString& id);
     WindowManager* windows() const { return windowManager.get(); }
 
     // Frames drawn by all dock views since launch (diagnostics and benchmarks).

@@ -158,4 +158,34 @@ bool AppDelegate::activateEntry(const QString& id)
     return true;
 }
 
+std::vector<DockWindow> AppDelegate::windowsOfItem(const QString& id) const
+{
+    if (!windowManager)
+        return {};
+    for (const DockItem& item : dockModel->items()) {
+        const auto& app = item.runningApplication;
+        if (item.id == id && app && !app->isTerminated)
+            return windowManager->windows(app->processIdentifier, app->localizedName);
+    }
+    return {};
+}
+
+bool AppDelegate::minimizeEntry(const QString& id)
+{
+    const QString prefix = QStringLiteral("window-");
+    bool ok = false;
+    const std::uint32_t windowID = id.startsWith(prefix) ? id.mid(prefix.size()).toUInt(&ok) : 0;
+    if (!windowManager || !ok)
+        return false;
+    for (const DockItem& item : dockModel->items()) {
+        for (const DockWindow& window : windowsOfItem(item.id)) {
+            if (window.id == windowID) {
+                windowManager->minimize(window);
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
 } // namespace wharf
