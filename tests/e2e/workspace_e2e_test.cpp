@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <xcb/xcb.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 using wharf::e2e::E2eOptions;
@@ -119,56 +120,21 @@ TEST(WorkspaceE2e, FileManagerFirstAndXtermRunningUnderItsEntry)
     EXPECT_TRUE(xterm.value("badge").isNull());
 }
 
-TEST(WorkspaceE2e, ActiveHiddenAndGoneFollowTheWindows)
-{
-    E2eSession session;
-    WHARF_REQUIRE_SESSION(session);
-    const QString terminal = canonical(session.writeDesktopEntry("test-terminal.desktop", terminalEntry));
-    QProcess* xterm = session.start("xterm", {"-geometry", "40x10+50+50"});
-    ASSERT_TRUE(session.waitForClientWindow("XTerm"));
-    // Another program that takes focus: a renamed copy of xterm with a class of its own.
-    const QString other = session.root() + "/otherterm";
-    ASSERT_TRUE(QFile::copy("/usr/bin/xterm", other));
-    session.start(other, {"-name", "otherterm", "-class", "OtherTerm", "-geometry", "40x10+400+50"});
-    ASSERT_TRUE(session.waitForClientWindow("OtherTerm"));
-    const auto windows = session.clientWindows("\"XTerm\"");
-    ASSERT_EQ(windows.size(), 1u);
-    const QString xtermWindow = QString::number(windows.front());
-
-    session.xdotool({"windowactivate", "--sync", QString::number(session.clientWindows("OtherTerm").front())});
-    Listing listing = waitForListing(session, [&](const Listing& l) {
-        return !item(l, terminal).isEmpty() && !item(l, terminal).value("active").toBool();
-    });
-    EXPECT_FALSE(item(listing, terminal).value("active").toBool()) << ids(listing).join(' ').toStdString();
-
-    session.xdotool({"windowactivate", "--sync", xtermWindow});
-    listing = waitForListing(session, [&](const Listing& l) { return item(l, terminal).value("active").toBool(); });
-    EXPECT_TRUE(item(listing, terminal).value("active").toBool());
-    EXPECT_FALSE(item(listing, terminal).value("hidden").toBool());
-
-    session.xdotool({"windowminimize", "--sync", xtermWindow});
-    listing = waitForListing(session, [&](const Listing& l) { return item(l, terminal).value("hidden").toBool(); });
-    EXPECT_TRUE(item(listing, terminal).value("hidden").toBool());
-
-    E2eSession::stop(xterm);
-    listing = waitForListing(session, [&](const Listing& l) { return item(l, terminal).isEmpty(); });
-    EXPECT_TRUE(item(listing, terminal).isEmpty()) << ids(listing).join(' ').toStdString();
-    EXPECT_TRUE(ids(listing).contains(other)) << ids(listing).join(' ').toStdString();
-}
-
 TEST(WorkspaceE2e, RelaunchedApplicationMovesBehindTheOthers)
 {
     E2eSession session;
     WHARF_REQUIRE_SESSION(session);
     const QString a = canonical(session.writeDesktopEntry("app-a.desktop", terminalEntry));
     const QString b = canonical("/usr/bin/xclock");
-    const QString c = canonical("/usr/bin/xeyes");
+    // A renamed copy of xterm with a class of its own.
+    const QString c = session.root() + "/otherterm";
+    ASSERT_TRUE(QFile::copy("/usr/bin/xterm", c));
     session.start("xterm", {"-geometry", "40x10+50+50"});
     ASSERT_TRUE(session.waitForClientWindow("xterm"));
     QProcess* clock = session.start("xclock");
     ASSERT_TRUE(session.waitForClientWindow("xclock"));
-    session.start("xeyes");
-    ASSERT_TRUE(session.waitForClientWindow("xeyes"));
+    session.start(c, {"-name", "otherterm", "-class", "OtherTerm", "-geometry", "40x10+400+50"});
+    ASSERT_TRUE(session.waitForClientWindow("OtherTerm"));
 
     auto order = [&](const Listing& l) {
         QStringList running;
@@ -188,6 +154,93 @@ TEST(WorkspaceE2e, RelaunchedApplicationMovesBehindTheOthers)
     session.start("xclock");
     listing = waitForListing(session, [&](const Listing& l) { return order(l).size() == 3; });
     EXPECT_EQ(order(listing), (QStringList{a, c, b}));
+}
+
+// A bare X client in Python, no toolkit: one window with the WM_CLASS given as its argument.
+const char* pythonClient = R"py(#!/usr/bin/python3
+import ctypes, os, sys, time
+
+class Cookie(ctypes.Structure):
+    _fields_ = [("sequence", ctypes.c_uint)]
+
+class ScreenIterator(ctypes.Structure):
+    _fields_ = [("data", ctypes.c_void_p), ("rem", ctypes.c_int), ("index", ctypes.c_int)]
+
+xcb = ctypes.CDLL("libxcb.so.1")
+xcb.xcb_connect.restype = ctypes.c_void_p
+xcb.xcb_connect.argtypes = [ctypes.c_char_p, ctypes.c_void_p]
+xcb.xcb_get_setup.restype = ctypes.c_void_p
+xcb.xcb_get_setup.argtypes = [ctypes.c_void_p]
+xcb.xcb_setup_roots_iterator.restype = ScreenIterator
+xcb.xcb_setup_roots_iterator.argtypes = [ctypes.c_void_p]
+xcb.xcb_generate_id.restype = ctypes.c_uint32
+xcb.xcb_generate_id.argtypes = [ctypes.c_void_p]
+xcb.xcb_create_window.argtypes = [ctypes.c_void_p, ctypes.c_uint8, ctypes.c_uint32, ctypes.c_uint32, ctypes.c_int16,
+                                  ctypes.c_int16, ctypes.c_uint16, ctypes.c_uint16, ctypes.c_uint16, ctypes.c_uint16,
+                                  ctypes.c_uint32, ctypes.c_uint32, ctypes.c_void_p]
+xcb.xcb_intern_atom.restype = Cookie
+xcb.xcb_intern_atom.argtypes = [ctypes.c_void_p, ctypes.c_uint8, ctypes.c_uint16, ctypes.c_char_p]
+xcb.xcb_intern_atom_reply.restype = ctypes.c_void_p
+xcb.xcb_intern_atom_reply.argtypes = [ctypes.c_void_p, Cookie, ctypes.c_void_p]
+xcb.xcb_change_property.argtypes = [ctypes.c_void_p, ctypes.c_uint8, ctypes.c_uint32, ctypes.c_uint32,
+                                    ctypes.c_uint32, ctypes.c_uint8, ctypes.c_uint32, ctypes.c_void_p]
+xcb.xcb_map_window.argtypes = [ctypes.c_void_p, ctypes.c_uint32]
+xcb.xcb_flush.argtypes = [ctypes.c_void_p]
+
+connection = xcb.xcb_connect(None, None)
+root = ctypes.c_uint32.from_address(xcb.xcb_setup_roots_iterator(xcb.xcb_get_setup(connection)).data).value
+window = xcb.xcb_generate_id(connection)
+xcb.xcb_create_window(connection, 0, window, root, 0, 0, 120, 80, 0, 1, 0, 0, None)
+reply = xcb.xcb_intern_atom_reply(connection, xcb.xcb_intern_atom(connection, 0, 11, b"_NET_WM_PID"), None)
+pid_atom = ctypes.c_uint32.from_address(reply + 8).value
+wm_class = sys.argv[1].lower().encode() + b"\0" + sys.argv[1].encode() + b"\0"
+WM_CLASS, STRING, CARDINAL = 67, 31, 6
+xcb.xcb_change_property(connection, 0, window, WM_CLASS, STRING, 8, len(wm_class), wm_class)
+pid = ctypes.c_uint32(os.getpid())
+xcb.xcb_change_property(connection, 0, window, pid_atom, CARDINAL, 32, 1, ctypes.byref(pid))
+xcb.xcb_map_window(connection, window)
+xcb.xcb_flush(connection)
+time.sleep(3600)
+)py";
+
+TEST(WorkspaceE2e, InterpretedProgramsAreTheirOwnTilesAndUnknownPidsAreNull)
+{
+    E2eSession session;
+    WHARF_REQUIRE_SESSION(session);
+    const QString client = session.writeScript("tool.py", pythonClient);
+    const QStringList classes{"ToolA", "ToolB", "ToolC"};
+    for (const QString& wmClass : classes)
+        session.start(client, {wmClass});
+    // xeyes names no _NET_WM_PID.
+    session.start("xeyes", {"-geometry", "60x60+300+300"});
+    for (const QString& wmClass : classes)
+        ASSERT_TRUE(session.waitForClientWindow(wmClass)) << wmClass.toStdString();
+    ASSERT_TRUE(session.waitForClientWindow("xeyes"));
+
+    auto titled = [](const Listing& l, const QString& title) {
+        for (const QJsonObject& object : l.items) {
+            if (object.value("title").toString() == title)
+                return object;
+        }
+        return QJsonObject();
+    };
+    const Listing listing = waitForListing(session, [&](const Listing& l) {
+        return std::all_of(classes.begin(), classes.end(), [&](const QString& c) { return !titled(l, c).isEmpty(); })
+            && !titled(l, "XEyes").isEmpty();
+    });
+    ASSERT_TRUE(listing.problem.isEmpty()) << listing.problem.toStdString();
+    QStringList toolIds;
+    for (const QString& wmClass : classes) {
+        const QJsonObject tool = titled(listing, wmClass);
+        ASSERT_FALSE(tool.isEmpty()) << wmClass.toStdString() << ": " << ids(listing).join(' ').toStdString();
+        EXPECT_GT(tool.value("pid").toInt(), 0);
+        toolIds << tool.value("id").toString();
+    }
+    toolIds.removeDuplicates();
+    EXPECT_EQ(toolIds.size(), 3) << toolIds.join(' ').toStdString();
+    const QJsonObject eyes = titled(listing, "XEyes");
+    EXPECT_TRUE(eyes.value("pid").isNull()) << QJsonDocument(eyes).toJson().toStdString();
+    EXPECT_EQ(eyes.value("id").toString(), canonical("/usr/bin/xeyes"));
 }
 
 TEST(WorkspaceE2e, BadEntriesAndBareWindowsDoNotSpoilTheList)
@@ -226,22 +279,27 @@ TEST(WorkspaceE2e, BadEntriesAndBareWindowsDoNotSpoilTheList)
     xcb_disconnect(connection);
 }
 
-TEST(WorkspaceE2e, WindowManagerRestartKeepsTheRunningSet)
+TEST(WorkspaceE2e, WindowManagerRestartKeepsTheRunningSetAndItsOrder)
 {
     E2eSession session;
     WHARF_REQUIRE_SESSION(session);
     const QString terminal = canonical(session.writeDesktopEntry("test-terminal.desktop", terminalEntry));
+    const QString clock = canonical("/usr/bin/xclock");
     session.start("xterm", {"-geometry", "40x10+50+50"});
     ASSERT_TRUE(session.waitForClientWindow("xterm"));
-    ASSERT_FALSE(waitForListing(session, [&](const Listing& l) { return !item(l, terminal).isEmpty(); })
-                     .items.empty());
+    session.start("xclock");
+    ASSERT_TRUE(session.waitForClientWindow("xclock"));
+    auto both = [&](const Listing& l) { return !item(l, terminal).isEmpty() && !item(l, clock).isEmpty(); };
+    const Listing before = waitForListing(session, both);
+    ASSERT_TRUE(both(before)) << ids(before).join(' ').toStdString();
 
     const auto restart = session.run("openbox", {"--restart"});
     EXPECT_EQ(restart.exitCode, 0) << restart.err.toStdString();
     ASSERT_TRUE(E2eSession::waitFor(
         [&] { return session.xprop({"-root", "_NET_SUPPORTING_WM_CHECK"}).contains("window id"); }));
-    const Listing listing = waitForListing(session, [&](const Listing& l) { return !item(l, terminal).isEmpty(); });
-    EXPECT_FALSE(item(listing, terminal).isEmpty()) << listing.problem.toStdString();
+    const Listing after = waitForListing(session, both);
+    // Each listing is a fresh Wharf: the order comes from the programs' ages, not the window manager's list.
+    EXPECT_EQ(ids(after), ids(before)) << after.problem.toStdString();
 }
 
 TEST(WorkspaceE2e, UnreachableDisplayFailsWithAClearMessage)
