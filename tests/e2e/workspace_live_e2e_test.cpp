@@ -106,6 +106,8 @@ protected:
         recorder = session->writeDesktopEntry(
             "recorder.desktop", "[Desktop Entry]\nType=Application\nName=Recorder\nExec=" + recorderScript
                                     + " %U\nMimeType=inode/directory;text/plain;\nStartupNotify=true\n");
+        session->writeDesktopEntry("other-files.desktop", "[Desktop Entry]\nType=Application\nName=Other Files\n"
+                                                          "Exec=true %U\nMimeType=inode/directory;\n");
         session->setDefaultApplication("inode/directory", "recorder.desktop");
         session->setDefaultApplication("text/plain", "recorder.desktop");
         session->setDefaultApplication("x-scheme-handler/https", "recorder.desktop");
@@ -213,6 +215,17 @@ TEST_F(LiveWorkspace, LocationsAndFilesOpenWithTheirApplications)
     const wharf::Status missing = workspace->openLocation(session->home() + "/missing.nothing");
     ASSERT_FALSE(missing.ok());
     EXPECT_TRUE(missing.error().message.contains("missing.nothing")) << missing.error().message.toStdString();
+}
+
+TEST_F(LiveWorkspace, ANewDefaultFileManagerIsSeenOnceTheDesktopSaysSo)
+{
+    ASSERT_EQ(workspace->fileManagerLocation(), recorder);
+    const QString other = session->dataHome() + "/applications/other-files.desktop";
+    session->setDefaultApplication("inode/directory", "other-files.desktop");
+    EXPECT_TRUE(waitFor([&] { return workspace->fileManagerLocation() == other; }))
+        << workspace->fileManagerLocation().value_or("none").toStdString();
+    session->setDefaultApplication("inode/directory", "recorder.desktop");
+    EXPECT_TRUE(waitFor([&] { return workspace->fileManagerLocation() == recorder; }));
 }
 
 TEST_F(LiveWorkspace, DBusActivatableEntryIsStartedByTheBus)
