@@ -205,11 +205,12 @@ void X11Workspace::rebuildApplications()
         }
     }
     if (!iconWindows.empty()) {
-        // Pixmaps need a GUI application; without one a theme icon stands in.
+        // Pixmaps need a GUI application; without one (--list-items) a theme icon stands in, unread.
         const bool gui = qobject_cast<QGuiApplication*>(QCoreApplication::instance()) != nullptr;
-        const std::vector<QImage> images = iconReader_->read(iconWindows, iconSide);
+        const std::vector<QImage> images = gui ? iconReader_->read(iconWindows, iconSide)
+                                               : std::vector<QImage>(iconWindows.size());
         for (size_t i = 0; i < images.size(); ++i) {
-            appIcons_.insert(iconKeys[i], gui && !images[i].isNull()
+            appIcons_.insert(iconKeys[i], !images[i].isNull()
                                               ? QIcon(QPixmap::fromImage(images[i]))
                                               : QIcon::fromTheme(QStringLiteral("application-x-executable")));
         }
