@@ -1,19 +1,15 @@
 // `wharf --list-items` against a real private desktop: Xvfb, openbox, a session bus and real X clients.
 #include "e2e_session.h"
 
-#include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QThread>
 
 #include <gtest/gtest.h>
-#include <xcb/xcb.h>
 
 #include <algorithm>
-#include <cstdlib>
 
-using wharf::e2e::E2eOptions;
 using wharf::e2e::E2eSession;
 
 namespace {
@@ -44,16 +40,6 @@ Listing listItems(E2eSession& session)
         listing.items.push_back(document.object());
     }
     return listing;
-}
-
-// The listed item whose id is `id`, or an empty object.
-QJsonObject item(const Listing& listing, const QString& id)
-{
-    for (const QJsonObject& object : listing.items) {
-        if (object.value("id").toString() == id)
-            return object;
-    }
-    return {};
 }
 
 QStringList ids(const Listing& listing)
@@ -172,42 +158,6 @@ TEST(WorkspaceE2e, InterpretedProgramsAreTheirOwnTilesAndUnknownPidsAreNull)
     const QJsonObject eyes = titled(listing, "XEyes");
     EXPECT_TRUE(eyes.value("pid").isNull()) << QJsonDocument(eyes).toJson().toStdString();
     EXPECT_EQ(eyes.value("id").toString(), canonical("/usr/bin/xeyes"));
-}
-
-TEST(WorkspaceE2e, BadEntriesAndBareWindowsDoNotSpoilTheList)
-{
-    E2eSession session;
-    WHARF_REQUIRE_SESSION(session);
-    session.writeDesktopEntry("broken.desktop", "this is [not an entry\n\x01\x02\n");
-    session.writeDesktopEntry("missing.desktop", "[Desktop Entry]\nType=Application\nName=Missing\n"
-                                                 "Exec=/nonexistent/program\nStartupWMClass=XTerm\n");
-    session.writeDesktopEntry("empty-class.desktop", "[Desktop Entry]\nType=Application\nName=Empty\n"
-                                                     "Exec=xterm\nStartupWMClass=\n");
-    const QString terminal = canonical(session.writeDesktopEntry("test-terminal.desktop", terminalEntry));
-    session.start("xterm", {"-geometry", "40x10+50+50"});
-    ASSERT_TRUE(session.waitForClientWindow("xterm"));
-
-    // A window with neither WM_CLASS nor a pid, made by this test's own connection.
-    xcb_connection_t* connection = xcb_connect(session.display().toLocal8Bit().constData(), nullptr);
-    ASSERT_FALSE(xcb_connection_has_error(connection));
-    const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
-    const xcb_window_t bare = xcb_generate_id(connection);
-    xcb_create_window(connection, XCB_COPY_FROM_PARENT, bare, screen->root, 10, 10, 100, 100, 0,
-                      XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, 0, nullptr);
-    xcb_map_window(connection, bare);
-    xcb_flush(connection);
-    EXPECT_TRUE(E2eSession::waitFor([&] {
-        return session.xprop({"-root", "_NET_CLIENT_LIST"}).contains(QString::number(bare, 16));
-    })) << "openbox did not manage the bare window";
-
-    const Listing listing = waitForListing(session, [&](const Listing& l) { return !item(l, terminal).isEmpty(); });
-    ASSERT_TRUE(listing.problem.isEmpty()) << listing.problem.toStdString();
-    EXPECT_FALSE(item(listing, terminal).isEmpty()) << ids(listing).join(' ').toStdString();
-    for (const QJsonObject& object : listing.items) {
-        EXPECT_FALSE(object.value("id").toString().isEmpty());
-        EXPECT_NE(object.value("id").toString(), canonical(session.dataHome() + "/applications/missing.desktop"));
-    }
-    xcb_disconnect(connection);
 }
 
 TEST(WorkspaceE2e, RunningProgramsAreListedOldestFirstAcrossAWindowManagerRestart)
