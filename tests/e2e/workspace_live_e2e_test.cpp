@@ -401,6 +401,8 @@ TEST_F(LiveWorkspace, WatchedLocationsAndEntriesReportChanges)
         {"pinnedFileRemoved", [&] { return QFile::remove(file); }},
         {"fileAddedToPinnedFolder", [&] { return write(folder + "/inside.txt", "x"); }},
         {"pinnedFolderRemoved", [&] { return QDir(folder).removeRecursively(); }},
+        {"pinnedFolderMadeAgain", [&] { return QDir().mkpath(folder); }},
+        {"fileAddedToTheNewFolder", [&] { return write(folder + "/again.txt", "x"); }},
         {"desktopEntryInstalled",
          [&] {
              return !session->writeDesktopEntry("late.desktop", "[Desktop Entry]\nType=Application\nName=Late\nExec=true\n")

@@ -6,6 +6,7 @@
 #include <QLoggingCategory>
 #include <QSet>
 
+#include <algorithm>
 #include <map>
 
 namespace wharf {
@@ -85,30 +86,29 @@ struct GioEventSources::Sources {
         auto* sources = static_cast<Sources*>(self);
         if (event == G_FILE_MONITOR_EVENT_CHANGES_DONE_HINT || event == G_FILE_MONITOR_EVENT_PRE_UNMOUNT)
             return;
-        for (const auto& [path, watch] : sources->watches) {
-            if (watch.monitor.get() != monitor)
-                continue;
-            if (watch.parentOfPins) {
-                const QString named = pathOf(file);
-                const QString otherNamed = pathOf(other);
-                if (!sources->pins.contains(named) && !sources->pins.contains(otherNamed))
-                    return;
-                // A pinned folder that comes back needs its own watch again; one that went
-                // away must not be polled for.
-                for (const QString& pin : {named, otherNamed}) {
-                    if (!sources->pins.contains(pin))
-                        continue;
-                    if (QFileInfo(pin).isDir())
-                        sources->watch(pin, false);
-                    else if (const auto own = sources->watches.find(pin); own != sources->watches.end())
-                        g_file_monitor_cancel(own->second.monitor.get());
-                }
-            } else if (event == G_FILE_MONITOR_EVENT_DELETED && pathOf(file) == path) {
-                g_file_monitor_cancel(monitor);
-            }
-            sources->handlers.locationsChanged();
+        const auto it = std::find_if(sources->watches.begin(), sources->watches.end(),
+                                     [&](const auto& entry) { return entry.second.monitor.get() == monitor; });
+        if (it == sources->watches.end())
             return;
+        const QString folder = it->first;
+        const bool parentOfPins = it->second.parentOfPins;
+        const QString named = pathOf(file);
+        const QString otherNamed = pathOf(other);
+        if (parentOfPins && !sources->pins.contains(named) && !sources->pins.contains(otherNamed))
+            return;
+        if (event == G_FILE_MONITOR_EVENT_DELETED && named == folder)
+            g_file_monitor_cancel(monitor);
+        // A pinned folder that comes back needs its own watch again; one that went away
+        // must not be polled for.
+        for (const QString& pin : {named, otherNamed}) {
+            if (pin == folder || !sources->pins.contains(pin))
+                continue;
+            if (QFileInfo(pin).isDir())
+                sources->watch(pin, false);
+            else if (const auto own = sources->watches.find(pin); own != sources->watches.end())
+                g_file_monitor_cancel(own->second.monitor.get());
         }
+        sources->handlers.locationsChanged();
     }
 
     explicit Sources(Handlers h) : handlers(std::move(h))
