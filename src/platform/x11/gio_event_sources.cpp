@@ -172,12 +172,16 @@ GioEventSources::~GioEventSources() = default;
 
 void GioEventSources::watchLocations(const QStringList& paths)
 {
-    sources_->stopWatching();
+    QSet<QString> pins;
     for (const QString& path : paths) {
-        const QFileInfo info(path);
         if (!path.isEmpty())
-            sources_->pins.insert(info.absoluteFilePath());
+            pins.insert(QFileInfo(path).absoluteFilePath());
     }
+    // The same pins again (every refresh may say so): the watches already in place stay.
+    if (pins == sources_->pins && !sources_->watches.empty())
+        return;
+    sources_->stopWatching();
+    sources_->pins = std::move(pins);
     // Pinned folders first, so that a folder that is both pinned and a pin's parent reports everything.
     for (const QString& pin : std::as_const(sources_->pins))
         sources_->watch(pin, false);
