@@ -74,8 +74,9 @@ void AppDelegate::wireWindows()
         windowManager->owners = [desktop] {
             std::vector<WindowOwner> owners;
             for (const RunningApplicationRef& app : desktop->runningApplications()) {
-                if (app->isRegular && !app->isTerminated)
-                    owners.push_back({app->processIdentifier, app->localizedName});
+                // A program without a pid owns no window by pid.
+                if (app->isRegular && !app->isTerminated && app->processIdentifier)
+                    owners.push_back({*app->processIdentifier, app->localizedName});
             }
             return owners;
         };
