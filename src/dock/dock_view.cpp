@@ -54,7 +54,12 @@ DockView::DockView(DockViewContext ctx, bool isFullScreenOverlay, QWidget* paren
     setAccessibleName(QStringLiteral("Wharf"));
     timer = new QTimer(this);
     timer->setTimerType(Qt::PreciseTimer);
-    connect(timer, &QTimer::timeout, this, &DockView::tick);
+    timer->setSingleShot(true);
+    connect(timer, &QTimer::timeout, this, [this] {
+        tick();
+        if (ticking)
+            timer->start(frameClock.nextInterval(now()));
+    });
     lastTickTime = now();
     reload();
 }
@@ -294,21 +299,27 @@ void DockView::start()
 void DockView::stop()
 {
     started = false;
-    timer->stop();
+    stopTicking();
     stacks.close();
 }
 
 void DockView::ensureTicking()
 {
-    if (!started || timer->isActive())
+    if (!started || ticking)
         return;
-    double rate = 60;
-    if (const QScreen* s = screen())
-        rate = std::max(60.0, s->refreshRate());
-    const int interval = std::max(1, int(1000.0 / rate));
+    ticking = true;
+    const QScreen* display = screen();
+    const double t = now();
+    frameClock.start(t, display ? display->refreshRate() : 60.0);
     // Resume as if the timer had kept running, so the first step after idling is not a jump.
-    lastTickTime = now() - interval / 1000.0;
-    timer->start(interval);
+    lastTickTime = t - frameClock.period();
+    timer->start(frameClock.nextInterval(t));
+}
+
+void DockView::stopTicking()
+{
+    ticking = false;
+    timer->stop();
 }
 
 void DockView::stopTickingWhenIdle(const std::optional<QPointF>& pointer)
@@ -321,7 +332,7 @@ void DockView::stopTickingWhenIdle(const std::optional<QPointF>& pointer)
         if (!inputArea.current().contains(toWidgetPoint(*pointer, height()).toPoint()))
             return;
     }
-    timer->stop();
+    stopTicking();
 }
 
 void DockView::markLayoutDirty()
@@ -342,7 +353,7 @@ void DockView::tick()
     if (!autoHide.takesPart()) {
         animating = false;
         layoutDirty = false;
-        timer->stop();
+        stopTicking();
         return;
     }
     if (pointer == lastPointer && !layoutDirty && !animating && !autoHide.keepsTicking()) {
@@ -547,7 +558,7 @@ QRegion DockView::inputRegion() const { return inputArea.current(); }
 const std::vector<DockTile*>& DockView::tiles() const { return tileList; }
 std::optional<int> DockView::separatorIndex() const { return separator; }
 bool DockView::isAnimating() const { return animating; }
-bool DockView::isTicking() const { return timer->isActive(); }
+bool DockView::isTicking() const { return ticking; }
 int DockView::retiringIconCount() const { return int(animation.retiring().size()); }
 const DockViewRenderer& DockView::renderer() const { return *drawing; }
 

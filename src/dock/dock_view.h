@@ -4,6 +4,7 @@
 #include "dock/dock_badge_overlay.h"
 #include "dock/dock_divider.h"
 #include "dock/dock_entry.h"
+#include "dock/dock_frame_clock.h"
 #include "dock/dock_hover.h"
 #include "dock/dock_hover_label.h"
 #include "dock/dock_input_region.h"
@@ -113,6 +114,7 @@ private:
     void updateInputRegion(const std::optional<QPointF>& pointer);
     void repaintScene();
     void ensureTicking();
+    void stopTicking();
     void stopTickingWhenIdle(const std::optional<QPointF>& pointer);
     void notifyAccessibility();
     DockViewRenderer::Scene currentScene() const;
@@ -124,7 +126,9 @@ private:
     std::vector<DockTile*> tileList;
     std::vector<QRectF> frames;  // current animated frames, layout coordinates
     std::vector<QRectF> targets; // where they are heading
-    QTimer* timer = nullptr;
+    QTimer* timer = nullptr; // single shot, armed for each frame while ticking
+    DockFrameClock frameClock;
+    bool ticking = false;
     std::optional<QPointF> lastPointer;
     bool layoutDirty = true;
     bool animating = true;
