@@ -326,10 +326,12 @@ void DockView::stopTickingWhenIdle(const std::optional<QPointF>& pointer)
 {
     if (animating || layoutDirty || !animation.retiring().empty() || autoHide.keepsTicking())
         return;
-    // A pointer resting in the hover zone outside the input region sends no motion events:
-    // keep polling it. Anywhere else, motion events or a reload wake the timer again.
+    // A pointer in the hover zone where the window gets no events for it must be polled, or
+    // nothing would notice it leave: outside the input region, or (without a compositor, where
+    // the window is clipped to what is drawn) after a Leave over a transparent pixel. Anywhere
+    // else, motion events or a reload wake the timer again.
     if (pointer && hover.contains(*pointer)) {
-        if (!inputArea.current().contains(toWidgetPoint(*pointer, height()).toPoint()))
+        if (!pointerEvents || !inputArea.current().contains(toWidgetPoint(*pointer, height()).toPoint()))
             return;
     }
     stopTicking();

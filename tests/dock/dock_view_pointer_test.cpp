@@ -1,6 +1,9 @@
 // Pointer tracking: the hovered index, magnification, the idle timer and the input region.
 #include "dock_view_test_support.h"
 
+#include <QCoreApplication>
+#include <QEnterEvent>
+
 namespace wharf::test {
 namespace {
 
@@ -84,22 +87,27 @@ TEST_F(DockViewPointer, TimerStopsOnceSettledUnlessThePointerNeedsPolling)
     h.settle();
     EXPECT_FALSE(h.view->isTicking());
 
-    // On the shelf the window gets motion events, so the timer may stop.
+    // Over the dock the window gets motion events, so the timer may stop.
     h.pointer = resting[3].center();
-    h.view->markLayoutDirty();
+    QEnterEvent enter(*h.pointer, *h.pointer, h.view->mapToGlobal(*h.pointer));
+    QCoreApplication::sendEvent(h.view.get(), &enter);
     h.settle();
     h.advance(1.0 / 60);
     EXPECT_FALSE(h.view->isTicking());
 
-    // Just above the magnified icon: inside the hover zone, which takes the mouse too, so
-    // motion events report the pointer there and the timer may stop.
-    const QRectF magnified = h.view->tileFrames()[3];
-    h.pointer = QPointF(magnified.center().x(), magnified.top() - 6);
-    h.view->markLayoutDirty();
+    // A Leave while the pointer is still in the hover zone (over a transparent pixel of a window
+    // clipped to what is drawn): no event will tell when it goes, so the timer polls ...
+    QEvent leave(QEvent::Leave);
+    QCoreApplication::sendEvent(h.view.get(), &leave);
     h.settle();
     h.advance(1.0 / 60);
-    EXPECT_EQ(h.view->hoveredIndex(), std::nullopt);
+    EXPECT_TRUE(h.view->isTicking());
+    // ... until the pointer is out of the zone, and the row is back at rest.
+    h.pointer = QPointF(resting[3].center().x(), -50);
+    h.settle();
+    h.advance(1.0 / 60);
     EXPECT_FALSE(h.view->isTicking());
+    EXPECT_EQ(h.view->tileFrames(), resting);
 }
 
 TEST_F(DockViewPointer, InputRegionCoversTheHoverZoneOnly)

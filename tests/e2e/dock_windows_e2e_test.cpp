@@ -545,5 +545,50 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndCompositingIsFollowed)
     EXPECT_TRUE(logged(QStringLiteral("Compositing manager gone"))) << log.toStdString();
 }
 
+// Without a compositor the window is clipped to what is drawn, and X delivers input only inside
+// both shapes: the transparent corner of a magnified tile must neither strand the hover nor let
+// clicks through.
+TEST(DockWindows, WithoutACompositorTheHoverEndsAfterLeavingThroughATransparentCorner)
+{
+    E2eOptions options;
+    options.compositor = false;
+    E2eSession session(options);
+    WHARF_REQUIRE_SESSION(session);
+    writeWharfSettings(session, fixedSizes());
+    session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x10+100+100")});
+    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
+    QProcess* wharf = session.startWharf();
+    ASSERT_NE(wharf, nullptr);
+    DockClient client(session);
+    ASSERT_TRUE(E2eSession::waitFor([&] {
+        for (const QJsonValue& item : client.items())
+            if (!item.toObject()[QStringLiteral("pid")].isNull())
+                return true;
+        return false;
+    }));
+    const auto resting = client.settledDock();
+    ASSERT_TRUE(resting);
+    int xterm = -1;
+    const QJsonArray items = client.items();
+    for (int i = 0; i < items.size(); ++i)
+        if (!items[i].toObject()[QStringLiteral("pid")].isNull())
+            xterm = i;
+    ASSERT_GE(xterm, 0);
+
+    ASSERT_TRUE(mouseMove(session, center(resting->tiles[xterm])));
+    ASSERT_TRUE(E2eSession::waitFor([&] { return client.hoveredIndex() == xterm; }));
+    const auto magnified = client.settledDock();
+    ASSERT_TRUE(magnified);
+    const QRectF tile = magnified->tiles[xterm];
+    ASSERT_TRUE(mouseMove(session, QPoint(int(tile.left()) + 2, int(tile.top()) + 2)));
+    ASSERT_TRUE(client.settledDock()) << "the row settles around the corner";
+    ASSERT_TRUE(mouseMove(session, QPoint(960, 200)));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return client.hoveredIndex() == -1; }, 3000))
+        << "hovered " << client.hoveredIndex();
+    const auto back = client.settledDock();
+    ASSERT_TRUE(back);
+    EXPECT_NEAR(back->tiles[xterm].width(), resting->tiles[xterm].width(), 0.5) << "the row is back at rest";
+}
+
 } // namespace
 } // namespace wharf::e2e
