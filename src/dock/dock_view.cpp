@@ -241,7 +241,9 @@ void DockView::reload()
             oldFrames.insert(oldIDs[i], frames[i]);
     }
     const double t = now();
-    const bool animate = !frames.empty() && !reducesMotion();
+    // The first layout shows the dock at rest: the frames from before the view had its real
+    // size are no place to animate from.
+    const bool animate = restedOnce && !frames.empty() && !reducesMotion();
 
     for (auto* tile : tileList) {
         const QString id = tile->entry().identifier();
@@ -381,13 +383,16 @@ void DockView::tick()
         targets = frames;
     interaction.reorderTargets(targets);
 
-    const auto step =
-        animation.advance(t, dt, reducesMotion() || divider.resizing(), frames, targets, tileList);
+    const bool snapping = !restedOnce || reducesMotion() || divider.resizing();
+    const auto step = animation.advance(t, dt, snapping, frames, targets, tileList);
     animating = step.animating || hiding;
+    restedOnce = restedOnce || (!animating && !frames.empty());
 
     // Settling redraws once more: frames snap to whole pixels and icons to their exact size.
     bool changed = placeTiles() || (wasAnimating && !animating) || step.changed;
     divider.place(hiddenAmount() * hideDistance());
+    // The zone follows the row as now placed, so the input region never lags a step behind.
+    hover.setRow(DockLayout::shelfFrame(frames.empty() ? resting : frames), frames);
     changed = hover.update(pointer, tileList, hiddenAmount()) || changed;
     updateInputRegion(pointer);
     hoverLabel.show(hover.index(), tileList);

@@ -129,6 +129,7 @@ private:
     QTimer* timer = nullptr; // single shot, armed for each frame while ticking
     DockFrameClock frameClock;
     bool ticking = false;
+    bool restedOnce = false; // the row has stood at rest at the view's real size
     std::optional<QPointF> lastPointer;
     bool layoutDirty = true;
     bool animating = true;

@@ -590,5 +590,31 @@ TEST(DockWindows, WithoutACompositorTheHoverEndsAfterLeavingThroughATransparentC
     EXPECT_NEAR(back->tiles[xterm].width(), resting->tiles[xterm].width(), 0.5) << "the row is back at rest";
 }
 
+TEST(DockWindows, TheFirstFramesShowTheRowAtRest)
+{
+    E2eSession session;
+    WHARF_REQUIRE_SESSION(session);
+    QProcess* wharf = session.startWharf();
+    ASSERT_NE(wharf, nullptr);
+    DockClient client(session);
+    std::vector<std::vector<QRectF>> seen;
+    E2eSession::waitFor(
+        [&] {
+            const auto docks = client.docks();
+            if (!docks.empty() && !docks.front().tiles.empty())
+                seen.push_back(docks.front().tiles);
+            return seen.size() >= 30;
+        },
+        10000, 10);
+    const auto settled = client.settledDock();
+    ASSERT_TRUE(settled);
+    ASSERT_FALSE(seen.empty());
+    for (const auto& tiles : seen) {
+        ASSERT_EQ(tiles.size(), settled->tiles.size());
+        for (size_t i = 0; i < tiles.size(); ++i)
+            EXPECT_EQ(tiles[i], settled->tiles[i]) << "tile " << i << " moved after it was first shown";
+    }
+}
+
 } // namespace
 } // namespace wharf::e2e
