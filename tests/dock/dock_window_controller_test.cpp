@@ -51,6 +51,21 @@ TEST_F(DockWindowsTest, NormalDockIsShownOverlayIsNotBoth340HighAlongTheScreenBo
     }
 }
 
+TEST_F(DockWindowsTest, SitsAboveOtherProgramsPanelsAndFollowsThem)
+{
+    const QRect g = screen->geometry();
+    system.area = g.adjusted(0, 0, 0, -30); // another program's panel along the bottom
+    DockWindowController dock(screen, context(), false, &system);
+    EXPECT_EQ(dock.panel().geometry(), QRect(g.x(), g.bottom() + 1 - 30 - 340, g.width(), 340));
+
+    dock.setBottomReservation(80);
+    system.area = g.adjusted(50, 0, 0, 0); // the panel moved to the left edge
+    system.availableAreaChanged.notify();
+    EXPECT_EQ(dock.panel().geometry(), QRect(g.x() + 50, g.bottom() + 1 - 340, g.width() - 50, 340));
+    EXPECT_EQ(dock.dockView().geometry(), dock.panel().rect());
+    EXPECT_EQ(system.windows.back()->reservations, (std::vector<int>{80, 80})) << "the strut is redone from the new edge";
+}
+
 TEST_F(DockWindowsTest, InputRegionFollowsTheViewAndStopsAtClose)
 {
     DockWindowController dock(screen, context(), false, &system);
