@@ -507,19 +507,17 @@ void DockView::paintEvent(QPaintEvent*)
         onFrameRendered(framesRendered);
 }
 
-void DockView::notifyAccessibility()
-{
-    if (!QAccessible::isActive())
-        return;
-    QAccessibleEvent event(this, QAccessible::ObjectReorder);
-    QAccessible::updateAccessibility(&event);
-    for (int i = 0; i < int(tileList.size()); ++i) {
-        QAccessibleEvent changed(tileList[size_t(i)], QAccessible::NameChanged);
-        QAccessible::updateAccessibility(&changed);
-    }
-}
+void DockView::notifyAccessibility() { accessibility.announce(*this, tileList, context.accessibilityEvent); }
 
 // --- Events ---
+
+void DockView::showEvent(QShowEvent* event)
+{
+    QWidget::showEvent(event);
+    // Unmapped, the dock was not exposed; now it is, with its row as it stands.
+    QAccessibleEvent shown(this, QAccessible::ObjectShow);
+    QAccessible::updateAccessibility(&shown);
+}
 
 void DockView::resizeEvent(QResizeEvent* event)
 {

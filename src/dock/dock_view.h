@@ -11,6 +11,7 @@
 #include "dock/dock_interaction.h"
 #include "dock/dock_row_animation.h"
 #include "dock/dock_stack_presenter.h"
+#include "dock/dock_view_accessible.h"
 #include "dock/dock_view_renderer.h"
 #include "windows/dock_window.h"
 
@@ -28,6 +29,7 @@
 #include <optional>
 #include <vector>
 
+class QAccessibleEvent;
 class QTimer;
 
 namespace wharf {
@@ -46,6 +48,7 @@ struct DockViewContext {
     // Seams for tests and benchmarks; empty = the real source.
     std::function<double()> uptime;                            // monotonic seconds
     std::function<std::optional<QPointF>()> pointerLocation;   // global pointer, Qt screen coordinates
+    std::function<void(QAccessibleEvent*)> accessibilityEvent;  // Qt's accessibility bridge
 };
 
 // The dock of one display: one tile per entry, animated on a tick at the display's
@@ -87,6 +90,7 @@ public:
 protected:
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
+    void showEvent(QShowEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
     void enterEvent(QEnterEvent* event) override;
     void leaveEvent(QEvent* event) override;
@@ -148,6 +152,7 @@ private:
     DockInputRegion inputArea;
     DockHoverLabel hoverLabel;
     DockBadgeOverlay badges;
+    DockAccessibilityAnnouncer accessibility;
     int framesRendered = 0;
     std::unique_ptr<DockViewRenderer> drawing;
 };
