@@ -69,7 +69,7 @@ TEST_F(DockWindowsTest, SitsAboveOtherProgramsPanelsAndFollowsThem)
 TEST_F(DockWindowsTest, InputRegionFollowsTheViewAndStopsAtClose)
 {
     DockWindowController dock(screen, context(), false, &system);
-    model.onChange = [&] { dock.dockView().reload(); };
+    Subscription reload = model.onChange.add([&] { dock.dockView().reload(); });
     FakeWindow& window = *system.windows.back();
     ASSERT_FALSE(window.inputRegions.empty());
     EXPECT_EQ(window.inputRegions.back(), dock.dockView().inputRegion());
@@ -89,7 +89,7 @@ TEST_F(DockWindowsTest, InputRegionFollowsTheViewAndStopsAtClose)
     model.refresh();
     QCoreApplication::processEvents();
     EXPECT_EQ(window.inputRegions.size(), atClose) << "a closed dock no longer shapes its window";
-    model.onChange = nullptr;
+    reload.reset();
 }
 
 TEST_F(DockWindowsTest, OnlyKeyboardModeLetsTheFocusIn)
