@@ -7,6 +7,9 @@
 #include "platform/dock_window_platform.h"
 #include "settings/dock_preferences.h"
 #include "shell/signal_listener.h"
+#include "stacks/folder_access_store.h"
+#include "stacks/stack_controller.h"
+#include "stacks/stack_preferences.h"
 #include "takeover/system_dock_integration.h"
 
 #include <QCursor>
@@ -66,6 +69,9 @@ AppDelegate::AppDelegate(Parts parts, QObject* parent)
       dockModel(std::make_unique<DockModel>(*workspace, *preferences, modelProviders())),
       integration(std::move(parts.integration)),
       windowSystem(std::move(parts.windowSystem)),
+      stackSettings(std::make_unique<StackPreferences>(*preferences)),
+      folderAccess(std::make_unique<FolderAccessStore>(*preferences)),
+      folderWatcher(std::move(parts.folderWatcher)),
       applied(AppliedPreferences::current(*preferences))
 {
 }
@@ -86,6 +92,7 @@ DockModel::Providers AppDelegate::modelProviders() const
 
 AppDelegate::~AppDelegate()
 {
+    closeStack();
     dockModel->onChange = nullptr;
     preferences->onChange = nullptr;
     integration->onIntegrationError = nullptr;
@@ -122,6 +129,7 @@ void AppDelegate::applicationDidFinishLaunching()
     connect(qApp, &QGuiApplication::primaryScreenChanged, this, &AppDelegate::scheduleRebuild);
     for (QScreen* screen : QGuiApplication::screens())
         watchScreen(screen);
+    wireStacks();
     integration->onIntegrationError = [self](const QString& message) {
         if (self)
             self->integrationError(message);
@@ -168,6 +176,7 @@ void AppDelegate::applicationWillTerminate()
 void AppDelegate::rebuildDocks()
 {
     rebuildPending = false;
+    closeStack(); // its tile is about to go
     applied.showsAllDisplays = preferences->allDisplays();
     for (auto& dock : dockControllers)
         dock->close();
@@ -383,6 +392,11 @@ int AppDelegate::run(QApplication& app, const std::function<Parts()>& makeParts)
     service.source.framesRendered = [&delegate] { return delegate.framesRendered(); };
     service.source.focusDock = [&delegate] { delegate.focusDock(); };
     service.source.quit = [] { QCoreApplication::quit(); };
+    service.source.openStack = [&delegate](const QString& id, QString* error) { return delegate.openStack(id, error); };
+    service.source.stack = [&delegate] { return delegate.stackSnapshot(); };
+    service.source.setStackViewMode = [&delegate](const QString& id, const QString& mode, QString* error) {
+        return delegate.setStackViewMode(id, mode, error);
+    };
 
     QObject::connect(&app, &QCoreApplication::aboutToQuit, &delegate, &AppDelegate::applicationWillTerminate);
     delegate.applicationDidFinishLaunching();

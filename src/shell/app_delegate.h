@@ -3,6 +3,7 @@
 #include "model/dock_model.h"
 #include "platform/desktop_appearance.h"
 #include "platform/dock_window_platform.h"
+#include "platform/folder_watcher.h"
 #include "platform/workspace.h"
 #include "shell/applied_preferences.h"
 #include "windows/dock_avoidance_region.h"
@@ -11,6 +12,7 @@
 #include "windows/dock_window.h"
 
 #include <QApplication>
+#include <QJsonObject>
 #include <QObject>
 #include <QPointer>
 #include <QSet>
@@ -25,7 +27,10 @@ namespace wharf {
 
 class DockPreferences;
 class DockWindowController;
+class FolderAccessStore;
 class SignalListener;
+class StackController;
+class StackPreferences;
 
 // Owns and wires every long-lived part of the running dock: the model, the takeover of the
 // desktop's own dock, the dock windows of every display, the window poll and the signals.
@@ -39,6 +44,7 @@ public:
         std::unique_ptr<SystemDockIntegration> integration;   // required
         std::unique_ptr<DockWindowSystem> windowSystem; // null: plain Qt windows
         std::unique_ptr<DesktopAppearance> appearance;  // null: light, full motion
+        std::unique_ptr<FolderWatcher> folderWatcher;   // null: open stacks do not refresh by themselves
     };
 
     // The whole process in normal mode: single instance, launch, event loop, shutdown.
@@ -72,6 +78,15 @@ public:
     void pollWindows();
     const std::vector<DockWindow>& minimizedWindows() const { return minimized; }
 
+    // Stacks: opens the stack of the pinned folder `id` over its tile (a second call for the
+    // same folder closes it); false with a reason when there is no such folder tile.
+    bool openStack(const QString& id, QString* error = nullptr);
+    void closeStack();
+    // The open stack as scripts see it; {"open": false} when none is open.
+    QJsonObject stackSnapshot() const;
+    bool setStackViewMode(const QString& id, const QString& mode, QString* error = nullptr);
+    StackPreferences& stackPreferences() { return *stackSettings; }
+
     // Frames drawn by all dock views since launch (diagnostics and benchmarks).
     quint64 framesRendered() const { return frames; }
 
@@ -85,6 +100,7 @@ private:
     void startWindowTimer();
     void scheduleRebuild();
     void watchScreen(QScreen* screen);
+    void wireStacks();
 
     std::unique_ptr<Workspace> workspace;
     DockPreferences* preferences;
@@ -93,6 +109,10 @@ private:
     std::unique_ptr<SystemDockIntegration> integration;
     std::unique_ptr<DockWindowSystem> windowSystem;
     std::vector<std::unique_ptr<DockWindowController>> dockControllers;
+    std::unique_ptr<StackPreferences> stackSettings;
+    std::unique_ptr<FolderAccessStore> folderAccess;
+    std::unique_ptr<FolderWatcher> folderWatcher;
+    QPointer<StackController> stack;
     QTimer* windowTimer = nullptr;
     WindowScanner windowScanner;
     std::vector<DockWindow> minimized;

@@ -2,6 +2,7 @@
 // one-shot modes first, then the command line, then the dock.
 #include "platform/x11/dash_to_dock_native_dock.h"
 #include "platform/x11/desktop_appearance_linux.h"
+#include "platform/x11/gio_folder_watcher.h"
 #include "platform/x11/icon_theme_setup.h"
 #include "platform/x11/x11_dock_window.h"
 #include "platform/x11/x11_workspace.h"
@@ -122,6 +123,7 @@ int main(int argc, char** argv)
         parts.preferences = preferences.get();
         parts.integration = std::make_unique<wharf::SystemDockIntegration>(realNativeDock());
         parts.windowSystem = wharf::X11DockWindow::create();
+        parts.folderWatcher = std::make_unique<wharf::GioFolderWatcher>();
         return parts;
     });
 }

@@ -2,7 +2,9 @@
 
 #include "model/dock_item.h"
 
+#include <QDBusContext>
 #include <QJsonArray>
+#include <QJsonObject>
 #include <QObject>
 #include <QRect>
 #include <QRectF>
@@ -29,7 +31,7 @@ QJsonArray docksJson(const std::vector<DockSnapshot>& docks);
 
 // The session bus API of a running Wharf (com.tamberly.Wharf at /com/tamberly/Wharf), used by
 // scripts and the end-to-end tests. Documented in the README.
-class WharfDBusService : public QObject {
+class WharfDBusService : public QObject, protected QDBusContext {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "com.tamberly.Wharf")
 
@@ -43,6 +45,10 @@ public:
         std::function<quint64()> framesRendered;
         std::function<void()> focusDock;
         std::function<void()> quit;
+        // Stacks: open (or toggle off) a folder tile's stack, read it, change its view mode.
+        std::function<bool(const QString& id, QString* error)> openStack;
+        std::function<QJsonObject()> stack;
+        std::function<bool(const QString& id, const QString& mode, QString* error)> setStackViewMode;
     };
 
     explicit WharfDBusService(QObject* parent = nullptr) : QObject(parent) {}
@@ -61,6 +67,12 @@ public Q_SLOTS:
     Q_SCRIPTABLE qulonglong FramesRendered() const;
     // Gives the dock under the pointer the keyboard, like the global shortcut.
     Q_SCRIPTABLE void FocusDock();
+    // Opens the stack of the pinned folder `id` over its tile; the same id again closes it.
+    Q_SCRIPTABLE void OpenStack(const QString& id);
+    // The open stack as a JSON object (mode, frame, shown entries, selection, preview).
+    Q_SCRIPTABLE QString Stack() const;
+    // Sets the view mode (automatic, fan, grid, list) of the folder `id`; an open stack follows.
+    Q_SCRIPTABLE void SetStackViewMode(const QString& id, const QString& mode);
     // Quits through the normal shutdown, which gives the desktop's dock back.
     Q_SCRIPTABLE void Quit();
 };

@@ -1,0 +1,102 @@
+// The stacks' wiring: their settings refresh the model and open stacks, and a folder tile's
+// stack opens over that tile.
+#include "shell/app_delegate.h"
+
+#include "stacks/folder_access_store.h"
+#include "stacks/stack_controller.h"
+#include "stacks/stack_preferences.h"
+
+#include <QDir>
+
+namespace wharf {
+
+void AppDelegate::wireStacks()
+{
+    const QPointer<AppDelegate> self(this);
+    stackSettings->onChange = [self](const QString&) {
+        if (self)
+            self->dockModel->refresh();
+    };
+}
+
+bool AppDelegate::openStack(const QString& id, QString* error)
+{
+    const auto fail = [error](const QString& reason) {
+        if (error)
+            *error = reason;
+        return false;
+    };
+    const QString wanted = QDir::cleanPath(id);
+    std::optional<DockItem> folder;
+    for (const DockItem& item : dockModel->items()) {
+        if (item.kind == DockItem::Kind::folder && QDir::cleanPath(item.id) == wanted)
+            folder = item;
+    }
+    if (!folder)
+        return fail(QStringLiteral("No folder tile has the id “%1”.").arg(id));
+
+    std::optional<QRectF> anchor;
+    for (const DockSnapshot& dock : dockSnapshots()) {
+        if (dock.overlay || !dock.mapped)
+            continue;
+        for (std::size_t i = 0; i < dock.entryIDs.size() && i < dock.tiles.size() && !anchor; ++i) {
+            if (dock.entryIDs[i] == folder->id)
+                anchor = dock.tiles[i].translated(dock.frame.topLeft());
+        }
+        if (anchor)
+            break;
+    }
+    if (!anchor)
+        return fail(QStringLiteral("The folder “%1” has no tile on screen.").arg(folder->title));
+
+    // A second open of the same folder toggles its stack off.
+    const bool same = stack && !stack->isDismissed() && stack->rootURL == QDir::cleanPath(folder->url);
+    closeStack();
+    if (same)
+        return true;
+
+    StackController::Services services;
+    services.workspace = workspace.get();
+    services.preferences = stackSettings.get();
+    services.access = folderAccess.get();
+    services.watcher = folderWatcher.get();
+    auto* controller = new StackController(folder->url, std::move(services), this);
+    const QPointer<StackController> weak(controller);
+    controller->onClose = [weak] {
+        if (weak)
+            weak->deleteLater();
+    };
+    stack = controller;
+    controller->open(*anchor);
+    return true;
+}
+
+void AppDelegate::closeStack()
+{
+    if (stack)
+        stack->close();
+    stack = nullptr;
+}
+
+QJsonObject AppDelegate::stackSnapshot() const
+{
+    if (!stack || stack->isDismissed())
+        return QJsonObject{{QStringLiteral("open"), false}};
+    return stack->snapshot();
+}
+
+bool AppDelegate::setStackViewMode(const QString& id, const QString& mode, QString* error)
+{
+    const auto viewMode = stackViewMode(mode);
+    if (!viewMode) {
+        if (error)
+            *error = QStringLiteral("“%1” is not a view mode (automatic, fan, grid or list).").arg(mode);
+        return false;
+    }
+    StackSettings settings = stackSettings->settings(id);
+    settings.viewMode = *viewMode;
+    stackSettings->setSettings(settings, id);
+    return true;
+}
+
+} // namespace wharf
