@@ -51,7 +51,7 @@ static void clickToFirstGridFrame(benchmark::State& state)
     FolderAccessStore access(preferences);
     FakeWorkspace workspace;
     for (auto _ : state) {
-        StackController stack(dir.path(), {&workspace, &stackPreferences, &access, nullptr, 200, {}});
+        StackController stack(dir.path(), {&workspace, &stackPreferences, &access, nullptr, nullptr, 200, {}});
         stack.open(QRectF(380, 540, 40, 40));
         // Done when the grid's window has painted its cells.
         QDeadlineTimer deadline(5000);

@@ -10,6 +10,7 @@
 #include "stacks/folder_access_store.h"
 #include "stacks/stack_controller.h"
 #include "stacks/stack_preferences.h"
+#include "stacks/stack_thumbnail_cache.h"
 #include "takeover/system_dock_integration.h"
 
 #include <QCursor>

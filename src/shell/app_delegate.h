@@ -31,6 +31,7 @@ class FolderAccessStore;
 class SignalListener;
 class StackController;
 class StackPreferences;
+class StackThumbnailCache;
 
 // Owns and wires every long-lived part of the running dock: the model, the takeover of the
 // desktop's own dock, the dock windows of every display, the window poll and the signals.
@@ -112,6 +113,7 @@ private:
     std::unique_ptr<StackPreferences> stackSettings;
     std::unique_ptr<FolderAccessStore> folderAccess;
     std::unique_ptr<FolderWatcher> folderWatcher;
+    std::unique_ptr<StackThumbnailCache> thumbnails;
     QPointer<StackController> stack;
     QTimer* windowTimer = nullptr;
     WindowScanner windowScanner;

@@ -5,6 +5,7 @@
 #include "stacks/folder_access_store.h"
 #include "stacks/stack_controller.h"
 #include "stacks/stack_preferences.h"
+#include "stacks/stack_thumbnail_cache.h"
 
 #include <QDir>
 
@@ -12,6 +13,10 @@ namespace wharf {
 
 void AppDelegate::wireStacks()
 {
+    Workspace* desktop = workspace.get();
+    thumbnails = std::make_unique<StackThumbnailCache>([desktop](const StackEntry& entry) {
+        return desktop->iconForFile(entry.path()).pixmap(StackThumbnailCache::side).toImage();
+    });
     const QPointer<AppDelegate> self(this);
     stackSettings->onChange = [self](const QString&) {
         if (self)
@@ -60,6 +65,7 @@ bool AppDelegate::openStack(const QString& id, QString* error)
     services.preferences = stackSettings.get();
     services.access = folderAccess.get();
     services.watcher = folderWatcher.get();
+    services.thumbnails = thumbnails.get();
     auto* controller = new StackController(folder->url, std::move(services), this);
     const QPointer<StackController> weak(controller);
     controller->onClose = [weak] {

@@ -10,6 +10,7 @@
 #include "stacks/stack_panel.h"
 #include "stacks/stack_preferences.h"
 #include "stacks/stack_preview_window.h"
+#include "stacks/stack_thumbnail_cache.h"
 
 #include <QApplication>
 #include <QDir>
@@ -294,6 +295,7 @@ void StackController::showGrid()
     scroll->setStyleSheet(QStringLiteral("QScrollArea, QScrollArea > QWidget > QWidget { background: transparent; }"));
     auto* cells = new StackGridView(entries, columns, [this](const StackEntry& e) { return iconFor(e); });
     cells->setSelection(selected);
+    cells->onCellCreated = [this](StackItemView& cell) { requestThumbnail(cell); };
     cells->onSelect = [this](int i) { select(i); };
     cells->onOpen = [this](int i) { openEntry(i); };
     cells->onReveal = [this](int i) { reveal(entries[std::size_t(i)].path()); };
@@ -340,6 +342,7 @@ void StackController::showFan()
         card->onDragStarted = [this] { dragStarted(); };
         card->onDragEnded = [this](Qt::DropAction action) { dragEnded(action); };
         fanCards.emplace_back(card);
+        requestThumbnail(*card);
     }
     fanButtonTitle = shown == count ? QStringLiteral("↗  Open in Files")
                                     : QStringLiteral("↗  %1 More in Files").arg(count - shown);
@@ -663,6 +666,17 @@ QIcon StackController::iconFor(const StackEntry& entry) const
     return icon;
 }
 
+void StackController::requestThumbnail(StackItemView& view) const
+{
+    if (!services.thumbnails)
+        return;
+    const QPointer<StackItemView> weak(&view);
+    services.thumbnails->image(view.entry(), [weak](const Thumbnail& thumbnail) {
+        if (weak)
+            weak->setPreview(thumbnail.image, thumbnail.source);
+    });
+}
+
 QRectF StackController::visibleFrame() const
 {
     std::vector<QRectF> frames;
@@ -726,11 +740,14 @@ QJsonObject StackController::snapshot() const
     out.insert(QStringLiteral("message"), showingEntries ? QJsonValue() : QJsonValue(message));
     out.insert(QStringLiteral("selected"), selected ? QJsonValue(*selected) : QJsonValue());
     QJsonArray shown;
+    QJsonArray thumbnails;
     QRect frame = panel->isVisible() ? panel->geometry() : QRect();
     if (showingEntries && mode == StackViewMode::fan) {
         for (const auto& card : fanCards) {
-            if (card)
+            if (card) {
                 shown.append(card->entry().title);
+                thumbnails.append(card->previewSource());
+            }
         }
         out.insert(QStringLiteral("button"), fanButtonTitle);
     } else if (showingEntries && mode == StackViewMode::list && trackingMenu) {
@@ -741,11 +758,14 @@ QJsonObject StackController::snapshot() const
         if (trackingMenu->isVisible())
             frame = trackingMenu->geometry();
     } else if (grid) {
-        for (const auto& [index, cell] : grid->cards())
+        for (const auto& [index, cell] : grid->cards()) {
             shown.append(cell->entry().title);
+            thumbnails.append(cell->previewSource());
+        }
         out.insert(QStringLiteral("columns"), grid->columns());
     }
     out.insert(QStringLiteral("entries"), shown);
+    out.insert(QStringLiteral("thumbnails"), thumbnails);
     out.insert(QStringLiteral("frame"), rectJson(frame));
     if (preview->isVisible()) {
         out.insert(QStringLiteral("preview"), QJsonObject{{QStringLiteral("title"), preview->entry().title},

@@ -36,6 +36,7 @@ class StackItemView;
 class StackPanel;
 class StackPreferences;
 class StackPreviewWindow;
+class StackThumbnailCache;
 class Workspace;
 
 // One open stack: the pop-up over a folder's dock tile with the folder's contents as a fan,
@@ -49,6 +50,7 @@ public:
         StackPreferences* preferences = nullptr;  // required
         FolderAccessStore* access = nullptr;      // required
         FolderWatcher* watcher = nullptr;         // null: no live refresh
+        StackThumbnailCache* thumbnails = nullptr; // null: icons only
         int refreshDelayMs = 200;                 // bursts of changes refresh once
         // Told each fresh listing of the root folder (the tile's pile artwork follows it).
         std::function<void(const QString& folder, const std::vector<StackEntry>&, const StackSettings&)> onListing;
@@ -103,6 +105,7 @@ private:
     void reveal(const QString& path);
     void scrollGridTo(int index);
     QIcon iconFor(const StackEntry& entry) const;
+    void requestThumbnail(StackItemView& view) const;
     QRectF visibleFrame() const;
     double availableHeight() const;
     std::vector<StackEntry> withDesktopEntryNames(std::vector<StackEntry> items) const;

@@ -66,6 +66,8 @@ void StackGridView::realize(double visibleTop, double visibleBottom)
         };
         cell->show();
         cells[i] = cell;
+        if (onCellCreated)
+            onCellCreated(*cell);
     }
 }
 

@@ -22,6 +22,9 @@ public:
 
     StackGridView(std::vector<StackEntry> entries, int columns, IconProvider icons, QWidget* parent = nullptr);
 
+    // Told of every new cell (the stack asks for its thumbnail).
+    std::function<void(StackItemView&)> onCellCreated;
+
     int columns() const { return columnCount; }
     // Creates and drops cells for the visible band [top, bottom) in grid coordinates.
     void realize(double visibleTop, double visibleBottom);

@@ -38,6 +38,13 @@ void StackItemView::setSelected(bool selected)
     update();
 }
 
+void StackItemView::setPreview(const QImage& image, const QString& from)
+{
+    preview = image;
+    source = from;
+    update();
+}
+
 bool StackItemView::beyondDragThreshold(QPointF press, QPointF now)
 {
     return std::hypot(now.x() - press.x(), now.y() - press.y()) >= dragThreshold;
@@ -81,7 +88,8 @@ void StackItemView::paintEvent(QPaintEvent*)
         flags = Qt::AlignHCenter | Qt::AlignTop | Qt::TextWordWrap;
     }
 
-    const QPixmap pixmap = icon.pixmap(iconRect.size().toSize(), devicePixelRatioF());
+    const QPixmap pixmap = preview.isNull() ? icon.pixmap(iconRect.size().toSize(), devicePixelRatioF())
+                                            : QPixmap::fromImage(preview);
     if (!pixmap.isNull()) {
         const QSizeF image = pixmap.deviceIndependentSize();
         const double scale = std::min(iconRect.width() / std::max(image.width(), 1.0),
@@ -145,7 +153,8 @@ void StackItemView::startDrag()
     data->setUrls({item.url});
     QDrag drag(this);
     drag.setMimeData(data);
-    drag.setPixmap(icon.pixmap(QSize(72, 72)));
+    drag.setPixmap(preview.isNull() ? icon.pixmap(QSize(72, 72))
+                                    : QPixmap::fromImage(preview.scaled(72, 72, Qt::KeepAspectRatio)));
     drag.setHotSpot(QPoint(36, 36));
     if (onDragStarted)
         onDragStarted();

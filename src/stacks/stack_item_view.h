@@ -3,6 +3,7 @@
 #include "stacks/stack_entry.h"
 
 #include <QIcon>
+#include <QImage>
 #include <QPoint>
 #include <QWidget>
 
@@ -20,6 +21,10 @@ public:
     const StackEntry& entry() const { return item; }
     bool selected() const { return isSelected; }
     void setSelected(bool selected);
+    // The entry's thumbnail, drawn instead of the icon once it arrives.
+    void setPreview(const QImage& image, const QString& source);
+    const QString& previewSource() const { return source; }
+
     // Fan cards lean a little more the higher they sit (radians, counter-clockwise).
     void setRotation(double radians) { rotation = radians; }
 
@@ -47,6 +52,8 @@ private:
 
     StackEntry item;
     QIcon icon;
+    QImage preview;
+    QString source;
     bool fan;
     bool labelOnLeft;
     bool isSelected = false;

@@ -5,7 +5,11 @@
 
 #include <QColor>
 #include <QDBusMessage>
+#include <QBuffer>
+#include <QCryptographicHash>
 #include <QElapsedTimer>
+#include <QFileInfo>
+#include <QUrl>
 
 #include <gtest/gtest.h>
 
@@ -54,6 +58,39 @@ QStringList strings(const QJsonValue& value)
     return out;
 }
 
+quint32 crc32(const QByteArray& data)
+{
+    quint32 crc = 0xffffffffu;
+    for (const char byte : data) {
+        crc ^= quint8(byte);
+        for (int k = 0; k < 8; ++k)
+            crc = (crc >> 1) ^ (0xedb88320u & (0u - (crc & 1u)));
+    }
+    return ~crc;
+}
+
+// A solid PNG carrying a thumbnailer's tEXt chunk right after its header.
+QByteArray thumbnailPng(QColor color, const QByteArray& mtime)
+{
+    QImage image(128, 128, QImage::Format_ARGB32);
+    image.fill(color);
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "png");
+    const QByteArray body = QByteArray("tEXtThumb::MTime") + '\0' + mtime;
+    QByteArray chunk;
+    for (const quint32 v : {quint32(body.size() - 4)})
+        for (int shift : {24, 16, 8, 0})
+            chunk.append(char((v >> shift) & 0xff));
+    chunk += body;
+    const quint32 crc = crc32(body);
+    for (int shift : {24, 16, 8, 0})
+        chunk.append(char((crc >> shift) & 0xff));
+    png.insert(8 + 25, chunk);
+    return png;
+}
+
 bool shows(const QJsonObject& stack, const QString& mode)
 {
     return stack[QStringLiteral("open")].toBool() && stack[QStringLiteral("mode")].toString() == mode
@@ -70,9 +107,30 @@ protected:
         for (int i = 1; i <= 11; ++i)
             write(QStringLiteral("Note %1.txt").arg(i), "sample text\n");
         write(QStringLiteral("Sub/inner.txt"), "inner\n");
-        const QByteArray pins = QJsonDocument(QJsonArray{QJsonObject{{QStringLiteral("path"), folder},
-                                                                     {QStringLiteral("kind"), QStringLiteral("folder")}}})
-                                    .toJson(QJsonDocument::Compact);
+        // A second folder of pictures: one the desktop has a thumbnail of, one without, one corrupt.
+        pictures = session.home() + QStringLiteral("/Pictures");
+        QDir().mkpath(pictures);
+        QImage red(300, 200, QImage::Format_ARGB32);
+        red.fill(Qt::red);
+        ASSERT_TRUE(red.save(pictures + QStringLiteral("/cached.png")));
+        ASSERT_TRUE(red.save(pictures + QStringLiteral("/plain.png")));
+        QFile broken(pictures + QStringLiteral("/broken.png"));
+        ASSERT_TRUE(broken.open(QIODevice::WriteOnly));
+        broken.write("\x89PNG\r\n\x1a\nthis is not an image");
+        broken.close();
+        const QString cached = pictures + QStringLiteral("/cached.png");
+        const QByteArray uri = QUrl::fromLocalFile(cached).toEncoded();
+        const QString thumbs = session.cacheHome() + QStringLiteral("/thumbnails/normal/");
+        QDir().mkpath(thumbs);
+        QFile thumb(thumbs + QCryptographicHash::hash(uri, QCryptographicHash::Md5).toHex() + QStringLiteral(".png"));
+        ASSERT_TRUE(thumb.open(QIODevice::WriteOnly));
+        thumb.write(thumbnailPng(Qt::green, QByteArray::number(QFileInfo(cached).lastModified().toSecsSinceEpoch())));
+        thumb.close();
+
+        QJsonArray pinList;
+        for (const QString& path : {folder, pictures})
+            pinList.append(QJsonObject{{QStringLiteral("path"), path}, {QStringLiteral("kind"), QStringLiteral("folder")}});
+        const QByteArray pins = QJsonDocument(pinList).toJson(QJsonDocument::Compact);
         writeWharfSettings(session, {{QStringLiteral("Wharf.pinnedItems.v1"), pins},
                                      {QStringLiteral("replaceSystemDock"), false}});
         // Keep the pointer off the stack so hovering selects nothing.
@@ -95,6 +153,7 @@ protected:
 
     E2eSession session;
     QString folder;
+    QString pictures;
     QRectF tile;
 };
 
@@ -212,6 +271,40 @@ TEST_F(StacksE2e, KeyboardPreviewDismissalAndLiveRefresh)
     while (settle.elapsed() < 1000)
         E2eSession::waitFor([] { return false; }, 100);
     EXPECT_EQ(stacks.stack()["loads"].toInt(), loads + 1);
+}
+
+TEST_F(StacksE2e, ThumbnailsComeFromTheDesktopsCacheFirstAndCorruptImagesShowTheirIcon)
+{
+    StackClient stacks(session);
+    ASSERT_EQ(stacks.setMode(pictures, "grid").type(), QDBusMessage::ReplyMessage);
+    ASSERT_EQ(stacks.open(pictures).type(), QDBusMessage::ReplyMessage);
+    const QJsonObject grid = stacks.until([](const QJsonObject& s) {
+        const QStringList sources = strings(s["thumbnails"]);
+        return shows(s, "grid") && sources.size() == 3 && !sources.contains(QString());
+    });
+    ASSERT_TRUE(shows(grid, "grid"));
+    std::map<QString, QString> sources;
+    const QStringList titles = strings(grid["entries"]);
+    const QStringList from = strings(grid["thumbnails"]);
+    for (qsizetype i = 0; i < titles.size() && i < from.size(); ++i)
+        sources[titles[i]] = from[i];
+    EXPECT_EQ(sources["cached.png"], "cache");
+    EXPECT_EQ(sources["plain.png"], "image");
+    EXPECT_EQ(sources["broken.png"], "icon");
+
+    // On screen: the cached thumbnail is green although the file itself is red.
+    const QRect frame = rectFrom(grid["frame"]).toRect();
+    const QImage shot = session.screenshot().copy(frame);
+    int green = 0, red = 0;
+    for (int y = 0; y < shot.height(); ++y) {
+        for (int x = 0; x < shot.width(); ++x) {
+            const QColor c = shot.pixelColor(x, y);
+            green += c.green() > 200 && c.red() < 60 && c.blue() < 60;
+            red += c.red() > 200 && c.green() < 60 && c.blue() < 60;
+        }
+    }
+    EXPECT_GT(green, 500);
+    EXPECT_GT(red, 500) << "the file without a cached thumbnail shows itself";
 }
 
 } // namespace

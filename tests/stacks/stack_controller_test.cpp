@@ -76,7 +76,7 @@ protected:
     std::unique_ptr<StackController> open(StackViewMode mode, const QString& folder = "stack")
     {
         stackPreferences.setSettings({mode, StackSortOrder::name, StackDisplayMode::folder}, dir.filePath(folder));
-        StackController::Services services{&workspace, &stackPreferences, &access, &watcher, 1, {}};
+        StackController::Services services{&workspace, &stackPreferences, &access, &watcher, nullptr, 1, {}};
         auto stack = std::make_unique<StackController>(dir.filePath(folder), services);
         stack->onClose = [this] { ++closed; };
         stack->open(QRectF(380, 540, 40, 40));
