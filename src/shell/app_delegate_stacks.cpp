@@ -2,12 +2,17 @@
 // stack opens over that tile.
 #include "shell/app_delegate.h"
 
+#include "dock/dock_view.h"
+#include "dock/dock_window_controller.h"
 #include "stacks/folder_access_store.h"
 #include "stacks/stack_controller.h"
 #include "stacks/stack_preferences.h"
 #include "stacks/stack_thumbnail_cache.h"
 
 #include <QDir>
+#include <QScreen>
+
+#include <algorithm>
 
 namespace wharf {
 
@@ -22,6 +27,15 @@ void AppDelegate::wireStacks()
         if (self)
             self->dockModel->refresh();
     };
+}
+
+bool AppDelegate::isFolderTile(const QString& id) const
+{
+    const QString wanted = QDir::cleanPath(id);
+    const auto items = dockModel->items();
+    return std::any_of(items.begin(), items.end(), [&](const DockItem& item) {
+        return item.kind == DockItem::Kind::folder && QDir::cleanPath(item.id) == wanted;
+    });
 }
 
 bool AppDelegate::openStack(const QString& id, QString* error)
@@ -41,15 +55,18 @@ bool AppDelegate::openStack(const QString& id, QString* error)
         return fail(QStringLiteral("No folder tile has the id “%1”.").arg(id));
 
     std::optional<QRectF> anchor;
-    for (const DockSnapshot& dock : dockSnapshots()) {
+    QPointer<DockView> view;
+    const std::vector<DockSnapshot> snapshots = dockSnapshots();
+    for (std::size_t d = 0; d < snapshots.size() && !anchor; ++d) {
+        const DockSnapshot& dock = snapshots[d];
         if (dock.overlay || !dock.mapped)
             continue;
         for (std::size_t i = 0; i < dock.entryIDs.size() && i < dock.tiles.size() && !anchor; ++i) {
-            if (dock.entryIDs[i] == folder->id)
+            if (dock.entryIDs[i] == folder->id) {
                 anchor = dock.tiles[i].translated(dock.frame.topLeft());
+                view = &dockControllers[d]->dockView();
+            }
         }
-        if (anchor)
-            break;
     }
     if (!anchor)
         return fail(QStringLiteral("The folder “%1” has no tile on screen.").arg(folder->title));
@@ -68,10 +85,19 @@ bool AppDelegate::openStack(const QString& id, QString* error)
     services.thumbnails = thumbnails.get();
     auto* controller = new StackController(folder->url, std::move(services), this);
     const QPointer<StackController> weak(controller);
-    controller->onClose = [weak] {
+    controller->onClose = [weak, view] {
+        // The dock that showed it lets its row move again.
+        if (view)
+            view->stackPresenter().closeStack = nullptr;
         if (weak)
             weak->deleteLater();
     };
+    if (view) {
+        view->stackPresenter().closeStack = [weak] {
+            if (weak)
+                weak->close();
+        };
+    }
     stack = controller;
     controller->open(*anchor);
     return true;

@@ -5,6 +5,7 @@
 #include "platform/x11/gio_folder_watcher.h"
 #include "platform/x11/icon_theme_setup.h"
 #include "platform/x11/x11_dock_window.h"
+#include "platform/x11/x11_window_control.h"
 #include "platform/x11/x11_workspace.h"
 #include "settings/dock_preferences.h"
 #include "shell/app_delegate.h"
@@ -124,6 +125,7 @@ int main(int argc, char** argv)
         parts.integration = std::make_unique<wharf::SystemDockIntegration>(realNativeDock());
         parts.windowSystem = wharf::X11DockWindow::create();
         parts.folderWatcher = std::make_unique<wharf::GioFolderWatcher>();
+        parts.windowControl = std::make_unique<wharf::X11WindowControl>();
         return parts;
     });
 }

@@ -106,6 +106,11 @@ void WharfDBusService::SetStackViewMode(const QString& id, const QString& mode)
         sendErrorReply(QStringLiteral("com.tamberly.Wharf.Error.InvalidArgs"), error);
 }
 
+bool WharfDBusService::Activate(const QString& id)
+{
+    return source.activate && source.activate(id);
+}
+
 void WharfDBusService::Quit()
 {
     // Let the reply go out before the event loop ends.

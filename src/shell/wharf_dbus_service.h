@@ -44,6 +44,7 @@ public:
         std::function<std::vector<DockSnapshot>()> docks;
         std::function<quint64()> framesRendered;
         std::function<void()> focusDock;
+        std::function<bool(const QString& id)> activate;
         std::function<void()> quit;
         // Stacks: open (or toggle off) a folder tile's stack, read it, change its view mode.
         std::function<bool(const QString& id, QString* error)> openStack;
@@ -73,6 +74,9 @@ public Q_SLOTS:
     Q_SCRIPTABLE QString Stack() const;
     // Sets the view mode (automatic, fan, grid, list) of the folder `id`; an open stack follows.
     Q_SCRIPTABLE void SetStackViewMode(const QString& id, const QString& mode);
+    // Does what a click on the tile `id` does (for now: restores a minimized window's tile,
+    // "window-<id>"); false when there is no such tile.
+    Q_SCRIPTABLE bool Activate(const QString& id);
     // Quits through the normal shutdown, which gives the desktop's dock back.
     Q_SCRIPTABLE void Quit();
 };

@@ -28,6 +28,7 @@ public:
     {
         return wharf.call(QStringLiteral("SetStackViewMode"), id, mode);
     }
+    QDBusMessage activate(const QString& id) { return wharf.call(QStringLiteral("Activate"), id); }
     QJsonObject stack()
     {
         const QDBusReply<QString> reply = wharf.call(QStringLiteral("Stack"));
@@ -206,6 +207,13 @@ TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheTile)
     ASSERT_EQ(stacks.setMode(folder, "grid").type(), QDBusMessage::ReplyMessage);
     ASSERT_TRUE(shows(stacks.until([](const QJsonObject& s) { return shows(s, "grid"); }), "grid"));
     ASSERT_EQ(stacks.open(folder).type(), QDBusMessage::ReplyMessage);
+    EXPECT_FALSE(stacks.until([](const QJsonObject& s) { return !s["open"].toBool(); })["open"].toBool());
+
+    // Activating the folder tile, as a click does, toggles its stack too.
+    const QDBusReply<bool> opened = stacks.activate(folder);
+    ASSERT_TRUE(opened.isValid() && opened.value());
+    EXPECT_TRUE(shows(stacks.until([](const QJsonObject& s) { return shows(s, "grid"); }), "grid"));
+    stacks.activate(folder);
     EXPECT_FALSE(stacks.until([](const QJsonObject& s) { return !s["open"].toBool(); })["open"].toBool());
 }
 
