@@ -10,6 +10,7 @@
 #include "stacks/folder_access_store.h"
 #include "stacks/stack_controller.h"
 #include "stacks/stack_preferences.h"
+#include "stacks/stack_artwork.h"
 #include "stacks/stack_thumbnail_cache.h"
 #include "takeover/system_dock_integration.h"
 
@@ -67,11 +68,12 @@ AppDelegate::AppDelegate(Parts parts, QObject* parent)
       workspace(std::move(parts.workspace)),
       preferences(parts.preferences),
       appearance(std::move(parts.appearance)),
+      stackSettings(std::make_unique<StackPreferences>(*preferences)),
+      folderAccess(std::make_unique<FolderAccessStore>(*preferences)),
+      artwork(makeStackArtwork()),
       dockModel(std::make_unique<DockModel>(*workspace, *preferences, modelProviders())),
       integration(std::move(parts.integration)),
       windowSystem(std::move(parts.windowSystem)),
-      stackSettings(std::make_unique<StackPreferences>(*preferences)),
-      folderAccess(std::make_unique<FolderAccessStore>(*preferences)),
       folderWatcher(std::move(parts.folderWatcher)),
       windowControl(std::move(parts.windowControl)),
       applied(AppliedPreferences::current(*preferences))
@@ -81,6 +83,7 @@ AppDelegate::AppDelegate(Parts parts, QObject* parent)
 DockModel::Providers AppDelegate::modelProviders() const
 {
     DockModel::Providers providers;
+    providers.stackArtworkProvider = stackArtworkProvider();
     if (appearance) {
         // The Trash icon has light and dark variants; `automatic` follows the desktop.
         DesktopAppearance* desktop = appearance.get();

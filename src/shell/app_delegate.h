@@ -34,6 +34,7 @@ class FolderAccessStore;
 class SignalListener;
 class StackController;
 class StackPreferences;
+class StackArtwork;
 class StackThumbnailCache;
 
 // Owns and wires every long-lived part of the running dock: the model, the takeover of the
@@ -113,18 +114,23 @@ private:
     void scheduleRebuild();
     void watchScreen(QScreen* screen);
     void wireStacks();
+    std::function<std::optional<QIcon>(const QString&)> stackArtworkProvider() const;
+    std::unique_ptr<StackArtwork> makeStackArtwork() const;
 
     std::unique_ptr<Workspace> workspace;
     DockPreferences* preferences;
     std::unique_ptr<DesktopAppearance> appearance;
+    // The stacks' stores come before the model, which asks for folder piles as it builds items.
+    std::unique_ptr<StackPreferences> stackSettings;
+    std::unique_ptr<FolderAccessStore> folderAccess;
+    std::unique_ptr<StackArtwork> artwork;
     std::unique_ptr<DockModel> dockModel;
     std::unique_ptr<SystemDockIntegration> integration;
     std::unique_ptr<DockWindowSystem> windowSystem;
     std::vector<std::unique_ptr<DockWindowController>> dockControllers;
-    std::unique_ptr<StackPreferences> stackSettings;
-    std::unique_ptr<FolderAccessStore> folderAccess;
     std::unique_ptr<FolderWatcher> folderWatcher;
     std::unique_ptr<StackThumbnailCache> thumbnails;
+    CallbackList<QString>::Subscription artworkSubscription;
     QPointer<StackController> stack;
     std::unique_ptr<WindowControl> windowControl;
     std::unique_ptr<WindowManager> windowManager;

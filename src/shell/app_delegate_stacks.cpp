@@ -5,11 +5,13 @@
 #include "dock/dock_view.h"
 #include "dock/dock_window_controller.h"
 #include "stacks/folder_access_store.h"
+#include "stacks/stack_artwork.h"
 #include "stacks/stack_controller.h"
 #include "stacks/stack_preferences.h"
 #include "stacks/stack_thumbnail_cache.h"
 
 #include <QDir>
+#include <QJsonArray>
 #include <QScreen>
 
 #include <algorithm>
@@ -23,9 +25,36 @@ void AppDelegate::wireStacks()
         return desktop->iconForFile(entry.path()).pixmap(StackThumbnailCache::side).toImage();
     });
     const QPointer<AppDelegate> self(this);
-    stackSettings->onChange = [self](const QString&) {
+    // A new pile is a new tile icon: the model notices and the docks reload.
+    artworkSubscription = artwork->artworkChanged.add([self](const QString&) {
         if (self)
             self->dockModel->refresh();
+    });
+    stackSettings->onChange = [self](const QString& folder) {
+        if (!self)
+            return;
+        self->artwork->preferencesChanged(folder);
+        self->dockModel->refresh();
+    };
+    // Piles of the folders already in the dock, for those Wharf may read without asking.
+    for (const DockItem& item : dockModel->items()) {
+        if (item.kind == DockItem::Kind::folder)
+            artwork->preferencesChanged(item.url);
+    }
+}
+
+std::unique_ptr<StackArtwork> AppDelegate::makeStackArtwork() const
+{
+    Workspace* desktop = workspace.get();
+    return std::make_unique<StackArtwork>(*stackSettings, *folderAccess, [desktop](const StackEntry& entry) {
+        return desktop->iconForFile(entry.path()).pixmap(350).toImage();
+    });
+}
+
+std::function<std::optional<QIcon>(const QString&)> AppDelegate::stackArtworkProvider() const
+{
+    return [this](const QString& folder) -> std::optional<QIcon> {
+        return artwork ? artwork->image(folder) : std::nullopt;
     };
 }
 
@@ -83,6 +112,12 @@ bool AppDelegate::openStack(const QString& id, QString* error)
     services.access = folderAccess.get();
     services.watcher = folderWatcher.get();
     services.thumbnails = thumbnails.get();
+    StackArtwork* piles = artwork.get();
+    services.onListing = [piles](const QString& root, const std::vector<StackEntry>& entries,
+                                 const StackSettings& settings) {
+        if (piles)
+            piles->update(root, entries, settings);
+    };
     auto* controller = new StackController(folder->url, std::move(services), this);
     const QPointer<StackController> weak(controller);
     controller->onClose = [weak, view] {
@@ -114,7 +149,12 @@ QJsonObject AppDelegate::stackSnapshot() const
 {
     if (!stack || stack->isDismissed())
         return QJsonObject{{QStringLiteral("open"), false}};
-    return stack->snapshot();
+    QJsonObject out = stack->snapshot();
+    if (artwork) {
+        out.insert(QStringLiteral("pile"), QJsonArray::fromStringList(artwork->documents(stack->rootURL)));
+        out.insert(QStringLiteral("pileRenders"), artwork->renderCount());
+    }
+    return out;
 }
 
 bool AppDelegate::setStackViewMode(const QString& id, const QString& mode, QString* error)

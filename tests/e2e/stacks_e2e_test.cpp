@@ -132,7 +132,13 @@ protected:
         for (const QString& path : {folder, pictures})
             pinList.append(QJsonObject{{QStringLiteral("path"), path}, {QStringLiteral("kind"), QStringLiteral("folder")}});
         const QByteArray pins = QJsonDocument(pinList).toJson(QJsonDocument::Compact);
+        // Samples shows as a pile of its first documents.
+        const QByteArray stackSettings = QJsonDocument(QJsonObject{
+            {folder, QJsonObject{{QStringLiteral("viewMode"), QStringLiteral("automatic")},
+                                 {QStringLiteral("sortOrder"), QStringLiteral("name")},
+                                 {QStringLiteral("displayMode"), QStringLiteral("stack")}}}}).toJson(QJsonDocument::Compact);
         writeWharfSettings(session, {{QStringLiteral("Wharf.pinnedItems.v1"), pins},
+                                     {QStringLiteral("Wharf.stackSettings.v1"), stackSettings},
                                      {QStringLiteral("replaceSystemDock"), false}});
         // Keep the pointer off the stack so hovering selects nothing.
         session.xdotool({QStringLiteral("mousemove"), QStringLiteral("5"), QStringLiteral("5")});
@@ -266,10 +272,12 @@ TEST_F(StacksE2e, KeyboardPreviewDismissalAndLiveRefresh)
     session.xdotool({"mousemove", "100", "100", "click", "1"});
     EXPECT_FALSE(stacks.until([](const QJsonObject& s) { return !s["open"].toBool(); })["open"].toBool());
 
-    // Three files within a tenth of a second refresh the open stack once.
+    // Three files within a tenth of a second refresh the open stack once, and the tile's pile.
     ASSERT_EQ(stacks.open(folder).type(), QDBusMessage::ReplyMessage);
     const QJsonObject before = stacks.until([](const QJsonObject& s) { return shows(s, "grid"); });
     const int loads = before["loads"].toInt();
+    EXPECT_EQ(strings(before["pile"]), (QStringList{"Note 1.txt", "Note 2.txt", "Note 3.txt"}));
+    const int renders = before["pileRenders"].toInt();
     for (const char* name : {"New A.txt", "New B.txt", "New C.txt"})
         write(name, "new\n");
     const QJsonObject after = stacks.until([](const QJsonObject& s) { return s["count"].toInt() == 15; });
@@ -278,7 +286,22 @@ TEST_F(StacksE2e, KeyboardPreviewDismissalAndLiveRefresh)
     settle.start();
     while (settle.elapsed() < 1000)
         E2eSession::waitFor([] { return false; }, 100);
-    EXPECT_EQ(stacks.stack()["loads"].toInt(), loads + 1);
+    const QJsonObject settled = stacks.stack();
+    EXPECT_EQ(settled["loads"].toInt(), loads + 1);
+    EXPECT_EQ(strings(settled["pile"]), (QStringList{"New A.txt", "New B.txt", "New C.txt"}));
+    EXPECT_EQ(settled["pileRenders"].toInt(), renders + 1);
+}
+
+TEST_F(StacksE2e, AFolderInStackModeShowsAPileOnItsTileOnceItWasOpened)
+{
+    StackClient stacks(session);
+    const QRect icon = tile.toRect().adjusted(4, 4, -4, -4);
+    const QImage folderIcon = session.screenshot().copy(icon);
+    ASSERT_EQ(stacks.open(folder).type(), QDBusMessage::ReplyMessage);
+    const QJsonObject open = stacks.until([](const QJsonObject& s) { return !strings(s["pile"]).isEmpty(); });
+    EXPECT_EQ(strings(open["pile"]).size(), 3);
+    // The tile's picture changes from the folder icon to the pile.
+    EXPECT_TRUE(E2eSession::waitFor([&] { return session.screenshot().copy(icon) != folderIcon; }, 5000, 200));
 }
 
 TEST_F(StacksE2e, ThumbnailsComeFromTheDesktopsCacheFirstAndCorruptImagesShowTheirIcon)
