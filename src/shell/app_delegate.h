@@ -1,15 +1,16 @@
 #pragma once
 
 #include "model/dock_model.h"
+#include "platform/callback_list.h"
 #include "platform/desktop_appearance.h"
 #include "platform/dock_window_platform.h"
 #include "platform/folder_watcher.h"
 #include "platform/window_control.h"
 #include "platform/workspace.h"
 #include "shell/applied_preferences.h"
-#include "windows/dock_avoidance_region.h"
 #include "shell/wharf_dbus_service.h"
 #include "takeover/system_dock_integration.h"
+#include "windows/dock_avoidance_region.h"
 #include "windows/dock_window.h"
 #include "windows/dock_window_avoidance.h"
 #include "windows/window_manager.h"
@@ -18,13 +19,14 @@
 #include <QJsonObject>
 #include <QObject>
 #include <QPointer>
-#include <QSet>
 #include <QString>
-#include <QTimer>
 
 #include <functional>
 #include <memory>
 #include <vector>
+
+class QScreen;
+class QTimer;
 
 namespace wharf {
 
@@ -37,8 +39,10 @@ class StackPreferences;
 class StackArtwork;
 class StackThumbnailCache;
 
-// Owns and wires every long-lived part of the running dock: the model, the takeover of the
-// desktop's own dock, the dock windows of every display, the window poll and the signals.
+// Owns every long-lived part of the running dock and wires them together. Each subsystem's
+// wiring lives in app_delegate_<subsystem>.cpp as one `wire<Subsystem>()` function that
+// applicationDidFinishLaunching calls in order. To add a subsystem: a field in Parts, a wiring
+// function in its own file, and one call in applicationDidFinishLaunching.
 class AppDelegate : public QObject {
     Q_OBJECT
 
@@ -104,16 +108,28 @@ public:
     // Shows a warning alert with one "OK" button; replaceable so that nothing blocks in tests.
     std::function<void(const QString& text, const QString& informativeText)> presentAlert;
 
+    // The displays in dock order: the primary first, then the others in Qt's order.
+    static std::vector<QScreen*> orderedScreens();
+
 private:
+    // Wiring, one per subsystem, in launch order.
+    void wireModel();    // app_delegate_model.cpp: model, preferences and appearance changes
+    void wireStacks();   // app_delegate_stacks.cpp: stack settings, piles and thumbnails
+    void wireTakeover(); // app_delegate_takeover.cpp: hides the desktop's dock
+    void wireDocks();    // app_delegate_docks.cpp: dock windows and display changes
+    void wireWindows();  // app_delegate_windows.cpp: window avoidance and the window poll
+    void wireSignals();  // app_delegate.cpp: SIGTERM and SIGINT quit
+
+    // Shutdown, in reverse.
+    void stopWindows();
+    void restoreTakeover();
+
     DockModel::Providers modelProviders() const;
     void preferencesChanged();
     void relayoutDocks();
     void startWindowTimer();
-    void startWindowControl();
-    static std::vector<QScreen*> orderedScreens();
     void scheduleRebuild();
     void watchScreen(QScreen* screen);
-    void wireStacks();
     std::function<std::optional<QIcon>(const QString&)> stackArtworkProvider() const;
     std::unique_ptr<StackArtwork> makeStackArtwork() const;
 
@@ -150,6 +166,8 @@ private:
     bool rebuildPending = false;
     bool launched = false;
     bool terminated = false;
+    // Every notifier the wiring joined; dropped first, so nothing calls into a dying delegate.
+    std::vector<Subscription> subscriptions;
 };
 
 // The window poll's rule: a new list matters only when its identifiers differ, in order.
