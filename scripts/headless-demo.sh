@@ -6,8 +6,21 @@ set -euo pipefail
 
 wharf_call() {
   gdbus call --session --dest com.tamberly.Wharf --object-path /com/tamberly/Wharf \
-    --method "com.tamberly.Wharf.$1"
+    --method "com.tamberly.Wharf.$1" "${@:2}"
 }
+
+# A pinned folder of sample files, shown open as a fan stack in the screenshot.
+samples="$HOME/Samples"
+mkdir -p "$samples/Drafts" "${XDG_CONFIG_HOME:-$HOME/.config}/wharf"
+for name in Notes Plans Ideas Budget Letter Recipes Travel Reading Music Photos Todo; do
+  printf '%s\n' "$name" >"$samples/$name.txt"
+done
+python3 - "$samples" "${XDG_CONFIG_HOME:-$HOME/.config}/wharf/wharf.conf" <<'PY'
+import json, sys
+pins = json.dumps([{"path": sys.argv[1], "kind": "folder"}]).replace('"', '\\"')
+with open(sys.argv[2], "w") as conf:
+    conf.write('[General]\nWharf.pinnedItems.v1="@ByteArray(%s)"\n' % pins)
+PY
 
 xterm -geometry 80x24+200+200 &
 xclock -geometry 200x200+900+200 &
@@ -45,6 +58,14 @@ xdotool mousemove $target
 sleep 0.8
 echo "Hovered tile: $(wharf_call HoveredIndex)"
 wharf_call Items
+wharf_call SetStackViewMode "$samples" fan >/dev/null
+wharf_call OpenStack "$samples" >/dev/null
+for _ in $(seq 50); do
+  case "$(wharf_call Stack)" in *'"mode":"fan"'*'"open":true'*) break ;; esac
+  sleep 0.1
+done
+sleep 0.3
+echo "Stack: $(wharf_call Stack)"
 import -window root "$WHARF_SHOT"
 
 wharf_call Quit >/dev/null

@@ -66,6 +66,7 @@ public:
     void start(); // timers and observers on
     void stop();  // and off
     void reload(); // re-read model items and minimized windows
+    DockStackPresenter& stackPresenter() { return stacks; }
     void tick();   // one animation step
     void markLayoutDirty();
 

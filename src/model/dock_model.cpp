@@ -121,6 +121,10 @@ DockItem DockModel::makeItem(const QString& path, DockItem::Kind kind, bool pinn
     item.kind = kind;
     item.isPinned = pinned;
     item.icon = baseIcon(item.id, path, kind);
+    if (kind == DockItem::Kind::folder && providers.stackArtworkProvider) {
+        if (auto pile = providers.stackArtworkProvider(path))
+            item.icon = std::move(*pile);
+    }
 
     if (title) {
         item.title = *title;

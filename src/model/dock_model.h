@@ -60,6 +60,8 @@ public:
         std::function<std::optional<QString>(pid_t)> badgeLabelProvider;
         std::function<std::map<QString, bool>()> badgeSettingsProvider;
         std::function<std::vector<Pin>()> systemPinsProvider;
+        // A folder tile's pile of documents, when it shows one instead of the folder icon.
+        std::function<std::optional<QIcon>(const QString& folderPath)> stackArtworkProvider;
     };
 
     static inline const QString pinnedItemsKey = QStringLiteral("Wharf.pinnedItems.v1");

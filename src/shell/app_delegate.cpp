@@ -5,6 +5,11 @@
 #include "shell/login_item.h"
 #include "shell/settings_controller.h"
 #include "shell/signal_listener.h"
+#include "stacks/folder_access_store.h"
+#include "stacks/stack_artwork.h"
+#include "stacks/stack_controller.h"
+#include "stacks/stack_preferences.h"
+#include "stacks/stack_thumbnail_cache.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -40,9 +45,13 @@ AppDelegate::AppDelegate(Parts parts, QObject* parent)
       trashMonitor(makeTrashMonitor(trashVolumes.get())),
       trashOperations(makeTrashOperations(std::move(parts.fileTrash), trashVolumes.get())),
       importer(std::move(parts.importer)),
+      stackSettings(std::make_unique<StackPreferences>(*preferences)),
+      folderAccess(std::make_unique<FolderAccessStore>(*preferences)),
+      artwork(makeStackArtwork()),
       dockModel(std::make_unique<DockModel>(*workspace, *preferences, modelProviders())),
       integration(std::move(parts.integration)),
       windowSystem(std::move(parts.windowSystem)),
+      folderWatcher(std::move(parts.folderWatcher)),
       windowControl(std::move(parts.windowControl)),
       applied(AppliedPreferences::current(*preferences)),
       hotKey(std::move(parts.hotKey)),
@@ -53,6 +62,7 @@ AppDelegate::AppDelegate(Parts parts, QObject* parent)
 
 AppDelegate::~AppDelegate()
 {
+    closeStack();
     subscriptions.clear();
     for (auto& dock : dockControllers)
         dock->close();
@@ -67,6 +77,7 @@ void AppDelegate::applicationDidFinishLaunching()
     wireMenus();
     wireModel();
     wireSettings();
+    wireStacks();
     wireTakeover();
     wireDocks();
     wireWindows();
@@ -135,6 +146,11 @@ int AppDelegate::run(QApplication& app, const std::function<Parts()>& makeParts)
     service.source.windows = [&delegate](const QString& id) { return delegate.windowsOfItem(id); };
     service.source.minimize = [&delegate](const QString& id) { return delegate.minimizeEntry(id); };
     service.source.quit = [] { QCoreApplication::quit(); };
+    service.source.openStack = [&delegate](const QString& id, QString* error) { return delegate.openStack(id, error); };
+    service.source.stack = [&delegate] { return delegate.stackSnapshot(); };
+    service.source.setStackViewMode = [&delegate](const QString& id, const QString& mode, QString* error) {
+        return delegate.setStackViewMode(id, mode, error);
+    };
 
     QObject::connect(&app, &QCoreApplication::aboutToQuit, &delegate, &AppDelegate::applicationWillTerminate);
     delegate.applicationDidFinishLaunching();

@@ -8,6 +8,7 @@
 #include "platform/file_trash.h"
 #include "platform/hot_key.h"
 #include "platform/trash_volumes.h"
+#include "platform/folder_watcher.h"
 #include "platform/window_control.h"
 #include "platform/workspace.h"
 #include "shell/applied_preferences.h"
@@ -25,7 +26,9 @@
 #include <QApplication>
 #include <QIcon>
 #include <QMenu>
+#include <QJsonObject>
 #include <QObject>
+#include <QPointer>
 #include <QString>
 #include <QStringList>
 #include <QSystemTrayIcon>
@@ -46,6 +49,11 @@ class KeyEquivalents;
 class SettingsController;
 class SignalListener;
 struct DockSizing;
+class FolderAccessStore;
+class StackController;
+class StackPreferences;
+class StackArtwork;
+class StackThumbnailCache;
 
 // Owns every long-lived part of the running dock and wires them together. Each subsystem's
 // wiring lives in app_delegate_<subsystem>.cpp as one `wire<Subsystem>()` function that
@@ -67,6 +75,7 @@ public:
         std::unique_ptr<SystemPinsImporter> importer;   // null: the fallback pins only
         QStringList systemDockSettingsCommand;          // empty: the native dock has no settings to open
         std::unique_ptr<LoginItem> loginItem;           // null: the user's autostart folder
+        std::unique_ptr<FolderWatcher> folderWatcher;   // null: open stacks do not refresh by themselves
         std::unique_ptr<WindowControl> windowControl;   // null: no minimized windows in the dock
     };
 
@@ -123,6 +132,16 @@ public:
     bool minimizeEntry(const QString& id);
     WindowManager* windows() const { return windowManager.get(); }
 
+    // Stacks: opens the stack of the pinned folder `id` over its tile (a second call for the
+    // same folder closes it); false with a reason when there is no such folder tile.
+    bool openStack(const QString& id, QString* error = nullptr);
+    bool isFolderTile(const QString& id) const;
+    void closeStack();
+    // The open stack as scripts see it; {"open": false} when none is open.
+    QJsonObject stackSnapshot() const;
+    bool setStackViewMode(const QString& id, const QString& mode, QString* error = nullptr);
+    StackPreferences& stackPreferences() { return *stackSettings; }
+
     // Frames drawn by all dock views since launch (diagnostics and benchmarks).
     quint64 framesRendered() const { return frames; }
 
@@ -136,6 +155,7 @@ private:
     // Wiring, one per subsystem, in launch order.
     void wireMenus();    // app_delegate_menus.cpp: the status item, its menu and the key equivalents
     void wireModel();    // app_delegate_model.cpp: model, preferences and appearance changes
+    void wireStacks();   // app_delegate_stacks.cpp: stack settings, piles and thumbnails
     void wireTakeover(); // app_delegate_takeover.cpp: hides the desktop's dock
     void wireDocks();    // app_delegate_docks.cpp: dock windows and display changes
     void wireWindows();  // app_delegate_windows.cpp: window avoidance and the window poll
@@ -160,6 +180,8 @@ private:
     static std::unique_ptr<TrashOperations> makeTrashOperations(std::unique_ptr<FileTrash> fileTrash,
                                                                 const TrashVolumes* volumes);
     std::optional<DockSizing> firstDockSizing() const;
+    std::function<std::optional<QIcon>(const QString&)> stackArtworkProvider() const;
+    std::unique_ptr<StackArtwork> makeStackArtwork() const;
 
     std::unique_ptr<Workspace> workspace;
     DockPreferences* preferences;
@@ -169,10 +191,18 @@ private:
     std::unique_ptr<TrashStateMonitor> trashMonitor;
     std::unique_ptr<TrashOperations> trashOperations;
     std::unique_ptr<SystemPinsImporter> importer;
+    // The stacks' stores come before the model, which asks for folder piles as it builds items.
+    std::unique_ptr<StackPreferences> stackSettings;
+    std::unique_ptr<FolderAccessStore> folderAccess;
+    std::unique_ptr<StackArtwork> artwork;
     std::unique_ptr<DockModel> dockModel;
     std::unique_ptr<SystemDockIntegration> integration;
     std::unique_ptr<DockWindowSystem> windowSystem;
     std::vector<std::unique_ptr<DockWindowController>> dockControllers;
+    std::unique_ptr<FolderWatcher> folderWatcher;
+    std::unique_ptr<StackThumbnailCache> thumbnails;
+    CallbackList<QString>::Subscription artworkSubscription;
+    QPointer<StackController> stack;
     std::unique_ptr<WindowControl> windowControl;
     std::unique_ptr<WindowManager> windowManager;
     std::unique_ptr<DockWindowAvoidance> windowAvoidance; // owns the reserved band and the corrections

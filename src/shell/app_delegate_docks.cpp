@@ -48,6 +48,7 @@ void AppDelegate::wireDocks()
 void AppDelegate::rebuildDocks()
 {
     rebuildPending = false;
+    closeStack(); // its tile is about to go
     applied.showsAllDisplays = preferences->allDisplays();
     for (auto& dock : dockControllers)
         dock->close();

@@ -41,9 +41,8 @@ QMenu* AppDelegate::makeMenu(QWidget* parent)
     add(tr("Import Current System Dock"), QString(), [](AppDelegate& app) { app.model().restoreSystemPins(); });
     menu->addSeparator();
     add(tr("Show Applications"), QString(), [](AppDelegate& app) {
-        QString error;
-        if (!app.workspace->openLocation(QStringLiteral("/usr/share/applications"), &error))
-            app.presentAlert(tr("Couldn’t show applications"), error);
+        if (const Status shown = app.workspace->openLocation(QStringLiteral("/usr/share/applications")); !shown)
+            app.presentAlert(tr("Couldn’t show applications"), shown.error().message);
     });
     if (!systemDockSettingsCommand.isEmpty())
         add(tr("System Dock Settings…"), QString(), [](AppDelegate& app) { app.openSystemDockSettings(); });

@@ -16,6 +16,7 @@ DockModel::Providers AppDelegate::modelProviders() const
         const SystemPinsImporter* source = importer.get();
         providers.systemPinsProvider = [source] { return source->systemPins(); };
     }
+    providers.stackArtworkProvider = stackArtworkProvider();
     if (appearance) {
         // The Trash icon has light and dark variants; `automatic` follows the desktop.
         DesktopAppearance* desktop = appearance.get();

@@ -75,8 +75,10 @@ void AppDelegate::wireWindows()
             std::vector<WindowOwner> owners;
             for (const RunningApplicationRef& app : desktop->runningApplications()) {
                 // A program without a pid owns no window by pid.
-                if (app->isRegular && !app->isTerminated && app->processIdentifier)
-                    owners.push_back({*app->processIdentifier, app->localizedName});
+                if (!app->isRegular || app->isTerminated)
+                    continue;
+                for (const pid_t pid : app->processIdentifiers)
+                    owners.push_back({pid, app->localizedName});
             }
             return owners;
         };
@@ -146,6 +148,8 @@ void AppDelegate::pollWindows()
 
 bool AppDelegate::activateEntry(const QString& id)
 {
+    if (isFolderTile(id))
+        return openStack(id);
     const QString prefix = QStringLiteral("window-");
     if (!windowManager || !id.startsWith(prefix))
         return false;
@@ -165,8 +169,15 @@ std::vector<DockWindow> AppDelegate::windowsOfItem(const QString& id) const
         return {};
     for (const DockItem& item : dockModel->items()) {
         const auto& app = item.runningApplication;
-        if (item.id == id && app && !app->isTerminated)
-            return windowManager->windows(app->processIdentifier, app->localizedName);
+        if (item.id != id || !app || app->isTerminated)
+            continue;
+        // Every process of the application: its pid follows the window that had the focus last.
+        std::vector<DockWindow> windows;
+        for (const pid_t pid : app->processIdentifiers) {
+            auto more = windowManager->windows(pid, app->localizedName);
+            windows.insert(windows.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
+        }
+        return windows;
     }
     return {};
 }

@@ -6,6 +6,7 @@
 #include "platform/x11/x11_hot_key.h"
 #include "platform/x11/desktop_appearance_linux.h"
 #include "platform/x11/gio_desktop_entry_locator.h"
+#include "platform/x11/gio_folder_watcher.h"
 #include "platform/x11/icon_theme_setup.h"
 #include "platform/x11/x11_dock_window.h"
 #include "platform/x11/x11_window_control.h"
@@ -141,6 +142,7 @@ int main(int argc, char** argv)
         parts.systemDockSettingsCommand = nativeDock->settingsCommand();
         parts.importer = std::make_unique<wharf::SystemPinsImporter>(
             std::move(nativeDock), std::make_unique<wharf::GioDesktopEntryLocator>());
+        parts.folderWatcher = std::make_unique<wharf::GioFolderWatcher>();
         parts.windowControl = std::make_unique<wharf::X11WindowControl>();
         return parts;
     });

@@ -130,6 +130,30 @@ void WharfDBusService::ShowApplicationMenu()
         source.showApplicationMenu();
 }
 
+void WharfDBusService::OpenStack(const QString& id)
+{
+    QString error = QStringLiteral("The dock is not up yet.");
+    if (source.openStack && source.openStack(id, &error))
+        return;
+    if (calledFromDBus())
+        sendErrorReply(QStringLiteral("com.tamberly.Wharf.Error.NoSuchFolder"), error);
+}
+
+QString WharfDBusService::Stack() const
+{
+    const QJsonObject stack = source.stack ? source.stack() : QJsonObject{{QStringLiteral("open"), false}};
+    return QString::fromUtf8(QJsonDocument(stack).toJson(QJsonDocument::Compact));
+}
+
+void WharfDBusService::SetStackViewMode(const QString& id, const QString& mode)
+{
+    QString error = QStringLiteral("The dock is not up yet.");
+    if (source.setStackViewMode && source.setStackViewMode(id, mode, &error))
+        return;
+    if (calledFromDBus())
+        sendErrorReply(QStringLiteral("com.tamberly.Wharf.Error.InvalidArgs"), error);
+}
+
 bool WharfDBusService::Activate(const QString& id)
 {
     return source.activate && source.activate(id);

@@ -6,6 +6,7 @@
 
 #include <QDBusContext>
 #include <QJsonArray>
+#include <QJsonObject>
 #include <QObject>
 #include <QRect>
 #include <QRectF>
@@ -57,6 +58,10 @@ public:
         std::function<std::vector<DockWindow>(const QString& id)> windows;
         std::function<bool(const QString& id)> minimize;
         std::function<void()> quit;
+        // Stacks: open (or toggle off) a folder tile's stack, read it, change its view mode.
+        std::function<bool(const QString& id, QString* error)> openStack;
+        std::function<QJsonObject()> stack;
+        std::function<bool(const QString& id, const QString& mode, QString* error)> setStackViewMode;
     };
 
     explicit WharfDBusService(QObject* parent = nullptr) : QObject(parent) {}
@@ -83,6 +88,12 @@ public Q_SLOTS:
     Q_SCRIPTABLE void ShowSettings();
     // Shows the status item's menu at the pointer (for desktops without a tray).
     Q_SCRIPTABLE void ShowApplicationMenu();
+    // Opens the stack of the pinned folder `id` over its tile; the same id again closes it.
+    Q_SCRIPTABLE void OpenStack(const QString& id);
+    // The open stack as a JSON object (mode, frame, shown entries, selection, preview).
+    Q_SCRIPTABLE QString Stack() const;
+    // Sets the view mode (automatic, fan, grid, list) of the folder `id`; an open stack follows.
+    Q_SCRIPTABLE void SetStackViewMode(const QString& id, const QString& mode);
     // Does what a click on the tile `id` does (for now: restores a minimized window's tile,
     // "window-<id>"); false when there is no such tile.
     Q_SCRIPTABLE bool Activate(const QString& id);

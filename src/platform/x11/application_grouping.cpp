@@ -51,8 +51,15 @@ RunningApplication makeApplication(const QString& key, const Group& group, quint
                               : std::all_of(group.windows.begin(), group.windows.end(),
                                             [](const WindowFacts* f) { return f->hidden; });
     app.processIdentifier = focus->pid;
-    for (auto it = group.windows.begin(); !app.processIdentifier && it != group.windows.end(); ++it)
-        app.processIdentifier = (*it)->pid;
+    for (const WindowFacts* facts : group.windows) {
+        if (!facts->pid)
+            continue;
+        if (!app.processIdentifier)
+            app.processIdentifier = facts->pid;
+        if (std::find(app.processIdentifiers.begin(), app.processIdentifiers.end(), *facts->pid)
+            == app.processIdentifiers.end())
+            app.processIdentifiers.push_back(*facts->pid);
+    }
 
     if (const DesktopEntryRecord* entry = focus->entry) {
         app.bundleLocation = entry->path;

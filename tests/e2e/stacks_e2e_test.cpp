@@ -1,0 +1,342 @@
+// Folder stacks in the running dock: a pinned folder of twelve entries opened over its tile as a
+// grid, a fan and a list; walking into a sub-folder and back; the preview; closing by Escape and
+// by a click elsewhere; a live refresh when files appear.
+#include "dock_e2e_client.h"
+
+#include <QColor>
+#include <QDBusMessage>
+#include <QBuffer>
+#include <QCryptographicHash>
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QUrl>
+
+#include <gtest/gtest.h>
+
+namespace wharf::e2e {
+namespace {
+
+class StackClient {
+public:
+    explicit StackClient(E2eSession& session)
+        : wharf(QStringLiteral("com.tamberly.Wharf"), QStringLiteral("/com/tamberly/Wharf"),
+                QStringLiteral("com.tamberly.Wharf"), session.bus())
+    {
+    }
+    QDBusMessage open(const QString& id) { return wharf.call(QStringLiteral("OpenStack"), id); }
+    QDBusMessage setMode(const QString& id, const QString& mode)
+    {
+        return wharf.call(QStringLiteral("SetStackViewMode"), id, mode);
+    }
+    QDBusMessage activate(const QString& id) { return wharf.call(QStringLiteral("Activate"), id); }
+    QJsonObject stack()
+    {
+        const QDBusReply<QString> reply = wharf.call(QStringLiteral("Stack"));
+        return reply.isValid() ? QJsonDocument::fromJson(reply.value().toUtf8()).object() : QJsonObject();
+    }
+    // Waits until the stack satisfies `condition` and returns it.
+    QJsonObject until(const std::function<bool(const QJsonObject&)>& condition, int timeoutMs = 10000)
+    {
+        QJsonObject last;
+        E2eSession::waitFor(
+            [&] {
+                last = stack();
+                return condition(last);
+            },
+            timeoutMs, 50);
+        return last;
+    }
+
+private:
+    QDBusInterface wharf;
+};
+
+QStringList strings(const QJsonValue& value)
+{
+    QStringList out;
+    for (const QJsonValue& v : value.toArray())
+        out << v.toString();
+    return out;
+}
+
+quint32 crc32(const QByteArray& data)
+{
+    quint32 crc = 0xffffffffu;
+    for (const char byte : data) {
+        crc ^= quint8(byte);
+        for (int k = 0; k < 8; ++k)
+            crc = (crc >> 1) ^ (0xedb88320u & (0u - (crc & 1u)));
+    }
+    return ~crc;
+}
+
+// A solid PNG carrying a thumbnailer's tEXt chunk right after its header.
+QByteArray thumbnailPng(QColor color, const QByteArray& mtime)
+{
+    QImage image(128, 128, QImage::Format_ARGB32);
+    image.fill(color);
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "png");
+    const QByteArray body = QByteArray("tEXtThumb::MTime") + '\0' + mtime;
+    QByteArray chunk;
+    for (const quint32 v : {quint32(body.size() - 4)})
+        for (int shift : {24, 16, 8, 0})
+            chunk.append(char((v >> shift) & 0xff));
+    chunk += body;
+    const quint32 crc = crc32(body);
+    for (int shift : {24, 16, 8, 0})
+        chunk.append(char((crc >> shift) & 0xff));
+    png.insert(8 + 25, chunk);
+    return png;
+}
+
+bool shows(const QJsonObject& stack, const QString& mode)
+{
+    return stack[QStringLiteral("open")].toBool() && stack[QStringLiteral("mode")].toString() == mode
+        && stack[QStringLiteral("message")].isNull() && !stack[QStringLiteral("entries")].toArray().isEmpty();
+}
+
+class StacksE2e : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        WHARF_REQUIRE_SESSION(session);
+        folder = session.home() + QStringLiteral("/Samples");
+        QDir().mkpath(folder + QStringLiteral("/Sub"));
+        for (int i = 1; i <= 11; ++i)
+            write(QStringLiteral("Note %1.txt").arg(i), "sample text\n");
+        write(QStringLiteral("Sub/inner.txt"), "inner\n");
+        // A second folder of pictures: one the desktop has a thumbnail of, one without, one corrupt.
+        pictures = session.home() + QStringLiteral("/Pictures");
+        QDir().mkpath(pictures);
+        QImage red(300, 200, QImage::Format_ARGB32);
+        red.fill(Qt::red);
+        ASSERT_TRUE(red.save(pictures + QStringLiteral("/cached.png")));
+        ASSERT_TRUE(red.save(pictures + QStringLiteral("/plain.png")));
+        QFile broken(pictures + QStringLiteral("/broken.png"));
+        ASSERT_TRUE(broken.open(QIODevice::WriteOnly));
+        broken.write("\x89PNG\r\n\x1a\nthis is not an image");
+        broken.close();
+        const QString cached = pictures + QStringLiteral("/cached.png");
+        const QByteArray uri = QUrl::fromLocalFile(cached).toEncoded();
+        const QString thumbs = session.cacheHome() + QStringLiteral("/thumbnails/normal/");
+        QDir().mkpath(thumbs);
+        QFile thumb(thumbs + QCryptographicHash::hash(uri, QCryptographicHash::Md5).toHex() + QStringLiteral(".png"));
+        ASSERT_TRUE(thumb.open(QIODevice::WriteOnly));
+        thumb.write(thumbnailPng(Qt::green, QByteArray::number(QFileInfo(cached).lastModified().toSecsSinceEpoch())));
+        thumb.close();
+
+        QJsonArray pinList;
+        for (const QString& path : {folder, pictures})
+            pinList.append(QJsonObject{{QStringLiteral("path"), path}, {QStringLiteral("kind"), QStringLiteral("folder")}});
+        const QByteArray pins = QJsonDocument(pinList).toJson(QJsonDocument::Compact);
+        // Samples shows as a pile of its first documents.
+        const QByteArray stackSettings = QJsonDocument(QJsonObject{
+            {folder, QJsonObject{{QStringLiteral("viewMode"), QStringLiteral("automatic")},
+                                 {QStringLiteral("sortOrder"), QStringLiteral("name")},
+                                 {QStringLiteral("displayMode"), QStringLiteral("stack")}}}}).toJson(QJsonDocument::Compact);
+        writeWharfSettings(session, {{QStringLiteral("Wharf.pinnedItems.v1"), pins},
+                                     {QStringLiteral("Wharf.stackSettings.v1"), stackSettings},
+                                     {QStringLiteral("replaceSystemDock"), false}});
+        // Keep the pointer off the stack so hovering selects nothing.
+        session.xdotool({QStringLiteral("mousemove"), QStringLiteral("5"), QStringLiteral("5")});
+        ASSERT_NE(session.startWharf(), nullptr);
+        const auto dock = DockClient(session).settledDock();
+        ASSERT_TRUE(dock);
+        const int index = int(dock->ids.indexOf(folder));
+        ASSERT_GE(index, 0) << "the pinned folder has a tile";
+        tile = dock->tiles[std::size_t(index)];
+    }
+    void write(const QString& name, const QByteArray& contents) const
+    {
+        QFile file(folder + QLatin1Char('/') + name);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(contents);
+    }
+    void key(const QString& name) { session.xdotool({QStringLiteral("key"), name}); }
+    QRect frameOf(const QJsonObject& stack) { return rectFrom(stack[QStringLiteral("frame")]).toRect(); }
+
+    E2eSession session;
+    QString folder;
+    QString pictures;
+    QRectF tile;
+};
+
+TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheTile)
+{
+    StackClient stacks(session);
+    ASSERT_EQ(stacks.open(folder).type(), QDBusMessage::ReplyMessage);
+    const QJsonObject grid = stacks.until([](const QJsonObject& s) { return shows(s, "grid"); });
+    ASSERT_TRUE(shows(grid, "grid")) << QJsonDocument(grid).toJson().toStdString();
+    EXPECT_EQ(grid["count"].toInt(), 12);
+    EXPECT_EQ(grid["columns"].toInt(), 4);
+    EXPECT_EQ(strings(grid["entries"]).first(), "Note 1.txt");
+    EXPECT_EQ(strings(grid["entries"]).last(), "Sub");
+    const QRect gridFrame = frameOf(grid);
+    EXPECT_EQ(gridFrame.size(), QSize(4 * 112 + 38, 3 * 124 + 102));
+    EXPECT_LE(gridFrame.bottom(), tile.top()) << "above the tile";
+    EXPECT_TRUE(gridFrame.left() < tile.center().x() && tile.center().x() < gridFrame.right()) << "over the tile";
+
+    // The bubble is drawn: its inside is dark, not the desktop behind it.
+    const QImage shot = session.screenshot();
+    ASSERT_FALSE(shot.isNull());
+    const QColor inside = shot.pixelColor(gridFrame.center().x(), gridFrame.top() + 60);
+    const QColor desktop = shot.pixelColor(gridFrame.left() - 40, gridFrame.top() + 60);
+    EXPECT_LT(inside.lightness(), 80);
+    EXPECT_NE(inside, desktop);
+
+    ASSERT_EQ(stacks.setMode(folder, "fan").type(), QDBusMessage::ReplyMessage);
+    const QJsonObject fan = stacks.until([](const QJsonObject& s) { return shows(s, "fan"); });
+    ASSERT_TRUE(shows(fan, "fan"));
+    EXPECT_EQ(strings(fan["entries"]).size(), 9);
+    EXPECT_EQ(fan["button"].toString(), QStringLiteral("↗  3 More in Files"));
+    const QRect fanFrame = frameOf(fan);
+    EXPECT_EQ(fanFrame.size(), QSize(370, 9 * 67 + 61));
+    EXPECT_LE(fanFrame.bottom(), tile.top());
+
+    ASSERT_EQ(stacks.setMode(folder, "list").type(), QDBusMessage::ReplyMessage);
+    const QJsonObject list = stacks.until([](const QJsonObject& s) {
+        return shows(s, "list") && rectFrom(s["frame"]).height() > 0;
+    });
+    ASSERT_TRUE(shows(list, "list"));
+    EXPECT_EQ(strings(list["entries"]).size(), 13);
+    EXPECT_EQ(strings(list["entries"]).last(), "Open in Files");
+    const QRect menuFrame = frameOf(list);
+    EXPECT_LE(menuFrame.bottom(), tile.top()) << "the menu opens upward from the dock";
+
+    EXPECT_EQ(stacks.setMode(folder, "carousel").type(), QDBusMessage::ErrorMessage);
+    EXPECT_EQ(stacks.open(session.home()).type(), QDBusMessage::ErrorMessage) << "not a folder tile";
+
+    // The same tile again closes the stack.
+    ASSERT_EQ(stacks.setMode(folder, "grid").type(), QDBusMessage::ReplyMessage);
+    ASSERT_TRUE(shows(stacks.until([](const QJsonObject& s) { return shows(s, "grid"); }), "grid"));
+    ASSERT_EQ(stacks.open(folder).type(), QDBusMessage::ReplyMessage);
+    EXPECT_FALSE(stacks.until([](const QJsonObject& s) { return !s["open"].toBool(); })["open"].toBool());
+
+    // Activating the folder tile, as a click does, toggles its stack too.
+    const QDBusReply<bool> opened = stacks.activate(folder);
+    ASSERT_TRUE(opened.isValid() && opened.value());
+    EXPECT_TRUE(shows(stacks.until([](const QJsonObject& s) { return shows(s, "grid"); }), "grid"));
+    stacks.activate(folder);
+    EXPECT_FALSE(stacks.until([](const QJsonObject& s) { return !s["open"].toBool(); })["open"].toBool());
+}
+
+TEST_F(StacksE2e, KeyboardPreviewDismissalAndLiveRefresh)
+{
+    StackClient stacks(session);
+    ASSERT_EQ(stacks.open(folder).type(), QDBusMessage::ReplyMessage);
+    ASSERT_TRUE(shows(stacks.until([](const QJsonObject& s) { return shows(s, "grid"); }), "grid"));
+
+    // Into "Sub" (the last entry) with the keyboard, and back with Backspace.
+    for (const char* name : {"Down", "Down", "Down", "Down", "Right", "Right", "Right"})
+        key(name);
+    ASSERT_EQ(stacks.until([](const QJsonObject& s) { return s["selected"].toInt() == 11; })["selected"].toInt(), 11);
+    key("Return");
+    QJsonObject sub = stacks.until([](const QJsonObject& s) { return s["back"].toBool() && shows(s, "grid"); });
+    ASSERT_TRUE(sub["back"].toBool());
+    EXPECT_EQ(strings(sub["entries"]), QStringList{"inner.txt"});
+    key("BackSpace");
+    QJsonObject root = stacks.until([](const QJsonObject& s) { return !s["back"].toBool() && shows(s, "grid"); });
+    EXPECT_EQ(root["count"].toInt(), 12);
+
+    // And with the "‹" button.
+    for (const char* name : {"Down", "Down", "Down", "Down", "Right", "Right", "Right", "Return"})
+        key(name);
+    sub = stacks.until([](const QJsonObject& s) { return s["back"].toBool() && shows(s, "grid"); });
+    ASSERT_TRUE(sub["back"].toBool());
+    const QRect subFrame = frameOf(sub);
+    session.xdotool({"mousemove", QString::number(subFrame.left() + 28), QString::number(subFrame.top() + 23)});
+    session.xdotool({"click", "1"});
+    root = stacks.until([](const QJsonObject& s) { return !s["back"].toBool() && shows(s, "grid"); });
+    EXPECT_FALSE(root["back"].toBool());
+    session.xdotool({"mousemove", "5", "5"});
+
+    // Space previews the selection; Escape closes the preview, then the stack.
+    key("Left");
+    key("space");
+    const QJsonObject previewing = stacks.until([](const QJsonObject& s) { return s["preview"].isObject(); });
+    ASSERT_TRUE(previewing["preview"].isObject());
+    EXPECT_EQ(previewing["preview"]["kind"].toString(), "text");
+    key("Escape");
+    const QJsonObject afterPreview = stacks.until([](const QJsonObject& s) { return s["preview"].isNull(); });
+    EXPECT_TRUE(afterPreview["preview"].isNull());
+    EXPECT_TRUE(afterPreview["open"].toBool()) << "Escape in the preview leaves the stack open";
+    key("Escape");
+    EXPECT_FALSE(stacks.until([](const QJsonObject& s) { return !s["open"].toBool(); })["open"].toBool());
+
+    // A click elsewhere closes it.
+    ASSERT_EQ(stacks.open(folder).type(), QDBusMessage::ReplyMessage);
+    ASSERT_TRUE(shows(stacks.until([](const QJsonObject& s) { return shows(s, "grid"); }), "grid"));
+    session.xdotool({"mousemove", "100", "100", "click", "1"});
+    EXPECT_FALSE(stacks.until([](const QJsonObject& s) { return !s["open"].toBool(); })["open"].toBool());
+
+    // Three files within a tenth of a second refresh the open stack once, and the tile's pile.
+    ASSERT_EQ(stacks.open(folder).type(), QDBusMessage::ReplyMessage);
+    const QJsonObject before = stacks.until([](const QJsonObject& s) { return shows(s, "grid"); });
+    const int loads = before["loads"].toInt();
+    EXPECT_EQ(strings(before["pile"]), (QStringList{"Note 1.txt", "Note 2.txt", "Note 3.txt"}));
+    const int renders = before["pileRenders"].toInt();
+    for (const char* name : {"New A.txt", "New B.txt", "New C.txt"})
+        write(name, "new\n");
+    const QJsonObject after = stacks.until([](const QJsonObject& s) { return s["count"].toInt() == 15; });
+    EXPECT_EQ(after["count"].toInt(), 15);
+    QElapsedTimer settle;
+    settle.start();
+    while (settle.elapsed() < 1000)
+        E2eSession::waitFor([] { return false; }, 100);
+    const QJsonObject settled = stacks.stack();
+    EXPECT_EQ(settled["loads"].toInt(), loads + 1);
+    EXPECT_EQ(strings(settled["pile"]), (QStringList{"New A.txt", "New B.txt", "New C.txt"}));
+    EXPECT_EQ(settled["pileRenders"].toInt(), renders + 1);
+}
+
+TEST_F(StacksE2e, AFolderInStackModeShowsAPileOnItsTileOnceItWasOpened)
+{
+    StackClient stacks(session);
+    const QRect icon = tile.toRect().adjusted(4, 4, -4, -4);
+    const QImage folderIcon = session.screenshot().copy(icon);
+    ASSERT_EQ(stacks.open(folder).type(), QDBusMessage::ReplyMessage);
+    const QJsonObject open = stacks.until([](const QJsonObject& s) { return !strings(s["pile"]).isEmpty(); });
+    EXPECT_EQ(strings(open["pile"]).size(), 3);
+    // The tile's picture changes from the folder icon to the pile.
+    EXPECT_TRUE(E2eSession::waitFor([&] { return session.screenshot().copy(icon) != folderIcon; }, 5000, 200));
+}
+
+TEST_F(StacksE2e, ThumbnailsComeFromTheDesktopsCacheFirstAndCorruptImagesShowTheirIcon)
+{
+    StackClient stacks(session);
+    ASSERT_EQ(stacks.setMode(pictures, "grid").type(), QDBusMessage::ReplyMessage);
+    ASSERT_EQ(stacks.open(pictures).type(), QDBusMessage::ReplyMessage);
+    const QJsonObject grid = stacks.until([](const QJsonObject& s) {
+        const QStringList sources = strings(s["thumbnails"]);
+        return shows(s, "grid") && sources.size() == 3 && !sources.contains(QString());
+    });
+    ASSERT_TRUE(shows(grid, "grid"));
+    std::map<QString, QString> sources;
+    const QStringList titles = strings(grid["entries"]);
+    const QStringList from = strings(grid["thumbnails"]);
+    for (qsizetype i = 0; i < titles.size() && i < from.size(); ++i)
+        sources[titles[i]] = from[i];
+    EXPECT_EQ(sources["cached.png"], "cache");
+    EXPECT_EQ(sources["plain.png"], "image");
+    EXPECT_EQ(sources["broken.png"], "icon");
+
+    // On screen: the cached thumbnail is green although the file itself is red.
+    const QRect frame = rectFrom(grid["frame"]).toRect();
+    const QImage shot = session.screenshot().copy(frame);
+    int green = 0, red = 0;
+    for (int y = 0; y < shot.height(); ++y) {
+        for (int x = 0; x < shot.width(); ++x) {
+            const QColor c = shot.pixelColor(x, y);
+            green += c.green() > 200 && c.red() < 60 && c.blue() < 60;
+            red += c.red() > 200 && c.green() < 60 && c.blue() < 60;
+        }
+    }
+    EXPECT_GT(green, 500);
+    EXPECT_GT(red, 500) << "the file without a cached thumbnail shows itself";
+}
+
+} // namespace
+} // namespace wharf::e2e

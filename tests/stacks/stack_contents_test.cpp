@@ -1,0 +1,183 @@
+#include "stacks/stack_contents.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <unistd.h>
+
+using namespace wharf;
+
+namespace {
+
+QStringList titles(const std::vector<StackEntry>& entries)
+{
+    QStringList out;
+    for (const StackEntry& entry : entries)
+        out << entry.title;
+    return out;
+}
+
+QDateTime at(int day) { return QDateTime(QDate(2024, 1, day), QTime(12, 0), Qt::UTC); }
+
+StackEntry entry(const QString& title, std::optional<QDateTime> added = {}, std::optional<QDateTime> modified = {},
+                 std::optional<QDateTime> created = {}, const QString& kind = {}, const QString& file = {})
+{
+    StackEntry e;
+    e.title = title;
+    e.url = QUrl::fromLocalFile(QStringLiteral("/f/") + (file.isEmpty() ? title : file));
+    e.dateAdded = added;
+    e.modificationDate = modified;
+    e.creationDate = created;
+    e.kind = kind;
+    return e;
+}
+
+class StackContentsTest : public testing::Test {
+protected:
+    void write(const QString& name, const QByteArray& contents = {})
+    {
+        QFile file(dir.filePath(name));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(contents);
+    }
+    QTemporaryDir dir;
+};
+
+TEST_F(StackContentsTest, SkipsDotFilesAndNamesTheFolderHides)
+{
+    for (const char* name : {".DS_Store", ".localized", "secret.txt", "shown.txt"})
+        write(name);
+    write(".hidden", "secret.txt\n\nnot-there\n");
+    const auto result = StackContents::load(dir.path(), {});
+    ASSERT_TRUE(result.ok());
+    EXPECT_EQ(titles(result.value()), QStringList{"shown.txt"});
+
+    QTemporaryDir onlyHidden;
+    for (const char* name : {".DS_Store", ".localized"})
+        QFile(onlyHidden.filePath(name)).open(QIODevice::WriteOnly);
+    const auto empty = StackContents::load(onlyHidden.path(), {});
+    ASSERT_TRUE(empty.ok());
+    EXPECT_TRUE(empty.value().empty());
+}
+
+TEST_F(StackContentsTest, AFolderThatCannotBeListedFailsWithTheSystemError)
+{
+    write("plain.txt");
+    const auto missing = StackContents::load(dir.filePath("missing"), {});
+    ASSERT_FALSE(missing.ok());
+    EXPECT_EQ(missing.error().code, ENOENT);
+    EXPECT_FALSE(missing.error().isPermissionError());
+    EXPECT_FALSE(missing.error().message.isEmpty());
+
+    const auto notFolder = StackContents::load(dir.filePath("plain.txt"), {});
+    ASSERT_FALSE(notFolder.ok());
+    EXPECT_EQ(notFolder.error().code, ENOTDIR);
+    EXPECT_TRUE((StackLoadError{EACCES, {}}.isPermissionError()));
+}
+
+TEST_F(StackContentsTest, OddItemsAreStillListedOnce)
+{
+    // A link to itself, a dangling link, a name that is not UTF-8 and a link back to the folder.
+    ASSERT_EQ(::symlink("loop", dir.filePath("loop").toLocal8Bit()), 0);
+    ASSERT_EQ(::symlink("nowhere", dir.filePath("dangling").toLocal8Bit()), 0);
+    ASSERT_EQ(::symlink(".", dir.filePath("self").toLocal8Bit()), 0);
+    const QByteArray latin1 = dir.path().toLocal8Bit() + "/caf\xe9.txt";
+    const int fd = ::open(latin1.constData(), O_CREAT | O_WRONLY, 0644);
+    ASSERT_GE(fd, 0);
+    ::close(fd);
+    QDir(dir.path()).mkdir("sub");
+
+    const auto result = StackContents::load(dir.path(), {});
+    ASSERT_TRUE(result.ok());
+    ASSERT_EQ(result.value().size(), 5u);
+    std::map<QString, StackEntry> byTitle;
+    for (const StackEntry& e : result.value())
+        byTitle[e.title] = e;
+    EXPECT_FALSE(byTitle["loop"].isDirectory);
+    EXPECT_FALSE(byTitle["loop"].modificationDate);
+    EXPECT_TRUE(byTitle["self"].isDirectory);
+    EXPECT_TRUE(byTitle["sub"].isDirectory);
+    EXPECT_EQ(byTitle["sub"].kind, "Folder");
+    EXPECT_TRUE(byTitle["sub"].modificationDate);
+    const bool hasLatin1 = std::any_of(result.value().begin(), result.value().end(),
+                                       [](const StackEntry& e) { return e.title.startsWith("caf"); });
+    EXPECT_TRUE(hasLatin1);
+}
+
+TEST_F(StackContentsTest, KindFallsBackToTheExtension)
+{
+    for (const char* name : {"notes.txt", "plainname", "data.zzqq"})
+        write(name);
+    const auto result = StackContents::load(dir.path(), {StackViewMode::automatic, StackSortOrder::name, {}});
+    ASSERT_TRUE(result.ok());
+    std::map<QString, QString> kinds;
+    for (const StackEntry& e : result.value())
+        kinds[e.title] = e.kind;
+    EXPECT_EQ(kinds["plainname"], "");
+    EXPECT_EQ(kinds["data.zzqq"], "ZZQQ");
+    EXPECT_FALSE(kinds["notes.txt"].isEmpty());
+    EXPECT_NE(kinds["notes.txt"], "TXT") << "a known type has a description";
+}
+
+TEST(StackSort, Orders)
+{
+    const struct Row {
+        const char* name;
+        StackSortOrder order;
+        std::vector<StackEntry> entries;
+        QStringList expected;
+    } rows[] = {
+        {"numbers by value", StackSortOrder::name, {entry("File 10"), entry("File 2")}, {"File 2", "File 10"}},
+        {"case ignored", StackSortOrder::name, {entry("Banana"), entry("apple")}, {"apple", "Banana"}},
+        {"equal titles by url", StackSortOrder::name,
+         {entry("same", {}, {}, {}, {}, "b"), entry("same", {}, {}, {}, {}, "a")}, {"same", "same"}},
+        {"modified newest first", StackSortOrder::dateModified,
+         {entry("old", {}, at(1)), entry("new", {}, at(5))}, {"new", "old"}},
+        {"equal dates by title", StackSortOrder::dateModified,
+         {entry("b", {}, at(1)), entry("a", {}, at(1))}, {"a", "b"}},
+        {"added falls back to created, undated last", StackSortOrder::dateAdded,
+         {entry("none"), entry("created", {}, at(1), at(9)), entry("added", at(5))}, {"created", "added", "none"}},
+        {"created falls back to modified", StackSortOrder::dateCreated,
+         {entry("c", {}, {}, at(2)), entry("m", {}, at(3))}, {"m", "c"}},
+        {"kind then title", StackSortOrder::kind,
+         {entry("z", {}, {}, {}, "Image"), entry("y", {}, {}, {}, "image"), entry("a", {}, {}, {}, "Text")},
+         {"y", "z", "a"}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        const auto out = StackContents::sorted(row.entries, row.order);
+        EXPECT_EQ(titles(out), row.expected);
+    }
+    const auto tie = StackContents::sorted(rows[2].entries, StackSortOrder::name);
+    EXPECT_EQ(tie[0].path(), "/f/a");
+}
+
+TEST(StackViewModeResolution, AutomaticPicksFanOnlyWhenItFits)
+{
+    const struct {
+        const char* name;
+        StackViewMode requested;
+        long count;
+        double height;
+        StackViewMode expected;
+    } rows[] = {
+        {"seven fit exactly", StackViewMode::automatic, 7, 558, StackViewMode::fan},
+        {"seven just too tall", StackViewMode::automatic, 7, 557.9, StackViewMode::grid},
+        {"eight never fan", StackViewMode::automatic, 8, 5000, StackViewMode::grid},
+        {"empty is a grid", StackViewMode::automatic, 0, 5000, StackViewMode::grid},
+        {"negative count", StackViewMode::automatic, -3, 5000, StackViewMode::grid},
+        {"list stays list", StackViewMode::list, 1, 100, StackViewMode::list},
+        {"fan stays fan", StackViewMode::fan, 50, 100, StackViewMode::fan},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        EXPECT_EQ(StackContents::resolvedViewMode(row.requested, row.count, row.height), row.expected);
+    }
+}
+
+} // namespace

@@ -1,0 +1,193 @@
+#include "stacks/stack_thumbnail_cache.h"
+
+#include <QBuffer>
+#include <QCoreApplication>
+#include <QCryptographicHash>
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QFileInfo>
+#include <QMutex>
+#include <QSemaphore>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QUrl>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+
+using namespace wharf;
+
+namespace {
+
+bool waitFor(const std::function<bool()>& condition)
+{
+    QDeadlineTimer deadline(5000);
+    while (!condition() && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    return condition();
+}
+
+StackEntry fileEntry(const QString& path, int mtime = 1000, bool directory = false)
+{
+    StackEntry e;
+    e.url = QUrl::fromLocalFile(path);
+    e.title = QFileInfo(path).fileName();
+    e.isDirectory = directory;
+    e.modificationDate = QDateTime::fromSecsSinceEpoch(mtime, Qt::UTC);
+    return e;
+}
+
+QImage solid(QColor color)
+{
+    QImage image(8, 8, QImage::Format_ARGB32);
+    image.fill(color);
+    return image;
+}
+
+quint32 crc32(const QByteArray& data)
+{
+    quint32 crc = 0xffffffffu;
+    for (const char byte : data) {
+        crc ^= quint8(byte);
+        for (int k = 0; k < 8; ++k)
+            crc = (crc >> 1) ^ (0xedb88320u & (0u - (crc & 1u)));
+    }
+    return ~crc;
+}
+
+// A PNG with a tEXt chunk as thumbnailers write it, right after the header chunk.
+QByteArray pngWithText(const QImage& image, const QByteArray& key, const QByteArray& value)
+{
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "png");
+    const QByteArray body = "tEXt" + key + '\0' + value;
+    QByteArray chunk;
+    const auto put = [&chunk](quint32 v) {
+        for (int shift : {24, 16, 8, 0})
+            chunk.append(char((v >> shift) & 0xff));
+    };
+    put(quint32(body.size() - 4));
+    chunk += body;
+    put(crc32(body));
+    png.insert(8 + 25, chunk); // signature, then the 25-byte header chunk
+    return png;
+}
+
+const auto iconImage = [](const StackEntry&) { return solid(Qt::gray); };
+
+TEST(StackThumbnailCache, FourAtOnceFirstComeFirstServedDuplicatesMerged)
+{
+    QSemaphore gate;
+    std::atomic<int> generated{0};
+    QMutex lock;
+    QStringList started;
+    StackThumbnailCache cache(iconImage, [&](const QString& path, QString* source) {
+        {
+            const QMutexLocker locker(&lock);
+            started << QFileInfo(path).baseName();
+        }
+        gate.acquire();
+        ++generated;
+        *source = QStringLiteral("image");
+        return solid(Qt::red);
+    });
+    QStringList arrived;
+    for (int i = 0; i < 10; ++i) {
+        const QString path = QStringLiteral("/f/%1.png").arg(i);
+        cache.image(fileEntry(path), [&arrived, path](const Thumbnail& t) {
+            arrived << path + ":" + t.source;
+        });
+    }
+    int twice = 0;
+    cache.image(fileEntry("/f/0.png"), [&](const Thumbnail&) { ++twice; });
+    EXPECT_EQ(cache.activeCount(), 4);
+
+    bool folderAnswered = false;
+    cache.image(fileEntry("/f/folder", 1000, true), [&](const Thumbnail& t) {
+        folderAnswered = t.source == "icon";
+    });
+    EXPECT_TRUE(folderAnswered) << "folders take no slot";
+
+    gate.release(10);
+    ASSERT_TRUE(waitFor([&] { return arrived.size() == 10; }));
+    EXPECT_EQ(generated.load(), 10) << "the duplicate was made once";
+    EXPECT_EQ(twice, 1);
+    EXPECT_TRUE(arrived.contains("/f/0.png:image"));
+    QStringList firstFour = started.mid(0, 4);
+    firstFour.sort();
+    EXPECT_EQ(firstFour, (QStringList{"0", "1", "2", "3"})) << "first come, first served";
+    EXPECT_EQ(cache.activeCount(), 0);
+
+    // Known now: answered at once. A saved file (new date) is made again.
+    bool immediate = false;
+    cache.image(fileEntry("/f/3.png"), [&](const Thumbnail&) { immediate = true; });
+    EXPECT_TRUE(immediate);
+    gate.release(1);
+    cache.image(fileEntry("/f/3.png", 2000), [](const Thumbnail&) {});
+    ASSERT_TRUE(waitFor([&] { return generated.load() == 11; }));
+}
+
+TEST(StackThumbnailCache, AFileWithoutAPictureGetsItsIconAndKeepsIt)
+{
+    std::atomic<int> generated{0};
+    StackThumbnailCache cache(iconImage, [&](const QString&, QString*) {
+        ++generated;
+        return QImage();
+    });
+    Thumbnail got;
+    cache.image(fileEntry("/f/broken.png"), [&](const Thumbnail& t) { got = t; });
+    ASSERT_TRUE(waitFor([&] { return !got.source.isEmpty(); }));
+    EXPECT_EQ(got.source, "icon");
+    EXPECT_EQ(got.image.pixelColor(0, 0), QColor(Qt::gray));
+    cache.image(fileEntry("/f/broken.png"), [](const Thumbnail&) {});
+    EXPECT_EQ(generated.load(), 1);
+}
+
+TEST(StackThumbnailCache, ThePicturesOfFiles)
+{
+    QTemporaryDir dir;
+    const QString photo = dir.filePath("photo.png");
+    ASSERT_TRUE(solid(Qt::red).scaled(400, 200).save(photo));
+    QString source;
+    QImage made = StackThumbnailCache::freedesktopThumbnail(photo, &source);
+    EXPECT_EQ(source, "image");
+    EXPECT_EQ(made.size(), QSize(144, 72));
+
+    // The desktop's thumbnail wins while its recorded date matches the file's.
+    const QString thumbDir = QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation) + "/thumbnails/normal";
+    ASSERT_TRUE(QDir().mkpath(thumbDir));
+    const QByteArray uri = QUrl::fromLocalFile(QFileInfo(photo).absoluteFilePath()).toEncoded();
+    const QString thumbPath = thumbDir + "/" + QCryptographicHash::hash(uri, QCryptographicHash::Md5).toHex() + ".png";
+    for (const bool fresh : {true, false}) {
+        const qint64 mtime = QFileInfo(photo).lastModified().toSecsSinceEpoch();
+        const QByteArray png = pngWithText(solid(Qt::green), "Thumb::MTime", QByteArray::number(fresh ? mtime : mtime - 60));
+        EXPECT_EQ(StackThumbnailCache::pngText(png, "Thumb::MTime").toLongLong(), fresh ? mtime : mtime - 60);
+        QFile thumb(thumbPath);
+        ASSERT_TRUE(thumb.open(QIODevice::WriteOnly));
+        thumb.write(png);
+        thumb.close();
+        source.clear();
+        made = StackThumbnailCache::freedesktopThumbnail(photo, &source);
+        EXPECT_EQ(source, fresh ? "cache" : "image");
+        EXPECT_EQ(made.pixelColor(0, 0), fresh ? QColor(Qt::green) : QColor(Qt::red));
+    }
+    QFile::remove(thumbPath);
+
+    // Garbage, and a header that claims an enormous picture, make nothing.
+    QFile corrupt(dir.filePath("corrupt.png"));
+    ASSERT_TRUE(corrupt.open(QIODevice::WriteOnly));
+    corrupt.write("\x89PNG\r\n\x1a\nnot really");
+    corrupt.close();
+    EXPECT_TRUE(StackThumbnailCache::freedesktopThumbnail(corrupt.fileName(), nullptr).isNull());
+    QFile huge(dir.filePath("huge.ppm"));
+    ASSERT_TRUE(huge.open(QIODevice::WriteOnly));
+    huge.write("P6\n60000 60000\n255\n");
+    huge.write(QByteArray(1024, '\0'));
+    huge.close();
+    EXPECT_TRUE(StackThumbnailCache::freedesktopThumbnail(huge.fileName(), nullptr).isNull());
+}
+
+} // namespace
