@@ -27,9 +27,7 @@ Q_LOGGING_CATEGORY(lcLifecycle, "wharf.lifecycle", QtInfoMsg)
 
 namespace wharf {
 
-namespace {
-
-std::vector<QScreen*> orderedScreens()
+std::vector<QScreen*> AppDelegate::orderedScreens()
 {
     // The primary display first, the others in Qt's order.
     std::vector<QScreen*> screens;
@@ -41,6 +39,8 @@ std::vector<QScreen*> orderedScreens()
     }
     return screens;
 }
+
+namespace {
 
 void warningAlert(const QString& text, const QString& informativeText)
 {
@@ -66,6 +66,7 @@ AppDelegate::AppDelegate(Parts parts, QObject* parent)
       dockModel(std::make_unique<DockModel>(*workspace, *preferences, modelProviders())),
       integration(std::move(parts.integration)),
       windowSystem(std::move(parts.windowSystem)),
+      windowControl(std::move(parts.windowControl)),
       applied(AppliedPreferences::current(*preferences))
 {
 }
@@ -145,7 +146,7 @@ void AppDelegate::applicationDidFinishLaunching()
 
     rebuildDocks();
 
-    startWindowTimer();
+    startWindowControl();
 
     signalSources = new SignalListener({SIGTERM, SIGINT}, [](int) { QCoreApplication::quit(); }, this);
 
@@ -160,6 +161,8 @@ void AppDelegate::applicationWillTerminate()
     terminated = true;
     if (windowTimer)
         windowTimer->stop();
+    if (windowAvoidance)
+        windowAvoidance->stop();
     if (const auto error = integration->restore())
         qCCritical(lcLifecycle, "Restore failed: %s", qUtf8Printable(error->message));
     qCInfo(lcLifecycle, "Wharf stopped.");
@@ -203,37 +206,6 @@ void AppDelegate::rebuildDocks()
         }
     }
     updateWindowAvoidance();
-}
-
-void AppDelegate::updateWindowAvoidance()
-{
-    std::vector<AvoidanceDisplay> displays;
-    for (QScreen* screen : orderedScreens()) {
-        AvoidanceDisplay display;
-        if (const auto id = DockWindowController::displayIdentifier(screen->name()); id != 0)
-            display.displayID = id;
-        display.bounds = screen->geometry();
-        display.visibleFrame = screen->availableGeometry();
-        displays.push_back(display);
-    }
-    std::vector<AvoidanceDock> docks;
-    for (const auto& dock : dockControllers) {
-        // Full-screen state is not tracked yet: the normal dock is the active one everywhere.
-        if (dock->dockView().isFullScreenOverlay())
-            continue;
-        docks.push_back({dock->displayID, false, dock->dockView().restingContentHeight()});
-    }
-    avoidance = avoidanceRegions(displays, docks);
-    avoidanceEnabled = preferences->keepWindowsAboveDock() && !preferences->autoHide();
-
-    // While avoidance is in force the resting band is reserved, so that maximized and newly
-    // placed windows stay clear of the icons.
-    for (auto& dock : dockControllers) {
-        const DockView& view = dock->dockView();
-        const double height = view.restingContentHeight();
-        const bool reserves = avoidanceEnabled && !view.isFullScreenOverlay() && std::isfinite(height);
-        dock->setBottomReservation(reserves ? int(std::ceil(std::clamp(height, 0.0, double(DockPanel::height)))) : 0);
-    }
 }
 
 void AppDelegate::integrationError(const QString& message)
@@ -280,23 +252,6 @@ std::vector<DockSnapshot> AppDelegate::dockSnapshots() const
     return out;
 }
 
-void AppDelegate::setWindowScanner(WindowScanner scanner)
-{
-    windowScanner = std::move(scanner);
-    if (launched)
-        startWindowTimer();
-}
-
-void AppDelegate::startWindowTimer()
-{
-    if (!windowScanner || windowTimer || terminated)
-        return;
-    windowTimer = new QTimer(this);
-    windowTimer->setInterval(2000);
-    connect(windowTimer, &QTimer::timeout, this, &AppDelegate::pollWindows);
-    windowTimer->start();
-}
-
 void AppDelegate::preferencesChanged()
 {
     const PreferenceChangeActions actions = applied.apply(*preferences);
@@ -317,21 +272,6 @@ void AppDelegate::relayoutDocks()
         view.tick();
         view.update();
     }
-}
-
-void AppDelegate::pollWindows()
-{
-    if (!windowScanner)
-        return;
-    const QPointer<AppDelegate> self(this);
-    windowScanner([self](std::vector<DockWindow> windows) {
-        if (!self || !windowListChanged(self->minimized, windows))
-            return;
-        self->minimized = std::move(windows);
-        for (auto& dock : self->dockControllers)
-            dock->dockView().reload();
-        self->updateWindowAvoidance();
-    });
 }
 
 void AppDelegate::scheduleRebuild()
@@ -382,6 +322,7 @@ int AppDelegate::run(QApplication& app, const std::function<Parts()>& makeParts)
     service.source.docks = [&delegate] { return delegate.dockSnapshots(); };
     service.source.framesRendered = [&delegate] { return delegate.framesRendered(); };
     service.source.focusDock = [&delegate] { delegate.focusDock(); };
+    service.source.activate = [&delegate](const QString& id) { return delegate.activateEntry(id); };
     service.source.quit = [] { QCoreApplication::quit(); };
 
     QObject::connect(&app, &QCoreApplication::aboutToQuit, &delegate, &AppDelegate::applicationWillTerminate);
