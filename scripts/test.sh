@@ -19,7 +19,7 @@ status=0
 
 WHARF_SANITIZE=OFF "$root/scripts/build.sh"
 build=${WHARF_BUILD_DIR:-$root/build}
-(cd "$build" && ctest --output-on-failure -j "$jobs" --timeout 600 "$@") || status=1
+(cd "$build" && ctest --output-on-failure --no-tests=error -j "$jobs" --timeout 600 "$@") || status=1
 
 if [ "$sanitize" = ON ]; then
   asan=${WHARF_ASAN_BUILD_DIR:-$root/build-asan}
@@ -33,8 +33,8 @@ if [ "$sanitize" = ON ]; then
   export ASAN_OPTIONS="detect_leaks=1:check_initialization_order=1:log_path=$reports/asan"
   export LSAN_OPTIONS="suppressions=$root/tests/support/lsan.supp:print_suppressions=0"
   export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1:log_path=$reports/ubsan"
-  (cd "$asan" && ctest --output-on-failure -j "$jobs" --timeout 600 -LE e2e "$@") || status=1
-  (cd "$asan" && ctest --output-on-failure --timeout 600 -R '^e2e\.workspace_live$' "$@") || status=1
+  (cd "$asan" && ctest --output-on-failure --no-tests=error -j "$jobs" --timeout 600 -LE e2e "$@") || status=1
+  (cd "$asan" && ctest --output-on-failure --no-tests=error --timeout 600 -R '^e2e\.workspace_live$' "$@") || status=1
   if compgen -G "$reports/*" >/dev/null; then
     echo "== Sanitizer reports:" >&2
     cat "$reports"/* >&2
