@@ -60,7 +60,7 @@ static void modelRefreshWithoutChange(benchmark::State& state)
     providers.badgeLabelProvider = [](pid_t) { return std::optional<QString>(); };
     DockModel model(workspace, preferences, providers);
     int changes = 0;
-    model.onChange = [&] { ++changes; };
+    const Subscription counting = model.onChange.add([&] { ++changes; });
     model.refresh();
     changes = 0;
     for (auto _ : state)

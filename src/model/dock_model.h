@@ -17,16 +17,15 @@
 #include <sys/types.h>
 #include <vector>
 
-class QTimer;
-
 namespace wharf {
 
 class DockPreferences;
 
 // The ordered list of dock tiles: the file manager, pinned applications, running
 // applications that are not pinned, pinned folders and files, and the Trash.
-// Rebuilt on every workspace notification and every 3 seconds; `onChange` fires
-// only when something visible changed.
+// Rebuilt on every workspace notification (launches, quits, activations, mounts and changes of
+// the pinned files); `onChange` fires only when something visible changed. Nothing runs on a
+// timer, so an idle desktop costs nothing.
 class DockModel {
 public:
     struct Pin {
@@ -66,16 +65,20 @@ public:
     static inline const QString pinnedItemsKey = QStringLiteral("Wharf.pinnedItems.v1");
     static inline const QString trashID = QStringLiteral("wharf.trash");
     static inline const QString fileManagerTitle = QStringLiteral("Files");
-    static constexpr int refreshInterval = 3000; // milliseconds
 
-    DockModel(Workspace& workspace, DockPreferences& preferences, Providers providers = {});
+    // `live` follows the desktop and saves pin changes; `snapshot` is built once and never
+    // writes the store nor watches anything (for `wharf --list-items`).
+    enum class Mode { live, snapshot };
+
+    DockModel(Workspace& workspace, DockPreferences& preferences, Providers providers = {},
+              Mode mode = Mode::live);
     ~DockModel();
     DockModel(const DockModel&) = delete;
     DockModel& operator=(const DockModel&) = delete;
 
     const std::vector<DockItem>& items() const { return itemList; }
     const std::vector<Pin>& pins() const { return pinList; }
-    std::function<void()> onChange;
+    CallbackList<> onChange;
 
     void refresh();
 
@@ -115,6 +118,8 @@ public:
 
 private:
     void loadPins();
+    // Asks the workspace to report changes of the pinned files.
+    void watchPins();
     void workspaceChanged(WorkspaceNotification notification);
     void clearIdentityCaches();
     void updateFileManager();
@@ -123,6 +128,7 @@ private:
     Workspace& workspace;
     DockPreferences& preferences;
     Providers providers;
+    Mode mode;
 
     std::vector<Pin> pinList;
     std::vector<DockItem> itemList;
@@ -137,7 +143,6 @@ private:
     QString fileManagerPath;                       // resolved
     std::optional<QString> fileManagerID;
 
-    std::unique_ptr<QTimer> refreshTimer;
     CallbackList<WorkspaceNotification>::Subscription subscription;
 };
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <functional>
+#include "platform/callback_list.h"
 
 namespace wharf {
 
@@ -13,7 +13,7 @@ public:
     virtual bool isDark() const = 0;
     virtual bool reduceMotion() const = 0;
 
-    std::function<void()> onChange;
+    CallbackList<> onChange;
 };
 
 } // namespace wharf

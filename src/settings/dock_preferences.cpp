@@ -175,8 +175,7 @@ void DockPreferences::setValue(const QString& key, const QVariant& value)
 
 void DockPreferences::notify() const
 {
-    if (onChange)
-        onChange();
+    onChange.notify();
 }
 
 } // namespace wharf

@@ -1,12 +1,12 @@
 #pragma once
 
+#include "platform/callback_list.h"
 #include "settings/dock_appearance.h"
 
 #include <QSettings>
 #include <QString>
 #include <QVariant>
 
-#include <functional>
 #include <memory>
 
 namespace wharf {
@@ -75,7 +75,8 @@ public:
     // Path of the copy of an unreadable store, when one was made.
     const QString& corruptCopyPath() const { return corruptCopy; }
 
-    std::function<void()> onChange;
+    // Every writer but setRestingIconSize announces here.
+    CallbackList<> onChange;
 
 private:
     void notify() const;

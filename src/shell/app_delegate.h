@@ -1,28 +1,34 @@
 #pragma once
 
 #include "model/dock_model.h"
+#include "platform/callback_list.h"
 #include "platform/desktop_appearance.h"
 #include "platform/dock_window_platform.h"
+#include "platform/file_trash.h"
+#include "platform/hot_key.h"
+#include "platform/trash_volumes.h"
 #include "platform/window_control.h"
 #include "platform/workspace.h"
 #include "shell/applied_preferences.h"
-#include "windows/dock_avoidance_region.h"
 #include "shell/wharf_dbus_service.h"
 #include "takeover/system_dock_integration.h"
+#include "windows/dock_avoidance_region.h"
+#include "trash/trash_operations.h"
+#include "trash/trash_state_monitor.h"
 #include "windows/dock_window.h"
 #include "windows/dock_window_avoidance.h"
 #include "windows/window_manager.h"
 
 #include <QApplication>
 #include <QObject>
-#include <QPointer>
-#include <QSet>
 #include <QString>
-#include <QTimer>
 
 #include <functional>
 #include <memory>
 #include <vector>
+
+class QScreen;
+class QTimer;
 
 namespace wharf {
 
@@ -30,8 +36,10 @@ class DockPreferences;
 class DockWindowController;
 class SignalListener;
 
-// Owns and wires every long-lived part of the running dock: the model, the takeover of the
-// desktop's own dock, the dock windows of every display, the window poll and the signals.
+// Owns every long-lived part of the running dock and wires them together. Each subsystem's
+// wiring lives in app_delegate_<subsystem>.cpp as one `wire<Subsystem>()` function that
+// applicationDidFinishLaunching calls in order. To add a subsystem: a field in Parts, a wiring
+// function in its own file, and one call in applicationDidFinishLaunching.
 class AppDelegate : public QObject {
     Q_OBJECT
 
@@ -42,6 +50,9 @@ public:
         std::unique_ptr<SystemDockIntegration> integration;   // required
         std::unique_ptr<DockWindowSystem> windowSystem; // null: plain Qt windows
         std::unique_ptr<DesktopAppearance> appearance;  // null: light, full motion
+        std::unique_ptr<TrashVolumes> trashVolumes;     // null: the home Trash only
+        std::unique_ptr<FileTrash> fileTrash;           // null: nothing can be moved to the Trash
+        std::unique_ptr<HotKey> hotKey;                 // null: no global shortcut
         std::unique_ptr<WindowControl> windowControl;   // null: no minimized windows in the dock
     };
 
@@ -59,6 +70,11 @@ public:
     void integrationError(const QString& message);
     // Keyboard access to the dock under the pointer (the global shortcut's handler).
     void focusDock();
+
+    // The Trash (app_delegate_trash.cpp): its state as the model sees it, and the operations.
+    TrashState trashState() const;
+    void recycle(const QStringList& paths, TrashOperations::Done done);
+    void emptyTrash(TrashOperations::Done done);
 
     DockModel& model() { return *dockModel; }
     const std::vector<std::unique_ptr<DockWindowController>>& docks() const { return dockControllers; }
@@ -86,19 +102,42 @@ public:
     // Shows a warning alert with one "OK" button; replaceable so that nothing blocks in tests.
     std::function<void(const QString& text, const QString& informativeText)> presentAlert;
 
+    // The displays in dock order: the primary first, then the others in Qt's order.
+    static std::vector<QScreen*> orderedScreens();
+
 private:
+    // Wiring, one per subsystem, in launch order.
+    void wireModel();    // app_delegate_model.cpp: model, preferences and appearance changes
+    void wireTakeover(); // app_delegate_takeover.cpp: hides the desktop's dock
+    void wireDocks();    // app_delegate_docks.cpp: dock windows and display changes
+    void wireWindows();  // app_delegate_windows.cpp: window avoidance and the window poll
+    void wireTrash();    // app_delegate_trash.cpp: the Trash monitor behind the Trash tile
+    void wireHotKey();   // app_delegate_hot_key.cpp: Ctrl+Alt+D gives the keyboard to the dock
+    void wireSignals();  // app_delegate.cpp: SIGTERM and SIGINT quit
+
+    // Shutdown, in reverse.
+    void unregisterHotKey();
+    void stopTrash();
+    void stopWindows();
+    void restoreTakeover();
+
     DockModel::Providers modelProviders() const;
     void preferencesChanged();
     void relayoutDocks();
     void startWindowTimer();
-    void startWindowControl();
-    static std::vector<QScreen*> orderedScreens();
     void scheduleRebuild();
     void watchScreen(QScreen* screen);
+    static std::unique_ptr<TrashStateMonitor> makeTrashMonitor(const TrashVolumes* volumes);
+    static std::unique_ptr<TrashOperations> makeTrashOperations(std::unique_ptr<FileTrash> fileTrash,
+                                                                const TrashVolumes* volumes);
 
     std::unique_ptr<Workspace> workspace;
     DockPreferences* preferences;
     std::unique_ptr<DesktopAppearance> appearance;
+    // Before the model, whose Trash item reads the monitor from the start.
+    std::unique_ptr<TrashVolumes> trashVolumes;
+    std::unique_ptr<TrashStateMonitor> trashMonitor;
+    std::unique_ptr<TrashOperations> trashOperations;
     std::unique_ptr<DockModel> dockModel;
     std::unique_ptr<SystemDockIntegration> integration;
     std::unique_ptr<DockWindowSystem> windowSystem;
@@ -121,6 +160,11 @@ private:
     bool rebuildPending = false;
     bool launched = false;
     bool terminated = false;
+    // Every notifier the wiring joined; dropped first, so nothing calls into a dying delegate.
+    std::vector<Subscription> subscriptions;
+    std::vector<CallbackList<WorkspaceNotification>::Subscription> trashSubscriptions;
+    CallbackList<>::Subscription volumeSubscription;
+    std::unique_ptr<HotKey> hotKey;
 };
 
 // The window poll's rule: a new list matters only when its identifiers differ, in order.

@@ -8,11 +8,26 @@
 
 #include <QPointer>
 #include <QScreen>
+#include <QTimer>
 
 #include <algorithm>
 #include <cmath>
 
 namespace wharf {
+
+bool windowListChanged(const std::vector<DockWindow>& stored, const std::vector<DockWindow>& scanned)
+{
+    return !std::equal(stored.begin(), stored.end(), scanned.begin(), scanned.end(),
+                       [](const DockWindow& a, const DockWindow& b) { return a.id == b.id; });
+}
+
+void AppDelegate::stopWindows()
+{
+    if (windowTimer)
+        windowTimer->stop();
+    if (windowAvoidance)
+        windowAvoidance->stop();
+}
 
 void AppDelegate::updateWindowAvoidance()
 {
@@ -51,7 +66,7 @@ void AppDelegate::updateWindowAvoidance()
         windowAvoidance->update(avoidance, avoidanceEnabled, docks);
 }
 
-void AppDelegate::startWindowControl()
+void AppDelegate::wireWindows()
 {
     if (windowControl && !windowManager) {
         windowManager = std::make_unique<WindowManager>(*windowControl);

@@ -9,13 +9,16 @@
 
 namespace wharf {
 
-int runListItems(Workspace& workspace, DockPreferences& preferences, const std::function<bool()>& failed)
+int runListItems(Workspace& workspace, DockPreferences& preferences, const std::function<bool()>& failed,
+                 const std::function<TrashState()>& trashState)
 {
-    DockModel model(workspace, preferences);
+    DockModel::Providers providers;
+    providers.trashStateProvider = trashState;
+    DockModel model(workspace, preferences, providers);
     if (failed())
         return 1;
     for (const DockItem& item : model.items()) {
-        const QByteArray line = QJsonDocument(itemJson(item)).toJson(QJsonDocument::Compact);
+        const QByteArray line = QJsonDocument(itemJson(item, model.lastKnownTrashFull())).toJson(QJsonDocument::Compact);
         std::fwrite(line.constData(), 1, static_cast<size_t>(line.size()), stdout);
         std::fputc('\n', stdout);
     }

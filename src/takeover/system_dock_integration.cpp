@@ -186,8 +186,7 @@ void SystemDockIntegration::watchdogEnded()
     if (const auto failure = restore()) {
         lastError = QStringLiteral("The recovery helper stopped: ") + failure->message;
         qCWarning(lcTakeover, "%s", qUtf8Printable(*lastError));
-        if (onIntegrationError)
-            onIntegrationError(*lastError);
+        onIntegrationError.notify(*lastError);
     }
 }
 

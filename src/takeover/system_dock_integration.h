@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/callback_list.h"
 #include "platform/native_dock.h"
 #include "takeover/dock_integration_error.h"
 #include "takeover/dock_preference_transaction.h"
@@ -50,7 +51,7 @@ public:
 
     std::optional<QString> lastError;
     // Background failures (the "WharfIntegrationError" notification), on the main thread.
-    std::function<void(const QString&)> onIntegrationError;
+    CallbackList<QString> onIntegrationError;
 
 private:
     DockFailure lockedEnable();

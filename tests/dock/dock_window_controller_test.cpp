@@ -54,7 +54,7 @@ TEST_F(DockWindowsTest, NormalDockIsShownOverlayIsNotBoth340HighAlongTheScreenBo
 TEST_F(DockWindowsTest, InputRegionFollowsTheViewAndStopsAtClose)
 {
     DockWindowController dock(screen, context(), false, &system);
-    model.onChange = [&] { dock.dockView().reload(); };
+    Subscription reload = model.onChange.add([&] { dock.dockView().reload(); });
     FakeWindow& window = *system.windows.back();
     ASSERT_FALSE(window.inputRegions.empty());
     EXPECT_EQ(window.inputRegions.back(), dock.dockView().inputRegion());
@@ -74,7 +74,7 @@ TEST_F(DockWindowsTest, InputRegionFollowsTheViewAndStopsAtClose)
     model.refresh();
     QCoreApplication::processEvents();
     EXPECT_EQ(window.inputRegions.size(), atClose) << "a closed dock no longer shapes its window";
-    model.onChange = nullptr;
+    reload.reset();
 }
 
 TEST_F(DockWindowsTest, OnlyKeyboardModeLetsTheFocusIn)

@@ -49,7 +49,7 @@ protected:
     std::unique_ptr<DockModel> makeModel()
     {
         auto model = std::make_unique<DockModel>(workspace, preferences, providers);
-        model->onChange = [this] { ++changes; };
+        subscriptions.push_back(model->onChange.add([this] { ++changes; }));
         return model;
     }
 
@@ -73,6 +73,7 @@ protected:
     FakeWorkspace workspace;
     DockModel::Providers providers;
     int changes = 0;
+    std::vector<Subscription> subscriptions;
 };
 
 } // namespace
@@ -347,14 +348,26 @@ TEST_F(DockModelTest, MountStartsIdentityAfresh)
     EXPECT_EQ(changes, 1);
 }
 
-TEST_F(DockModelTest, TimerRefreshesWithoutNotifications)
+TEST_F(DockModelTest, WatchesThePinsAndRefreshesOnlyWhenTold)
 {
+    touch("notes.txt");
+    storePins({{path("notes.txt"), DockItem::Kind::file, std::nullopt}});
     const auto model = makeModel();
+    EXPECT_EQ(workspace.watched, QStringList{path("notes.txt")});
+
+    // No timer: a new program shows only once the desktop announces something.
     workspace.running.push_back(std::make_shared<const RunningApplication>(
         FakeWorkspace::app("A", 10, path("a.desktop"))));
-    QEventLoop loop;
-    model->onChange = [&] { loop.quit(); };
-    QTimer::singleShot(10000, &loop, &QEventLoop::quit);
-    loop.exec();
-    EXPECT_EQ(titles(*model), QStringList({"Files", "A", "Trash"}));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(titles(*model), QStringList({"Files", "notes.txt", "Trash"}));
+
+    // A pinned file that vanishes loses its cached icon.
+    const qint64 icon = model->items()[1].icon.cacheKey();
+    QFile::remove(path("notes.txt"));
+    workspace.notifications.notify(WorkspaceNotification::didChangeLocations);
+    EXPECT_EQ(titles(*model), QStringList({"Files", "A", "notes.txt", "Trash"}));
+    EXPECT_NE(model->items()[2].icon.cacheKey(), icon);
+
+    model->setPins({});
+    EXPECT_TRUE(workspace.watched.isEmpty());
 }

@@ -66,7 +66,7 @@ TEST(DesktopAppearance, FollowsGnomeSettings)
     EXPECT_TRUE(appearance.reduceMotion());
 
     int changes = 0;
-    appearance.onChange = [&] { ++changes; };
+    const Subscription subscription = appearance.onChange.add([&] { ++changes; });
     g_settings_set_string(settings, "color-scheme", "default");
     QElapsedTimer waited;
     waited.start();

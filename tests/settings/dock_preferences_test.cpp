@@ -21,7 +21,7 @@ protected:
     {
         auto store = std::make_shared<QSettings>(path(), QSettings::IniFormat);
         auto preferences = std::make_unique<DockPreferences>(store);
-        preferences->onChange = [this] { ++changes; };
+        subscriptions.push_back(preferences->onChange.add([this] { ++changes; }));
         return preferences;
     }
 
@@ -34,6 +34,7 @@ protected:
 
     QTemporaryDir dir;
     int changes = 0;
+    std::vector<Subscription> subscriptions;
 };
 
 } // namespace

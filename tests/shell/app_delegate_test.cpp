@@ -174,9 +174,9 @@ TEST_F(AppDelegateTest, TakeoverFailureAlertsTurnsThePreferenceOffAndStillBuilds
 TEST_F(AppDelegateTest, LaterIntegrationErrorsShowTheWharfAlert)
 {
     auto delegate = launchedDelegate();
-    ASSERT_TRUE(integration->onIntegrationError);
-    integration->onIntegrationError(QStringLiteral("The recovery helper stopped."));
-    integration->onIntegrationError(QString());
+    ASSERT_FALSE(integration->onIntegrationError.empty());
+    integration->onIntegrationError.notify(QStringLiteral("The recovery helper stopped."));
+    integration->onIntegrationError.notify(QString());
     ASSERT_EQ(alerts.size(), 1u) << "an empty message shows nothing";
     EXPECT_EQ(alerts.front(), std::make_pair(QStringLiteral("Wharf"), QStringLiteral("The recovery helper stopped.")));
 }

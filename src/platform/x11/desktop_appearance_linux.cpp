@@ -124,8 +124,7 @@ void DesktopAppearanceLinux::update(bool newDark, bool newReduce)
     reduce = newReduce;
     qCInfo(appearanceLog, "Desktop appearance: dark %s, reduce motion %s", dark ? "true" : "false",
            reduce ? "true" : "false");
-    if (onChange)
-        onChange();
+    onChange.notify();
 }
 
 } // namespace wharf
