@@ -38,6 +38,27 @@ TEST(E2eSession, SplitsOneScreenIntoTwoMonitors)
     EXPECT_TRUE(monitors.out.contains("RIGHT"));
 }
 
+TEST(E2eSession, HonoursItsOptionsAndKeepsTheCallersDesktopOut)
+{
+    // What the caller's desktop would otherwise hand down to every program of the session.
+    qputenv("XDG_CONFIG_HOME", "/callers/config");
+    qputenv("QT_SCALE_FACTOR", "3");
+    E2eOptions options;
+    options.screen = QSize(1024, 768);
+    options.windowManager = false;
+    options.compositor = false;
+    E2eSession session(options);
+    qunsetenv("XDG_CONFIG_HOME");
+    qunsetenv("QT_SCALE_FACTOR");
+    WHARF_REQUIRE_SESSION(session);
+
+    EXPECT_EQ(session.environment().value("XDG_CONFIG_HOME"), session.configHome());
+    EXPECT_FALSE(session.environment().contains("QT_SCALE_FACTOR"));
+    EXPECT_EQ(session.environment().value("DISPLAY"), session.display());
+    EXPECT_EQ(session.xprop({"-root", "_NET_SUPPORTING_WM_CHECK"}).indexOf("window id"), -1);
+    EXPECT_EQ(session.screenshot().size(), QSize(1024, 768));
+}
+
 TEST(E2eSession, TeardownStopsEverythingItStarted)
 {
     pid_t xtermPid = 0;

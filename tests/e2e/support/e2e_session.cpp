@@ -8,12 +8,11 @@
 #include <QRegularExpression>
 #include <QThread>
 
+#include <xcb/xcb.h>
+
 #include <atomic>
-#include <cerrno>
+#include <cstdlib>
 #include <csignal>
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace wharf::e2e {
@@ -55,39 +54,7 @@ E2eSession::E2eSession(E2eOptions options)
         error_ = "cannot create a temporary directory";
         return;
     }
-    for (const QString& path : {home(), configHome(), dataHome() + "/applications", cacheHome(), runtimeDir()})
-        QDir().mkpath(path);
-    QFile::setPermissions(runtimeDir(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-
-    env_ = QProcessEnvironment::systemEnvironment();
-    for (const QString& key : env_.keys()) {
-        if (key.startsWith("QT_") || key.startsWith("XDG_") || key.startsWith("DBUS_") ||
-            key.startsWith("GSETTINGS_") || key == "SESSION_MANAGER" || key == "WAYLAND_DISPLAY" ||
-            key == "DESKTOP_AUTOSTART_ID" || key == "GIO_LAUNCHED_DESKTOP_FILE" ||
-            key == "GIO_LAUNCHED_DESKTOP_FILE_PID")
-            env_.remove(key);
-    }
-    env_.insert("HOME", home());
-    env_.insert("XDG_CONFIG_HOME", configHome());
-    env_.insert("XDG_DATA_HOME", dataHome());
-    env_.insert("XDG_CACHE_HOME", cacheHome());
-    env_.insert("XDG_RUNTIME_DIR", runtimeDir());
-    env_.insert("XDG_DATA_DIRS", dataHome() + ":/usr/local/share:/usr/share");
-    env_.insert("XDG_CONFIG_DIRS", "/etc/xdg");
-    env_.insert("QT_QPA_PLATFORM", "xcb");
-    env_.insert("GSETTINGS_BACKEND", "keyfile");
-    env_.insert("NO_AT_BRIDGE", "1");
-    if (!env_.contains("LANG"))
-        env_.insert("LANG", "C.UTF-8");
-
-    if (!startXvfb() || !startBus())
-        return;
-    if (options_.twoMonitors && !splitMonitors())
-        return;
-    if (options_.windowManager && !startWindowManager())
-        return;
-    if (options_.compositor && !startCompositor())
-        return;
+    startSession();
 }
 
 E2eSession::~E2eSession()
@@ -102,135 +69,57 @@ QString E2eSession::dataHome() const { return home() + "/.local/share"; }
 QString E2eSession::cacheHome() const { return home() + "/.cache"; }
 QString E2eSession::runtimeDir() const { return root() + "/runtime"; }
 
-bool E2eSession::startXvfb()
+QString E2eSession::sessionScript()
 {
-    // Xvfb picks a free display itself and writes its number to -displayfd.
-    int fds[2];
-    if (::pipe(fds) != 0) {
-        error_ = "pipe() failed";
-        return false;
-    }
+    return QStringLiteral(WHARF_SESSION_SCRIPT);
+}
+
+// scripts/session.sh --hold starts the X server, bus, window manager and compositor, prints the
+// session's environment and holds everything until its stdin closes.
+void E2eSession::startSession()
+{
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     const QSize size = options_.twoMonitors ? QSize(3840, 1080) : options_.screen;
-    auto xvfb = std::make_unique<QProcess>();
-    xvfb->setProcessEnvironment(env_);
-    xvfb->setStandardOutputFile(root() + "/xvfb.log");
-    xvfb->setStandardErrorFile(root() + "/xvfb.log", QIODevice::Append);
-    const int writeFd = fds[1];
-    xvfb->setChildProcessModifier([writeFd] {
-        ::setpgid(0, 0);
-        ::fcntl(writeFd, F_SETFD, 0);
-    });
-    xvfb->start("Xvfb", {"-displayfd", QString::number(writeFd), "-screen", "0",
-                         QString("%1x%2x24").arg(size.width()).arg(size.height()), "-noreset",
-                         "-nolisten", "tcp", "+extension", "RANDR"});
-    ::close(fds[1]);
-    const bool started = xvfb->waitForStarted(5000);
-    infrastructure_.push_back(std::move(xvfb));
-    if (!started) {
-        ::close(fds[0]);
-        error_ = "Xvfb did not start (is the xvfb package installed?)";
-        return false;
+    env.insert("WHARF_SCREEN", QString("%1x%2x24").arg(size.width()).arg(size.height()));
+    env.insert("WHARF_MONITORS", options_.twoMonitors ? "2" : "1");
+    env.insert("WHARF_WM", options_.windowManager ? "1" : "0");
+    env.insert("WHARF_COMPOSITOR", options_.compositor ? "1" : "0");
+    env.insert("WHARF_SESSION_DIR", root());
+
+    session_ = std::make_unique<QProcess>();
+    session_->setProcessEnvironment(env);
+    session_->setStandardErrorFile(root() + "/session.log");
+    startInOwnGroup(*session_);
+    session_->start(sessionScript(), {"--hold"});
+    if (!session_->waitForStarted(5000)) {
+        error_ = "cannot run " + sessionScript();
+        return;
     }
 
-    QByteArray number;
-    QDeadlineTimer deadline(10000);
-    while (!deadline.hasExpired() && !number.endsWith('\n')) {
-        pollfd pfd{fds[0], POLLIN, 0};
-        if (::poll(&pfd, 1, 100) > 0) {
-            char buffer[16];
-            const ssize_t n = ::read(fds[0], buffer, sizeof buffer);
-            if (n <= 0)
-                break;
-            number.append(buffer, n);
-        }
-    }
-    ::close(fds[0]);
-    number = number.trimmed();
-    if (number.isEmpty()) {
-        QFile log(root() + "/xvfb.log");
+    QByteArray out;
+    const bool ready = waitFor(
+        [&] {
+            session_->waitForReadyRead(50);
+            out += session_->readAllStandardOutput();
+            return out.endsWith(QByteArray(2, '\0')) || session_->state() != QProcess::Running;
+        },
+        30000, 1);
+    if (!ready || !out.endsWith(QByteArray(2, '\0'))) {
+        QFile log(root() + "/session.log");
         log.open(QIODevice::ReadOnly);
-        error_ = "Xvfb did not report a display: " + QString::fromLocal8Bit(log.readAll());
-        return false;
+        error_ = "the session did not start: " + QString::fromLocal8Bit(log.readAll()).trimmed();
+        return;
     }
-    display_ = ":" + QString::fromLatin1(number);
-    env_.insert("DISPLAY", display_);
-    return true;
-}
-
-bool E2eSession::startBus()
-{
-    auto bus = std::make_unique<QProcess>();
-    bus->setProcessEnvironment(env_);
-    startInOwnGroup(*bus);
-    bus->start("dbus-daemon", {"--session", "--nofork", "--nosyslog", "--print-address=1"});
-    QProcess* raw = bus.get();
-    infrastructure_.push_back(std::move(bus));
-    if (!raw->waitForStarted(5000) ||
-        !waitFor([raw] { return raw->canReadLine() || raw->state() != QProcess::Running; }, 10000)) {
-        error_ = "dbus-daemon did not start";
-        return false;
+    out.chop(2);
+    for (const QByteArray& entry : out.split('\0')) {
+        const qsizetype equals = entry.indexOf('=');
+        if (equals > 0)
+            env_.insert(QString::fromLocal8Bit(entry.left(equals)), QString::fromLocal8Bit(entry.mid(equals + 1)));
     }
-    dbusAddress_ = QString::fromLatin1(raw->readLine()).trimmed();
-    if (dbusAddress_.isEmpty()) {
-        error_ = "dbus-daemon gave no address: " + QString::fromLocal8Bit(raw->readAllStandardError());
-        return false;
-    }
-    env_.insert("DBUS_SESSION_BUS_ADDRESS", dbusAddress_);
-    return true;
-}
-
-bool E2eSession::rootPropertyPresent(const QString& property)
-{
-    const QString out = xprop({"-root", property});
-    return !out.isEmpty() && !out.contains("not found") && !out.contains("no such atom");
-}
-
-bool E2eSession::startWindowManager()
-{
-    auto wm = std::make_unique<QProcess>();
-    wm->setProcessEnvironment(env_);
-    wm->setStandardOutputFile(root() + "/openbox.log");
-    wm->setStandardErrorFile(root() + "/openbox.log", QIODevice::Append);
-    startInOwnGroup(*wm);
-    wm->start("openbox", {"--config-file", "/etc/xdg/openbox/rc.xml"});
-    const bool started = wm->waitForStarted(5000);
-    infrastructure_.push_back(std::move(wm));
-    if (!started || !waitFor([this] { return rootPropertyPresent("_NET_SUPPORTING_WM_CHECK"); }, 10000)) {
-        error_ = "openbox did not start";
-        return false;
-    }
-    return true;
-}
-
-bool E2eSession::startCompositor()
-{
-    auto cm = std::make_unique<QProcess>();
-    cm->setProcessEnvironment(env_);
-    cm->setStandardOutputFile(root() + "/xcompmgr.log");
-    cm->setStandardErrorFile(root() + "/xcompmgr.log", QIODevice::Append);
-    startInOwnGroup(*cm);
-    cm->start("xcompmgr", {});
-    const bool started = cm->waitForStarted(5000);
-    infrastructure_.push_back(std::move(cm));
-    if (!started) {
-        error_ = "xcompmgr did not start";
-        return false;
-    }
-    // xcompmgr claims _NET_WM_CM_S0 right after it connects; a short settle is enough here
-    // because dock code follows the compositor appearing later anyway.
-    QThread::msleep(150);
-    return true;
-}
-
-bool E2eSession::splitMonitors()
-{
-    const RunResult left = run("xrandr", {"--setmonitor", "LEFT", "1920/508x1080/286+0+0", "screen"});
-    const RunResult right = run("xrandr", {"--setmonitor", "RIGHT", "1920/508x1080/286+1920+0", "none"});
-    if (left.exitCode != 0 || right.exitCode != 0) {
-        error_ = "xrandr --setmonitor failed: " + left.err + right.err;
-        return false;
-    }
-    return true;
+    display_ = env_.value("DISPLAY");
+    dbusAddress_ = env_.value("DBUS_SESSION_BUS_ADDRESS");
+    if (display_.isEmpty() || dbusAddress_.isEmpty())
+        error_ = "the session gave no display or bus address";
 }
 
 QProcess* E2eSession::start(const QString& program, const QStringList& args)
@@ -384,12 +273,34 @@ bool E2eSession::waitForClientWindow(const QString& wmClass, int timeoutMs)
     return waitFor([&] { return !clientWindows(wmClass).empty(); }, timeoutMs, 100);
 }
 
+// Straight from the X server: the root window holds what is on screen, composited or not.
+// (Much faster than an external screenshot tool, and tests take many.)
 QImage E2eSession::screenshot()
 {
-    const QString path = root() + "/screenshot.png";
-    QFile::remove(path);
-    run("import", {"-window", "root", path});
-    return QImage(path);
+    int screenNumber = 0;
+    const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(
+        xcb_connect(display_.toLatin1().constData(), &screenNumber), &xcb_disconnect);
+    if (xcb_connection_has_error(connection.get()))
+        return {};
+    xcb_screen_iterator_t it = xcb_setup_roots_iterator(xcb_get_setup(connection.get()));
+    for (; it.rem && screenNumber > 0; --screenNumber)
+        xcb_screen_next(&it);
+    if (!it.rem)
+        return {};
+    const xcb_screen_t& screen = *it.data;
+    const std::unique_ptr<xcb_get_image_reply_t, decltype(&std::free)> reply(
+        xcb_get_image_reply(connection.get(),
+                            xcb_get_image(connection.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, screen.root, 0, 0,
+                                          screen.width_in_pixels, screen.height_in_pixels, ~0u),
+                            nullptr),
+        &std::free);
+    const int width = screen.width_in_pixels;
+    const int height = screen.height_in_pixels;
+    // Depth 24 comes as 32-bit pixels, 0x00RRGGBB in the server's (here the host's) byte order.
+    if (!reply || reply->depth != 24 || xcb_get_image_data_length(reply.get()) != width * height * 4)
+        return {};
+    const QImage view(xcb_get_image_data(reply.get()), width, height, width * 4, QImage::Format_RGB32);
+    return view.copy();
 }
 
 QDBusConnection E2eSession::bus()
@@ -416,18 +327,15 @@ void E2eSession::stopAll()
     children_.clear();
     if (!busName_.isEmpty())
         QDBusConnection::disconnectFromBus(busName_);
-    // Compositor and window manager before the bus, the X server last.
-    for (auto it = infrastructure_.rbegin(); it != infrastructure_.rend(); ++it) {
-        QProcess& process = **it;
-        if (process.state() == QProcess::NotRunning)
-            continue;
-        killGroup(process, SIGTERM);
-        if (!process.waitForFinished(3000)) {
-            killGroup(process, SIGKILL);
-            process.waitForFinished(2000);
+    // Closing its stdin ends the session; it stops the bus, compositor, window manager and X server.
+    if (session_ && session_->state() != QProcess::NotRunning) {
+        session_->closeWriteChannel();
+        if (!session_->waitForFinished(5000)) {
+            killGroup(*session_, SIGKILL);
+            session_->waitForFinished(2000);
         }
     }
-    infrastructure_.clear();
+    session_.reset();
 }
 
 } // namespace wharf::e2e

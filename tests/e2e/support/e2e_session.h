@@ -30,9 +30,10 @@ struct RunResult {
     QString err;
 };
 
-// A private desktop session for one test: Xvfb, a session bus, openbox, xcompmgr and a
-// private HOME/XDG tree under a temporary directory. Everything it starts, and everything
-// those processes start in their process group, is stopped when the session is destroyed.
+// A private desktop session for one test: Xvfb, a session bus, openbox, xcompmgr and a private
+// HOME/XDG tree under a temporary directory, all started by scripts/session.sh (the same session
+// the headless demo and the benchmarks use). Everything it starts, and everything those processes
+// start in their process group, is stopped when the session is destroyed.
 class E2eSession {
 public:
     explicit E2eSession(E2eOptions options = {});
@@ -73,6 +74,8 @@ public:
 
     // The built wharf executable.
     static QString wharfBinary();
+    // The script that runs every private session (scripts/session.sh).
+    static QString sessionScript();
     // Starts wharf with `args` and waits until its D-Bus name is on the bus (nullptr on timeout).
     QProcess* startWharf(const QStringList& args = {}, int timeoutMs = 15000);
 
@@ -95,12 +98,7 @@ public:
     QDBusConnection bus();
 
 private:
-    bool startXvfb();
-    bool startBus();
-    bool startWindowManager();
-    bool startCompositor();
-    bool splitMonitors();
-    bool rootPropertyPresent(const QString& property);
+    void startSession();
     void stopAll();
 
     E2eOptions options_;
@@ -110,7 +108,7 @@ private:
     QString dbusAddress_;
     QString busName_;
     QProcessEnvironment env_;
-    std::vector<std::unique_ptr<QProcess>> infrastructure_; // Xvfb first, stopped last
+    std::unique_ptr<QProcess> session_;   // scripts/session.sh: X server, bus, WM, compositor
     std::vector<std::unique_ptr<QProcess>> children_;
 };
 
