@@ -92,6 +92,26 @@ TEST(WindowPollTest, OnlyIdentifiersInOrderCount)
         EXPECT_EQ(windowListChanged(row.stored, row.scanned), row.changed) << row.name;
 }
 
+TEST(DockDisplaysTest, MirroredAndOverlappingOutputsShareOneDock)
+{
+    const QRect left(0, 0, 1920, 1080);
+    const QRect right(1920, 0, 1920, 1080);
+    const struct {
+        const char* name;
+        std::vector<QRect> areas;
+        std::vector<std::size_t> kept;
+    } rows[] = {
+        {"side by side", {left, right}, {0, 1}},
+        {"mirrored", {left, left}, {0}},
+        {"overlapping by a strip", {left, QRect(1800, 0, 1920, 1080)}, {0}},
+        {"the first of a mirrored pair wins", {right, left, right}, {0, 1}},
+        {"an empty output carries nothing", {QRect(), left}, {1}},
+        {"none", {}, {}},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(distinctDisplayAreas(row.areas), row.kept) << row.name;
+}
+
 TEST(DocksJsonTest, TilesAreInScreenCoordinatesAndMissingHoverIsNull)
 {
     DockSnapshot dock;
