@@ -25,21 +25,6 @@ namespace wharf {
 
 namespace {
 
-constexpr double closingDuration = 0.18;
-constexpr double openingDuration = 0.35;
-constexpr double smoothingTime = 0.075;
-constexpr double appearFadeTime = 0.22;
-constexpr double retireDuration = 0.1;
-
-double smoothstep(double t) { return t * t * (3 - 2 * t); }
-
-QRectF blend(const QRectF& from, const QRectF& to, double factor)
-{
-    return QRectF(from.x() + factor * (to.x() - from.x()), from.y() + factor * (to.y() - from.y()),
-                  from.width() + factor * (to.width() - from.width()),
-                  from.height() + factor * (to.height() - from.height()));
-}
-
 QRectF pixelAligned(const QRectF& r, double scale)
 {
     const auto round = [scale](double v) { return std::round(v * scale) / scale; };
@@ -58,7 +43,7 @@ std::vector<QString> identifiers(const std::vector<DockEntry>& entries)
 } // namespace
 
 DockView::DockView(DockViewContext ctx, bool isFullScreenOverlay, QWidget* parent)
-    : QWidget(parent), context(std::move(ctx)), overlay(isFullScreenOverlay),
+    : QWidget(parent), context(std::move(ctx)), overlay(isFullScreenOverlay), autoHide(isFullScreenOverlay),
       drawing(std::make_unique<DockViewRenderer>())
 {
     installDockAccessibility();
@@ -158,7 +143,7 @@ std::vector<QRectF> DockView::layoutFrames(std::optional<double> pointerX, doubl
 double DockView::hideDistance() const
 {
     // Only a hiding dock needs it; reading the setting every frame is not free.
-    return hiddenAmount > 0 ? DockLayout::hideDistance(frames, magnification()) : 0.0;
+    return hiddenAmount() > 0 ? DockLayout::hideDistance(frames, magnification()) : 0.0;
 }
 
 // --- Entries ---
@@ -258,61 +243,20 @@ void DockView::reload()
         if (newIDs.contains(id))
             continue;
         if (animate)
-            retiringIcons.push_back(RetiringIcon{tile->entry(), tile->frame, t, 1.0});
+            animation.retire(tile->entry(), tile->frame, t);
         oldTiles.remove(id);
         tile->deleteLater();
     }
-    for (auto it = appearingIDs.begin(); it != appearingIDs.end();) {
-        it = newIDs.contains(*it) ? std::next(it) : appearingIDs.erase(it);
-    }
+    animation.forgetAppearingExcept(newIDs);
     const size_t oldCount = entryList.size();
     entryList = std::move(newEntries);
 
     const auto resting = layoutFrames(std::nullopt, 1.0);
-    std::vector<QRectF> starting;
-    if (resting.size() == entryList.size()) {
-        starting.reserve(resting.size());
-        for (size_t i = 0; i < resting.size(); ++i) {
-            const QRectF& target = resting[i];
-            const auto old = oldFrames.constFind(ids[i]);
-            if (old != oldFrames.constEnd()) {
-                starting.push_back(*old);
-            } else if (animate) {
-                // A newcomer opens from the gap between its old neighbours.
-                std::optional<double> leftEdge;
-                std::optional<double> rightEdge;
-                for (size_t j = i; j-- > 0;) {
-                    if (const auto f = oldFrames.constFind(ids[j]); f != oldFrames.constEnd()) {
-                        leftEdge = f->right();
-                        break;
-                    }
-                }
-                for (size_t j = i + 1; j < ids.size(); ++j) {
-                    if (const auto f = oldFrames.constFind(ids[j]); f != oldFrames.constEnd()) {
-                        rightEdge = f->left();
-                        break;
-                    }
-                }
-                double x = target.center().x();
-                if (leftEdge && rightEdge)
-                    x = (*leftEdge + *rightEdge) / 2;
-                else if (leftEdge)
-                    x = *leftEdge;
-                else if (rightEdge)
-                    x = *rightEdge;
-                starting.push_back(QRectF(x, target.y(), 0, 0));
-            } else {
-                starting.push_back(target);
-            }
-        }
-    }
+    const auto starting = DockRowAnimation::startingFrames(ids, oldFrames, resting, animate);
     frames = starting;
     targets = resting;
-    membershipOrigins = starting;
-    membershipTransition = animate ? std::optional<Transition>(Transition{t, entryList.size() < oldCount})
-                                   : std::nullopt;
 
-    const double offset = hiddenAmount * hideDistance();
+    const double offset = hiddenAmount() * hideDistance();
     std::vector<DockTile*> newTiles;
     newTiles.reserve(entryList.size());
     for (size_t i = 0; i < entryList.size(); ++i) {
@@ -321,22 +265,17 @@ void DockView::reload()
             tile->setEntry(entryList[i]);
         } else {
             tile = new DockTile(entryList[i], this);
-            if (animate) {
-                tile->alpha = 0;
-                appearingIDs.insert(ids[i]);
-            }
+            if (animate)
+                animation.appear(*tile);
         }
         if (i < starting.size())
             tile->frame = starting[i].translated(0, -offset);
         newTiles.push_back(tile);
     }
     tileList = std::move(newTiles);
+    animation.beginMembershipChange(t, animate, entryList.size() < oldCount, starting, tileList);
 
-    appearanceOrigins.clear();
-    for (auto* tile : tileList)
-        appearanceOrigins.insert(tile->entry().identifier(), tile->alpha);
-
-    hovered.reset();
+    hover.clear();
     animating = true;
     notifyAccessibility();
     repaintScene();
@@ -356,6 +295,7 @@ void DockView::stop()
 {
     started = false;
     timer->stop();
+    stacks.close();
 }
 
 void DockView::ensureTicking()
@@ -373,12 +313,12 @@ void DockView::ensureTicking()
 
 void DockView::stopTickingWhenIdle(const std::optional<QPointF>& pointer)
 {
-    if (animating || layoutDirty || !retiringIcons.empty())
+    if (animating || layoutDirty || !animation.retiring().empty() || autoHide.keepsTicking())
         return;
     // A pointer resting in the hover zone outside the input region sends no motion events:
     // keep polling it. Anywhere else, motion events or a reload wake the timer again.
-    if (pointer && insideHoverZone(*pointer)) {
-        if (!currentInputRegion.contains(toWidgetPoint(*pointer, height()).toPoint()))
+    if (pointer && hover.contains(*pointer)) {
+        if (!inputArea.current().contains(toWidgetPoint(*pointer, height()).toPoint()))
             return;
     }
     timer->stop();
@@ -399,14 +339,13 @@ void DockView::tick()
     lastTickTime = t;
     const auto pointer = pointerInView();
 
-    // The overlay dock shows only inside a full-screen space.
-    if (overlay) {
+    if (!autoHide.takesPart()) {
         animating = false;
         layoutDirty = false;
         timer->stop();
         return;
     }
-    if (pointer == lastPointer && !layoutDirty && !animating) {
+    if (pointer == lastPointer && !layoutDirty && !animating && !autoHide.keepsTicking()) {
         stopTickingWhenIdle(pointer);
         return;
     }
@@ -418,107 +357,60 @@ void DockView::tick()
     const double dockWidth = preferredDockWidth();
     const auto resting = layoutFrames(std::nullopt, 1.0, baseSize, dockWidth);
     const bool wasAnimating = animating;
-    hoverShelf = DockLayout::shelfFrame(frames.empty() ? resting : frames);
+    hover.setRow(DockLayout::shelfFrame(frames.empty() ? resting : frames), frames);
 
-    const bool inside = pointer && insideHoverZone(*pointer);
-    std::optional<double> pointerX;
-    if (inside && activeDragID.isEmpty())
-        pointerX = pointer->x();
-    const double m = magnification();
-    targets = pointerX ? layoutFrames(pointerX, m, baseSize, dockWidth) : resting;
+    const bool inside = pointer && hover.contains(*pointer);
+    const bool hiding = autoHide.advance(dt, inside);
 
-    animating = false;
-    if (frames.size() != targets.size())
-        frames = targets;
+    const auto centre = magnificationCentre(inside ? pointer : std::nullopt, resting);
+    targets = centre ? layoutFrames(centre, magnification(), baseSize, dockWidth) : resting;
+    if (stacks.freezesRow() && frames.size() == targets.size())
+        targets = frames;
+    interaction.reorderTargets(targets);
 
-    const bool snapping = reducesMotion();
-    double progress = 0;
-    if (membershipTransition) {
-        const double duration = membershipTransition->closing ? closingDuration : openingDuration;
-        progress = smoothstep(std::clamp((t - membershipTransition->started) / duration, 0.0, 1.0));
-    }
-    const bool fromOrigins = membershipTransition && membershipOrigins.size() == frames.size();
-    const double smoothing = 1 - std::exp(-dt / smoothingTime);
-
-    bool changed = false;
-    for (size_t i = 0; i < frames.size(); ++i) {
-        const QRectF& target = targets[i];
-        const QRectF start = fromOrigins ? membershipOrigins[i] : frames[i];
-        const double factor = snapping ? 1.0 : fromOrigins ? progress : smoothing;
-        QRectF next = blend(start, target, factor);
-        if (std::abs(next.x() - target.x()) < 0.1 && std::abs(next.y() - target.y()) < 0.1 &&
-            std::abs(next.width() - target.width()) < 0.1)
-            next = target;
-        else
-            animating = true;
-        const QRectF& previous = frames[i];
-        if (std::abs(next.x() - previous.x()) > 0.02 || std::abs(next.y() - previous.y()) > 0.02 ||
-            std::abs(next.width() - previous.width()) > 0.02)
-            changed = true;
-        frames[i] = next;
-    }
-
-    for (auto* tile : tileList) {
-        const QString id = tile->entry().identifier();
-        if (!appearingIDs.contains(id))
-            continue;
-        const double before = tile->alpha;
-        if (snapping) {
-            tile->alpha = 1;
-        } else if (membershipTransition) {
-            const double a0 = appearanceOrigins.value(id, 0.0);
-            // The fade starts after 15 % of the transition.
-            const double u = std::clamp((progress - 0.15) / 0.85, 0.0, 1.0);
-            tile->alpha = a0 + smoothstep(u) * (1 - a0);
-        } else {
-            tile->alpha = std::min(tile->alpha + dt / appearFadeTime, 1.0);
-        }
-        changed = changed || tile->alpha != before;
-        if (tile->alpha < 1)
-            animating = true;
-        else
-            appearingIDs.remove(id);
-    }
-
-    for (auto it = retiringIcons.begin(); it != retiringIcons.end();) {
-        const double u = snapping ? 1.0 : std::min((t - it->started) / retireDuration, 1.0);
-        it->alpha = 1 - smoothstep(u);
-        changed = true;
-        if (u >= 1) {
-            it = retiringIcons.erase(it);
-        } else {
-            animating = true;
-            ++it;
-        }
-    }
-
-    if (membershipTransition) {
-        if (progress >= 1 || snapping) {
-            membershipTransition.reset();
-            membershipOrigins.clear();
-        } else {
-            animating = true;
-        }
-    }
+    const auto step =
+        animation.advance(t, dt, reducesMotion() || divider.resizing(), frames, targets, tileList);
+    animating = step.animating || hiding;
 
     // Settling redraws once more: frames snap to whole pixels and icons to their exact size.
-    changed = placeTiles() || (wasAnimating && !animating) || changed;
-    changed = updateHovered(pointer) || changed;
+    bool changed = placeTiles() || (wasAnimating && !animating) || step.changed;
+    divider.place(hiddenAmount() * hideDistance());
+    changed = hover.update(pointer, tileList, hiddenAmount()) || changed;
     updateInputRegion(pointer);
-    if (changed)
+    hoverLabel.show(hover.index(), tileList);
+    if (changed) {
         repaintScene();
+        badges.redisplay(tileList);
+    }
     stopTickingWhenIdle(pointer);
+}
+
+std::optional<double> DockView::magnificationCentre(const std::optional<QPointF>& pointerInZone,
+                                                    const std::vector<QRectF>& resting) const
+{
+    if (divider.resizing()) {
+        const auto position = divider.magnificationPosition();
+        if (!position)
+            return std::nullopt;
+        const QRectF shelf = DockLayout::shelfFrame(resting);
+        return shelf.left() + shelf.width() * *position;
+    }
+    if (const auto keyboard = interaction.magnificationInput(resting))
+        return keyboard;
+    if (pointerInZone && interaction.pointerMagnifies())
+        return pointerInZone->x();
+    return std::nullopt;
 }
 
 bool DockView::placeTiles()
 {
     bool moved = false;
-    const double offset = hiddenAmount * hideDistance();
+    const double offset = hiddenAmount() * hideDistance();
     const double scale = backingScale();
     for (size_t i = 0; i < tileList.size() && i < frames.size(); ++i) {
         DockTile* tile = tileList[i];
         QRectF frame = frames[i].translated(0, -offset);
-        if (appearingIDs.contains(tile->entry().identifier()) && i < targets.size()) {
+        if (animation.isAppearing(tile->entry().identifier()) && i < targets.size()) {
             // A tile fading in is drawn at its final size, centred where its slot opens.
             const QSizeF size = targets[i].size();
             frame = QRectF(frame.center().x() - size.width() / 2, frame.y(), size.width(), size.height());
@@ -535,73 +427,18 @@ bool DockView::placeTiles()
 
 // --- Pointer ---
 
-bool DockView::insideHoverZone(const QPointF& pointer) const
-{
-    if (pointer.x() < hoverShelf.left() - 20 || pointer.x() > hoverShelf.right() + 20 || pointer.y() < 0)
-        return false;
-    if (frames.empty())
-        return pointer.y() < 102;
-    double top = frames.front().bottom();
-    for (const auto& frame : frames)
-        top = std::max(top, frame.bottom()); // bottom() is the larger y: the top edge in layout terms
-    return pointer.y() < top + 12;
-}
-
-QRectF DockView::clickFrame(const DockTile& tile) const
-{
-    // Below an application icon, down to the screen edge, still counts as the icon.
-    if (tile.entry().isApplication())
-        return QRectF(tile.frame.x(), 0, tile.frame.width(), std::max(tile.frame.bottom(), 0.0));
-    return tile.frame;
-}
-
-bool DockView::updateHovered(const std::optional<QPointF>& pointer)
-{
-    std::optional<int> index;
-    if (pointer && hiddenAmount < 0.3 && insideHoverZone(*pointer)) {
-        for (size_t i = 0; i < tileList.size(); ++i) {
-            if (clickFrame(*tileList[i]).adjusted(-4, 0, 4, 0).contains(*pointer)) {
-                index = int(i);
-                break;
-            }
-        }
-    }
-    if (index == hovered)
-        return false;
-    hovered = index;
-    return true;
-}
-
 void DockView::updateInputRegion(const std::optional<QPointF>& pointer)
 {
     QRegion region;
     // The overlay dock only ever takes the mouse inside a full-screen space.
-    if (!overlay && !frames.empty()) {
-        const double offset = hiddenAmount * hideDistance();
-        const double h = height();
-        if (hiddenAmount < 0.95)
-            region += toWidgetRect(DockLayout::shelfFrame(frames).translated(0, -offset), h).toAlignedRect();
-        for (const auto* tile : tileList) {
-            const QRectF frame = hiddenAmount < 0.3 ? clickFrame(*tile) : tile->frame;
-            region += toWidgetRect(frame.adjusted(-3, -2, 3, 2), h).toAlignedRect();
-        }
-        if (hiddenAmount > 0) {
-            const QRectF edge(hoverShelf.left() - 20, 0, hoverShelf.width() + 40, 4);
-            region += toWidgetRect(edge, h).toAlignedRect();
-        }
+    if (!overlay) {
+        region = DockInputRegion::compute({&frames, &tileList, &hover, hiddenAmount(),
+                                           hiddenAmount() * hideDistance(), double(height())});
     }
-    if (region == currentInputRegion)
-        return;
-    // While the row moves under the pointer, both regions agree about the pointer's spot,
-    // which is the only place a click can happen: the window's shape is brought up to date
-    // when they disagree there, or once the row settles, instead of on every frame.
-    if (animating && pointer) {
-        const QPoint spot = toWidgetPoint(*pointer, height()).toPoint();
-        if (region.contains(spot) && currentInputRegion.contains(spot))
-            return;
-    }
-    currentInputRegion = region;
-    if (onInputRegionChanged)
+    std::optional<QPoint> spot;
+    if (pointer)
+        spot = toWidgetPoint(*pointer, height()).toPoint();
+    if (inputArea.update(region, animating, spot) && onInputRegionChanged)
         onInputRegionChanged();
 }
 
@@ -613,10 +450,10 @@ DockViewRenderer::Scene DockView::currentScene() const
     scene.viewSize = size();
     scene.devicePixelRatio = backingScale();
     scene.dark = dark();
-    scene.offset = hiddenAmount * hideDistance();
+    scene.offset = hiddenAmount() * hideDistance();
     scene.frames = frames;
     scene.separatorIndex = separator;
-    scene.dropIndex = dropIndex;
+    scene.dropIndex = interaction.dropIndex;
     scene.settled = !animating;
     scene.clearedBackground = window()->testAttribute(Qt::WA_TranslucentBackground);
     scene.restingIconSize = DockLayout::metrics(targets.empty() ? frames : targets).iconSize;
@@ -626,9 +463,10 @@ DockViewRenderer::Scene DockView::currentScene() const
         const DockTile* tile = tileList[i];
         const QString id = tile->entry().identifier();
         scene.tiles.push_back({&tile->entry(), tile->frame, i < frames.size() ? frames[i] : tile->frame,
-                               tile->alpha, runningIDs.contains(id), !activeDragID.isEmpty() && id == activeDragID});
+                               tile->alpha, runningIDs.contains(id),
+                               !interaction.activeDragID.isEmpty() && id == interaction.activeDragID});
     }
-    for (const auto& icon : retiringIcons)
+    for (const auto& icon : animation.retiring())
         scene.retiring.push_back({&icon.entry, icon.frame, QRectF(), icon.alpha, false, false});
     return scene;
 }
@@ -704,13 +542,13 @@ bool DockView::event(QEvent* event)
 
 bool DockView::isFullScreenOverlay() const { return overlay; }
 const std::vector<DockEntry>& DockView::entries() const { return entryList; }
-std::optional<int> DockView::hoveredIndex() const { return hovered; }
-QRegion DockView::inputRegion() const { return currentInputRegion; }
+std::optional<int> DockView::hoveredIndex() const { return hover.index(); }
+QRegion DockView::inputRegion() const { return inputArea.current(); }
 const std::vector<DockTile*>& DockView::tiles() const { return tileList; }
 std::optional<int> DockView::separatorIndex() const { return separator; }
 bool DockView::isAnimating() const { return animating; }
 bool DockView::isTicking() const { return timer->isActive(); }
-int DockView::retiringIconCount() const { return int(retiringIcons.size()); }
+int DockView::retiringIconCount() const { return int(animation.retiring().size()); }
 const DockViewRenderer& DockView::renderer() const { return *drawing; }
 
 std::vector<QRectF> DockView::tileFrames() const

@@ -1,6 +1,15 @@
 #pragma once
 
+#include "dock/dock_auto_hide.h"
+#include "dock/dock_badge_overlay.h"
+#include "dock/dock_divider.h"
 #include "dock/dock_entry.h"
+#include "dock/dock_hover.h"
+#include "dock/dock_hover_label.h"
+#include "dock/dock_input_region.h"
+#include "dock/dock_interaction.h"
+#include "dock/dock_row_animation.h"
+#include "dock/dock_stack_presenter.h"
 #include "dock/dock_view_renderer.h"
 #include "windows/dock_window.h"
 
@@ -39,7 +48,9 @@ struct DockViewContext {
 };
 
 // The dock of one display: one tile per entry, animated on a tick at the display's
-// refresh rate, drawn over a glass shelf. Geometry from DockLayout is y-up from the
+// refresh rate, drawn over a glass shelf. Each step of the tick belongs to a unit of its own:
+// auto-hide, hover, interaction, the divider, stacks, the row animation, the input region,
+// the hover label and the badges. Geometry from DockLayout is y-up from the
 // view's bottom; everything public here is in widget coordinates (y down).
 class DockView : public QWidget {
     Q_OBJECT
@@ -81,17 +92,6 @@ protected:
     bool event(QEvent* event) override;
 
 private:
-    struct RetiringIcon {
-        DockEntry entry;
-        QRectF frame;
-        double started = 0;
-        double alpha = 1;
-    };
-    struct Transition {
-        double started = 0;
-        bool closing = false;
-    };
-
     double now() const;
     std::optional<QPointF> pointerInView() const;
     double backingScale() const;
@@ -103,13 +103,13 @@ private:
     std::vector<QRectF> layoutFrames(std::optional<double> pointerX, double magnificationFactor) const;
     std::vector<QRectF> layoutFrames(std::optional<double> pointerX, double magnificationFactor, double baseSize,
                                      double dockWidth) const;
+    std::optional<double> magnificationCentre(const std::optional<QPointF>& pointer,
+                                              const std::vector<QRectF>& resting) const;
     std::vector<DockEntry> assembleEntries() const;
     QIcon iconForPid(pid_t pid) const;
-    QRectF clickFrame(const DockTile& tile) const;
-    bool insideHoverZone(const QPointF& pointer) const;
+    double hiddenAmount() const { return autoHide.hiddenAmount(); }
     double hideDistance() const;
     bool placeTiles(); // true when a tile got a new frame
-    bool updateHovered(const std::optional<QPointF>& pointer);
     void updateInputRegion(const std::optional<QPointF>& pointer);
     void repaintScene();
     void ensureTicking();
@@ -124,27 +124,25 @@ private:
     std::vector<DockTile*> tileList;
     std::vector<QRectF> frames;  // current animated frames, layout coordinates
     std::vector<QRectF> targets; // where they are heading
-    QRectF hoverShelf;           // shelf of the current frames, for the hover zone
-    std::optional<int> hovered;
     QTimer* timer = nullptr;
-    std::optional<int> dropIndex;
-    QString activeDragID;
-    double hiddenAmount = 0;
     std::optional<QPointF> lastPointer;
     bool layoutDirty = true;
     bool animating = true;
     double lastTickTime = 0;
-    QSet<QString> appearingIDs;
     QSet<QString> runningIDs;
-    std::optional<Transition> membershipTransition;
-    std::vector<QRectF> membershipOrigins;
-    QHash<QString, double> appearanceOrigins;
-    std::vector<RetiringIcon> retiringIcons;
     std::optional<int> separator;
-    QRegion currentInputRegion;
     QRegion paintedBounds; // widget area covered by the last scene
     bool pointerEvents = false; // the pointer is inside: motion events report it
     QPointF lastEventPointer;   // global
+    DockAutoHide autoHide;
+    DockHover hover;
+    DockInteraction interaction;
+    DockDivider divider;
+    DockStackPresenter stacks;
+    DockRowAnimation animation;
+    DockInputRegion inputArea;
+    DockHoverLabel hoverLabel;
+    DockBadgeOverlay badges;
     int framesRendered = 0;
     std::unique_ptr<DockViewRenderer> drawing;
 };

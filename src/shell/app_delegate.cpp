@@ -38,6 +38,7 @@ AppDelegate::AppDelegate(Parts parts, QObject* parent)
       dockModel(std::make_unique<DockModel>(*workspace, *preferences, modelProviders())),
       integration(std::move(parts.integration)),
       windowSystem(std::move(parts.windowSystem)),
+      windowControl(std::move(parts.windowControl)),
       applied(AppliedPreferences::current(*preferences))
 {
 }
@@ -120,6 +121,7 @@ int AppDelegate::run(QApplication& app, const std::function<Parts()>& makeParts)
     service.source.docks = [&delegate] { return delegate.dockSnapshots(); };
     service.source.framesRendered = [&delegate] { return delegate.framesRendered(); };
     service.source.focusDock = [&delegate] { delegate.focusDock(); };
+    service.source.activate = [&delegate](const QString& id) { return delegate.activateEntry(id); };
     service.source.quit = [] { QCoreApplication::quit(); };
 
     QObject::connect(&app, &QCoreApplication::aboutToQuit, &delegate, &AppDelegate::applicationWillTerminate);

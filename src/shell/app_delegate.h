@@ -4,12 +4,15 @@
 #include "platform/callback_list.h"
 #include "platform/desktop_appearance.h"
 #include "platform/dock_window_platform.h"
+#include "platform/window_control.h"
 #include "platform/workspace.h"
 #include "shell/applied_preferences.h"
 #include "shell/wharf_dbus_service.h"
 #include "takeover/system_dock_integration.h"
 #include "windows/dock_avoidance_region.h"
 #include "windows/dock_window.h"
+#include "windows/dock_window_avoidance.h"
+#include "windows/window_manager.h"
 
 #include <QApplication>
 #include <QObject>
@@ -43,6 +46,7 @@ public:
         std::unique_ptr<SystemDockIntegration> integration;   // required
         std::unique_ptr<DockWindowSystem> windowSystem; // null: plain Qt windows
         std::unique_ptr<DesktopAppearance> appearance;  // null: light, full motion
+        std::unique_ptr<WindowControl> windowControl;   // null: no minimized windows in the dock
     };
 
     // The whole process in normal mode: single instance, launch, event loop, shutdown.
@@ -68,13 +72,17 @@ public:
     const std::vector<DockAvoidanceRegion>& windowAvoidanceRegions() const { return avoidance; }
     bool windowAvoidanceEnabled() const { return avoidanceEnabled; }
 
-    // Optional window-list scanner for the 2-second poll; it answers through the callback on
-    // the main thread. Without one the poll does not run, so an idle dock never wakes up.
+    // Window-list scanner; it answers through the callback on the main thread. Window-control
+    // events ask for a scan; the 2-second poll runs only when nothing watches the windows, so an
+    // idle dock never wakes up.
     using WindowScanner = std::function<void(std::function<void(std::vector<DockWindow>)>)>;
-    void setWindowScanner(WindowScanner scanner);
-    // One round of the poll: a changed window list reloads every dock.
+    void setWindowScanner(WindowScanner scanner, bool watched = false);
+    // One scan: a changed window list reloads every dock. A request during a scan runs after it.
     void pollWindows();
     const std::vector<DockWindow>& minimizedWindows() const { return minimized; }
+    // What a click on the tile `id` does; false when no such tile can be activated.
+    bool activateEntry(const QString& id);
+    WindowManager* windows() const { return windowManager.get(); }
 
     // Frames drawn by all dock views since launch (diagnostics and benchmarks).
     quint64 framesRendered() const { return frames; }
@@ -113,8 +121,15 @@ private:
     std::unique_ptr<SystemDockIntegration> integration;
     std::unique_ptr<DockWindowSystem> windowSystem;
     std::vector<std::unique_ptr<DockWindowController>> dockControllers;
+    std::unique_ptr<WindowControl> windowControl;
+    std::unique_ptr<WindowManager> windowManager;
+    std::unique_ptr<DockWindowAvoidance> windowAvoidance; // owns the reserved band and the corrections
+    CallbackList<>::Subscription windowEvents;
     QTimer* windowTimer = nullptr;
     WindowScanner windowScanner;
+    bool windowsWatched = false;
+    bool windowScanRunning = false;
+    bool windowScanPending = false;
     std::vector<DockWindow> minimized;
     SignalListener* signalSources = nullptr;
     AppliedPreferences applied;

@@ -1,5 +1,5 @@
-// Other programs' windows: keeping them clear of the resting dock, and the poll of minimized
-// windows.
+// The delegate's side of window control: minimized windows in the dock, activating their tiles,
+// and keeping other windows clear of the resting dock.
 #include "shell/app_delegate.h"
 
 #include "dock/dock_panel.h"
@@ -14,23 +14,6 @@
 #include <cmath>
 
 namespace wharf {
-
-bool windowListChanged(const std::vector<DockWindow>& stored, const std::vector<DockWindow>& scanned)
-{
-    return !std::equal(stored.begin(), stored.end(), scanned.begin(), scanned.end(),
-                       [](const DockWindow& a, const DockWindow& b) { return a.id == b.id; });
-}
-
-void AppDelegate::wireWindows()
-{
-    startWindowTimer();
-}
-
-void AppDelegate::stopWindows()
-{
-    if (windowTimer)
-        windowTimer->stop();
-}
 
 void AppDelegate::updateWindowAvoidance()
 {
@@ -52,27 +35,80 @@ void AppDelegate::updateWindowAvoidance()
     }
     avoidance = avoidanceRegions(displays, docks);
     avoidanceEnabled = preferences->keepWindowsAboveDock() && !preferences->autoHide();
-
-    // While avoidance is in force the resting band is reserved, so that maximized and newly
-    // placed windows stay clear of the icons.
-    for (auto& dock : dockControllers) {
-        const DockView& view = dock->dockView();
-        const double height = view.restingContentHeight();
-        const bool reserves = avoidanceEnabled && !view.isFullScreenOverlay() && std::isfinite(height);
-        dock->setBottomReservation(reserves ? int(std::ceil(std::clamp(height, 0.0, double(DockPanel::height)))) : 0);
+    if (!windowAvoidance) {
+        // Without window control only the band is reserved; nothing watches or moves windows.
+        std::function<std::unique_ptr<WindowMover>()> makeMover;
+        if (WindowControl* control = windowControl.get())
+            makeMover = [control] { return control->makeMover(); };
+        windowAvoidance = std::make_unique<DockWindowAvoidance>(std::move(makeMover));
+        windowAvoidance->reserveBand = [this](std::uint32_t displayID, double height) {
+            for (auto& dock : dockControllers) {
+                if (dock->displayID == displayID && !dock->dockView().isFullScreenOverlay())
+                    dock->setBottomReservation(int(std::ceil(std::clamp(height, 0.0, double(DockPanel::height)))));
+            }
+        };
     }
+    if (!terminated)
+        windowAvoidance->update(avoidance, avoidanceEnabled, docks);
 }
 
-void AppDelegate::setWindowScanner(WindowScanner scanner)
+bool windowListChanged(const std::vector<DockWindow>& stored, const std::vector<DockWindow>& scanned)
+{
+    return !std::equal(stored.begin(), stored.end(), scanned.begin(), scanned.end(),
+                       [](const DockWindow& a, const DockWindow& b) { return a.id == b.id; });
+}
+
+void AppDelegate::stopWindows()
+{
+    if (windowTimer)
+        windowTimer->stop();
+    if (windowAvoidance)
+        windowAvoidance->stop();
+}
+
+void AppDelegate::wireWindows()
+{
+    if (windowControl && !windowManager) {
+        windowManager = std::make_unique<WindowManager>(*windowControl);
+        Workspace* desktop = workspace.get();
+        windowManager->owners = [desktop] {
+            std::vector<WindowOwner> owners;
+            for (const RunningApplicationRef& app : desktop->runningApplications()) {
+                if (app->isRegular && !app->isTerminated)
+                    owners.push_back({app->processIdentifier, app->localizedName});
+            }
+            return owners;
+        };
+        const QPointer<AppDelegate> self(this);
+        windowManager->onIntegrationError = [self](const QString& message) {
+            if (self)
+                self->integrationError(message);
+        };
+        windowEvents = windowControl->windowsChanged.add([self] {
+            if (self)
+                self->pollWindows();
+        });
+        WindowManager* manager = windowManager.get();
+        setWindowScanner([manager](auto deliver) { manager->scan(std::move(deliver)); },
+                         windowControl->watchesChanges());
+    }
+    startWindowTimer();
+    // The first list, before any window changes.
+    pollWindows();
+}
+
+void AppDelegate::setWindowScanner(WindowScanner scanner, bool watched)
 {
     windowScanner = std::move(scanner);
+    windowsWatched = watched;
     if (launched)
         startWindowTimer();
 }
 
 void AppDelegate::startWindowTimer()
 {
-    if (!windowScanner || windowTimer || terminated)
+    // Only a scanner nobody tells about changes needs the poll.
+    if (!windowScanner || windowsWatched || windowTimer || terminated)
         return;
     windowTimer = new QTimer(this);
     windowTimer->setInterval(2000);
@@ -82,17 +118,44 @@ void AppDelegate::startWindowTimer()
 
 void AppDelegate::pollWindows()
 {
-    if (!windowScanner)
+    if (!windowScanner || terminated)
         return;
+    if (windowScanRunning) {
+        // Changes during a scan may have been read too late; look again once it is back.
+        windowScanPending = true;
+        return;
+    }
+    windowScanRunning = true;
+    windowScanPending = false;
     const QPointer<AppDelegate> self(this);
     windowScanner([self](std::vector<DockWindow> windows) {
-        if (!self || !windowListChanged(self->minimized, windows))
+        if (!self)
             return;
-        self->minimized = std::move(windows);
-        for (auto& dock : self->dockControllers)
-            dock->dockView().reload();
-        self->updateWindowAvoidance();
+        self->windowScanRunning = false;
+        if (windowListChanged(self->minimized, windows)) {
+            self->minimized = std::move(windows);
+            for (auto& dock : self->dockControllers)
+                dock->dockView().reload();
+            self->updateWindowAvoidance();
+        }
+        if (self->windowScanPending)
+            self->pollWindows();
     });
+}
+
+bool AppDelegate::activateEntry(const QString& id)
+{
+    const QString prefix = QStringLiteral("window-");
+    if (!windowManager || !id.startsWith(prefix))
+        return false;
+    bool ok = false;
+    const std::uint32_t windowID = id.mid(prefix.size()).toUInt(&ok);
+    const auto window = std::find_if(minimized.begin(), minimized.end(),
+                                     [&](const DockWindow& w) { return w.id == windowID; });
+    if (!ok || window == minimized.end())
+        return false;
+    windowManager->focus(*window);
+    return true;
 }
 
 } // namespace wharf

@@ -4,6 +4,7 @@
 #include "platform/x11/desktop_appearance_linux.h"
 #include "platform/x11/icon_theme_setup.h"
 #include "platform/x11/x11_dock_window.h"
+#include "platform/x11/x11_window_control.h"
 #include "platform/x11/x11_workspace.h"
 #include "settings/dock_preferences.h"
 #include "shell/app_delegate.h"
@@ -118,6 +119,7 @@ int main(int argc, char** argv)
         parts.preferences = preferences.get();
         parts.integration = std::make_unique<wharf::SystemDockIntegration>(realNativeDock());
         parts.windowSystem = wharf::X11DockWindow::create();
+        parts.windowControl = std::make_unique<wharf::X11WindowControl>();
         return parts;
     });
 }

@@ -82,6 +82,11 @@ void WharfDBusService::FocusDock()
         source.focusDock();
 }
 
+bool WharfDBusService::Activate(const QString& id)
+{
+    return source.activate && source.activate(id);
+}
+
 void WharfDBusService::Quit()
 {
     // Let the reply go out before the event loop ends.

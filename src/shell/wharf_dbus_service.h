@@ -42,6 +42,7 @@ public:
         std::function<std::vector<DockSnapshot>()> docks;
         std::function<quint64()> framesRendered;
         std::function<void()> focusDock;
+        std::function<bool(const QString& id)> activate;
         std::function<void()> quit;
     };
 
@@ -61,6 +62,9 @@ public Q_SLOTS:
     Q_SCRIPTABLE qulonglong FramesRendered() const;
     // Gives the dock under the pointer the keyboard, like the global shortcut.
     Q_SCRIPTABLE void FocusDock();
+    // Does what a click on the tile `id` does (for now: restores a minimized window's tile,
+    // "window-<id>"); false when there is no such tile.
+    Q_SCRIPTABLE bool Activate(const QString& id);
     // Quits through the normal shutdown, which gives the desktop's dock back.
     Q_SCRIPTABLE void Quit();
 };

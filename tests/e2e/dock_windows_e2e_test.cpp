@@ -345,6 +345,8 @@ TEST(DockWindows, ClicksReachTheWindowBelowExceptOverTiles)
 {
     E2eSession session;
     WHARF_REQUIRE_SESSION(session);
+    // The xterm must stay under the dock, so windows are not kept clear of it here.
+    writeWharfSettings(session, {{QStringLiteral("keepWindowsAboveDock"), false}});
     QProcess* wharf = session.startWharf();
     ASSERT_NE(wharf, nullptr);
     DockClient client(session);
@@ -499,7 +501,8 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndCompositingIsFollowed)
     E2eSession session(options);
     WHARF_REQUIRE_SESSION(session);
     // A white terminal under the whole dock window: translucent pixels without a compositor would
-    // turn it black.
+    // turn it black. It must stay there, so windows are not kept clear of the dock here.
+    writeWharfSettings(session, {{QStringLiteral("keepWindowsAboveDock"), false}});
     session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("320x90+0+0")});
     ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
     QProcess* wharf = session.startWharf();

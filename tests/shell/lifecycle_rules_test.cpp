@@ -18,17 +18,6 @@ protected:
     AppliedPreferences applied = AppliedPreferences::current(preferences);
 };
 
-TEST_F(AppliedPreferencesTest, RewritingTheSameValuesChangesNothing)
-{
-    preferences.setDockAppearance(applied.dockAppearance);
-    preferences.setValue(DockPreferences::liveCalendarIconKey, applied.liveCalendarIcon);
-    preferences.setValue(DockPreferences::alwaysEmptyTrashIconKey, applied.alwaysEmptyTrashIcon);
-    preferences.setValue(DockPreferences::allDisplaysKey, applied.showsAllDisplays);
-    const PreferenceChangeActions actions = applied.apply(preferences);
-    EXPECT_FALSE(actions.refreshModel);
-    EXPECT_FALSE(actions.rebuildDocks);
-}
-
 TEST_F(AppliedPreferencesTest, ModelSettingsRefreshOnceEach)
 {
     const struct {
@@ -49,21 +38,6 @@ TEST_F(AppliedPreferencesTest, ModelSettingsRefreshOnceEach)
         // The value is remembered: the next notification without a change does nothing.
         EXPECT_FALSE(applied.apply(preferences).refreshModel);
     }
-}
-
-TEST_F(AppliedPreferencesTest, AllDisplaysRebuildsButIconSizeOnlyRelayouts)
-{
-    preferences.setValue(DockPreferences::iconSizeKey, 40.0);
-    PreferenceChangeActions actions = applied.apply(preferences);
-    EXPECT_FALSE(actions.rebuildDocks);
-    EXPECT_FALSE(actions.refreshModel);
-
-    preferences.setValue(DockPreferences::allDisplaysKey, !applied.showsAllDisplays);
-    actions = applied.apply(preferences);
-    EXPECT_TRUE(actions.rebuildDocks);
-    EXPECT_FALSE(actions.refreshModel);
-    // Until the docks are rebuilt (which records the value) the difference stays.
-    EXPECT_TRUE(applied.apply(preferences).rebuildDocks);
 }
 
 TEST(WindowPollTest, OnlyIdentifiersInOrderCount)

@@ -1,0 +1,7 @@
+#include "dock/dock_stack_presenter.h"
+
+namespace wharf {
+
+void DockStackPresenter::close() {}
+
+} // namespace wharf

@@ -1,0 +1,150 @@
+#include "windows/window_manager.h"
+
+#include <QHash>
+#include <QLoggingCategory>
+#include <QPointer>
+
+Q_LOGGING_CATEGORY(lcWindowControl, "wharf.windows", QtInfoMsg)
+
+namespace wharf {
+
+namespace {
+
+QString ownerName(const QString& name) { return name.isEmpty() ? QStringLiteral("Application") : name; }
+
+const QString permissionMessage = QStringLiteral(
+    "Allow Wharf in System Settings → Privacy & Security → Accessibility to control windows.");
+
+} // namespace
+
+WindowManager::WindowManager(WindowControl& control, QObject* parent) : QObject(parent), control(control) {}
+
+WindowManager::~WindowManager()
+{
+    worker.reset(); // lets a running scan finish with its reader
+}
+
+std::vector<DockWindow> WindowManager::readWindows(const std::vector<ClientWindow>& windows,
+                                                   const std::vector<WindowOwner>& owners)
+{
+    QHash<pid_t, QString> names;
+    for (const WindowOwner& owner : owners)
+        names.insert(owner.pid, owner.name);
+    QHash<pid_t, int> counts;
+    std::vector<DockWindow> out;
+    for (const ClientWindow& window : windows) {
+        int& count = counts[window.pid];
+        if (count >= maxWindowsPerApplication)
+            continue;
+        ++count;
+        const auto known = names.constFind(window.pid);
+        const QString appName = ownerName(known != names.constEnd() ? *known : window.className);
+        const QString title = window.title ? window.title->trimmed() : QString();
+        out.push_back({window.id, title.isEmpty() ? appName : title, window.pid, appName, window.isMinimized});
+    }
+    return out;
+}
+
+QString WindowManager::description(const WindowControlFailure& failure)
+{
+    switch (failure.kind) {
+    case WindowControlFailure::Kind::windowClosed:
+        return QStringLiteral("the window has closed");
+    case WindowControlFailure::Kind::unsupported:
+        return QStringLiteral("the application does not support this window action");
+    case WindowControlFailure::Kind::noResponse:
+        return QStringLiteral("the application did not respond");
+    case WindowControlFailure::Kind::other:
+        break;
+    }
+    return QStringLiteral("the system reported a window error ") + QString::number(failure.code);
+}
+
+void WindowManager::scan(std::function<void(std::vector<DockWindow>)> callback)
+{
+    if (inFlight)
+        return;
+    if (!control.trusted()) {
+        callback({});
+        return;
+    }
+    inFlight = true;
+    if (!worker) {
+        scanReader = control.makeReader();
+        worker = std::make_unique<SerialWorker>(scanQueueLabel);
+    }
+    std::vector<WindowOwner> known = owners ? owners() : std::vector<WindowOwner>{};
+    const QPointer<WindowManager> self(this);
+    worker->post([self, reader = scanReader, known = std::move(known), callback = std::move(callback)]() mutable {
+        std::vector<DockWindow> minimized;
+        for (DockWindow& window : readWindows(reader->clientWindows(maxWindowsPerApplication), known)) {
+            if (window.isMinimized)
+                minimized.push_back(std::move(window));
+        }
+        SerialWorker::postToMain([self, callback = std::move(callback), minimized = std::move(minimized)]() mutable {
+            if (self)
+                self->inFlight = false;
+            callback(std::move(minimized));
+        });
+    });
+}
+
+std::vector<DockWindow> WindowManager::windows(pid_t pid, const QString& appName)
+{
+    if (!control.trusted())
+        return {};
+    if (!mainReader)
+        mainReader = control.makeReader();
+    std::vector<ClientWindow> mine;
+    for (ClientWindow& window : mainReader->clientWindows(maxWindowsPerApplication)) {
+        if (window.pid == pid)
+            mine.push_back(std::move(window));
+    }
+    return readWindows(mine, {{pid, appName}});
+}
+
+void WindowManager::focus(const DockWindow& window)
+{
+    if (!control.trusted()) {
+        report(permissionMessage);
+        return;
+    }
+    const Result<bool, WindowControlFailure> minimized = control.isMinimized(window.id);
+    if (!minimized.ok() && minimized.error().kind == WindowControlFailure::Kind::windowClosed) {
+        report(QStringLiteral("“") + window.appName + QStringLiteral("” has closed. Its window is no longer available."));
+        return;
+    }
+    const bool restore = minimized.ok() ? minimized.value() : window.isMinimized;
+    // One request restores, raises and focuses; its failure is named after the first step it had to take.
+    if (const auto failure = control.activate(window.id).failure()) {
+        report((restore ? QStringLiteral("Could not restore “") : QStringLiteral("Could not bring “")) + window.title
+               + (restore ? QStringLiteral("”: ") : QStringLiteral("” forward: ")) + description(*failure)
+               + QStringLiteral("."));
+        return;
+    }
+    lastError.reset();
+}
+
+void WindowManager::minimize(const DockWindow& window)
+{
+    if (!control.trusted()) {
+        report(permissionMessage);
+        return;
+    }
+    if (const auto failure = control.minimize(window.id).failure()) {
+        report(QStringLiteral("Could not minimize “") + window.title + QStringLiteral("”: ") + description(*failure)
+               + QStringLiteral("."));
+        return;
+    }
+    lastError.reset();
+}
+
+void WindowManager::report(const QString& message)
+{
+    lastError = message;
+    qCWarning(lcWindowControl, "Wharf window control: %s", qUtf8Printable(message));
+    if (onIntegrationError)
+        onIntegrationError(message);
+}
+
+} // namespace wharf

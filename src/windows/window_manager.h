@@ -1,0 +1,70 @@
+#pragma once
+
+#include "platform/window_control.h"
+#include "windows/dock_window.h"
+#include "windows/serial_worker.h"
+
+#include <QObject>
+#include <QString>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <sys/types.h>
+#include <vector>
+
+namespace wharf {
+
+// The program a window belongs to, as the dock knows it.
+struct WindowOwner {
+    pid_t pid = 0;
+    QString name;
+};
+
+// Reads other programs' windows and acts on them: the minimized windows the dock shows, the
+// window lists of context menus, restoring and minimizing. Failures of actions go to
+// `onIntegrationError` in the user's words. Called on the main thread.
+class WindowManager : public QObject {
+    Q_OBJECT
+
+public:
+    static constexpr int maxWindowsPerApplication = 128;
+    static inline const QString scanQueueLabel = QStringLiteral("com.tamberly.Wharf.window-scan");
+
+    explicit WindowManager(WindowControl& control, QObject* parent = nullptr);
+    ~WindowManager() override;
+
+    // The running task-bar programs by pid, for window owners' names; read on the main thread
+    // before every scan.
+    std::function<std::vector<WindowOwner>()> owners;
+    // Receives every reported failure.
+    std::function<void(const QString& message)> onIntegrationError;
+
+    // Reads the minimized windows on the scan worker and hands them to `callback` on the main
+    // thread. A request while a scan runs is dropped; the running scan delivers its own result.
+    void scan(std::function<void(std::vector<DockWindow>)> callback);
+    bool scanInFlight() const { return inFlight; }
+
+    // Every window of the program `pid`, minimized or not, read now.
+    std::vector<DockWindow> windows(pid_t pid, const QString& appName);
+    void focus(const DockWindow& window);
+    void minimize(const DockWindow& window);
+    void report(const QString& message);
+
+    std::optional<QString> lastError;
+
+    // Turns raw client windows into records: owners' names, trimmed titles, at most
+    // maxWindowsPerApplication per program.
+    static std::vector<DockWindow> readWindows(const std::vector<ClientWindow>& windows,
+                                               const std::vector<WindowOwner>& owners);
+    static QString description(const WindowControlFailure& failure);
+
+private:
+    WindowControl& control;
+    std::unique_ptr<WindowReader> mainReader;   // windows(for:), on this thread
+    std::shared_ptr<WindowReader> scanReader;   // used only on the worker
+    std::unique_ptr<SerialWorker> worker;       // joined before the readers go
+    bool inFlight = false;
+};
+
+} // namespace wharf

@@ -1,0 +1,137 @@
+#include "windows/window_manager.h"
+
+#include "doubles/fake_dock_window_system.h"
+#include "doubles/fake_window_control.h"
+
+#include <gtest/gtest.h>
+
+namespace wharf {
+namespace {
+
+ClientWindow client(std::uint32_t id, pid_t pid, std::optional<QString> title, bool minimized = false,
+                    QString className = {})
+{
+    return {id, pid, std::move(title), std::move(className), minimized};
+}
+
+TEST(WindowManagerRead, TitlesAndOwnerNames)
+{
+    struct Row {
+        const char* name;
+        ClientWindow window;
+        QString title;
+        QString appName;
+    };
+    const std::vector<WindowOwner> owners{{10, QStringLiteral("Terminal")}, {11, QString()}};
+    const std::vector<Row> rows{
+        {"trimmed", client(1, 10, QStringLiteral("\n  Report\t \r\n")), QStringLiteral("Report"), QStringLiteral("Terminal")},
+        {"blank title takes the program's name", client(2, 10, QStringLiteral(" \n ")), QStringLiteral("Terminal"),
+         QStringLiteral("Terminal")},
+        {"no title", client(3, 10, std::nullopt), QStringLiteral("Terminal"), QStringLiteral("Terminal")},
+        {"unknown owner is named by its class", client(4, 99, std::nullopt, false, QStringLiteral("XTerm")),
+         QStringLiteral("XTerm"), QStringLiteral("XTerm")},
+        {"nameless owner", client(5, 11, QString()), QStringLiteral("Application"), QStringLiteral("Application")},
+        {"no owner, no class", client(6, 98, QStringLiteral("x")), QStringLiteral("x"), QStringLiteral("Application")},
+    };
+    for (const Row& row : rows) {
+        const auto read = WindowManager::readWindows({row.window}, owners);
+        ASSERT_EQ(read.size(), 1u) << row.name;
+        EXPECT_EQ(read[0].title, row.title) << row.name;
+        EXPECT_EQ(read[0].appName, row.appName) << row.name;
+        EXPECT_EQ(read[0].id, row.window.id) << row.name;
+    }
+}
+
+TEST(WindowManagerRead, AtMost128WindowsOfOneProgramInOrder)
+{
+    std::vector<ClientWindow> windows;
+    for (std::uint32_t i = 0; i < 200; ++i)
+        windows.push_back(client(1000 + i, 10, QStringLiteral("w")));
+    windows.insert(windows.begin() + 150, client(7, 20, QStringLiteral("other")));
+    const auto read = WindowManager::readWindows(windows, {});
+    ASSERT_EQ(read.size(), 129u);
+    EXPECT_EQ(read[127].id, 1127u);
+    EXPECT_EQ(read.back().id, 7u) << "another program's window still counts";
+}
+
+class WindowManagerTest : public ::testing::Test {
+protected:
+    FakeWindowControl control;
+    WindowManager manager{control};
+    std::vector<QString> reported;
+
+    void SetUp() override
+    {
+        manager.onIntegrationError = [this](const QString& message) { reported.push_back(message); };
+        manager.owners = [] { return std::vector<WindowOwner>{{10, QStringLiteral("Terminal")}}; };
+    }
+};
+
+TEST_F(WindowManagerTest, ScanDeliversOnlyMinimizedWindowsAndDropsRequestsWhileRunning)
+{
+    control.setWindows({client(1, 10, QStringLiteral("a"), true), client(2, 10, QStringLiteral("b")),
+                        client(3, 10, QStringLiteral("c"), true)});
+    std::vector<std::vector<DockWindow>> results;
+    manager.scan([&](std::vector<DockWindow> w) { results.push_back(std::move(w)); });
+    manager.scan([&](std::vector<DockWindow>) { ADD_FAILURE() << "a dropped request got an answer"; });
+    ASSERT_TRUE(waitFor([&] { return !results.empty(); }));
+    QCoreApplication::processEvents();
+    ASSERT_EQ(results.size(), 1u);
+    ASSERT_EQ(results[0].size(), 2u);
+    EXPECT_EQ(results[0][0].id, 1u);
+    EXPECT_EQ(results[0][1].id, 3u);
+    EXPECT_EQ(control.state->reads, 1);
+    EXPECT_FALSE(manager.scanInFlight());
+
+    control.isTrusted = false;
+    bool answered = false;
+    manager.scan([&](std::vector<DockWindow> w) { answered = w.empty(); });
+    EXPECT_TRUE(answered) << "without permission the answer is an empty list, at once";
+}
+
+TEST_F(WindowManagerTest, FocusRestoresOrRaisesAndReportsFailuresInWords)
+{
+    control.setWindows({client(1, 10, QStringLiteral("Shell"), true), client(2, 10, QStringLiteral("Log"))});
+    const auto windows = manager.windows(10, QStringLiteral("Terminal"));
+    ASSERT_EQ(windows.size(), 2u);
+
+    manager.focus(windows[0]);
+    EXPECT_EQ(control.activated, std::vector<std::uint32_t>{1});
+    EXPECT_TRUE(reported.empty());
+
+    control.failure = WindowControlFailure{WindowControlFailure::Kind::noResponse, 0};
+    manager.focus(windows[0]);
+    manager.focus(windows[1]);
+    control.failure = WindowControlFailure{WindowControlFailure::Kind::other, 42};
+    manager.minimize(windows[1]);
+    const std::vector<QString> expected{
+        QStringLiteral("Could not restore “Shell”: the application did not respond."),
+        QStringLiteral("Could not bring “Log” forward: the application did not respond."),
+        QStringLiteral("Could not minimize “Log”: the system reported a window error 42."),
+    };
+    EXPECT_EQ(reported, expected);
+    EXPECT_EQ(manager.lastError, expected.back());
+
+    control.failure.reset();
+    manager.minimize(windows[1]);
+    EXPECT_FALSE(manager.lastError) << "a successful action clears the last error";
+}
+
+TEST_F(WindowManagerTest, AClosedWindowOrMissingPermissionChangesNothing)
+{
+    const DockWindow gone{9, QStringLiteral("Old"), 10, QStringLiteral("Terminal"), true};
+    manager.focus(gone);
+    control.isTrusted = false;
+    manager.minimize(gone);
+    EXPECT_TRUE(control.activated.empty());
+    EXPECT_TRUE(control.minimized.empty());
+    EXPECT_EQ(reported, (std::vector<QString>{
+                            QStringLiteral("“Terminal” has closed. Its window is no longer available."),
+                            QStringLiteral("Allow Wharf in System Settings → Privacy & Security → Accessibility "
+                                           "to control windows."),
+                        }));
+    EXPECT_TRUE(manager.windows(10, QStringLiteral("Terminal")).empty());
+}
+
+} // namespace
+} // namespace wharf
