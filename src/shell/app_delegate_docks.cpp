@@ -52,11 +52,14 @@ std::vector<QScreen*> AppDelegate::dockScreens() const
     std::vector<QRect> areas;
     for (QScreen* screen : screens)
         areas.push_back(screen->geometry());
+    // Without allDisplays, the first (primary) display only.
+    const bool all = preferences->allDisplays();
     std::vector<QScreen*> chosen;
-    for (const std::size_t index : distinctDisplayAreas(areas))
+    for (const std::size_t index : distinctDisplayAreas(areas)) {
         chosen.push_back(screens[index]);
-    if (!preferences->allDisplays() && chosen.size() > 1)
-        chosen.resize(1);
+        if (!all)
+            break;
+    }
     return chosen;
 }
 
