@@ -35,11 +35,15 @@ AppDelegate::AppDelegate(Parts parts, QObject* parent)
       workspace(std::move(parts.workspace)),
       preferences(parts.preferences),
       appearance(std::move(parts.appearance)),
+      trashVolumes(std::move(parts.trashVolumes)),
+      trashMonitor(makeTrashMonitor(trashVolumes.get())),
+      trashOperations(makeTrashOperations(std::move(parts.fileTrash), trashVolumes.get())),
       dockModel(std::make_unique<DockModel>(*workspace, *preferences, modelProviders())),
       integration(std::move(parts.integration)),
       windowSystem(std::move(parts.windowSystem)),
       windowControl(std::move(parts.windowControl)),
-      applied(AppliedPreferences::current(*preferences))
+      applied(AppliedPreferences::current(*preferences)),
+      hotKey(std::move(parts.hotKey))
 {
 }
 
@@ -60,6 +64,8 @@ void AppDelegate::applicationDidFinishLaunching()
     wireTakeover();
     wireDocks();
     wireWindows();
+    wireTrash();
+    wireHotKey();
     wireSignals();
 
     qCInfo(lcLifecycle, "Wharf ready. Displays: %ld, native Dock replaced: %s",
@@ -71,6 +77,8 @@ void AppDelegate::applicationWillTerminate()
     if (terminated)
         return;
     terminated = true;
+    unregisterHotKey();
+    stopTrash();
     stopWindows();
     restoreTakeover();
     qCInfo(lcLifecycle, "Wharf stopped.");
@@ -121,6 +129,11 @@ int AppDelegate::run(QApplication& app, const std::function<Parts()>& makeParts)
     service.source.docks = [&delegate] { return delegate.dockSnapshots(); };
     service.source.framesRendered = [&delegate] { return delegate.framesRendered(); };
     service.source.focusDock = [&delegate] { delegate.focusDock(); };
+    service.source.trashFull = [&delegate] { return delegate.model().lastKnownTrashFull(); };
+    service.source.emptyTrash = [&delegate](auto done) { delegate.emptyTrash(std::move(done)); };
+    service.source.recycle = [&delegate](const QStringList& paths, auto done) {
+        delegate.recycle(paths, std::move(done));
+    };
     service.source.activate = [&delegate](const QString& id) { return delegate.activateEntry(id); };
     service.source.quit = [] { QCoreApplication::quit(); };
 

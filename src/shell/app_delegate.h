@@ -4,12 +4,17 @@
 #include "platform/callback_list.h"
 #include "platform/desktop_appearance.h"
 #include "platform/dock_window_platform.h"
+#include "platform/file_trash.h"
+#include "platform/hot_key.h"
+#include "platform/trash_volumes.h"
 #include "platform/window_control.h"
 #include "platform/workspace.h"
 #include "shell/applied_preferences.h"
 #include "shell/wharf_dbus_service.h"
 #include "takeover/system_dock_integration.h"
 #include "windows/dock_avoidance_region.h"
+#include "trash/trash_operations.h"
+#include "trash/trash_state_monitor.h"
 #include "windows/dock_window.h"
 #include "windows/dock_window_avoidance.h"
 #include "windows/window_manager.h"
@@ -46,6 +51,9 @@ public:
         std::unique_ptr<SystemDockIntegration> integration;   // required
         std::unique_ptr<DockWindowSystem> windowSystem; // null: plain Qt windows
         std::unique_ptr<DesktopAppearance> appearance;  // null: light, full motion
+        std::unique_ptr<TrashVolumes> trashVolumes;     // null: the home Trash only
+        std::unique_ptr<FileTrash> fileTrash;           // null: nothing can be moved to the Trash
+        std::unique_ptr<HotKey> hotKey;                 // null: no global shortcut
         std::unique_ptr<WindowControl> windowControl;   // null: no minimized windows in the dock
     };
 
@@ -63,6 +71,11 @@ public:
     void integrationError(const QString& message);
     // Keyboard access to the dock under the pointer (the global shortcut's handler).
     void focusDock();
+
+    // The Trash (app_delegate_trash.cpp): its state as the model sees it, and the operations.
+    TrashState trashState() const;
+    void recycle(const QStringList& paths, TrashOperations::Done done);
+    void emptyTrash(TrashOperations::Done done);
 
     DockModel& model() { return *dockModel; }
     const std::vector<std::unique_ptr<DockWindowController>>& docks() const { return dockControllers; }
@@ -101,9 +114,13 @@ private:
     void wireTakeover(); // app_delegate_takeover.cpp: hides the desktop's dock
     void wireDocks();    // app_delegate_docks.cpp: dock windows and display changes
     void wireWindows();  // app_delegate_windows.cpp: window avoidance and the window poll
+    void wireTrash();    // app_delegate_trash.cpp: the Trash monitor behind the Trash tile
+    void wireHotKey();   // app_delegate_hot_key.cpp: Ctrl+Alt+D gives the keyboard to the dock
     void wireSignals();  // app_delegate.cpp: SIGTERM and SIGINT quit
 
     // Shutdown, in reverse.
+    void unregisterHotKey();
+    void stopTrash();
     void stopWindows();
     void restoreTakeover();
 
@@ -113,10 +130,17 @@ private:
     void startWindowTimer();
     void scheduleRebuild();
     void watchScreen(QScreen* screen);
+    static std::unique_ptr<TrashStateMonitor> makeTrashMonitor(const TrashVolumes* volumes);
+    static std::unique_ptr<TrashOperations> makeTrashOperations(std::unique_ptr<FileTrash> fileTrash,
+                                                                const TrashVolumes* volumes);
 
     std::unique_ptr<Workspace> workspace;
     DockPreferences* preferences;
     std::unique_ptr<DesktopAppearance> appearance;
+    // Before the model, whose Trash item reads the monitor from the start.
+    std::unique_ptr<TrashVolumes> trashVolumes;
+    std::unique_ptr<TrashStateMonitor> trashMonitor;
+    std::unique_ptr<TrashOperations> trashOperations;
     std::unique_ptr<DockModel> dockModel;
     std::unique_ptr<SystemDockIntegration> integration;
     std::unique_ptr<DockWindowSystem> windowSystem;
@@ -141,6 +165,9 @@ private:
     bool terminated = false;
     // Every notifier the wiring joined; dropped first, so nothing calls into a dying delegate.
     std::vector<Subscription> subscriptions;
+    std::vector<CallbackList<WorkspaceNotification>::Subscription> trashSubscriptions;
+    CallbackList<>::Subscription volumeSubscription;
+    std::unique_ptr<HotKey> hotKey;
 };
 
 // Which displays get docks: mirrored or overlapping outputs share pixels, so of each group whose

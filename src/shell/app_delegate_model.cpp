@@ -11,6 +11,7 @@ namespace wharf {
 DockModel::Providers AppDelegate::modelProviders() const
 {
     DockModel::Providers providers;
+    providers.trashStateProvider = [this] { return trashState(); };
     if (appearance) {
         // The Trash icon has light and dark variants; `automatic` follows the desktop.
         DesktopAppearance* desktop = appearance.get();

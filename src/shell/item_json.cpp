@@ -4,7 +4,7 @@
 
 namespace wharf {
 
-QJsonObject itemJson(const DockItem& item)
+QJsonObject itemJson(const DockItem& item, bool trashFull)
 {
     const auto& app = item.runningApplication;
     QJsonObject object;
@@ -17,6 +17,8 @@ QJsonObject itemJson(const DockItem& item)
     object.insert(QStringLiteral("active"), app && app->isActive);
     object.insert(QStringLiteral("hidden"), app && app->isHidden);
     object.insert(QStringLiteral("badge"), item.badge ? QJsonValue(*item.badge) : QJsonValue(QJsonValue::Null));
+    if (item.kind == DockItem::Kind::trash)
+        object.insert(QStringLiteral("full"), trashFull);
     return object;
 }
 

@@ -1,6 +1,9 @@
 // Process entry and the one place that builds the real desktop services: the recovery helper and
 // one-shot modes first, then the command line, then the dock.
 #include "platform/x11/dash_to_dock_native_dock.h"
+#include "platform/x11/gio_file_trash.h"
+#include "platform/x11/gio_trash_volumes.h"
+#include "platform/x11/x11_hot_key.h"
 #include "platform/x11/desktop_appearance_linux.h"
 #include "platform/x11/icon_theme_setup.h"
 #include "platform/x11/x11_dock_window.h"
@@ -10,6 +13,7 @@
 #include "shell/app_delegate.h"
 #include "shell/list_items_command.h"
 #include "takeover/system_dock_integration.h"
+#include "trash/trash_directories.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -57,8 +61,14 @@ int listItems(int argc, char** argv)
         std::fprintf(stderr, "wharf: %s\n", qPrintable(workspace.error()));
         return 1;
     }
+    const wharf::GioTrashVolumes volumes;
+    const auto trashState = [&volumes] {
+        const auto directories = wharf::TrashDirectories::userTrashDirectories(volumes);
+        return directories ? wharf::TrashDirectories::combinedState(wharf::TrashDirectories::filesFolders(directories.value()))
+                           : wharf::TrashState::unknown;
+    };
     return wharf::runListItems(workspace, wharf::DockPreferences::defaultStorePath(),
-                               [&] { return workspace.connection().lost(); });
+                               [&] { return workspace.connection().lost(); }, trashState);
 }
 
 } // namespace
@@ -119,6 +129,9 @@ int main(int argc, char** argv)
         parts.preferences = preferences.get();
         parts.integration = std::make_unique<wharf::SystemDockIntegration>(realNativeDock());
         parts.windowSystem = wharf::X11DockWindow::create();
+        parts.trashVolumes = std::make_unique<wharf::GioTrashVolumes>();
+        parts.fileTrash = std::make_unique<wharf::GioFileTrash>();
+        parts.hotKey = wharf::X11HotKey::create();
         parts.windowControl = std::make_unique<wharf::X11WindowControl>();
         return parts;
     });

@@ -2,6 +2,8 @@
 
 #include "shell/item_json.h"
 
+#include <QDBusConnection>
+#include <QDBusMessage>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTimer>
@@ -50,7 +52,7 @@ QString WharfDBusService::Items() const
     QJsonArray out;
     if (source.items) {
         for (const DockItem& item : source.items())
-            out.append(itemJson(item));
+            out.append(itemJson(item, source.trashFull && source.trashFull()));
     }
     return compact(out);
 }
@@ -80,6 +82,40 @@ void WharfDBusService::FocusDock()
 {
     if (source.focusDock)
         source.focusDock();
+}
+
+QString WharfDBusService::EmptyTrash()
+{
+    return answerLater([this](Source::Done done) {
+        if (source.emptyTrash)
+            source.emptyTrash(std::move(done));
+        else
+            done(Error{QStringLiteral("Wharf is not ready.")});
+    });
+}
+
+QString WharfDBusService::MoveToTrash(const QStringList& paths)
+{
+    return answerLater([this, paths](Source::Done done) {
+        if (source.recycle)
+            source.recycle(paths, std::move(done));
+        else
+            done(Error{QStringLiteral("Wharf is not ready.")});
+    });
+}
+
+QString WharfDBusService::answerLater(const std::function<void(Source::Done)>& start)
+{
+    // The work runs off the main thread; the caller gets its answer when it ends.
+    Source::Done done;
+    if (calledFromDBus()) {
+        setDelayedReply(true);
+        done = [request = message(), bus = connection()](std::optional<Error> failure) {
+            bus.send(request.createReply(failure ? failure->message : QString()));
+        };
+    }
+    start(done ? done : [](std::optional<Error>) {});
+    return {};
 }
 
 bool WharfDBusService::Activate(const QString& id)

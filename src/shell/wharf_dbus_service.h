@@ -1,12 +1,15 @@
 #pragma once
 
 #include "model/dock_item.h"
+#include "platform/result.h"
 
+#include <QDBusContext>
 #include <QJsonArray>
 #include <QObject>
 #include <QRect>
 #include <QRectF>
 #include <QString>
+#include <QStringList>
 
 #include <functional>
 #include <optional>
@@ -29,7 +32,7 @@ QJsonArray docksJson(const std::vector<DockSnapshot>& docks);
 
 // The session bus API of a running Wharf (com.tamberly.Wharf at /com/tamberly/Wharf), used by
 // scripts and the end-to-end tests. Documented in the README.
-class WharfDBusService : public QObject {
+class WharfDBusService : public QObject, protected QDBusContext {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "com.tamberly.Wharf")
 
@@ -42,6 +45,11 @@ public:
         std::function<std::vector<DockSnapshot>()> docks;
         std::function<quint64()> framesRendered;
         std::function<void()> focusDock;
+        std::function<bool()> trashFull;
+        // Trash operations; `done` gets the first failure's description ("" when none).
+        using Done = std::function<void(std::optional<Error>)>;
+        std::function<void(Done done)> emptyTrash;
+        std::function<void(const QStringList& paths, Done done)> recycle;
         std::function<bool(const QString& id)> activate;
         std::function<void()> quit;
     };
@@ -62,11 +70,18 @@ public Q_SLOTS:
     Q_SCRIPTABLE qulonglong FramesRendered() const;
     // Gives the dock under the pointer the keyboard, like the global shortcut.
     Q_SCRIPTABLE void FocusDock();
+    // Empties every Trash of the user without asking; answers the first failure, "" when none.
+    Q_SCRIPTABLE QString EmptyTrash();
+    // Moves the files to the Trash; answers the first failure, "" when none.
+    Q_SCRIPTABLE QString MoveToTrash(const QStringList& paths);
     // Does what a click on the tile `id` does (for now: restores a minimized window's tile,
     // "window-<id>"); false when there is no such tile.
     Q_SCRIPTABLE bool Activate(const QString& id);
     // Quits through the normal shutdown, which gives the desktop's dock back.
     Q_SCRIPTABLE void Quit();
+
+private:
+    QString answerLater(const std::function<void(Source::Done)>& start);
 };
 
 } // namespace wharf

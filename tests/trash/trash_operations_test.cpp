@@ -1,0 +1,131 @@
+// Emptying every Trash directory, and moving files to the Trash off the main thread.
+#include "trash/trash_operations.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <mutex>
+
+namespace wharf {
+namespace {
+
+void touch(const QString& path, const QByteArray& contents = "x")
+{
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(contents);
+}
+
+QStringList names(const QString& folder)
+{
+    return QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name);
+}
+
+// A Trash directory with a file, a folder and a hidden file, each with its .trashinfo.
+void fillTrash(const QString& trash, const QStringList& items)
+{
+    for (const QString& item : items) {
+        touch(trash + QStringLiteral("/files/") + item + QStringLiteral("/inner"));
+        touch(trash + QStringLiteral("/info/") + item + QStringLiteral(".trashinfo"), "[Trash Info]\n");
+    }
+    touch(trash + QStringLiteral("/directorysizes"), "4096 0 folder\n");
+}
+
+TEST(TrashOperations, AnUndeletableEntryKeepsItsRecordAndDoesNotStopTheRest)
+{
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    const QString home = dir.filePath(QStringLiteral("home/Trash"));
+    const QString volume = dir.filePath(QStringLiteral("volume/.Trash-1000"));
+    fillTrash(home, {QStringLiteral("a.txt"), QStringLiteral("locked"), QStringLiteral(".hidden")});
+    fillTrash(volume, {QStringLiteral("b")});
+    touch(home + QStringLiteral("/info/orphan.trashinfo"));
+
+    const auto remove = [](const QString& path) -> Status {
+        if (path.endsWith(QStringLiteral("/files/locked")))
+            return Error{QStringLiteral("“locked” couldn’t be removed: Operation not permitted")};
+        return removeTrashEntry(path);
+    };
+    const std::optional<Error> failure =
+        emptyTrashDirectories({home, dir.filePath(QStringLiteral("never-created")), volume}, remove);
+
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->message, QStringLiteral("“locked” couldn’t be removed: Operation not permitted"));
+    EXPECT_EQ(names(home + QStringLiteral("/files")), QStringList{QStringLiteral("locked")});
+    EXPECT_EQ(names(home + QStringLiteral("/info")), QStringList{QStringLiteral("locked.trashinfo")});
+    EXPECT_FALSE(QFile::exists(home + QStringLiteral("/directorysizes")));
+    EXPECT_TRUE(names(volume + QStringLiteral("/files")).isEmpty());
+    EXPECT_TRUE(names(volume + QStringLiteral("/info")).isEmpty());
+    EXPECT_FALSE(emptyTrashDirectories({home}, removeTrashEntry)) << "the second attempt removes the rest";
+}
+
+TEST(TrashOperations, ALinkInTheTrashGoesWithoutItsTarget)
+{
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    const QString target = dir.filePath(QStringLiteral("keep/precious"));
+    touch(target);
+    const QString trash = dir.filePath(QStringLiteral("Trash"));
+    QDir().mkpath(trash + QStringLiteral("/files"));
+    ASSERT_TRUE(QFile::link(dir.filePath(QStringLiteral("keep")), trash + QStringLiteral("/files/link")));
+    ASSERT_TRUE(QFile::link(dir.filePath(QStringLiteral("gone")), trash + QStringLiteral("/files/dangling")));
+
+    EXPECT_FALSE(emptyTrashDirectories({trash}, removeTrashEntry));
+    EXPECT_TRUE(names(trash + QStringLiteral("/files")).isEmpty());
+    EXPECT_TRUE(QFile::exists(target));
+}
+
+class RecordingTrash : public FileTrash {
+public:
+    Status moveToTrash(const QString& path) override
+    {
+        const std::lock_guard lock(mutex);
+        threads.insert(QThread::currentThread());
+        moved << path;
+        if (path.endsWith(QStringLiteral("busy")))
+            return Error{path + QStringLiteral(": busy")};
+        return {};
+    }
+    std::mutex mutex;
+    QSet<QThread*> threads;
+    QStringList moved;
+};
+
+TEST(TrashOperations, RecycleRunsOffTheMainThreadAndReportsTheFirstFailure)
+{
+    auto trash = std::make_unique<RecordingTrash>();
+    RecordingTrash* recording = trash.get();
+    TrashOperations operations(std::move(trash), [] { return Result<QStringList>(QStringList{}); });
+
+    QStringList paths;
+    for (int i = 0; i < 5000; ++i)
+        paths << QStringLiteral("/files/%1%2").arg(i).arg(i == 10 || i == 20 ? QStringLiteral("busy") : QString());
+    // Never resolved against Wharf's own working folder.
+    paths.insert(0, QStringLiteral("relative/file"));
+    std::optional<std::optional<Error>> answer;
+    QThread* answeredOn = nullptr;
+    operations.recycle(paths, [&](std::optional<Error> failure) {
+        answer = failure;
+        answeredOn = QThread::currentThread();
+    });
+    operations.waitForDone();
+    QCoreApplication::processEvents();
+
+    ASSERT_TRUE(answer);
+    ASSERT_TRUE(*answer);
+    EXPECT_EQ((*answer)->message, QStringLiteral("relative/file: not an absolute path"));
+    paths.removeFirst();
+    EXPECT_EQ(recording->moved, paths) << "a failure does not stop the rest";
+    EXPECT_FALSE(recording->threads.contains(QThread::currentThread()));
+    EXPECT_EQ(answeredOn, QThread::currentThread());
+}
+
+} // namespace
+} // namespace wharf
