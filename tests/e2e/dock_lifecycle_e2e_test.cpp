@@ -58,8 +58,15 @@ TEST(DockLifecycle, WithoutASessionBusTheLockStillTurnsTheSecondInstanceAway)
     QByteArray firstOutput;
     ASSERT_TRUE(waitForOutput(*first, firstOutput, "Wharf ready.")) << firstOutput.toStdString();
     const QString conf = session.configHome() + QStringLiteral("/wharf/wharf.conf");
-    const QByteArray settings = fileBytes(conf);
-    ASSERT_FALSE(settings.isEmpty()) << "the first start saved its pins";
+    // The first start saves its pins (and the view its resting size) soon after: wait until the
+    // file holds still.
+    QByteArray settings;
+    ASSERT_TRUE(E2eSession::waitFor([&] {
+        const QByteArray now = fileBytes(conf);
+        const bool settled = !now.isEmpty() && now == settings;
+        settings = now;
+        return settled;
+    }, 10000, 500));
 
     const RunResult second = session.run(E2eSession::wharfBinary(), {}, 15000);
     EXPECT_FALSE(second.timedOut) << "the second instance ran in full";
