@@ -2,6 +2,7 @@
 //   Matching needs nothing:       workspace_bench --benchmark_filter=Match
 //   Scanning needs an X session:  scripts/session.sh workspace_bench
 #include "platform/x11/app_matcher.h"
+#include "platform/x11/window_icon_image.h"
 #include "platform/x11/x11_workspace.h"
 
 #include <QDir>
@@ -194,6 +195,34 @@ void BM_IncrementalScanWithNothingChanged(benchmark::State& state)
         workspace.scan();
 }
 BENCHMARK(BM_IncrementalScanWithNothingChanged)->Unit(benchmark::kMicrosecond);
+
+// Every model refresh asks for the default file manager; it is cached until the
+// installed applications change.
+void BM_DefaultFileManagerPerRefresh(benchmark::State& state)
+{
+    X11Workspace workspace;
+    if (!workspace.ok()) {
+        state.SkipWithError("no X display: run inside scripts/session.sh");
+        return;
+    }
+    for (auto _ : state)
+        benchmark::DoNotOptimize(workspace.fileManagerLocation());
+}
+BENCHMARK(BM_DefaultFileManagerPerRefresh)->Unit(benchmark::kMicrosecond);
+
+// A typical toolkit icon property: 16, 48 and 256 pixel images, the best one picked for 128.
+void BM_ParseNetWmIcon(benchmark::State& state)
+{
+    std::vector<uint32_t> words;
+    for (uint32_t side : {16u, 48u, 256u}) {
+        words.push_back(side);
+        words.push_back(side);
+        words.insert(words.end(), size_t(side) * side, 0xff336699u);
+    }
+    for (auto _ : state)
+        benchmark::DoNotOptimize(bestImage(parseNetWmIcon(words.data(), words.size()), 128));
+}
+BENCHMARK(BM_ParseNetWmIcon)->Unit(benchmark::kMicrosecond);
 
 } // namespace
 

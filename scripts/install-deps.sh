@@ -6,11 +6,12 @@ set -euo pipefail
 build=(g++ make cmake pkgconf qt6-base-dev qt6-svg-dev qt6-qpa-plugins libqt6svg6
        libglib2.0-dev libxcb1-dev libxcb-ewmh-dev libxcb-icccm4-dev libxcb-shape0-dev
        libxcb-keysyms1-dev libxcb-randr0-dev libxcb-xtest0-dev libplist-dev
-       libgtest-dev libgmock-dev libbenchmark-dev)
+       libgtest-dev libgmock-dev libbenchmark-dev dpkg-dev)
 # A private X session for the headless run and the end-to-end tests.
-session=(xvfb xauth openbox xcompmgr xdotool x11-utils wmctrl x11-xserver-utils x11-apps xterm
+session=(xvfb xauth openbox icewm xcompmgr xdotool x11-utils wmctrl x11-xserver-utils x11-apps xterm
          imagemagick dbus dbus-daemon libglib2.0-bin dconf-service dconf-gsettings-backend
-         adwaita-icon-theme hicolor-icon-theme desktop-file-utils fonts-dejavu-core procps python3)
+         adwaita-icon-theme hicolor-icon-theme desktop-file-utils fonts-dejavu-core procps python3
+         trayer appstream)
 
 want=("${build[@]}" "${session[@]}")
 missing=()

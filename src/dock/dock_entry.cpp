@@ -12,9 +12,11 @@ DockEntry DockEntry::fromItem(DockItem item)
 DockEntry DockEntry::fromWindow(DockWindow window, QIcon appIcon)
 {
     DockEntry entry;
+    // The application's icon first; a window of a process the dock has no icon for shows its own.
+    if (appIcon.isNull())
+        appIcon = window.icon.isNull() ? QIcon::fromTheme(QStringLiteral("application-x-executable")) : window.icon;
     entry.payload = std::move(window);
-    entry.windowIcon = appIcon.isNull() ? QIcon::fromTheme(QStringLiteral("application-x-executable"))
-                                        : std::move(appIcon);
+    entry.windowIcon = std::move(appIcon);
     return entry;
 }
 

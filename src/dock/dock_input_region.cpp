@@ -13,6 +13,8 @@ QRegion DockInputRegion::compute(const Row& row)
     if (!row.frames || row.frames->empty())
         return result;
     const double h = row.viewHeight;
+    if (row.hiddenAmount < 0.3 && row.hover)
+        result += toWidgetRect(row.hover->zone(), h).toAlignedRect();
     if (row.hiddenAmount < 0.95)
         result += toWidgetRect(DockLayout::shelfFrame(*row.frames).translated(0, -row.hideOffset), h).toAlignedRect();
     if (row.tiles) {

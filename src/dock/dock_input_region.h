@@ -13,7 +13,8 @@ class DockHover;
 class DockTile;
 
 // Where the dock window takes the mouse, in widget coordinates. Everywhere else clicks reach
-// the windows below.
+// the windows below. It covers the whole hover zone, drawn or not: a pointer entering the zone
+// must reach the view, or the row would not magnify until the pointer touched the shelf.
 class DockInputRegion {
 public:
     struct Row {

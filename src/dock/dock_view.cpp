@@ -54,7 +54,12 @@ DockView::DockView(DockViewContext ctx, bool isFullScreenOverlay, QWidget* paren
     setAccessibleName(QStringLiteral("Wharf"));
     timer = new QTimer(this);
     timer->setTimerType(Qt::PreciseTimer);
-    connect(timer, &QTimer::timeout, this, &DockView::tick);
+    timer->setSingleShot(true);
+    connect(timer, &QTimer::timeout, this, [this] {
+        tick();
+        if (ticking)
+            timer->start(frameClock.nextInterval(now()));
+    });
     lastTickTime = now();
     reload();
 }
@@ -236,7 +241,9 @@ void DockView::reload()
             oldFrames.insert(oldIDs[i], frames[i]);
     }
     const double t = now();
-    const bool animate = !frames.empty() && !reducesMotion();
+    // The first layout shows the dock at rest: the frames from before the view had its real
+    // size are no place to animate from.
+    const bool animate = restedOnce && !frames.empty() && !reducesMotion();
 
     for (auto* tile : tileList) {
         const QString id = tile->entry().identifier();
@@ -294,34 +301,42 @@ void DockView::start()
 void DockView::stop()
 {
     started = false;
-    timer->stop();
+    stopTicking();
     stacks.close();
 }
 
 void DockView::ensureTicking()
 {
-    if (!started || timer->isActive())
+    if (!started || ticking)
         return;
-    double rate = 60;
-    if (const QScreen* s = screen())
-        rate = std::max(60.0, s->refreshRate());
-    const int interval = std::max(1, int(1000.0 / rate));
+    ticking = true;
+    const QScreen* display = screen();
+    const double t = now();
+    frameClock.start(t, display ? display->refreshRate() : 60.0);
     // Resume as if the timer had kept running, so the first step after idling is not a jump.
-    lastTickTime = now() - interval / 1000.0;
-    timer->start(interval);
+    lastTickTime = t - frameClock.period();
+    timer->start(frameClock.nextInterval(t));
+}
+
+void DockView::stopTicking()
+{
+    ticking = false;
+    timer->stop();
 }
 
 void DockView::stopTickingWhenIdle(const std::optional<QPointF>& pointer)
 {
     if (animating || layoutDirty || !animation.retiring().empty() || autoHide.keepsTicking())
         return;
-    // A pointer resting in the hover zone outside the input region sends no motion events:
-    // keep polling it. Anywhere else, motion events or a reload wake the timer again.
+    // A pointer in the hover zone where the window gets no events for it must be polled, or
+    // nothing would notice it leave: outside the input region, or (without a compositor, where
+    // the window is clipped to what is drawn) after a Leave over a transparent pixel. Anywhere
+    // else, motion events or a reload wake the timer again.
     if (pointer && hover.contains(*pointer)) {
-        if (!inputArea.current().contains(toWidgetPoint(*pointer, height()).toPoint()))
+        if (!pointerEvents || !inputArea.current().contains(toWidgetPoint(*pointer, height()).toPoint()))
             return;
     }
-    timer->stop();
+    stopTicking();
 }
 
 void DockView::markLayoutDirty()
@@ -342,7 +357,7 @@ void DockView::tick()
     if (!autoHide.takesPart()) {
         animating = false;
         layoutDirty = false;
-        timer->stop();
+        stopTicking();
         return;
     }
     if (pointer == lastPointer && !layoutDirty && !animating && !autoHide.keepsTicking()) {
@@ -368,13 +383,16 @@ void DockView::tick()
         targets = frames;
     interaction.reorderTargets(targets);
 
-    const auto step =
-        animation.advance(t, dt, reducesMotion() || divider.resizing(), frames, targets, tileList);
+    const bool snapping = !restedOnce || reducesMotion() || divider.resizing();
+    const auto step = animation.advance(t, dt, snapping, frames, targets, tileList);
     animating = step.animating || hiding;
+    restedOnce = restedOnce || (!animating && !frames.empty());
 
     // Settling redraws once more: frames snap to whole pixels and icons to their exact size.
     bool changed = placeTiles() || (wasAnimating && !animating) || step.changed;
     divider.place(hiddenAmount() * hideDistance());
+    // The zone follows the row as now placed, so the input region never lags a step behind.
+    hover.setRow(DockLayout::shelfFrame(frames.empty() ? resting : frames), frames);
     changed = hover.update(pointer, tileList, hiddenAmount()) || changed;
     updateInputRegion(pointer);
     hoverLabel.show(hover.index(), tileList);
@@ -489,19 +507,17 @@ void DockView::paintEvent(QPaintEvent*)
         onFrameRendered(framesRendered);
 }
 
-void DockView::notifyAccessibility()
-{
-    if (!QAccessible::isActive())
-        return;
-    QAccessibleEvent event(this, QAccessible::ObjectReorder);
-    QAccessible::updateAccessibility(&event);
-    for (int i = 0; i < int(tileList.size()); ++i) {
-        QAccessibleEvent changed(tileList[size_t(i)], QAccessible::NameChanged);
-        QAccessible::updateAccessibility(&changed);
-    }
-}
+void DockView::notifyAccessibility() { accessibility.announce(*this, tileList, context.accessibilityEvent); }
 
 // --- Events ---
+
+void DockView::showEvent(QShowEvent* event)
+{
+    QWidget::showEvent(event);
+    // Unmapped, the dock was not exposed; now it is, with its row as it stands.
+    QAccessibleEvent shown(this, QAccessible::ObjectShow);
+    QAccessible::updateAccessibility(&shown);
+}
 
 void DockView::resizeEvent(QResizeEvent* event)
 {
@@ -547,7 +563,7 @@ QRegion DockView::inputRegion() const { return inputArea.current(); }
 const std::vector<DockTile*>& DockView::tiles() const { return tileList; }
 std::optional<int> DockView::separatorIndex() const { return separator; }
 bool DockView::isAnimating() const { return animating; }
-bool DockView::isTicking() const { return timer->isActive(); }
+bool DockView::isTicking() const { return ticking; }
 int DockView::retiringIconCount() const { return int(animation.retiring().size()); }
 const DockViewRenderer& DockView::renderer() const { return *drawing; }
 

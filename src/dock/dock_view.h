@@ -4,12 +4,14 @@
 #include "dock/dock_badge_overlay.h"
 #include "dock/dock_divider.h"
 #include "dock/dock_entry.h"
+#include "dock/dock_frame_clock.h"
 #include "dock/dock_hover.h"
 #include "dock/dock_hover_label.h"
 #include "dock/dock_input_region.h"
 #include "dock/dock_interaction.h"
 #include "dock/dock_row_animation.h"
 #include "dock/dock_stack_presenter.h"
+#include "dock/dock_view_accessible.h"
 #include "dock/dock_view_renderer.h"
 #include "windows/dock_window.h"
 
@@ -27,6 +29,7 @@
 #include <optional>
 #include <vector>
 
+class QAccessibleEvent;
 class QTimer;
 
 namespace wharf {
@@ -45,6 +48,7 @@ struct DockViewContext {
     // Seams for tests and benchmarks; empty = the real source.
     std::function<double()> uptime;                            // monotonic seconds
     std::function<std::optional<QPointF>()> pointerLocation;   // global pointer, Qt screen coordinates
+    std::function<void(QAccessibleEvent*)> accessibilityEvent;  // Qt's accessibility bridge
 };
 
 // The dock of one display: one tile per entry, animated on a tick at the display's
@@ -86,6 +90,7 @@ public:
 protected:
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
+    void showEvent(QShowEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
     void enterEvent(QEnterEvent* event) override;
     void leaveEvent(QEvent* event) override;
@@ -113,6 +118,7 @@ private:
     void updateInputRegion(const std::optional<QPointF>& pointer);
     void repaintScene();
     void ensureTicking();
+    void stopTicking();
     void stopTickingWhenIdle(const std::optional<QPointF>& pointer);
     void notifyAccessibility();
     DockViewRenderer::Scene currentScene() const;
@@ -124,7 +130,10 @@ private:
     std::vector<DockTile*> tileList;
     std::vector<QRectF> frames;  // current animated frames, layout coordinates
     std::vector<QRectF> targets; // where they are heading
-    QTimer* timer = nullptr;
+    QTimer* timer = nullptr; // single shot, armed for each frame while ticking
+    DockFrameClock frameClock;
+    bool ticking = false;
+    bool restedOnce = false; // the row has stood at rest at the view's real size
     std::optional<QPointF> lastPointer;
     bool layoutDirty = true;
     bool animating = true;
@@ -143,6 +152,7 @@ private:
     DockInputRegion inputArea;
     DockHoverLabel hoverLabel;
     DockBadgeOverlay badges;
+    DockAccessibilityAnnouncer accessibility;
     int framesRendered = 0;
     std::unique_ptr<DockViewRenderer> drawing;
 };

@@ -17,12 +17,21 @@ public:
 
     DockView* view() const { return static_cast<DockView*>(widget()); }
 
-    int childCount() const override { return int(view()->tiles().size()); }
+    int childCount() const override { return shown() ? int(view()->tiles().size()) : 0; }
+
+    QAccessible::State state() const override
+    {
+        QAccessible::State s = QAccessibleWidget::state();
+        s.invisible = !shown();
+        return s;
+    }
+
+    QRect rect() const override { return shown() ? QAccessibleWidget::rect() : QRect(); }
 
     QAccessibleInterface* child(int index) const override
     {
         const auto& tiles = view()->tiles();
-        if (index < 0 || index >= int(tiles.size()))
+        if (!shown() || index < 0 || index >= int(tiles.size()))
             return nullptr;
         return QAccessible::queryAccessibleInterface(tiles[size_t(index)]);
     }
@@ -41,6 +50,8 @@ public:
 
     QAccessibleInterface* childAt(int x, int y) const override
     {
+        if (!shown())
+            return nullptr;
         const QPoint local = view()->mapFromGlobal(QPoint(x, y));
         const auto frames = view()->tileFrames();
         for (size_t i = 0; i < frames.size(); ++i) {
@@ -55,6 +66,27 @@ public:
         if (t == QAccessible::Name)
             return QStringLiteral("Wharf");
         return QAccessibleWidget::text(t);
+    }
+
+private:
+    bool shown() const { return view()->isVisible(); }
+};
+
+// The dock's top-level window: without its view's children while it is not mapped.
+class DockPanelAccessible : public QAccessibleWidget {
+public:
+    explicit DockPanelAccessible(QWidget* panel) : QAccessibleWidget(panel, QAccessible::Window) {}
+
+    int childCount() const override { return widget()->isVisible() ? QAccessibleWidget::childCount() : 0; }
+    QAccessibleInterface* child(int index) const override
+    {
+        return widget()->isVisible() ? QAccessibleWidget::child(index) : nullptr;
+    }
+    QAccessible::State state() const override
+    {
+        QAccessible::State s = QAccessibleWidget::state();
+        s.invisible = !widget()->isVisible();
+        return s;
     }
 };
 
@@ -129,6 +161,10 @@ QAccessibleInterface* dockAccessibleFactory(const QString& className, QObject* o
         if (auto* view = qobject_cast<DockView*>(object))
             return new DockViewAccessible(view); // owned by Qt's accessibility cache
     }
+    if (className == QLatin1String("wharf::DockPanel")) {
+        if (auto* panel = qobject_cast<QWidget*>(object))
+            return new DockPanelAccessible(panel);
+    }
     if (className == QLatin1String("wharf::DockTile")) {
         if (auto* tile = qobject_cast<DockTile*>(object))
             return new DockTileAccessible(tile);
@@ -137,6 +173,52 @@ QAccessibleInterface* dockAccessibleFactory(const QString& className, QObject* o
 }
 
 } // namespace
+
+void DockAccessibilityAnnouncer::announce(QWidget& view, const std::vector<DockTile*>& tiles, const Sink& sink)
+{
+    const auto send = [&sink](QObject* object, QAccessible::Event type) {
+        QAccessibleEvent event(object, type);
+        if (sink)
+            sink(&event);
+        else
+            QAccessible::updateAccessibility(&event);
+    };
+    const bool speak = view.isVisible();
+    QHash<DockTile*, Texts> now;
+    for (DockTile* tile : tiles) {
+        Texts texts{tile->label(), tile->value(), tile->help()};
+        const auto old = announced.constFind(tile);
+        if (speak) {
+            if (old == announced.constEnd()) {
+                send(tile, QAccessible::ObjectCreated);
+            } else {
+                if (old->name != texts.name)
+                    send(tile, QAccessible::NameChanged);
+                if (old->value != texts.value)
+                    send(tile, QAccessible::ValueChanged);
+                if (old->help != texts.help)
+                    send(tile, QAccessible::DescriptionChanged);
+            }
+        }
+        now.insert(tile, std::move(texts));
+    }
+    std::vector<DockTile*> kept;     // earlier tiles still there, in their old order
+    std::vector<DockTile*> keptNow;  // the same tiles in their new order
+    for (DockTile* tile : order) {
+        if (now.contains(tile))
+            kept.push_back(tile);
+        else if (speak)
+            send(tile, QAccessible::ObjectDestroyed); // the tile is deleted later, after this call
+    }
+    for (DockTile* tile : tiles) {
+        if (announced.contains(tile))
+            keptNow.push_back(tile);
+    }
+    if (speak && kept != keptNow)
+        send(&view, QAccessible::ObjectReorder);
+    order = tiles;
+    announced = std::move(now);
+}
 
 void installDockAccessibility()
 {

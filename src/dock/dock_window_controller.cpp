@@ -37,14 +37,9 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
     else
         window->setWindowFlags(Qt::Window | Qt::FramelessWindowHint | Qt::WindowDoesNotAcceptFocus);
     window->setAttribute(Qt::WA_TranslucentBackground);
-    if (screen) {
-        const QRect frame = screen->geometry();
+    if (screen)
         window->setScreen(screen);
-        window->setGeometry(frame.x(), frame.y() + frame.height() - DockPanel::height, frame.width(),
-                            DockPanel::height);
-    } else {
-        window->resize(1, DockPanel::height);
-    }
+    place();
 
     // The view lays itself out once while it still has a child widget's placeholder size; an icon
     // size derived from that must not stick.
@@ -67,6 +62,7 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
     };
     if (system) {
         compositingSubscription = system->compositingChanged.add([this](bool) { applyInputRegion(); });
+        areaSubscription = system->availableAreaChanged.add([this] { place(); });
     }
     applyInputRegion();
 
@@ -86,6 +82,7 @@ void DockWindowController::close()
     closed = true;
     view->onInputRegionChanged = nullptr;
     compositingSubscription.reset();
+    areaSubscription.reset();
     view->stop();
     window->onKeyboardModeChanged = nullptr;
     window->close();
@@ -99,6 +96,25 @@ void DockWindowController::setBottomReservation(int height)
     reservation = height;
     if (platform)
         platform->setBottomReservation(height);
+}
+
+void DockWindowController::place()
+{
+    if (!display) {
+        window->resize(1, DockPanel::height);
+        return;
+    }
+    // Along the bottom of what other programs leave: another panel there stays visible.
+    // (Qt's available geometry would also take off the docks' own reservation.)
+    const QRect area = system ? system->availableArea(display->geometry()) : display->geometry();
+    const QRect frame(area.x(), area.y() + area.height() - DockPanel::height, area.width(), DockPanel::height);
+    if (frame == window->geometry())
+        return;
+    window->setGeometry(frame);
+    if (view)
+        view->setGeometry(window->rect());
+    if (platform && reservation > 0)
+        platform->setBottomReservation(reservation); // struts count from the window's new edge
 }
 
 bool DockWindowController::isMapped() const { return !closed && window->isVisible(); }

@@ -49,6 +49,7 @@ public:
     static std::uint32_t displayIdentifier(const QString& screenName);
 
 private:
+    void place();
     void applyInputRegion();
     QRegion drawnRegion();
 
@@ -59,6 +60,7 @@ private:
     std::unique_ptr<DockWindowPlatform> platform;
     DockWindowSystem* system = nullptr;
     CallbackList<bool>::Subscription compositingSubscription;
+    CallbackList<>::Subscription areaSubscription;
     int reservation = 0;
     bool closed = false;
 };

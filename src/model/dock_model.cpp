@@ -150,9 +150,9 @@ DockItem DockModel::makeItem(const QString& path, DockItem::Kind kind, bool pinn
     if (item.runningApplication) {
         const auto permission = badgePermissions.find(bundleID.value_or(QString()));
         if ((permission == badgePermissions.end() || permission->second)
-            && providers.badgeLabelProvider)
+            && providers.badgeLabelProvider && item.runningApplication->processIdentifier)
             item.badge = badgeLabel(
-                providers.badgeLabelProvider(item.runningApplication->processIdentifier));
+                providers.badgeLabelProvider(*item.runningApplication->processIdentifier));
     }
     return item;
 }
@@ -306,15 +306,17 @@ void DockModel::refresh()
     QSet<pid_t> takenProcesses;
     for (const auto& item : list) {
         takenIDs.insert(item.id);
-        if (item.runningApplication)
-            takenProcesses.insert(item.runningApplication->processIdentifier);
+        // No pid is no process: programs without one share nothing.
+        if (item.runningApplication && item.runningApplication->processIdentifier)
+            takenProcesses.insert(*item.runningApplication->processIdentifier);
     }
     for (const auto& id : order) {
         if (takenIDs.contains(id))
             continue;
         const auto app = runningByID.value(id);
         // Pinned under another path but matched by its desktop-file id: already shown.
-        if (!app || takenProcesses.contains(app->processIdentifier) || !app->bundleLocation)
+        if (!app || !app->bundleLocation
+            || (app->processIdentifier && takenProcesses.contains(*app->processIdentifier)))
             continue;
         const auto title = app->localizedName.isEmpty() ? std::nullopt
                                                         : std::optional(app->localizedName);

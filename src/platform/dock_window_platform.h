@@ -2,6 +2,7 @@
 
 #include "platform/callback_list.h"
 
+#include <QRect>
 #include <QRegion>
 
 #include <memory>
@@ -42,6 +43,11 @@ public:
     // shelf and clip the window to it.
     virtual bool isCompositing() const = 0;
     CallbackList<bool> compositingChanged;
+
+    // What other programs leave of `display` (global coordinates): the display less the edges
+    // their panels and task bars reserve. The docks' own reservations never count.
+    virtual QRect availableArea(const QRect& display) const = 0;
+    CallbackList<> availableAreaChanged;
 };
 
 } // namespace wharf

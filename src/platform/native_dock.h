@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 #include <optional>
 #include <vector>
@@ -44,6 +45,12 @@ public:
     virtual bool synchronize() = 0;
     // Makes the dock read its settings again; the console output of a failed restart, else nullopt.
     virtual std::optional<QString> restart() = 0;
+
+    // The desktop-file ids of the applications the dock shows as its own tiles, in order; empty
+    // when it has none or keeps them nowhere Wharf can read.
+    virtual QStringList favoriteApplications() const { return {}; }
+    // The command that opens the dock's own settings (program first), empty when there is none.
+    virtual QStringList settingsCommand() const { return {}; }
 };
 
 } // namespace wharf

@@ -14,7 +14,7 @@ namespace wharf {
 // the moment the workspace was asked; the workspace answers actions by `key`.
 struct RunningApplication {
     QString key;                            // stable while the program runs; the workspace's handle
-    pid_t processIdentifier = 0;
+    std::optional<pid_t> processIdentifier; // none when no window names its process
     bool isTerminated = false;
     bool isRegular = true;                  // has a normal window that belongs in a task bar
     bool isActive = false;                  // owns the active window

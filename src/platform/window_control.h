@@ -4,6 +4,7 @@
 #include "platform/result.h"
 #include "platform/window_mover.h"
 
+#include <QImage>
 #include <QString>
 
 #include <cstdint>
@@ -21,6 +22,7 @@ struct ClientWindow {
     std::optional<QString> title; // none when the window has no readable title
     QString className;            // WM_CLASS class; names the program when nothing better does
     bool isMinimized = false;
+    QImage icon{};                // _NET_WM_ICON, read for minimized windows only
 
     bool operator==(const ClientWindow&) const = default;
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/callback_list.h"
+#include "platform/result.h"
 #include "platform/running_application.h"
 
 #include <QIcon>
@@ -49,16 +50,15 @@ public:
     // Wharf's own location, which is never shown as a pin.
     virtual QString ownBundleLocation() const = 0;
 
-    // Actions; false with a reason in `error` when the desktop refused.
-    virtual bool activate(const RunningApplication& app, QString* error = nullptr) = 0;
-    virtual bool hide(const RunningApplication& app, QString* error = nullptr) = 0;
-    virtual bool unhide(const RunningApplication& app, QString* error = nullptr) = 0;
-    virtual bool terminate(const RunningApplication& app, QString* error = nullptr) = 0;
+    // Actions; an error says why the desktop refused.
+    virtual Status activate(const RunningApplication& app) = 0;
+    virtual Status hide(const RunningApplication& app) = 0;
+    virtual Status unhide(const RunningApplication& app) = 0;
+    virtual Status terminate(const RunningApplication& app) = 0;
     // Starts the desktop entry at `entryPath` (with `uris` as its arguments, if any).
-    virtual bool launchApplication(const QString& entryPath, const QStringList& uris = {},
-                                   QString* error = nullptr) = 0;
+    virtual Status launchApplication(const QString& entryPath, const QStringList& uris = {}) = 0;
     // Opens a file or folder with its default application.
-    virtual bool openLocation(const QString& path, QString* error = nullptr) = 0;
+    virtual Status openLocation(const QString& path) = 0;
 
     // Watches these files and folders (the pins) and notifies didChangeLocations when one
     // appears, vanishes, is renamed or changes; replaces the previously watched set.

@@ -2,6 +2,8 @@
 
 #include "dock/dock_window_controller.h"
 #include "settings/dock_preferences.h"
+#include "shell/login_item.h"
+#include "shell/settings_controller.h"
 #include "shell/signal_listener.h"
 #include "shell/single_instance_lock.h"
 
@@ -38,12 +40,15 @@ AppDelegate::AppDelegate(Parts parts, QObject* parent)
       trashVolumes(std::move(parts.trashVolumes)),
       trashMonitor(makeTrashMonitor(trashVolumes.get())),
       trashOperations(makeTrashOperations(std::move(parts.fileTrash), trashVolumes.get())),
+      importer(std::move(parts.importer)),
       dockModel(std::make_unique<DockModel>(*workspace, *preferences, modelProviders())),
       integration(std::move(parts.integration)),
       windowSystem(std::move(parts.windowSystem)),
       windowControl(std::move(parts.windowControl)),
       applied(AppliedPreferences::current(*preferences)),
-      hotKey(std::move(parts.hotKey))
+      hotKey(std::move(parts.hotKey)),
+      systemDockSettingsCommand(std::move(parts.systemDockSettingsCommand)),
+      loginItem(parts.loginItem ? std::move(parts.loginItem) : std::make_unique<LoginItem>())
 {
 }
 
@@ -60,7 +65,9 @@ void AppDelegate::applicationDidFinishLaunching()
         return;
     launched = true;
 
+    wireMenus();
     wireModel();
+    wireSettings();
     wireTakeover();
     wireDocks();
     wireWindows();
@@ -134,7 +141,11 @@ int AppDelegate::run(QApplication& app, const std::function<Parts()>& makeParts)
     service.source.recycle = [&delegate](const QStringList& paths, auto done) {
         delegate.recycle(paths, std::move(done));
     };
+    service.source.showSettings = [&delegate] { delegate.showSettings(); };
+    service.source.showApplicationMenu = [&delegate] { delegate.showApplicationMenu(); };
     service.source.activate = [&delegate](const QString& id) { return delegate.activateEntry(id); };
+    service.source.windows = [&delegate](const QString& id) { return delegate.windowsOfItem(id); };
+    service.source.minimize = [&delegate](const QString& id) { return delegate.minimizeEntry(id); };
     service.source.quit = [] { QCoreApplication::quit(); };
 
     QObject::connect(&app, &QCoreApplication::aboutToQuit, &delegate, &AppDelegate::applicationWillTerminate);

@@ -2,6 +2,7 @@
 
 #include "model/dock_model.h"
 #include "platform/callback_list.h"
+#include "model/system_pins_importer.h"
 #include "platform/desktop_appearance.h"
 #include "platform/dock_window_platform.h"
 #include "platform/file_trash.h"
@@ -10,6 +11,8 @@
 #include "platform/window_control.h"
 #include "platform/workspace.h"
 #include "shell/applied_preferences.h"
+#include "shell/login_item.h"
+#include "windows/dock_avoidance_region.h"
 #include "shell/wharf_dbus_service.h"
 #include "takeover/system_dock_integration.h"
 #include "windows/dock_avoidance_region.h"
@@ -20,9 +23,14 @@
 #include "windows/window_manager.h"
 
 #include <QApplication>
+#include <QIcon>
+#include <QMenu>
 #include <QObject>
 #include <QRect>
 #include <QString>
+#include <QStringList>
+#include <QSystemTrayIcon>
+#include <QTimer>
 
 #include <functional>
 #include <memory>
@@ -35,7 +43,10 @@ namespace wharf {
 
 class DockPreferences;
 class DockWindowController;
+class KeyEquivalents;
+class SettingsController;
 class SignalListener;
+struct DockSizing;
 
 // Owns every long-lived part of the running dock and wires them together. Each subsystem's
 // wiring lives in app_delegate_<subsystem>.cpp as one `wire<Subsystem>()` function that
@@ -54,6 +65,9 @@ public:
         std::unique_ptr<TrashVolumes> trashVolumes;     // null: the home Trash only
         std::unique_ptr<FileTrash> fileTrash;           // null: nothing can be moved to the Trash
         std::unique_ptr<HotKey> hotKey;                 // null: no global shortcut
+        std::unique_ptr<SystemPinsImporter> importer;   // null: the fallback pins only
+        QStringList systemDockSettingsCommand;          // empty: the native dock has no settings to open
+        std::unique_ptr<LoginItem> loginItem;           // null: the user's autostart folder
         std::unique_ptr<WindowControl> windowControl;   // null: no minimized windows in the dock
     };
 
@@ -76,6 +90,15 @@ public:
     TrashState trashState() const;
     void recycle(const QStringList& paths, TrashOperations::Done done);
     void emptyTrash(TrashOperations::Done done);
+    // Menus and settings (app_delegate_menus.cpp, app_delegate_settings.cpp).
+    // The status item's menu; also shown over D-Bus and by the divider. The caller owns it.
+    QMenu* makeMenu(QWidget* parent = nullptr);
+    // The status item's menu at the pointer, for desktops without a tray.
+    void showApplicationMenu();
+    void showSettings();
+    void openSystemDockSettings();
+    SettingsController* settings() const { return settingsWindow.get(); }
+    static QIcon applicationIcon();
 
     DockModel& model() { return *dockModel; }
     const std::vector<std::unique_ptr<DockWindowController>>& docks() const { return dockControllers; }
@@ -95,6 +118,10 @@ public:
     const std::vector<DockWindow>& minimizedWindows() const { return minimized; }
     // What a click on the tile `id` does; false when no such tile can be activated.
     bool activateEntry(const QString& id);
+    // The windows of item `id`'s running application, minimized or not (its context menu's list).
+    std::vector<DockWindow> windowsOfItem(const QString& id) const;
+    // Minimizes the window "window-<id>" of a running application; false when none has it.
+    bool minimizeEntry(const QString& id);
     WindowManager* windows() const { return windowManager.get(); }
 
     // Frames drawn by all dock views since launch (diagnostics and benchmarks).
@@ -110,12 +137,14 @@ public:
 
 private:
     // Wiring, one per subsystem, in launch order.
+    void wireMenus();    // app_delegate_menus.cpp: the status item, its menu and the key equivalents
     void wireModel();    // app_delegate_model.cpp: model, preferences and appearance changes
     void wireTakeover(); // app_delegate_takeover.cpp: hides the desktop's dock
     void wireDocks();    // app_delegate_docks.cpp: dock windows and display changes
     void wireWindows();  // app_delegate_windows.cpp: window avoidance and the window poll
     void wireTrash();    // app_delegate_trash.cpp: the Trash monitor behind the Trash tile
     void wireHotKey();   // app_delegate_hot_key.cpp: Ctrl+Alt+D gives the keyboard to the dock
+    void wireSettings(); // app_delegate_settings.cpp: the settings window follows the model and settings
     void wireSignals();  // app_delegate.cpp: SIGTERM and SIGINT quit
 
     // Shutdown, in reverse.
@@ -133,6 +162,7 @@ private:
     static std::unique_ptr<TrashStateMonitor> makeTrashMonitor(const TrashVolumes* volumes);
     static std::unique_ptr<TrashOperations> makeTrashOperations(std::unique_ptr<FileTrash> fileTrash,
                                                                 const TrashVolumes* volumes);
+    std::optional<DockSizing> firstDockSizing() const;
 
     std::unique_ptr<Workspace> workspace;
     DockPreferences* preferences;
@@ -141,6 +171,7 @@ private:
     std::unique_ptr<TrashVolumes> trashVolumes;
     std::unique_ptr<TrashStateMonitor> trashMonitor;
     std::unique_ptr<TrashOperations> trashOperations;
+    std::unique_ptr<SystemPinsImporter> importer;
     std::unique_ptr<DockModel> dockModel;
     std::unique_ptr<SystemDockIntegration> integration;
     std::unique_ptr<DockWindowSystem> windowSystem;
@@ -168,6 +199,14 @@ private:
     std::vector<CallbackList<WorkspaceNotification>::Subscription> trashSubscriptions;
     CallbackList<>::Subscription volumeSubscription;
     std::unique_ptr<HotKey> hotKey;
+
+    QStringList systemDockSettingsCommand;
+    std::unique_ptr<LoginItem> loginItem;
+    KeyEquivalents* keyEquivalents = nullptr;
+    std::unique_ptr<QMenu> statusMenu;
+    std::unique_ptr<QMenu> applicationMenu;
+    QSystemTrayIcon* statusItem = nullptr;
+    std::unique_ptr<SettingsController> settingsWindow;
 };
 
 // Which displays get docks: mirrored or overlapping outputs share pixels, so of each group whose

@@ -12,6 +12,10 @@ DockModel::Providers AppDelegate::modelProviders() const
 {
     DockModel::Providers providers;
     providers.trashStateProvider = [this] { return trashState(); };
+    if (importer) {
+        const SystemPinsImporter* source = importer.get();
+        providers.systemPinsProvider = [source] { return source->systemPins(); };
+    }
     if (appearance) {
         // The Trash icon has light and dark variants; `automatic` follows the desktop.
         DesktopAppearance* desktop = appearance.get();

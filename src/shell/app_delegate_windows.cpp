@@ -74,8 +74,9 @@ void AppDelegate::wireWindows()
         windowManager->owners = [desktop] {
             std::vector<WindowOwner> owners;
             for (const RunningApplicationRef& app : desktop->runningApplications()) {
-                if (app->isRegular && !app->isTerminated)
-                    owners.push_back({app->processIdentifier, app->localizedName});
+                // A program without a pid owns no window by pid.
+                if (app->isRegular && !app->isTerminated && app->processIdentifier)
+                    owners.push_back({*app->processIdentifier, app->localizedName});
             }
             return owners;
         };
@@ -156,6 +157,37 @@ bool AppDelegate::activateEntry(const QString& id)
         return false;
     windowManager->focus(*window);
     return true;
+}
+
+std::vector<DockWindow> AppDelegate::windowsOfItem(const QString& id) const
+{
+    if (!windowManager)
+        return {};
+    for (const DockItem& item : dockModel->items()) {
+        const auto& app = item.runningApplication;
+        // A program without a pid owns no window by pid.
+        if (item.id == id && app && !app->isTerminated && app->processIdentifier)
+            return windowManager->windows(*app->processIdentifier, app->localizedName);
+    }
+    return {};
+}
+
+bool AppDelegate::minimizeEntry(const QString& id)
+{
+    const QString prefix = QStringLiteral("window-");
+    bool ok = false;
+    const std::uint32_t windowID = id.startsWith(prefix) ? id.mid(prefix.size()).toUInt(&ok) : 0;
+    if (!windowManager || !ok)
+        return false;
+    for (const DockItem& item : dockModel->items()) {
+        for (const DockWindow& window : windowsOfItem(item.id)) {
+            if (window.id == windowID) {
+                windowManager->minimize(window);
+                return true;
+            }
+        }
+    }
+    return false;
 }
 
 } // namespace wharf

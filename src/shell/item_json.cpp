@@ -12,7 +12,8 @@ QJsonObject itemJson(const DockItem& item, bool trashFull)
     object.insert(QStringLiteral("title"), item.title);
     object.insert(QStringLiteral("kind"), rawValue(item.kind));
     object.insert(QStringLiteral("pinned"), item.isPinned);
-    object.insert(QStringLiteral("pid"), app ? QJsonValue(static_cast<qint64>(app->processIdentifier))
+    object.insert(QStringLiteral("pid"), app && app->processIdentifier
+                                             ? QJsonValue(static_cast<qint64>(*app->processIdentifier))
                                              : QJsonValue(QJsonValue::Null));
     object.insert(QStringLiteral("active"), app && app->isActive);
     object.insert(QStringLiteral("hidden"), app && app->isHidden);

@@ -5,6 +5,7 @@
 #include "platform/x11/gio_trash_volumes.h"
 #include "platform/x11/x11_hot_key.h"
 #include "platform/x11/desktop_appearance_linux.h"
+#include "platform/x11/gio_desktop_entry_locator.h"
 #include "platform/x11/icon_theme_setup.h"
 #include "platform/x11/x11_dock_window.h"
 #include "platform/x11/x11_window_control.h"
@@ -132,6 +133,10 @@ int main(int argc, char** argv)
         parts.trashVolumes = std::make_unique<wharf::GioTrashVolumes>();
         parts.fileTrash = std::make_unique<wharf::GioFileTrash>();
         parts.hotKey = wharf::X11HotKey::create();
+        auto nativeDock = realNativeDock();
+        parts.systemDockSettingsCommand = nativeDock->settingsCommand();
+        parts.importer = std::make_unique<wharf::SystemPinsImporter>(
+            std::move(nativeDock), std::make_unique<wharf::GioDesktopEntryLocator>());
         parts.windowControl = std::make_unique<wharf::X11WindowControl>();
         return parts;
     });

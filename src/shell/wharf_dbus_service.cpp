@@ -118,9 +118,41 @@ QString WharfDBusService::answerLater(const std::function<void(Source::Done)>& s
     return {};
 }
 
+void WharfDBusService::ShowSettings()
+{
+    if (source.showSettings)
+        source.showSettings();
+}
+
+void WharfDBusService::ShowApplicationMenu()
+{
+    if (source.showApplicationMenu)
+        source.showApplicationMenu();
+}
+
 bool WharfDBusService::Activate(const QString& id)
 {
     return source.activate && source.activate(id);
+}
+
+QString WharfDBusService::Windows(const QString& id) const
+{
+    QJsonArray array;
+    if (source.windows) {
+        for (const DockWindow& window : source.windows(id)) {
+            QJsonObject object;
+            object.insert(QStringLiteral("id"), QStringLiteral("window-") + QString::number(window.id));
+            object.insert(QStringLiteral("title"), window.title);
+            object.insert(QStringLiteral("minimized"), window.isMinimized);
+            array.append(object);
+        }
+    }
+    return QString::fromUtf8(QJsonDocument(array).toJson(QJsonDocument::Compact));
+}
+
+bool WharfDBusService::Minimize(const QString& id)
+{
+    return source.minimize && source.minimize(id);
 }
 
 void WharfDBusService::Quit()

@@ -2,6 +2,7 @@
 
 #include "model/dock_item.h"
 #include "platform/result.h"
+#include "windows/dock_window.h"
 
 #include <QDBusContext>
 #include <QJsonArray>
@@ -50,7 +51,11 @@ public:
         using Done = std::function<void(std::optional<Error>)>;
         std::function<void(Done done)> emptyTrash;
         std::function<void(const QStringList& paths, Done done)> recycle;
+        std::function<void()> showSettings;
+        std::function<void()> showApplicationMenu;
         std::function<bool(const QString& id)> activate;
+        std::function<std::vector<DockWindow>(const QString& id)> windows;
+        std::function<bool(const QString& id)> minimize;
         std::function<void()> quit;
     };
 
@@ -74,9 +79,18 @@ public Q_SLOTS:
     Q_SCRIPTABLE QString EmptyTrash();
     // Moves the files to the Trash; answers the first failure, "" when none.
     Q_SCRIPTABLE QString MoveToTrash(const QStringList& paths);
+    // Opens the settings window, or brings it to the front with freshly read values.
+    Q_SCRIPTABLE void ShowSettings();
+    // Shows the status item's menu at the pointer (for desktops without a tray).
+    Q_SCRIPTABLE void ShowApplicationMenu();
     // Does what a click on the tile `id` does (for now: restores a minimized window's tile,
     // "window-<id>"); false when there is no such tile.
     Q_SCRIPTABLE bool Activate(const QString& id);
+    // The windows of the running application of item `id` (what its context menu lists), as a
+    // JSON array; empty when it is not running.
+    Q_SCRIPTABLE QString Windows(const QString& id) const;
+    // Sends the window "window-<id>" to the dock; false when no running application has it.
+    Q_SCRIPTABLE bool Minimize(const QString& id);
     // Quits through the normal shutdown, which gives the desktop's dock back.
     Q_SCRIPTABLE void Quit();
 

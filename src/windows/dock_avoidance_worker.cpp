@@ -154,6 +154,7 @@ void DockAvoidanceWorker::correct(const MovableWindow& window)
         scheduleDrain();
         return;
     }
+    qCDebug(lcWindowAvoidance) << "Moving window" << window.id << "from" << window.frame << "to" << *target;
     const bool written = mover->move(window.id, *target);
     const std::optional<QRectF> reread = mover->frame(window.id);
     if (!written && !reread) {

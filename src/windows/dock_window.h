@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QIcon>
 #include <QString>
 
 #include <cstdint>
@@ -14,8 +15,13 @@ struct DockWindow {
     pid_t pid = 0;
     QString appName;
     bool isMinimized = false;
+    QIcon icon{};           // the window's own icon (_NET_WM_ICON); null when it has none
 
-    bool operator==(const DockWindow&) const = default;
+    bool operator==(const DockWindow& other) const
+    {
+        return id == other.id && title == other.title && pid == other.pid && appName == other.appName
+            && isMinimized == other.isMinimized && icon.cacheKey() == other.icon.cacheKey();
+    }
 };
 
 } // namespace wharf

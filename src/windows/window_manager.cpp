@@ -2,6 +2,7 @@
 
 #include <QHash>
 #include <QLoggingCategory>
+#include <QPixmap>
 #include <QPointer>
 
 Q_LOGGING_CATEGORY(lcWindowControl, "wharf.windows", QtInfoMsg)
@@ -21,7 +22,11 @@ WindowManager::WindowManager(WindowControl& control, QObject* parent) : QObject(
 
 WindowManager::~WindowManager()
 {
-    worker.reset(); // lets a running scan finish with its reader
+    // The scan reader's connection belongs to the worker's thread: it goes there, after any
+    // running scan, and the thread is joined.
+    if (worker)
+        worker->post([reader = std::move(scanReader)]() mutable { reader.reset(); });
+    worker.reset();
 }
 
 std::vector<DockWindow> WindowManager::readWindows(const std::vector<ClientWindow>& windows,
@@ -76,17 +81,41 @@ void WindowManager::scan(std::function<void(std::vector<DockWindow>)> callback)
     std::vector<WindowOwner> known = owners ? owners() : std::vector<WindowOwner>{};
     const QPointer<WindowManager> self(this);
     worker->post([self, reader = scanReader, known = std::move(known), callback = std::move(callback)]() mutable {
+        const std::vector<ClientWindow> clients = reader->clientWindows(maxWindowsPerApplication);
+        QHash<std::uint32_t, QImage> images;
+        for (const ClientWindow& client : clients) {
+            if (!client.icon.isNull())
+                images.insert(client.id, client.icon);
+        }
         std::vector<DockWindow> minimized;
-        for (DockWindow& window : readWindows(reader->clientWindows(maxWindowsPerApplication), known)) {
+        for (DockWindow& window : readWindows(clients, known)) {
             if (window.isMinimized)
                 minimized.push_back(std::move(window));
         }
-        SerialWorker::postToMain([self, callback = std::move(callback), minimized = std::move(minimized)]() mutable {
-            if (self)
+        SerialWorker::postToMain([self, callback = std::move(callback), minimized = std::move(minimized),
+                                  images = std::move(images)]() mutable {
+            // Pixmaps belong to the main thread: icons are made here.
+            if (self) {
                 self->inFlight = false;
+                self->attachIcons(minimized, images);
+            }
             callback(std::move(minimized));
         });
     });
+}
+
+void WindowManager::attachIcons(std::vector<DockWindow>& windows, const QHash<std::uint32_t, QImage>& images)
+{
+    QHash<std::uint32_t, QIcon> kept;
+    for (DockWindow& window : windows) {
+        if (const auto cached = icons.constFind(window.id); cached != icons.constEnd())
+            window.icon = *cached;
+        else if (const auto image = images.constFind(window.id); image != images.constEnd())
+            window.icon = QIcon(QPixmap::fromImage(*image));
+        if (!window.icon.isNull())
+            kept.insert(window.id, window.icon);
+    }
+    icons = std::move(kept);
 }
 
 std::vector<DockWindow> WindowManager::windows(pid_t pid, const QString& appName)

@@ -4,6 +4,9 @@
 #include "windows/dock_window.h"
 #include "windows/serial_worker.h"
 
+#include <QHash>
+#include <QIcon>
+#include <QImage>
 #include <QObject>
 #include <QString>
 
@@ -65,6 +68,10 @@ private:
     std::shared_ptr<WindowReader> scanReader;   // used only on the worker
     std::unique_ptr<SerialWorker> worker;       // joined before the readers go
     bool inFlight = false;
+    // Window icons by window, kept while the window is listed so that its tile keeps the same icon.
+    QHash<std::uint32_t, QIcon> icons;
+
+    void attachIcons(std::vector<DockWindow>& windows, const QHash<std::uint32_t, QImage>& images);
 };
 
 } // namespace wharf

@@ -117,6 +117,29 @@ TEST_F(DockViewMembership, ReduceMotionJumpsToTheFinalState)
         expectNear(frames[i], expected[i], 1.0, "frame under reduce motion");
 }
 
+// The view is made before its window has its size: the row laid out at that placeholder size and
+// the entries that arrive before the first step must not animate into the real layout.
+TEST(DockViewFirstLayout, ShowsTheRowAtRestAtOnce)
+{
+    DockViewHarness h;
+    const QString a = h.app(QStringLiteral("a"));
+    h.pin({{a, Kind::application}});
+    h.size = QSize(300, DockViewHarness::viewHeight);
+    h.makeView();
+    h.pin({{a, Kind::application}, {h.app(QStringLiteral("b")), Kind::application}});
+    h.view->reload();
+    h.size = QSize(DockViewHarness::viewWidth, DockViewHarness::viewHeight);
+    h.view->resize(h.size);
+    h.view->start();
+    EXPECT_FALSE(h.view->isAnimating());
+    EXPECT_EQ(h.view->tiles()[1]->alpha, 1);
+    const auto expected = h.expectedFrames(std::nullopt, 1);
+    const auto frames = h.view->tileFrames();
+    ASSERT_EQ(frames.size(), expected.size());
+    for (size_t i = 0; i < frames.size(); ++i)
+        expectNear(frames[i], expected[i], 0.5, "first frame");
+}
+
 // Where entries go, and where the separator falls.
 TEST(DockViewEntries, OrderAndSeparator)
 {

@@ -1,6 +1,9 @@
 // Pointer tracking: the hovered index, magnification, the idle timer and the input region.
 #include "dock_view_test_support.h"
 
+#include <QCoreApplication>
+#include <QEnterEvent>
+
 namespace wharf::test {
 namespace {
 
@@ -84,31 +87,42 @@ TEST_F(DockViewPointer, TimerStopsOnceSettledUnlessThePointerNeedsPolling)
     h.settle();
     EXPECT_FALSE(h.view->isTicking());
 
-    // On the shelf the window gets motion events, so the timer may stop.
+    // Over the dock the window gets motion events, so the timer may stop.
     h.pointer = resting[3].center();
-    h.view->markLayoutDirty();
+    QEnterEvent enter(*h.pointer, *h.pointer, h.view->mapToGlobal(*h.pointer));
+    QCoreApplication::sendEvent(h.view.get(), &enter);
     h.settle();
     h.advance(1.0 / 60);
     EXPECT_FALSE(h.view->isTicking());
 
-    // Just above the magnified icon: inside the hover zone, but clicks pass through there,
-    // so no motion events arrive and the timer must keep polling the pointer.
-    const QRectF magnified = h.view->tileFrames()[3];
-    h.pointer = QPointF(magnified.center().x(), magnified.top() - 6);
-    h.view->markLayoutDirty();
+    // A Leave while the pointer is still in the hover zone (over a transparent pixel of a window
+    // clipped to what is drawn): no event will tell when it goes, so the timer polls ...
+    QEvent leave(QEvent::Leave);
+    QCoreApplication::sendEvent(h.view.get(), &leave);
     h.settle();
     h.advance(1.0 / 60);
-    ASSERT_FALSE(h.view->inputRegion().contains(h.pointer->toPoint()));
-    EXPECT_EQ(h.view->hoveredIndex(), std::nullopt);
     EXPECT_TRUE(h.view->isTicking());
+    // ... until the pointer is out of the zone, and the row is back at rest.
+    h.pointer = QPointF(resting[3].center().x(), -50);
+    h.settle();
+    h.advance(1.0 / 60);
+    EXPECT_FALSE(h.view->isTicking());
+    EXPECT_EQ(h.view->tileFrames(), resting);
 }
 
-TEST_F(DockViewPointer, InputRegionCoversShelfAndTilesOnly)
+TEST_F(DockViewPointer, InputRegionCoversTheHoverZoneOnly)
 {
     const QRegion region = h.view->inputRegion();
     EXPECT_TRUE(region.contains(resting[0].center().toPoint()));
     EXPECT_TRUE(region.contains(QPoint(int(resting[2].center().x()), DockViewHarness::viewHeight - 3)))
         << "below an application icon";
+    // The zone reaches 20 points beside the shelf and 12 above the icons: a pointer entering
+    // there must reach the view, or nothing magnifies until it touches the shelf.
+    const QRectF last = resting.back();
+    EXPECT_TRUE(region.contains(QPoint(int(last.right() + last.width() * 0.3 + 15), int(last.center().y()))))
+        << "beside the shelf";
+    EXPECT_TRUE(region.contains(QPoint(int(resting[2].center().x()), int(resting[2].top()) - 9)))
+        << "above the icons";
     EXPECT_FALSE(region.contains(QPoint(int(resting[2].center().x()), int(resting[2].top()) - 20)));
     EXPECT_FALSE(region.contains(QPoint(2, DockViewHarness::viewHeight - 10)));
 

@@ -208,6 +208,7 @@ TEST(DockViewAccessibility, EveryTileIsANamedButton)
     h.model.refresh();
     h.minimized.push_back(DockWindow{5, QStringLiteral("Draft"), 99, QStringLiteral("mail"), true});
     DockView& view = h.makeView();
+    view.show();
     view.start();
     h.settle();
 
@@ -240,6 +241,50 @@ TEST(DockViewAccessibility, EveryTileIsANamedButton)
     EXPECT_EQ(dock->child(0)->text(QAccessible::Value), QStringLiteral("Badge: 3"));
     EXPECT_EQ(dock->child(1)->text(QAccessible::Value), QString());
     EXPECT_EQ(dock->child(2)->text(QAccessible::Name), QStringLiteral("Draft"));
+}
+
+TEST(DockViewAccessibility, AnUnshownDockIsNotExposedAndOnlyChangesAreAnnounced)
+{
+    DockViewHarness h;
+    const QString mail = h.app(QStringLiteral("mail"));
+    const QString notes = h.app(QStringLiteral("notes"));
+    h.pin({{mail, Kind::application}, {notes, Kind::application}});
+    // What a screen reader would hear.
+    std::vector<std::pair<QAccessible::Event, QObject*>> accessibilityEvents;
+    h.accessibilityEvent = [&](QAccessibleEvent* event) { accessibilityEvents.emplace_back(event->type(), event->object()); };
+    DockView& view = h.makeView();
+    view.start();
+    h.settle();
+
+    QAccessibleInterface* dock = QAccessible::queryAccessibleInterface(&view);
+    ASSERT_NE(dock, nullptr);
+    EXPECT_EQ(dock->childCount(), 0) << "an unmapped dock has no tiles to offer";
+    EXPECT_TRUE(dock->state().invisible);
+    h.workspace.names[mail] = QStringLiteral("Post");
+    h.model.refresh();
+    view.reload();
+    EXPECT_TRUE(accessibilityEvents.empty()) << "an unmapped dock says nothing";
+
+    view.show();
+    ASSERT_EQ(dock->childCount(), int(view.tiles().size()));
+    accessibilityEvents.clear();
+    h.model.refresh();
+    view.reload();
+    EXPECT_TRUE(accessibilityEvents.empty()) << "a refresh that changes nothing says nothing";
+
+    using Event = std::pair<QAccessible::Event, QObject*>;
+    accessibilityEvents.clear();
+    const QString files = h.folder(QStringLiteral("files"));
+    h.pin({{mail, Kind::application}, {notes, Kind::application}, {files, Kind::folder}});
+    view.reload();
+    EXPECT_EQ(accessibilityEvents,
+              (std::vector<Event>{{QAccessible::ObjectCreated, view.tiles()[size_t(h.indexOf(files))]}}));
+
+    accessibilityEvents.clear();
+    QObject* leaving = view.tiles()[size_t(h.indexOf(notes))];
+    h.pin({{mail, Kind::application}, {files, Kind::folder}});
+    view.reload();
+    EXPECT_EQ(accessibilityEvents, (std::vector<Event>{{QAccessible::ObjectDestroyed, leaving}}));
 }
 
 } // namespace

@@ -83,6 +83,7 @@ public:
                 return std::nullopt;
             return QPointF(view->mapToGlobal(QPoint(0, 0))) + *pointer;
         };
+        context.accessibilityEvent = accessibilityEvent;
         view = std::make_unique<DockView>(std::move(context), false);
         view->resize(size);
         view->reload();
@@ -142,6 +143,7 @@ public:
     bool reduceMotion = false;
     double clock = 1000;
     std::optional<QPointF> pointer;
+    std::function<void(QAccessibleEvent*)> accessibilityEvent;
     std::unique_ptr<DockView> view;
 
 private:

@@ -33,7 +33,7 @@ protected:
     FakeDockWindowSystem system;
     QScreen* screen = QGuiApplication::primaryScreen();
 
-    DockViewContext context() { return DockViewContext{&model, {}, &preferences, {}, {}, {}, {}}; }
+    DockViewContext context() { return DockViewContext{&model, {}, &preferences, {}, {}, {}, {}, {}}; }
 };
 
 TEST_F(DockWindowsTest, NormalDockIsShownOverlayIsNotBoth340HighAlongTheScreenBottom)
@@ -49,6 +49,21 @@ TEST_F(DockWindowsTest, NormalDockIsShownOverlayIsNotBoth340HighAlongTheScreenBo
         EXPECT_EQ(dock.displayID, DockWindowController::displayIdentifier(screen->name()));
         EXPECT_EQ(system.windows.back()->widget, &dock.panel());
     }
+}
+
+TEST_F(DockWindowsTest, SitsAboveOtherProgramsPanelsAndFollowsThem)
+{
+    const QRect g = screen->geometry();
+    system.area = g.adjusted(0, 0, 0, -30); // another program's panel along the bottom
+    DockWindowController dock(screen, context(), false, &system);
+    EXPECT_EQ(dock.panel().geometry(), QRect(g.x(), g.bottom() + 1 - 30 - 340, g.width(), 340));
+
+    dock.setBottomReservation(80);
+    system.area = g.adjusted(50, 0, 0, 0); // the panel moved to the left edge
+    system.availableAreaChanged.notify();
+    EXPECT_EQ(dock.panel().geometry(), QRect(g.x() + 50, g.bottom() + 1 - 340, g.width() - 50, 340));
+    EXPECT_EQ(dock.dockView().geometry(), dock.panel().rect());
+    EXPECT_EQ(system.windows.back()->reservations, (std::vector<int>{80, 80})) << "the strut is redone from the new edge";
 }
 
 TEST_F(DockWindowsTest, InputRegionFollowsTheViewAndStopsAtClose)

@@ -44,6 +44,9 @@ public:
         return platform;
     }
     bool isCompositing() const override { return true; }
+    QRect availableArea(const QRect& display) const override { return display.intersected(area); }
+
+    QRect area{-100000, -100000, 200000, 200000}; // what other programs leave
 };
 
 inline bool waitFor(const std::function<bool()>& condition, int timeoutMs = 3000)

@@ -58,7 +58,10 @@ public:
         return restartOutput;
     }
 
+    QStringList favoriteApplications() const override { return favorites; }
+
     std::vector<NativeDockKey> keys;
+    QStringList favorites;
     QMap<QString, NativeDockValue> values;
     QStringList writes;  // every key written or reset, in order
     int restarts = 0;

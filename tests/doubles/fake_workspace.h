@@ -39,8 +39,8 @@ public:
     mutable int nameRequests = 0;
     mutable int bundleIDRequests = 0;
 
-    // A running program; `location` is its desktop entry or executable.
-    static RunningApplication app(const QString& key, pid_t pid, std::optional<QString> location,
+    // A running program; `location` is its desktop entry or executable; `pid` none when unknown.
+    static RunningApplication app(const QString& key, std::optional<pid_t> pid, std::optional<QString> location,
                                   std::optional<QString> bundleID = std::nullopt,
                                   const QString& name = {})
     {
@@ -113,44 +113,27 @@ public:
     std::optional<QString> webBrowserLocation() const override { return webBrowser; }
     QString ownBundleLocation() const override { return ownLocation; }
 
-    bool activate(const RunningApplication& a, QString* error) override
-    {
-        return record(QStringLiteral("activate:") + a.key, error);
-    }
-    bool hide(const RunningApplication& a, QString* error) override
-    {
-        return record(QStringLiteral("hide:") + a.key, error);
-    }
-    bool unhide(const RunningApplication& a, QString* error) override
-    {
-        return record(QStringLiteral("unhide:") + a.key, error);
-    }
-    bool terminate(const RunningApplication& a, QString* error) override
-    {
-        return record(QStringLiteral("terminate:") + a.key, error);
-    }
-    bool launchApplication(const QString& entryPath, const QStringList& uris,
-                           QString* error) override
+    Status activate(const RunningApplication& a) override { return record(QStringLiteral("activate:") + a.key); }
+    Status hide(const RunningApplication& a) override { return record(QStringLiteral("hide:") + a.key); }
+    Status unhide(const RunningApplication& a) override { return record(QStringLiteral("unhide:") + a.key); }
+    Status terminate(const RunningApplication& a) override { return record(QStringLiteral("terminate:") + a.key); }
+    Status launchApplication(const QString& entryPath, const QStringList& uris) override
     {
         return record(QStringLiteral("launch:") + entryPath
-                          + (uris.isEmpty() ? QString() : QLatin1Char(' ') + uris.join(' ')),
-                      error);
+                      + (uris.isEmpty() ? QString() : QLatin1Char(' ') + uris.join(' ')));
     }
-    bool openLocation(const QString& path, QString* error) override
-    {
-        return record(QStringLiteral("open:") + path, error);
-    }
+    Status openLocation(const QString& path) override { return record(QStringLiteral("open:") + path); }
     void watchLocations(const QStringList& paths) override { watched = paths; }
 
     QStringList watched;
 
 private:
-    bool record(const QString& action, QString* error)
+    Status record(const QString& action)
     {
         actions.append(action);
-        if (refuseActions && error)
-            *error = QStringLiteral("refused");
-        return !refuseActions;
+        if (refuseActions)
+            return Error{QStringLiteral("refused")};
+        return {};
     }
 
     mutable std::map<QString, QIcon> generated;

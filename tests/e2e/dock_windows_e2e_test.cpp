@@ -7,6 +7,7 @@
 #include <QColor>
 #include <QImage>
 #include <QSet>
+#include <QStandardPaths>
 
 #include <gtest/gtest.h>
 
@@ -113,10 +114,18 @@ TEST(DockWindows, TheDockTakesTheFocusOnlyInKeyboardMode)
     ASSERT_TRUE(dock);
     const QStringList windows = wharfWindows(session, wharf->processId());
     const auto isDockWindow = [&](int id) { return windows.contains(QString::number(id)); };
+    // Taking the focus is both the input hint and WM_TAKE_FOCUS: window managers read either.
     const auto acceptsInput = [&](int id) {
-        return session.xprop({QStringLiteral("-id"), QString::number(id), QStringLiteral("WM_HINTS")})
-            .contains(QStringLiteral("focus: True"));
+        const QString hints = session.xprop({QStringLiteral("-id"), QString::number(id), QStringLiteral("WM_HINTS")});
+        const QString protocols =
+            session.xprop({QStringLiteral("-id"), QString::number(id), QStringLiteral("WM_PROTOCOLS")});
+        const bool input = hints.contains(QStringLiteral("focus: True"));
+        const bool takeFocus = protocols.contains(QStringLiteral("WM_TAKE_FOCUS"));
+        EXPECT_EQ(input, takeFocus) << hints.toStdString() << protocols.toStdString();
+        return input && takeFocus;
     };
+    for (const QString& id : windows)
+        EXPECT_FALSE(acceptsInput(id.toInt()));
 
     // A click on a tile leaves the focus where it was.
     session.xdotool({QStringLiteral("windowactivate"), QString::number(xterm)});
@@ -546,6 +555,110 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndCompositingIsFollowed)
 
     E2eSession::stop(compositor);
     EXPECT_TRUE(logged(QStringLiteral("Compositing manager gone"))) << log.toStdString();
+}
+
+// Without a compositor the window is clipped to what is drawn, and X delivers input only inside
+// both shapes: the transparent corner of a magnified tile must neither strand the hover nor let
+// clicks through.
+TEST(DockWindows, WithoutACompositorTheHoverEndsAfterLeavingThroughATransparentCorner)
+{
+    E2eOptions options;
+    options.compositor = false;
+    E2eSession session(options);
+    WHARF_REQUIRE_SESSION(session);
+    writeWharfSettings(session, fixedSizes());
+    session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x10+100+100")});
+    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
+    QProcess* wharf = session.startWharf();
+    ASSERT_NE(wharf, nullptr);
+    DockClient client(session);
+    ASSERT_TRUE(E2eSession::waitFor([&] {
+        for (const QJsonValue& item : client.items())
+            if (!item.toObject()[QStringLiteral("pid")].isNull())
+                return true;
+        return false;
+    }));
+    const auto resting = client.settledDock();
+    ASSERT_TRUE(resting);
+    int xterm = -1;
+    const QJsonArray items = client.items();
+    for (int i = 0; i < items.size(); ++i)
+        if (!items[i].toObject()[QStringLiteral("pid")].isNull())
+            xterm = i;
+    ASSERT_GE(xterm, 0);
+
+    ASSERT_TRUE(mouseMove(session, center(resting->tiles[xterm])));
+    ASSERT_TRUE(E2eSession::waitFor([&] { return client.hoveredIndex() == xterm; }));
+    const auto magnified = client.settledDock();
+    ASSERT_TRUE(magnified);
+    const QRectF tile = magnified->tiles[xterm];
+    ASSERT_TRUE(mouseMove(session, QPoint(int(tile.left()) + 2, int(tile.top()) + 2)));
+    ASSERT_TRUE(client.settledDock()) << "the row settles around the corner";
+    ASSERT_TRUE(mouseMove(session, QPoint(960, 200)));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return client.hoveredIndex() == -1; }, 3000))
+        << "hovered " << client.hoveredIndex();
+    const auto back = client.settledDock();
+    ASSERT_TRUE(back);
+    EXPECT_NEAR(back->tiles[xterm].width(), resting->tiles[xterm].width(), 0.5) << "the row is back at rest";
+}
+
+TEST(DockWindows, TheFirstFramesShowTheRowAtRest)
+{
+    E2eSession session;
+    WHARF_REQUIRE_SESSION(session);
+    QProcess* wharf = session.startWharf();
+    ASSERT_NE(wharf, nullptr);
+    DockClient client(session);
+    std::vector<std::vector<QRectF>> seen;
+    E2eSession::waitFor(
+        [&] {
+            const auto docks = client.docks();
+            if (!docks.empty() && !docks.front().tiles.empty())
+                seen.push_back(docks.front().tiles);
+            return seen.size() >= 30;
+        },
+        10000, 10);
+    const auto settled = client.settledDock();
+    ASSERT_TRUE(settled);
+    ASSERT_FALSE(seen.empty());
+    for (const auto& tiles : seen) {
+        ASSERT_EQ(tiles.size(), settled->tiles.size());
+        for (size_t i = 0; i < tiles.size(); ++i)
+            EXPECT_EQ(tiles[i], settled->tiles[i]) << "tile " << i << " moved after it was first shown";
+    }
+}
+
+// icewm keeps its task bar along the bottom edge: the dock sits on top of it instead of over it.
+TEST(DockWindows, UnderIcewmTheDockSitsAboveItsTaskBar)
+{
+    E2eOptions options;
+    options.windowManager = false;
+    E2eSession session(options);
+    WHARF_REQUIRE_SESSION(session);
+    if (QStandardPaths::findExecutable(QStringLiteral("icewm")).isEmpty())
+        GTEST_SKIP() << "icewm is not installed";
+    session.start(QStringLiteral("icewm"));
+    ASSERT_TRUE(E2eSession::waitFor([&] {
+        return session.xprop({QStringLiteral("-root"), QStringLiteral("_NET_WORKAREA")}).contains(QLatin1Char('='));
+    }));
+    const auto reservedBottom = [&] {
+        // The bottom edge the task bar reserves, from the work area icewm publishes before Wharf runs.
+        const QStringList v = session.xprop({QStringLiteral("-root"), QStringLiteral("_NET_WORKAREA")})
+                                  .section(QLatin1Char('='), 1).split(QLatin1Char(','));
+        return v.size() >= 4 ? 1080 - (v[1].trimmed().toInt() + v[3].trimmed().toInt()) : -1;
+    };
+    ASSERT_TRUE(E2eSession::waitFor([&] { return reservedBottom() > 0; })) << "icewm shows its task bar";
+    const int taskBar = reservedBottom();
+
+    QProcess* wharf = session.startWharf();
+    ASSERT_NE(wharf, nullptr);
+    DockClient client(session);
+    const auto dock = client.settledDock();
+    ASSERT_TRUE(dock);
+    EXPECT_EQ(dock->frame, QRectF(0, 1080 - taskBar - 340, 1920, 340))
+        << "y " << dock->frame.y();
+    for (const QRectF& tile : dock->tiles)
+        EXPECT_LE(tile.bottom(), 1080 - taskBar) << "a tile covers the task bar";
 }
 
 } // namespace

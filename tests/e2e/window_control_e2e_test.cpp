@@ -4,6 +4,9 @@
 
 #include <QDBusInterface>
 #include <QDBusReply>
+#include <QColor>
+#include <QImage>
+#include <QMap>
 
 #include <gtest/gtest.h>
 
@@ -40,21 +43,47 @@ QStringList windowTiles(DockClient& client)
     return tiles;
 }
 
+QDBusMessage call(E2eSession& session, const QString& method, const QString& id)
+{
+    return QDBusInterface(QStringLiteral("com.tamberly.Wharf"), QStringLiteral("/com/tamberly/Wharf"),
+                          QStringLiteral("com.tamberly.Wharf"), session.bus())
+        .call(method, id);
+}
+
 bool activate(E2eSession& session, const QString& id)
 {
-    const QDBusReply<bool> reply = QDBusInterface(QStringLiteral("com.tamberly.Wharf"), QStringLiteral("/com/tamberly/Wharf"),
-                                                  QStringLiteral("com.tamberly.Wharf"), session.bus())
-                                       .call(QStringLiteral("Activate"), id);
+    const QDBusReply<bool> reply = call(session, QStringLiteral("Activate"), id);
     return reply.isValid() && reply.value();
+}
+
+// The windows Wharf lists for the item running as `pid` (its context menu's list): id -> minimized.
+QMap<QString, bool> windowsOfItemWithPid(E2eSession& session, DockClient& client, qint64 pid)
+{
+    QMap<QString, bool> out;
+    for (const QJsonValue& item : client.items()) {
+        if (item.toObject()[QStringLiteral("pid")].toInteger() != pid)
+            continue;
+        const QDBusReply<QString> reply = call(session, QStringLiteral("Windows"), item.toObject()[QStringLiteral("id")].toString());
+        for (const QJsonValue& w : QJsonDocument::fromJson(reply.value().toUtf8()).array())
+            out.insert(w.toObject()[QStringLiteral("id")].toString(), w.toObject()[QStringLiteral("minimized")].toBool());
+    }
+    return out;
+}
+
+qint64 windowPid(E2eSession& session, quint32 window)
+{
+    return session.xprop({QStringLiteral("-id"), QString::number(window), QStringLiteral("_NET_WM_PID")})
+        .section(QLatin1Char('='), 1).trimmed().toLongLong();
 }
 
 TEST(WindowControl, MinimizedWindowsBecomeTilesAndActivatingOneRestoresIt)
 {
     E2eSession session;
     WHARF_REQUIRE_SESSION(session);
-    for (const char* geometry : {"40x10+100+100", "40x10+600+100"}) {
-        session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QLatin1String(geometry)});
-    }
+    session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x10+100+100")});
+    // A 100 KB title costs one bounded read and changes nothing else.
+    session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x10+600+100"),
+                                            QStringLiteral("-T"), QString(100000, QLatin1Char('t'))});
     ASSERT_TRUE(E2eSession::waitFor([&] { return session.clientWindows(QStringLiteral("xterm")).size() == 2; }));
     const std::vector<quint32> xterms = session.clientWindows(QStringLiteral("xterm"));
     QProcess* wharf = session.startWharf();
@@ -64,18 +93,38 @@ TEST(WindowControl, MinimizedWindowsBecomeTilesAndActivatingOneRestoresIt)
     ASSERT_TRUE(dock);
     EXPECT_TRUE(windowTiles(client).isEmpty()) << "nothing is minimized yet";
 
-    // Each minimized window gets its own tile, after the items and before the Trash.
-    session.xdotool({QStringLiteral("windowminimize"), QString::number(xterms[0])});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return windowTiles(client) == QStringList{tileID(xterms[0])}; }))
+    // The xterms form one application, which reports the process of one of them; its window list (for
+    // the context menu) shows that process's window, not minimized.
+    qint64 appPid = 0;
+    ASSERT_TRUE(E2eSession::waitFor([&] {
+        for (const QJsonValue& item : client.items()) {
+            for (quint32 w : xterms) {
+                if (item.toObject()[QStringLiteral("pid")].toInteger() == windowPid(session, w))
+                    appPid = windowPid(session, w);
+            }
+        }
+        return appPid != 0;
+    }));
+    const quint32 first = windowPid(session, xterms[0]) == appPid ? xterms[0] : xterms[1];
+    const quint32 second = first == xterms[0] ? xterms[1] : xterms[0];
+    ASSERT_TRUE(E2eSession::waitFor([&] { return windowsOfItemWithPid(session, client, appPid).contains(tileID(first)); }));
+    EXPECT_FALSE(windowsOfItemWithPid(session, client, appPid).value(tileID(first)));
+
+    // Minimizing it through Wharf gives it a tile, after the items and before the Trash; so does a
+    // window minimized by anyone else.
+    EXPECT_TRUE(QDBusReply<bool>(call(session, QStringLiteral("Minimize"), tileID(first))).value());
+    ASSERT_TRUE(E2eSession::waitFor([&] { return windowTiles(client) == QStringList{tileID(first)}; }))
         << client.docks().front().ids.join(QLatin1Char(' ')).toStdString();
-    session.xdotool({QStringLiteral("windowminimize"), QString::number(xterms[1])});
+    EXPECT_TRUE(windowsOfItemWithPid(session, client, appPid).value(tileID(first))) << "listed as minimized now";
+    session.xdotool({QStringLiteral("windowminimize"), QString::number(second)});
+    // Tiles follow the window manager's client list.
     ASSERT_TRUE(E2eSession::waitFor([&] {
         return windowTiles(client) == QStringList{tileID(xterms[0]), tileID(xterms[1])};
     })) << client.docks().front().ids.join(QLatin1Char(' ')).toStdString();
     const QStringList ids = client.docks().front().ids;
     EXPECT_EQ(ids.indexOf(tileID(xterms[1])), ids.size() - 2);
     for (const auto& other : client.docks())
-        EXPECT_TRUE(other.ids.contains(tileID(xterms[0]))) << "every dock shows the tile";
+        EXPECT_TRUE(other.ids.contains(tileID(first))) << "every dock shows the tile";
 
     // Activating a tile restores that one window and makes it active; its tile goes away.
     EXPECT_TRUE(activate(session, tileID(xterms[0])));
@@ -85,7 +134,50 @@ TEST(WindowControl, MinimizedWindowsBecomeTilesAndActivatingOneRestoresIt)
 
     EXPECT_FALSE(activate(session, tileID(xterms[0]))) << "a restored window has no tile to activate";
     EXPECT_FALSE(activate(session, QStringLiteral("window-nonsense")));
+    EXPECT_FALSE(QDBusReply<bool>(call(session, QStringLiteral("Minimize"), QStringLiteral("window-1"))).value());
     EXPECT_EQ(wharf->state(), QProcess::Running);
+}
+
+TEST(WindowControl, AWindowOfAProcessTheDockHasNoIconForShowsItsOwnIcon)
+{
+    E2eSession session;
+    WHARF_REQUIRE_SESSION(session);
+    // Two processes of one program (one class) form one application, which reports one of them.
+    for (const char* x : {"100", "500"})
+        session.start(QStringLiteral(BAND_CLIENT), {QLatin1String(x), QStringLiteral("100"), QStringLiteral("200"),
+                                                    QStringLiteral("150"), QStringLiteral("--red-icon")});
+    ASSERT_TRUE(E2eSession::waitFor([&] { return session.clientWindows(QStringLiteral("bandclient")).size() == 2; }));
+    const std::vector<quint32> clients = session.clientWindows(QStringLiteral("bandclient"));
+    QProcess* wharf = session.startWharf();
+    ASSERT_NE(wharf, nullptr);
+    DockClient client(session);
+    ASSERT_TRUE(client.settledDock());
+    quint32 other = 0;
+    ASSERT_TRUE(E2eSession::waitFor([&] {
+        for (const QJsonValue& item : client.items()) {
+            const qint64 pid = item.toObject()[QStringLiteral("pid")].toInteger();
+            if (pid == windowPid(session, clients[0]))
+                other = clients[1];
+            else if (pid == windowPid(session, clients[1]))
+                other = clients[0];
+        }
+        return other != 0;
+    }));
+
+    session.xdotool({QStringLiteral("windowminimize"), QString::number(other)});
+    ASSERT_TRUE(E2eSession::waitFor([&] { return windowTiles(client) == QStringList{tileID(other)}; }));
+    const auto dock = client.settledDock();
+    ASSERT_TRUE(dock);
+    const QRectF tile = dock->tiles[dock->ids.indexOf(tileID(other))];
+    const QImage shot = session.screenshot();
+    int red = 0, total = 0;
+    for (int y = int(tile.center().y()) - 6; y <= int(tile.center().y()) + 6; ++y) {
+        for (int x = int(tile.center().x()) - 6; x <= int(tile.center().x()) + 6; ++x, ++total) {
+            const QColor c = shot.pixelColor(x, y);
+            red += c.red() > 200 && c.green() < 60 && c.blue() < 60;
+        }
+    }
+    EXPECT_GT(red, total / 2) << "the tile shows the window's red icon, not a generic one";
 }
 
 } // namespace

@@ -25,6 +25,14 @@ using wharf::e2e::E2eSession;
 
 namespace {
 
+// Passes on success, else fails with the workspace's reason.
+::testing::AssertionResult succeeded(const wharf::Status& status)
+{
+    if (status.ok())
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << status.error().message.toStdString();
+}
+
 // Collects the startup-notification messages broadcast on the root window.
 class StartupMessages {
 public:
@@ -98,6 +106,8 @@ protected:
         recorder = session->writeDesktopEntry(
             "recorder.desktop", "[Desktop Entry]\nType=Application\nName=Recorder\nExec=" + recorderScript
                                     + " %U\nMimeType=inode/directory;text/plain;\nStartupNotify=true\n");
+        session->writeDesktopEntry("other-files.desktop", "[Desktop Entry]\nType=Application\nName=Other Files\n"
+                                                          "Exec=true %U\nMimeType=inode/directory;\n");
         session->setDefaultApplication("inode/directory", "recorder.desktop");
         session->setDefaultApplication("text/plain", "recorder.desktop");
         session->setDefaultApplication("x-scheme-handler/https", "recorder.desktop");
@@ -154,8 +164,7 @@ protected:
 TEST_F(LiveWorkspace, LaunchedEntryRunsUnderThatEntryThroughItsWrapperScript)
 {
     StartupMessages startup(session->display());
-    QString error;
-    ASSERT_TRUE(workspace->launchApplication(wrappedClock, {}, &error)) << error.toStdString();
+    ASSERT_TRUE(succeeded(workspace->launchApplication(wrappedClock, {})));
     ASSERT_TRUE(waitFor([&] { return byIdentifier("wrapped-clock") != nullptr; }))
         << "the clock never showed up under its entry";
     // xclock never completes its own startup; the dock ends the busy feedback once it shows.
@@ -172,7 +181,7 @@ TEST_F(LiveWorkspace, LaunchedEntryRunsUnderThatEntryThroughItsWrapperScript)
     EXPECT_GT(app->processIdentifier, 0);
     EXPECT_TRUE(receivedAny(WorkspaceNotification::didLaunchApplication));
 
-    ASSERT_TRUE(workspace->terminate(*app, &error)) << error.toStdString();
+    ASSERT_TRUE(succeeded(workspace->terminate(*app)));
     EXPECT_TRUE(waitFor([&] { return byIdentifier("wrapped-clock") == nullptr; }));
 }
 
@@ -193,25 +202,35 @@ TEST_F(LiveWorkspace, LocationsAndFilesOpenWithTheirApplications)
         return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
     };
 
-    QString error;
-    ASSERT_TRUE(workspace->openLocation(folder, &error)) << error.toStdString();
+    ASSERT_TRUE(succeeded(workspace->openLocation(folder)));
     EXPECT_TRUE(waitFor([&] { return opened().contains(folder); })) << opened().toStdString();
 
     const QString note = session->home() + "/a note.txt";
-    ASSERT_TRUE(workspace->launchApplication(recorder, {note}, &error)) << error.toStdString();
+    ASSERT_TRUE(succeeded(workspace->launchApplication(recorder, {note})));
     EXPECT_TRUE(waitFor([&] { return opened().contains(note); })) << opened().toStdString();
     // Startup notification: the program is told its own startup id.
     EXPECT_TRUE(opened().contains(QRegularExpression("(^|\\n)wharf-\\d+-\\d+_TIME0\\|" + QRegularExpression::escape(note))))
         << opened().toStdString();
 
-    EXPECT_FALSE(workspace->openLocation(session->home() + "/missing.nothing", &error));
-    EXPECT_TRUE(error.contains("missing.nothing")) << error.toStdString();
+    const wharf::Status missing = workspace->openLocation(session->home() + "/missing.nothing");
+    ASSERT_FALSE(missing.ok());
+    EXPECT_TRUE(missing.error().message.contains("missing.nothing")) << missing.error().message.toStdString();
+}
+
+TEST_F(LiveWorkspace, ANewDefaultFileManagerIsSeenOnceTheDesktopSaysSo)
+{
+    ASSERT_EQ(workspace->fileManagerLocation(), recorder);
+    const QString other = session->dataHome() + "/applications/other-files.desktop";
+    session->setDefaultApplication("inode/directory", "other-files.desktop");
+    EXPECT_TRUE(waitFor([&] { return workspace->fileManagerLocation() == other; }))
+        << workspace->fileManagerLocation().value_or("none").toStdString();
+    session->setDefaultApplication("inode/directory", "recorder.desktop");
+    EXPECT_TRUE(waitFor([&] { return workspace->fileManagerLocation() == recorder; }));
 }
 
 TEST_F(LiveWorkspace, DBusActivatableEntryIsStartedByTheBus)
 {
-    QString error;
-    ASSERT_TRUE(workspace->launchApplication(activatable, {}, &error)) << error.toStdString();
+    ASSERT_TRUE(succeeded(workspace->launchApplication(activatable, {})));
     EXPECT_TRUE(session->waitForClientWindow("bybus", 15000)) << "the bus did not start the service";
     EXPECT_TRUE(session->clientWindows("notbybus").empty()) << "launched by Exec instead of the bus";
     session->xdotool({"search", "--classname", "bybus", "windowkill"});
@@ -228,9 +247,9 @@ TEST_F(LiveWorkspace, EntriesThatCannotRunAreRefusedWithAReason)
         {session->dataHome() + "/applications/none.desktop", "does not exist"},
     };
     for (const auto& row : rows) {
-        QString error;
-        EXPECT_FALSE(workspace->launchApplication(row.path, {}, &error));
-        EXPECT_TRUE(error.contains(row.reason)) << error.toStdString();
+        const wharf::Status status = workspace->launchApplication(row.path);
+        ASSERT_FALSE(status.ok()) << row.path.toStdString();
+        EXPECT_TRUE(status.error().message.contains(row.reason)) << status.error().message.toStdString();
     }
 }
 
@@ -252,13 +271,12 @@ TEST_F(LiveWorkspace, ActionsReachTheWindowsAndEventsReportThem)
         << "two processes, one application";
     EXPECT_EQ(byIdentifier("test-terminal")->bundleLocation, QFileInfo(terminal).filePath());
 
-    QString error;
     received.clear();
     // A window openbox has only just focused may still drop an iconify request, so ask
     // again while waiting; the request itself is harmless to repeat.
     EXPECT_TRUE(E2eSession::waitFor(
         [&] {
-            EXPECT_TRUE(workspace->hide(*byIdentifier("test-terminal"), &error)) << error.toStdString();
+            EXPECT_TRUE(succeeded(workspace->hide(*byIdentifier("test-terminal"))));
             return E2eSession::waitFor([&] { return byIdentifier("test-terminal")->isHidden; }, 300);
         },
         10000));
@@ -267,7 +285,7 @@ TEST_F(LiveWorkspace, ActionsReachTheWindowsAndEventsReportThem)
     EXPECT_TRUE(receivedAny(WorkspaceNotification::didHideApplication));
 
     received.clear();
-    ASSERT_TRUE(workspace->activate(*byIdentifier("test-terminal"), &error)) << error.toStdString();
+    ASSERT_TRUE(succeeded(workspace->activate(*byIdentifier("test-terminal"))));
     EXPECT_TRUE(waitFor([&] {
         const auto app = byIdentifier("test-terminal");
         return !app->isHidden && app->isActive;
@@ -277,19 +295,20 @@ TEST_F(LiveWorkspace, ActionsReachTheWindowsAndEventsReportThem)
     EXPECT_TRUE(receivedAny(WorkspaceNotification::didUnhideApplication)
                 || receivedAny(WorkspaceNotification::didActivateApplication));
 
-    ASSERT_TRUE(workspace->hide(*byIdentifier("test-terminal"), &error));
+    ASSERT_TRUE(succeeded(workspace->hide(*byIdentifier("test-terminal"))));
     ASSERT_TRUE(waitFor([&] { return byIdentifier("test-terminal")->isHidden; }));
-    ASSERT_TRUE(workspace->unhide(*byIdentifier("test-terminal"), &error)) << error.toStdString();
+    ASSERT_TRUE(succeeded(workspace->unhide(*byIdentifier("test-terminal"))));
     EXPECT_TRUE(waitFor([&] { return !byIdentifier("test-terminal")->isHidden; }));
 
     received.clear();
     const RunningApplication before = *byIdentifier("test-terminal");
-    ASSERT_TRUE(workspace->terminate(before, &error)) << error.toStdString();
+    ASSERT_TRUE(succeeded(workspace->terminate(before)));
     EXPECT_TRUE(waitFor([&] { return byIdentifier("test-terminal") == nullptr; }));
     EXPECT_TRUE(waitFor([&] { return first->state() == QProcess::NotRunning; })) << "xterm ignored the close";
     EXPECT_TRUE(receivedAny(WorkspaceNotification::didTerminateApplication));
-    EXPECT_FALSE(workspace->activate(before, &error)) << "acting on a program that quit";
-    EXPECT_TRUE(error.contains("no longer running")) << error.toStdString();
+    const wharf::Status gone = workspace->activate(before);
+    ASSERT_FALSE(gone.ok()) << "acting on a program that quit";
+    EXPECT_TRUE(gone.error().message.contains("no longer running")) << gone.error().message.toStdString();
 }
 
 TEST_F(LiveWorkspace, ClassSetAfterMappingIsMatchedAgain)
@@ -324,6 +343,77 @@ TEST_F(LiveWorkspace, WindowsVanishingWhileScanningAreDropped)
         return find([](const auto& a) { return a.localizedName == "XClock"; }) == nullptr;
     }));
     EXPECT_FALSE(workspace->connection().lost());
+}
+
+TEST_F(LiveWorkspace, OldClientsShowTheirOwnIconPixmaps)
+{
+    // Neither has an entry or _NET_WM_ICON; each sets a WM_HINTS icon bitmap and mask.
+    // Copies, so that no entry here claims them by their program.
+    const QString clockCopy = session->root() + "/oldclock";
+    const QString eyesCopy = session->root() + "/oldeyes";
+    ASSERT_TRUE(QFile::copy("/usr/bin/xclock", clockCopy));
+    ASSERT_TRUE(QFile::copy("/usr/bin/xeyes", eyesCopy));
+    QProcess* clockProcess = session->start(clockCopy, {"-geometry", "60x60+100+400"});
+    QProcess* eyesProcess = session->start(eyesCopy, {"-geometry", "60x60+200+400"});
+    auto byName = [&](const QString& name) {
+        return find([&](const RunningApplication& a) { return a.localizedName == name; });
+    };
+    ASSERT_TRUE(waitFor([&] { return byName("XClock") && byName("XEyes"); }));
+    auto image = [](const QIcon& icon) { return icon.pixmap(32).toImage().convertToFormat(QImage::Format_ARGB32); };
+    const QImage clock = image(byName("XClock")->icon);
+    const QImage eyes = image(byName("XEyes")->icon);
+    ASSERT_FALSE(clock.isNull());
+    ASSERT_FALSE(eyes.isNull());
+    EXPECT_NE(clock, eyes);
+    EXPECT_NE(clock, image(QIcon::fromTheme("application-x-executable")));
+    // The mask leaves the corners of both icons transparent, and the bitmap draws something.
+    for (const QImage& icon : {clock, eyes}) {
+        EXPECT_EQ(qAlpha(icon.pixel(0, 0)), 0);
+        bool opaque = false;
+        for (int y = 0; y < icon.height() && !opaque; ++y)
+            for (int x = 0; x < icon.width() && !opaque; ++x)
+                opaque = qAlpha(icon.pixel(x, y)) == 255;
+        EXPECT_TRUE(opaque);
+    }
+    E2eSession::stop(clockProcess);
+    E2eSession::stop(eyesProcess);
+}
+
+TEST_F(LiveWorkspace, WatchedLocationsAndEntriesReportChanges)
+{
+    const QString folder = session->home() + "/Pinned Folder";
+    const QString file = session->home() + "/pinned.txt";
+    ASSERT_TRUE(QDir().mkpath(folder));
+    workspace->watchLocations({folder, file});
+    auto changed = [&] { return receivedAny(WorkspaceNotification::didChangeLocations); };
+    auto write = [](const QString& path, const QByteArray& text) {
+        QFile out(path);
+        return out.open(QIODevice::WriteOnly) && out.write(text) == text.size();
+    };
+
+    const struct {
+        const char* name;
+        std::function<bool()> change;
+    } rows[] = {
+        {"pinnedFileCreated", [&] { return write(file, "one"); }},
+        {"pinnedFileRenamedAway", [&] { return QFile::rename(file, file + ".old"); }},
+        {"pinnedFileRenamedBack", [&] { return QFile::rename(file + ".old", file); }},
+        {"pinnedFileRemoved", [&] { return QFile::remove(file); }},
+        {"fileAddedToPinnedFolder", [&] { return write(folder + "/inside.txt", "x"); }},
+        {"pinnedFolderRemoved", [&] { return QDir(folder).removeRecursively(); }},
+        {"pinnedFolderMadeAgain", [&] { return QDir().mkpath(folder); }},
+        {"fileAddedToTheNewFolder", [&] { return write(folder + "/again.txt", "x"); }},
+        {"desktopEntryInstalled",
+         [&] {
+             return !session->writeDesktopEntry("late.desktop", "[Desktop Entry]\nType=Application\nName=Late\nExec=true\n")
+                         .isEmpty();
+         }},
+    };
+    for (const auto& row : rows) {
+        received.clear();
+        ASSERT_TRUE(row.change()) << row.name;
+        EXPECT_TRUE(waitFor(changed)) << row.name;
+    }
 }
 
 TEST_F(LiveWorkspace, LostServerConnectionIsReportedAndEndsTheEventLoop)

@@ -229,6 +229,17 @@ TEST_F(DockModelTest, PinnedAppMatchedByDesktopIdAppearsOnce)
     EXPECT_EQ(model->items()[1].runningApplication->processIdentifier, 10);
 }
 
+TEST_F(DockModelTest, ProgramsWithoutAPidAreNotOneProcess)
+{
+    storePins({{path("a.desktop"), Kind::application, "A"}});
+    const auto model = makeModel();
+    workspace.launch(FakeWorkspace::app("A", std::nullopt, path("a.desktop")));
+    workspace.launch(FakeWorkspace::app("B", std::nullopt, path("b.desktop")));
+    workspace.launch(FakeWorkspace::app("C", std::nullopt, path("c.desktop")));
+    EXPECT_EQ(titles(*model), QStringList({"Files", "A", "B", "C", "Trash"}));
+    EXPECT_FALSE(model->items()[1].runningApplication->processIdentifier);
+}
+
 TEST_F(DockModelTest, ChangeDetection)
 {
     std::optional<QString> badge;

@@ -69,7 +69,7 @@ std::vector<MatchCase> matchCases()
     {
         WindowMetadata w = windowWithClass(QStringLiteral("crx_abcdefghijklmnop"), QStringLiteral("Chromium"));
         w.launchedDesktopFile = applications + QStringLiteral("chromium.desktop");
-        w.launchedDesktopFilePid = w.pid;
+        w.launchedDesktopFilePid = *w.pid;
         w.executable = QStringLiteral("/usr/lib/chromium/chromium");
         add("webAppByStartupWMClassDespiteBrowserHint", w, "chrome-abcdefghijklmnop-Default", Via::webApp);
     }
@@ -95,7 +95,7 @@ std::vector<MatchCase> matchCases()
     {
         WindowMetadata w = windowWithClass(QStringLiteral("steam_app_999"), QStringLiteral("Steam_App_999"));
         w.launchedDesktopFile = applications + QStringLiteral("steam.desktop");
-        w.launchedDesktopFilePid = w.pid;
+        w.launchedDesktopFilePid = *w.pid;
         add("steamGameWithoutEntryNotSteam", w, "", Via::unmatched, "wmclass:steam_app_999");
     }
     add("steamClientItself", windowWithClass(QStringLiteral("steamwebhelper"), QStringLiteral("Steam")), "steam",
@@ -336,6 +336,8 @@ TEST(ProcessFiles, OddContentsParseOrGiveNothing)
     const QByteArray stat = "1234 (evil) S 99 (x) R 77 1 1 0 -1 4194560 0 0 0 0 0 0 0 0 20 0 1 0 555555 0 0";
     EXPECT_EQ(parentFromStat(stat), 77);
     EXPECT_FALSE(parentFromStat("garbage"));
+    EXPECT_EQ(startTimeFromStat(stat), 555555u);
+    EXPECT_FALSE(startTimeFromStat("1234 (short) S 1 2 3"));
 
     EXPECT_EQ(snapFromCgroup("0::/user.slice/user-1000.slice/user@1000.service/app.slice/"
                              "snap.firefox.firefox-1f2e8a90-22c1-4ad7-b3f5-0d5e6f7a8b9c.scope\n"),

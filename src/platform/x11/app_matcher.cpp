@@ -472,8 +472,8 @@ MatchResult matchWindow(const WindowMetadata& window, const DesktopEntryIndex& i
         unmatched.groupKey = QStringLiteral("exe:") + window.executable;
     else if (!window.commandLine.isEmpty())
         unmatched.groupKey = QStringLiteral("exe:") + window.commandLine.first();
-    else if (window.pid > 0)
-        unmatched.groupKey = QStringLiteral("pid:") + QString::number(window.pid);
+    else if (window.pid)
+        unmatched.groupKey = QStringLiteral("pid:") + QString::number(*window.pid);
     else
         unmatched.groupKey = QStringLiteral("window:") + QString::number(window.window, 16);
     return unmatched;

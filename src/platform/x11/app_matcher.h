@@ -14,7 +14,7 @@ namespace wharf {
 // properties and /proc by the workspace; the matcher never reads anything itself.
 struct WindowMetadata {
     quint32 window = 0;
-    pid_t pid = 0;
+    std::optional<pid_t> pid;               // none when the window names no process
     std::vector<pid_t> ancestors;           // parent, grandparent, ... of `pid`
     QString wmInstance;                     // WM_CLASS, first string
     QString wmClass;                        // WM_CLASS, second string

@@ -136,4 +136,30 @@ bool DashToDockNativeDock::synchronize()
 
 std::optional<QString> DashToDockNativeDock::restart() { return std::nullopt; }
 
+QStringList DashToDockNativeDock::favoriteApplications() const
+{
+    // Looked up first: g_settings_new() on a missing schema aborts the process.
+    GSettingsSchemaSource* source = g_settings_schema_source_get_default();
+    g_autoptr(GSettingsSchema) shell = source ? g_settings_schema_source_lookup(source, shellSchemaId, TRUE) : nullptr;
+    if (!shell || !g_settings_schema_has_key(shell, "favorite-apps"))
+        return {};
+    g_autoptr(GSettingsSchemaKey) key = g_settings_schema_get_key(shell, "favorite-apps");
+    if (!g_variant_type_equal(g_settings_schema_key_get_value_type(key), G_VARIANT_TYPE_STRING_ARRAY))
+        return {};
+    g_autoptr(GSettings) settings = g_settings_new_full(shell, nullptr, nullptr);
+    g_auto(GStrv) ids = g_settings_get_strv(settings, "favorite-apps");
+    QStringList out;
+    for (gchar** id = ids; id && *id; ++id)
+        out << QString::fromUtf8(*id);
+    return out;
+}
+
+QStringList DashToDockNativeDock::settingsCommand() const
+{
+    g_autofree gchar* program = g_find_program_in_path("gnome-extensions");
+    if (!program || !isInstalled())
+        return {};
+    return {QString::fromUtf8(program), QStringLiteral("prefs"), QString::fromLatin1(extensionUuid)};
+}
+
 } // namespace wharf

@@ -14,6 +14,8 @@ namespace wharf {
 class DashToDockNativeDock final : public NativeDock {
 public:
     static constexpr const char* schemaId = "org.gnome.shell.extensions.dash-to-dock";
+    static constexpr const char* shellSchemaId = "org.gnome.shell";
+    static constexpr const char* extensionUuid = "dash-to-dock@micxgx.gmail.com";
 
     // The keys and values that keep the dock out of sight: not fixed, auto-hidden, not dodging
     // windows, the longest show delay, and a push against the screen edge required to show it.
@@ -31,6 +33,10 @@ public:
     bool reset(const QString& key) override;
     bool synchronize() override;
     std::optional<QString> restart() override;
+    // GNOME Shell's favourites, which Dash to Dock shows as its pinned tiles.
+    QStringList favoriteApplications() const override;
+    // Dash to Dock's preferences dialog, when gnome-extensions is installed.
+    QStringList settingsCommand() const override;
 
 private:
     struct SchemaUnref {

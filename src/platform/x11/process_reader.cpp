@@ -50,6 +50,16 @@ std::optional<pid_t> parentFromStat(const QByteArray& stat)
     return ok && parent >= 0 ? std::optional<pid_t>(static_cast<pid_t>(parent)) : std::nullopt;
 }
 
+std::optional<quint64> startTimeFromStat(const QByteArray& stat)
+{
+    const auto fields = fieldsAfterCommand(stat);
+    if (fields.size() < 20)
+        return std::nullopt;
+    bool ok = false;
+    const quint64 ticks = fields.at(19).toULongLong(&ok);
+    return ok ? std::optional<quint64>(ticks) : std::nullopt;
+}
+
 QStringList splitNulSeparated(const QByteArray& data)
 {
     QStringList parts;
@@ -98,6 +108,7 @@ ProcessInfo readProcessInfo(pid_t pid)
     if (info.executable.endsWith(QLatin1String(" (deleted)")))
         info.executable.chop(10);
     info.commandLine = splitNulSeparated(readSmallFile(procPath(pid, "cmdline")));
+    info.startTime = startTimeFromStat(readSmallFile(procPath(pid, "stat")));
     for (const QByteArray& variable : readSmallFile(procPath(pid, "environ")).split('\0')) {
         if (variable.startsWith("GIO_LAUNCHED_DESKTOP_FILE="))
             info.launchedDesktopFile = QString::fromLocal8Bit(variable.mid(26));

@@ -19,6 +19,7 @@ struct ProcessInfo {
     QString snapApp;
     QString executable;
     QStringList commandLine;
+    std::optional<quint64> startTime;   // clock ticks after boot; orders programs by age
 };
 
 ProcessInfo readProcessInfo(pid_t pid);
@@ -26,6 +27,7 @@ void applyProcessInfo(const ProcessInfo& info, WindowMetadata& metadata);
 
 // Parsers over file contents, kept apart so odd contents can be tested.
 std::optional<pid_t> parentFromStat(const QByteArray& stat);   // field 4, read after the last ')'
+std::optional<quint64> startTimeFromStat(const QByteArray& stat); // field 22
 QStringList splitNulSeparated(const QByteArray& data);
 std::pair<QString, QString> snapFromCgroup(const QByteArray& cgroup); // snap name and app
 QString flatpakIdFromInfo(const QByteArray& flatpakInfo);

@@ -49,8 +49,34 @@ std::vector<xcb_rectangle_t> rectangles(const QRegion& region, qreal scale)
 
 struct X11DockWindow::Atoms {
     xcb_atom_t windowType, windowTypeDock, state, stateAbove, stateSticky, stateSkipTaskbar,
-        stateSkipPager, desktop, strutPartial, strut, activeWindow;
+        stateSkipPager, desktop, strutPartial, strut, activeWindow, wmProtocols, wmTakeFocus, clientList, workArea;
 };
+
+namespace {
+
+// Qt lists WM_TAKE_FOCUS for every window; a window that takes no input must not, or window
+// managers mark it focused (xfwm4) or demanding attention (mutter).
+void advertiseTakeFocus(xcb_connection_t* connection, xcb_window_t window, const X11DockWindow::Atoms& atoms,
+                        bool takes)
+{
+    const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+        connection, xcb_get_property(connection, 0, window, atoms.wmProtocols, XCB_ATOM_ATOM, 0, 32), nullptr));
+    std::vector<xcb_atom_t> protocols;
+    if (reply && reply->format == 32) {
+        const auto* values = static_cast<const xcb_atom_t*>(xcb_get_property_value(reply.get()));
+        const int count = xcb_get_property_value_length(reply.get()) / 4;
+        for (int i = 0; i < count; ++i) {
+            if (values[i] != atoms.wmTakeFocus)
+                protocols.push_back(values[i]);
+        }
+    }
+    if (takes)
+        protocols.push_back(atoms.wmTakeFocus);
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, atoms.wmProtocols, XCB_ATOM_ATOM, 32,
+                        static_cast<uint32_t>(protocols.size()), protocols.data());
+}
+
+} // namespace
 
 namespace {
 
@@ -60,14 +86,21 @@ class X11DockWindowPlatform final : public QObject, public DockWindowPlatform {
 public:
     X11DockWindowPlatform(QWidget& widget, xcb_connection_t* connection, xcb_window_t root,
                           const X11DockWindow::Atoms& atoms, CallbackList<bool>& compositingChanged,
-                          bool compositing)
-        : widget(&widget), connection(connection), root(root), atoms(atoms), compositing(compositing)
+                          bool compositing, std::weak_ptr<std::set<xcb_window_t>> ownWindows)
+        : widget(&widget), connection(connection), root(root), atoms(atoms), compositing(compositing),
+          id(static_cast<xcb_window_t>(widget.winId())), ownWindows(std::move(ownWindows))
     {
         compositingSubscription = compositingChanged.add([this](bool on) {
             this->compositing = on;
             applyShapes();
         });
         widget.windowHandle()->installEventFilter(this);
+    }
+
+    ~X11DockWindowPlatform() override
+    {
+        if (const auto own = ownWindows.lock())
+            own->erase(id);
     }
 
     void setInputRegion(const QRegion& region) override
@@ -104,6 +137,7 @@ public:
         hints[1] = accepts ? 1u : 0u;
         xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window(), XCB_ATOM_WM_HINTS, XCB_ATOM_WM_HINTS,
                             32, 9, hints);
+        advertiseTakeFocus(connection, window(), atoms, accepts);
         if (accepts) {
             // Qt will not activate a window flagged as taking no focus; ask the window manager
             // directly, as a pager would (source 2), so that keys reach the dock.
@@ -194,6 +228,8 @@ private:
     QRegion visibleRegion;
     bool compositing;
     bool shaped = false;
+    xcb_window_t id;
+    std::weak_ptr<std::set<xcb_window_t>> ownWindows;
 };
 
 } // namespace
@@ -249,6 +285,10 @@ X11DockWindow::X11DockWindow(xcb_connection_t* connection, xcb_window_t root, in
     atoms->strutPartial = intern(connection, "_NET_WM_STRUT_PARTIAL");
     atoms->strut = intern(connection, "_NET_WM_STRUT");
     atoms->activeWindow = intern(connection, "_NET_ACTIVE_WINDOW");
+    atoms->wmProtocols = intern(connection, "WM_PROTOCOLS");
+    atoms->wmTakeFocus = intern(connection, "WM_TAKE_FOCUS");
+    atoms->clientList = intern(connection, "_NET_CLIENT_LIST");
+    atoms->workArea = intern(connection, "_NET_WORKAREA");
     compositorSelection = intern(connection, QByteArray("_NET_WM_CM_S" + QByteArray::number(screenNumber)).constData());
 
     // Qt's xcb backend already asks XFixes for owner changes of this selection; we only need to
@@ -260,6 +300,7 @@ X11DockWindow::X11DockWindow(xcb_connection_t* connection, xcb_window_t root, in
         xfixesFirstEvent = extension->first_event;
 
     updateCompositing();
+    updateStruts();
     qApp->installNativeEventFilter(this);
 }
 
@@ -290,9 +331,11 @@ std::unique_ptr<DockWindowPlatform> X11DockWindow::attach(QWidget& window)
     const xcb_atom_t states[] = {atoms->stateAbove, atoms->stateSticky, atoms->stateSkipTaskbar,
                                  atoms->stateSkipPager};
     xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, atoms->state, XCB_ATOM_ATOM, 32, 4, states);
+    advertiseTakeFocus(connection, id, *atoms, false);
     xcb_flush(connection);
+    ownWindows->insert(id);
     return std::make_unique<X11DockWindowPlatform>(window, connection, root, *atoms, compositingChanged,
-                                                   compositing);
+                                                   compositing, ownWindows);
 }
 
 bool X11DockWindow::nativeEventFilter(const QByteArray& eventType, void* message, qintptr*)
@@ -306,12 +349,117 @@ bool X11DockWindow::nativeEventFilter(const QByteArray& eventType, void* message
         const auto* words = reinterpret_cast<const uint32_t*>(event);
         if (words[3] == compositorSelection)
             updateCompositing();
+    } else if (type == XCB_PROPERTY_NOTIFY) {
+        // Window managers rewrite the work area whenever a strut comes, goes or changes.
+        const auto* property = reinterpret_cast<const xcb_property_notify_event_t*>(event);
+        if (property->window == root && (property->atom == atoms->workArea || property->atom == atoms->clientList))
+            updateStruts();
     } else if (type == XCB_DESTROY_NOTIFY) {
         const auto* destroy = reinterpret_cast<const xcb_destroy_notify_event_t*>(event);
         if (destroy->window == compositorOwner && compositorOwner != XCB_WINDOW_NONE)
             updateCompositing();
     }
     return false;
+}
+
+void X11DockWindow::updateStruts()
+{
+    if (const Reply<xcb_get_geometry_reply_t> geometry(
+            xcb_get_geometry_reply(connection, xcb_get_geometry(connection, root), nullptr));
+        geometry) {
+        rootWidth = geometry->width;
+        rootHeight = geometry->height;
+    }
+    // Managed clients, and the window manager's own panels, which it may frame as well (icewm's
+    // task bar is three levels below the root): the top three levels of the tree.
+    std::vector<xcb_window_t> windows;
+    std::vector<xcb_window_t> level{root};
+    for (int depth = 0; depth < 3 && !level.empty(); ++depth) {
+        std::vector<xcb_query_tree_cookie_t> cookies;
+        cookies.reserve(level.size());
+        for (const xcb_window_t w : level)
+            cookies.push_back(xcb_query_tree(connection, w));
+        level.clear();
+        for (const auto cookie : cookies) {
+            const Reply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(connection, cookie, nullptr));
+            if (!tree)
+                continue;
+            const auto* children = xcb_query_tree_children(tree.get());
+            level.insert(level.end(), children, children + xcb_query_tree_children_length(tree.get()));
+        }
+        windows.insert(windows.end(), level.begin(), level.end());
+    }
+    const Reply<xcb_get_property_reply_t> clients(xcb_get_property_reply(
+        connection, xcb_get_property(connection, 0, root, atoms->clientList, XCB_ATOM_WINDOW, 0, 4096), nullptr));
+    if (clients && clients->format == 32) {
+        const auto* ids = static_cast<const xcb_window_t*>(xcb_get_property_value(clients.get()));
+        windows.insert(windows.end(), ids, ids + xcb_get_property_value_length(clients.get()) / 4);
+    }
+    std::sort(windows.begin(), windows.end());
+    windows.erase(std::unique(windows.begin(), windows.end()), windows.end());
+    std::erase_if(windows, [this](xcb_window_t w) { return ownWindows->count(w) > 0; });
+
+    // Ask for all of them before reading any reply: one round trip, not one per window.
+    std::vector<std::pair<xcb_get_property_cookie_t, xcb_get_property_cookie_t>> cookies;
+    cookies.reserve(windows.size());
+    for (const xcb_window_t w : windows)
+        cookies.emplace_back(xcb_get_property(connection, 0, w, atoms->strutPartial, XCB_ATOM_CARDINAL, 0, 12),
+                             xcb_get_property(connection, 0, w, atoms->strut, XCB_ATOM_CARDINAL, 0, 4));
+    std::vector<Strut> found;
+    for (const auto& [partialCookie, plainCookie] : cookies) {
+        const Reply<xcb_get_property_reply_t> partial(xcb_get_property_reply(connection, partialCookie, nullptr));
+        const Reply<xcb_get_property_reply_t> plain(xcb_get_property_reply(connection, plainCookie, nullptr));
+        Strut strut{};
+        const auto read = [&strut](const xcb_get_property_reply_t* reply, int count) {
+            if (!reply || reply->format != 32 || xcb_get_property_value_length(reply) < count * 4)
+                return false;
+            std::memcpy(strut.data(), xcb_get_property_value(reply), std::size_t(count) * 4);
+            return true;
+        };
+        if (!read(partial.get(), 12)) {
+            if (!read(plain.get(), 4))
+                continue;
+            // A plain strut spans the whole edge.
+            for (int i = 4; i < 12; i += 2) {
+                strut[std::size_t(i)] = 0;
+                strut[std::size_t(i) + 1] = 0xFFFFFFFF;
+            }
+        }
+        if (strut[0] || strut[1] || strut[2] || strut[3])
+            found.push_back(strut);
+    }
+    std::sort(found.begin(), found.end());
+    if (found == struts)
+        return;
+    struts = std::move(found);
+    qCInfo(lcDockWindow, "Other programs reserve %d screen edge(s)", int(struts.size()));
+    availableAreaChanged.notify();
+}
+
+QRect X11DockWindow::availableArea(const QRect& display) const
+{
+    const qreal scale = qApp->devicePixelRatio();
+    const QRect pixels(QPoint(qRound(display.left() * scale), qRound(display.top() * scale)),
+                       QSize(qRound(display.width() * scale), qRound(display.height() * scale)));
+    int left = pixels.left(), top = pixels.top(), right = pixels.right() + 1, bottom = pixels.bottom() + 1;
+    const auto overlaps = [](uint32_t start, uint32_t end, int from, int to) {
+        return qint64(start) < to && qint64(end) >= from;
+    };
+    for (const Strut& s : struts) {
+        // left, right, top, bottom, then start/end pairs for each edge in the same order.
+        if (s[0] && overlaps(s[4], s[5], pixels.top(), pixels.bottom() + 1) && int(s[0]) > pixels.left())
+            left = std::max(left, int(s[0]));
+        if (s[1] && overlaps(s[6], s[7], pixels.top(), pixels.bottom() + 1) && rootWidth - int(s[1]) < right)
+            right = std::min(right, rootWidth - int(s[1]));
+        if (s[2] && overlaps(s[8], s[9], pixels.left(), pixels.right() + 1) && int(s[2]) > pixels.top())
+            top = std::max(top, int(s[2]));
+        if (s[3] && overlaps(s[10], s[11], pixels.left(), pixels.right() + 1) && rootHeight - int(s[3]) < bottom)
+            bottom = std::min(bottom, rootHeight - int(s[3]));
+    }
+    if (right <= left || bottom <= top)
+        return display;
+    return QRect(QPoint(qRound(left / scale), qRound(top / scale)),
+                 QPoint(qRound(right / scale) - 1, qRound(bottom / scale) - 1));
 }
 
 void X11DockWindow::updateCompositing()

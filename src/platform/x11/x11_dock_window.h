@@ -7,7 +7,10 @@
 
 #include <xcb/xcb.h>
 
+#include <array>
 #include <memory>
+#include <set>
+#include <vector>
 
 namespace wharf {
 
@@ -26,14 +29,19 @@ public:
 
     std::unique_ptr<DockWindowPlatform> attach(QWidget& window) override;
     bool isCompositing() const override { return compositing; }
+    QRect availableArea(const QRect& display) const override;
 
     bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr* result) override;
 
     struct Atoms;
 
+    // A reserved edge of another program: _NET_WM_STRUT_PARTIAL's twelve values, in root pixels.
+    using Strut = std::array<uint32_t, 12>;
+
 private:
     X11DockWindow(xcb_connection_t* connection, xcb_window_t root, int screenNumber);
     void updateCompositing();
+    void updateStruts();
 
     xcb_connection_t* connection;
     xcb_window_t root;
@@ -42,6 +50,10 @@ private:
     xcb_window_t compositorOwner = XCB_WINDOW_NONE;
     bool compositing = false;
     int xfixesFirstEvent = -1;
+    std::vector<Strut> struts; // of other programs' windows
+    int rootWidth = 0;
+    int rootHeight = 0;
+    std::shared_ptr<std::set<xcb_window_t>> ownWindows = std::make_shared<std::set<xcb_window_t>>();
 };
 
 } // namespace wharf

@@ -16,6 +16,8 @@ namespace {
 
 // Titles longer than this are cut: a window with a 100 KB title still costs one small read.
 constexpr uint32_t titleWords = 1024;
+// Room for the usual sizes up to 128x128 in one read.
+constexpr uint32_t iconWords = 2 + 128 * 128 + 2 + 64 * 64 + 2 + 48 * 48 + 2 + 32 * 32 + 2 + 16 * 16;
 
 xcb_get_property_cookie_t readProperty(xcb_connection_t* c, xcb_window_t window, xcb_atom_t atom, uint32_t words)
 {
@@ -41,6 +43,34 @@ QByteArray bytes(xcb_get_property_reply_t* reply)
 bool contains(const std::vector<xcb_atom_t>& atoms, xcb_atom_t atom)
 {
     return std::find(atoms.begin(), atoms.end(), atom) != atoms.end();
+}
+
+// The size closest to 64 pixels (the smallest at least that big, else the largest) of a
+// _NET_WM_ICON list of width, height, ARGB pixels; entries that overrun the data end the list.
+QImage bestIcon(xcb_get_property_reply_t* reply)
+{
+    const std::vector<uint32_t> data = values<uint32_t>(reply);
+    std::size_t best = data.size();
+    uint32_t bestSize = 0;
+    for (std::size_t at = 0; at + 2 <= data.size();) {
+        const uint64_t w = data[at], h = data[at + 1];
+        if (w == 0 || h == 0 || w > 1024 || h > 1024 || at + 2 + w * h > data.size())
+            break;
+        const uint32_t size = uint32_t(std::max(w, h));
+        const bool better = best == data.size() || (bestSize < 64 ? size > bestSize : size >= 64 && size < bestSize);
+        if (better) {
+            best = at;
+            bestSize = size;
+        }
+        at += 2 + w * h;
+    }
+    if (best == data.size())
+        return {};
+    const int w = int(data[best]), h = int(data[best + 1]);
+    QImage image(w, h, QImage::Format_ARGB32);
+    for (int y = 0; y < h; ++y)
+        std::copy_n(data.begin() + long(best + 2 + std::size_t(y) * w), w, reinterpret_cast<uint32_t*>(image.scanLine(y)));
+    return image;
 }
 
 class X11WindowReader : public WindowReader {
@@ -112,6 +142,15 @@ public:
             const QList<QByteArray> parts = bytes(classReply.get()).split('\0');
             window.className = QString::fromUtf8(parts.size() > 1 && !parts[1].isEmpty() ? parts[1] : parts.value(0));
             out.push_back(std::move(window));
+        }
+        // Icons only for the windows that become tiles: they are the largest properties read.
+        std::vector<xcb_get_property_cookie_t> icons;
+        for (const ClientWindow& window : out)
+            icons.push_back(window.isMinimized ? readProperty(c, window.id, ewmh->_NET_WM_ICON, iconWords)
+                                               : xcb_get_property_cookie_t{});
+        for (std::size_t i = 0; i < out.size(); ++i) {
+            if (out[i].isMinimized)
+                out[i].icon = bestIcon(xcbReply(xcb_get_property_reply(c, icons[i], nullptr)).get());
         }
         return out;
     }

@@ -2,7 +2,7 @@
 
 #include "platform/workspace.h"
 #include "platform/x11/app_matcher.h"
-#include "platform/x11/process_reader.h"
+#include "platform/x11/application_grouping.h"
 #include "platform/x11/x11_connection.h"
 
 #include <QHash>
@@ -10,14 +10,20 @@
 #include <QTimer>
 
 #include <memory>
-#include <unordered_map>
 
 namespace wharf {
 
-// The running desktop on X11 and GIO: client windows grouped into applications and
-// matched to desktop entries, actions on them, launching, and every event source
-// (X, mounts, installed entries, wake) that tells the model to refresh. Owns all of
-// them; nothing outside it calls X or GIO for the model.
+class GioEventSources;
+class GioFileInfo;
+class X11IconReader;
+class X11Launcher;
+class X11WindowActions;
+class X11WindowTracker;
+
+// The running desktop on X11 and GIO, composed of the window tracker, the window
+// actions, the launcher, file information and the GIO event sources. Turns their
+// events into one notification per event-loop turn; nothing outside it calls X or
+// GIO for the model.
 class X11Workspace : public QObject, public Workspace {
     Q_OBJECT
 public:
@@ -46,83 +52,39 @@ public:
     std::optional<QString> fileManagerLocation() const override;
     std::optional<QString> webBrowserLocation() const override;
     QString ownBundleLocation() const override;
-    bool activate(const RunningApplication& app, QString* error = nullptr) override;
-    bool hide(const RunningApplication& app, QString* error = nullptr) override;
-    bool unhide(const RunningApplication& app, QString* error = nullptr) override;
-    bool terminate(const RunningApplication& app, QString* error = nullptr) override;
-    bool launchApplication(const QString& entryPath, const QStringList& uris = {},
-                           QString* error = nullptr) override;
-    bool openLocation(const QString& path, QString* error = nullptr) override;
+    Status activate(const RunningApplication& app) override;
+    Status hide(const RunningApplication& app) override;
+    Status unhide(const RunningApplication& app) override;
+    Status terminate(const RunningApplication& app) override;
+    Status launchApplication(const QString& entryPath, const QStringList& uris = {}) override;
+    Status openLocation(const QString& path) override;
     void watchLocations(const QStringList& paths) override;
 
-    // For GIO callbacks.
-    void noteMountsChanged(bool mounted);
-    void noteEntriesChanged();
-    void noteWake();
-    void noteLaunched(pid_t pid);
-
 private:
-    struct WindowRecord {
-        WindowMetadata metadata;
-        bool identityDirty = true;  // class, pid, application ids
-        bool stateDirty = true;     // type, state, WM_STATE
-        bool iconDirty = true;
-        bool needsMatch = true;
-        bool regularType = true;
-        bool skipTaskbar = false;
-        bool hidden = false;
-        quint64 focusSequence = 0;  // when it was last the active window
-        QString groupKey;
-        QString entryId;
-        QStringList wmCommand;      // WM_COMMAND, for clients that give no pid
-    };
-    struct GioSources;
-
     void handleEvent(const xcb_generic_event_t* event);
     void scheduleScan();
     void flushNotifications();
-    void readClientList();
-    void readActiveWindow();
-    void readWindowProperties();
-    void matchWindows();
-    void rebuildApplications();
     void rebuildIndex();
-    QIcon windowIcon(xcb_get_property_cookie_t cookie);
-    QIcon entryIcon(const DesktopEntryRecord& entry) const;
-    std::vector<xcb_window_t> windowsOf(const RunningApplication& app, QString* error) const;
-    std::vector<xcb_window_t> stackingOrder();
-    void sendStartupNotification(const QString& id, const DesktopEntryRecord& entry);
-    void sendStartupMessage(const QString& text);
-    void completeStartups();
+    void rebuildApplications();
 
     std::unique_ptr<X11Connection> connection_;
-    std::unique_ptr<GioSources> gio_;
-    CallbackList<const xcb_generic_event_t*>::Subscription events_;
-    CallbackList<>::Subscription lostSubscription_;
     QString error_;
     QStringList ruleErrors_;
     MatchRules rules_;
     DesktopEntryIndex index_;
-    std::unordered_map<xcb_window_t, WindowRecord> windows_;
-    std::vector<xcb_window_t> clientList_;
-    std::unordered_map<pid_t, ProcessInfo> processes_;
-    xcb_window_t activeWindow_ = XCB_WINDOW_NONE;
-    quint64 focusCounter_ = 0;
-    bool clientListDirty_ = true;
-    bool activeDirty_ = true;
+    std::unique_ptr<X11WindowTracker> tracker_;
+    std::unique_ptr<X11WindowActions> actions_;
+    std::unique_ptr<X11IconReader> iconReader_;
+    std::unique_ptr<X11Launcher> launcher_;
+    std::unique_ptr<GioFileInfo> fileInfo_;
+    std::unique_ptr<GioEventSources> gio_;
+    CallbackList<const xcb_generic_event_t*>::Subscription events_;
+    CallbackList<>::Subscription lostSubscription_;
     bool indexDirty_ = false;
     std::vector<RunningApplicationRef> applications_;
-    QHash<QString, QIcon> appIcons_;              // group key -> icon, reused so identity stays
+    QHash<QString, QIcon> appIcons_; // group key -> icon, reused so identity stays
     QTimer scanTimer_;
-    // Notifications gathered since the last flush; one goes out per event-loop turn.
-    bool pendingMount_ = false;
-    bool pendingUnmount_ = false;
-    bool pendingWake_ = false;
-    QStringList watchedLocations_;
-    std::optional<WorkspaceNotification> pendingApplicationChange_;
-    xcb_window_t startupWindow_ = XCB_WINDOW_NONE;
-    quint32 launchCounter_ = 0;
-    QHash<QString, QString> pendingStartups_;     // entry id -> startup id not yet completed
+    TurnEvents pending_; // gathered since the last flush; one notification goes out per turn
 };
 
 } // namespace wharf

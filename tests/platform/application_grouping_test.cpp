@@ -1,0 +1,200 @@
+#include "platform/x11/application_grouping.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace wharf {
+namespace {
+
+WindowFacts window(quint32 id, const QString& key, std::optional<pid_t> pid, std::optional<quint64> start = {})
+{
+    WindowFacts facts;
+    facts.window = id;
+    facts.groupKey = key;
+    facts.pid = pid;
+    facts.startTime = start;
+    facts.executable = QStringLiteral("/usr/bin/") + key;
+    facts.wmClass = key.toUpper();
+    return facts;
+}
+
+QStringList keys(const std::vector<RunningApplication>& apps)
+{
+    QStringList result;
+    for (const auto& app : apps)
+        result << app.key;
+    return result;
+}
+
+struct OrderCase {
+    const char* name;
+    std::vector<WindowFacts> windows;
+    QStringList expected;
+};
+
+void PrintTo(const OrderCase& c, std::ostream* os) { *os << c.name; }
+
+class GroupingOrder : public testing::TestWithParam<OrderCase> {};
+
+// The order must not depend on the window manager's list, which a restart reshuffles:
+// every permutation of the input gives the same applications in the same order.
+TEST_P(GroupingOrder, IsTheSameWhateverTheWindowManagerListOrder)
+{
+    std::vector<WindowFacts> windows = GetParam().windows;
+    std::sort(windows.begin(), windows.end(), [](const auto& a, const auto& b) { return a.window < b.window; });
+    do {
+        EXPECT_EQ(keys(groupApplications(windows, 0)), GetParam().expected);
+    } while (std::next_permutation(windows.begin(), windows.end(),
+                                   [](const auto& a, const auto& b) { return a.window < b.window; }));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, GroupingOrder,
+    testing::Values(
+        OrderCase{"oldestProcessFirst",
+                  {window(1, "c", 30, 300), window(2, "a", 10, 100), window(3, "b", 20, 200)},
+                  {"a", "b", "c"}},
+        OrderCase{"anApplicationIsAsOldAsItsOldestProcess",
+                  {window(1, "a", 10, 500), window(2, "b", 20, 200), window(3, "a", 11, 100)},
+                  {"a", "b"}},
+        OrderCase{"withoutPidAfterAndByLowestWindow",
+                  {window(0x900, "late", std::nullopt), window(0x300, "early", std::nullopt),
+                   window(0x500, "known", 5, 999999)},
+                  {"known", "early", "late"}},
+        OrderCase{"sameStartTimeByLowestWindow",
+                  {window(0x20, "b", 2, 7), window(0x10, "a", 1, 7)},
+                  {"a", "b"}}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(GroupApplications, WindowsOfOneKeyAreOneApplicationWithTheFocusedWindowsProcess)
+{
+    auto first = window(1, "editor", 10, 1);
+    auto second = window(2, "editor", 11, 2);
+    second.focusSequence = 5;
+    second.hidden = true;
+    auto palette = window(3, "editor", 12, 3);
+    palette.regular = false; // not a task bar window: its state does not count
+    const auto apps = groupApplications({first, second, palette}, 2);
+    ASSERT_EQ(apps.size(), 1u);
+    EXPECT_EQ(apps[0].processIdentifier, 11);
+    EXPECT_TRUE(apps[0].isActive);
+    EXPECT_FALSE(apps[0].isHidden) << "one regular window is still shown";
+    EXPECT_TRUE(apps[0].isRegular);
+
+    auto onlyPanel = window(4, "panel", 20, 4);
+    onlyPanel.regular = false;
+    onlyPanel.hidden = true;
+    const auto panel = groupApplications({onlyPanel}, 0);
+    EXPECT_FALSE(panel[0].isRegular);
+    EXPECT_TRUE(panel[0].isHidden);
+}
+
+TEST(GroupApplications, UnknownPidStaysUnknownAndNeverBorrowsZero)
+{
+    const auto apps = groupApplications({window(1, "eyes", std::nullopt), window(2, "term", 7, 1)}, 0);
+    ASSERT_EQ(apps.size(), 2u);
+    EXPECT_EQ(apps[0].processIdentifier, 7);
+    EXPECT_EQ(apps[1].processIdentifier, std::nullopt);
+    // One window of the group knows the pid: the application has it.
+    auto focused = window(3, "mixed", std::nullopt);
+    focused.focusSequence = 9;
+    EXPECT_EQ(groupApplications({focused, window(4, "mixed", 42, 1)}, 0)[0].processIdentifier, 42);
+}
+
+TEST(GroupApplications, LocationsAndNames)
+{
+    DesktopEntryRecord entry;
+    entry.id = QStringLiteral("org.example.Term");
+    entry.path = QStringLiteral("/usr/share/applications/org.example.Term.desktop");
+    entry.name = QStringLiteral("Terminal");
+    auto matched = window(1, entry.id, 1, 1);
+    matched.entry = &entry;
+
+    // Three programs run by one interpreter, each with its own class and no entry.
+    std::vector<WindowFacts> windows{matched};
+    for (const char* name : {"ToolA", "ToolB", "ToolC"}) {
+        WindowFacts tool = window(quint32(windows.size() + 1), QString("wmclass:") + name, 10, windows.size() + 1);
+        tool.executable = QStringLiteral("/usr/bin/python3.11");
+        tool.interpreted = true;
+        tool.wmClass = QString::fromLatin1(name);
+        windows.push_back(tool);
+    }
+    auto plain = window(9, "exe:/usr/bin/xclock", std::nullopt);
+    plain.executable = QStringLiteral("/usr/bin/xclock");
+    plain.wmClass.clear();
+    windows.push_back(plain);
+
+    const auto apps = groupApplications(windows, 0);
+    ASSERT_EQ(apps.size(), 5u);
+    EXPECT_EQ(apps[0].bundleLocation, entry.path);
+    EXPECT_EQ(apps[0].bundleIdentifier, entry.id);
+    EXPECT_EQ(apps[0].localizedName, "Terminal");
+    QStringList locations;
+    for (size_t i = 1; i <= 3; ++i) {
+        locations << apps[i].bundleLocation.value_or(QString());
+        EXPECT_EQ(apps[i].bundleIdentifier, std::nullopt);
+    }
+    locations.removeDuplicates();
+    EXPECT_EQ(locations.size(), 3) << "one location per program, not the interpreter's: "
+                                   << locations.join(' ').toStdString();
+    EXPECT_EQ(apps[2].localizedName, "ToolB");
+    EXPECT_EQ(apps[4].bundleLocation, "/usr/bin/xclock");
+    EXPECT_EQ(apps[4].localizedName, "xclock") << "named after the executable without a class";
+}
+
+RunningApplicationRef snapshot(const QString& key, bool active = false, bool hidden = false)
+{
+    RunningApplication app;
+    app.key = key;
+    app.isActive = active;
+    app.isHidden = hidden;
+    return std::make_shared<const RunningApplication>(app);
+}
+
+TEST(ApplicationChange, LaunchesAndQuitsOutrankTheRest)
+{
+    using N = WorkspaceNotification;
+    const std::vector<RunningApplicationRef> before{snapshot("a"), snapshot("b", true)};
+    const struct {
+        const char* name;
+        std::vector<RunningApplicationRef> after;
+        std::optional<N> expected;
+    } rows[] = {
+        {"nothingChanged", {snapshot("a"), snapshot("b", true)}, std::nullopt},
+        {"launchAndQuitTogether", {snapshot("b"), snapshot("c")}, N::didLaunchApplication},
+        {"quit", {snapshot("a")}, N::didTerminateApplication},
+        {"hiddenAndActivated", {snapshot("a", true), snapshot("b", false, true)}, N::didActivateApplication},
+        {"hidden", {snapshot("a", false, true), snapshot("b", true)}, N::didHideApplication},
+        {"reordered", {snapshot("b", true), snapshot("a")}, N::didActivateApplication},
+    };
+    for (const auto& row : rows) {
+        std::vector<RunningApplication> after;
+        for (const auto& app : row.after)
+            after.push_back(*app);
+        EXPECT_EQ(applicationChange(before, after), row.expected) << row.name;
+    }
+    EXPECT_EQ(applicationChange({snapshot("a", false, true)}, {*snapshot("a")}), N::didUnhideApplication);
+}
+
+TEST(ChooseNotification, OnePerTurnAndMountsWin)
+{
+    using N = WorkspaceNotification;
+    const struct {
+        const char* name;
+        TurnEvents events;
+        std::optional<N> expected;
+    } rows[] = {
+        {"nothing", {}, std::nullopt},
+        {"mountBeatsEverything", {true, true, true, true, N::didLaunchApplication}, N::didMount},
+        {"unmountBeatsApplications", {false, true, false, false, N::didTerminateApplication}, N::didUnmount},
+        {"locationsBeatApplications", {false, false, true, true, N::didHideApplication}, N::didChangeLocations},
+        {"applicationsBeatWake", {false, false, false, true, N::didHideApplication}, N::didHideApplication},
+        {"wake", {false, false, false, true, std::nullopt}, N::didWake},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(chooseNotification(row.events), row.expected) << row.name;
+}
+
+} // namespace
+} // namespace wharf

@@ -1,0 +1,139 @@
+#include "windows/dock_avoidance_worker.h"
+
+#include <gtest/gtest.h>
+
+namespace wharf {
+namespace {
+
+const DockAvoidanceRegion display{1, QRectF(0, 0, 1920, 1080), QRectF(0, 0, 1920, 1000)};
+const QRectF inBand(100, 500, 800, 540); // 40 into the band
+const QRectF corrected(100, 460, 800, 540);
+
+// Windows the test places; moves land unless the window refuses them.
+struct FakeMover : WindowMover {
+    std::vector<MovableWindow> windows;
+    std::vector<std::uint32_t> refusing;
+    std::vector<std::pair<std::uint32_t, QRectF>> moves;
+    bool button = false;
+
+    bool start() override { return true; }
+    std::vector<MovableWindow> visibleWindows() override { return windows; }
+    bool leftButtonDown() override { return button; }
+    bool move(std::uint32_t id, const QRectF& frame) override
+    {
+        moves.emplace_back(id, frame);
+        for (MovableWindow& w : windows) {
+            if (w.id == id && std::find(refusing.begin(), refusing.end(), id) == refusing.end())
+                w.frame = frame;
+        }
+        return true;
+    }
+    std::optional<QRectF> frame(std::uint32_t id) override
+    {
+        for (const MovableWindow& w : windows) {
+            if (w.id == id)
+                return w.frame;
+        }
+        return std::nullopt;
+    }
+};
+
+class DockAvoidanceWorkerTest : public ::testing::Test {
+protected:
+    std::shared_ptr<DockAvoidancePermit> permit = std::make_shared<DockAvoidancePermit>();
+    FakeMover* mover = nullptr;
+    std::shared_ptr<DockAvoidanceWorker> worker;
+    double clock = 1000;
+
+    void SetUp() override
+    {
+        worker = std::make_shared<DockAvoidanceWorker>(permit, [this] {
+            auto fake = std::make_unique<FakeMover>();
+            mover = fake.get();
+            return fake;
+        });
+        worker->now = [this] { return clock; };
+        worker->schedule = [](int, std::function<void()>) {}; // drains are run by hand
+        permit->setActive(true);
+        worker->configure({display}, true, false);
+        ASSERT_NE(mover, nullptr);
+    }
+
+    void place(std::uint32_t id, QRectF frame, pid_t pid = 7) { mover->windows.push_back({id, pid, frame}); }
+    QRectF frameOf(std::uint32_t id) { return *mover->frame(id); }
+};
+
+TEST_F(DockAvoidanceWorkerTest, NothingMovesWhileTheButtonIsHeldThenTheWindowMovesUpKeepingItsHeight)
+{
+    place(1, inBand);
+    mover->button = true;
+    worker->receive();
+    worker->drain();
+    EXPECT_TRUE(mover->moves.empty());
+    EXPECT_TRUE(worker->isPending()) << "kept for after the release";
+    mover->button = false;
+    worker->drain();
+    EXPECT_EQ(frameOf(1), corrected);
+    EXPECT_FALSE(worker->isPending());
+    EXPECT_EQ(worker->lastTelemetry(), QStringLiteral("Window clearance corrected=1 rejected=0"));
+}
+
+TEST_F(DockAvoidanceWorkerTest, WindowsThatAreNeverMoved)
+{
+    MovableWindow dialog{1, 7, inBand};
+    dialog.isStandard = false;
+    MovableWindow minimized{2, 7, inBand};
+    minimized.isMinimized = true;
+    MovableWindow fullScreen{3, 7, inBand};
+    fullScreen.isFullScreen = true;
+    const MovableWindow fillsDisplay{4, 7, QRectF(0.5, 0, 1920, 1080.5)};
+    mover->windows = {dialog, minimized, fullScreen, fillsDisplay};
+    worker->drain();
+    EXPECT_TRUE(mover->moves.empty());
+}
+
+TEST_F(DockAvoidanceWorkerTest, ARefusedCorrectionWaitsForTheLongCooldownUnlessTheWindowMoves)
+{
+    place(1, inBand);
+    mover->refusing = {1};
+    worker->drain();
+    ASSERT_EQ(mover->moves.size(), 1u);
+    EXPECT_EQ(worker->lastTelemetry(), QStringLiteral("Window clearance corrected=0 rejected=1"));
+
+    clock += 3.9;
+    worker->drain();
+    EXPECT_EQ(mover->moves.size(), 1u) << "still cooling down";
+
+    clock += 0.2;
+    worker->drain();
+    EXPECT_EQ(mover->moves.size(), 2u) << "tried again after 4 seconds";
+
+    // The user drags it elsewhere (still into the band): no waiting then.
+    mover->windows[0].frame = inBand.translated(300, 10);
+    clock += 0.1;
+    worker->drain();
+    EXPECT_EQ(mover->moves.size(), 3u);
+}
+
+TEST_F(DockAvoidanceWorkerTest, CooldownsArePrunedPastTheLimitAndDroppedWhenSwitchedOff)
+{
+    for (std::uint32_t id = 1; id <= DockAvoidanceWorker::cooldownPruneThreshold + 1; ++id)
+        place(id, inBand, pid_t(id % 9)); // no program has more than 64 windows examined
+    worker->drain();
+    EXPECT_EQ(worker->cooldownCount(), DockAvoidanceWorker::cooldownPruneThreshold + 1)
+        << "pruning drops only what has expired";
+    mover->windows.clear();
+    place(9999, inBand);
+    clock += 1.0; // past the short cooldown of every corrected window
+    worker->drain();
+    EXPECT_EQ(worker->cooldownCount(), 1u);
+
+    permit->setActive(false);
+    worker->receive();
+    EXPECT_FALSE(worker->isPending()) << "an inactive permit ignores changes";
+    worker->configure({}, false, false);
+    EXPECT_EQ(worker->cooldownCount(), 0u);
+}
+
+} // namespace
+} // namespace wharf
