@@ -164,7 +164,7 @@ DockItem DockModel::makeItem(const QString& path, DockItem::Kind kind, bool pinn
 QString DockModel::trashLocation()
 {
     return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation)
-        + QStringLiteral("/Trash");
+        + QStringLiteral("/Trash/files");
 }
 
 DockItem DockModel::makeTrashItem()

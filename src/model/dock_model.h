@@ -102,6 +102,8 @@ public:
 
     const std::vector<QString>& runningOrder() const { return order; }
     bool lastKnownTrashFull() const { return trashFull; }
+    // The folder the file manager shows as the Trash: files/ of the home trash, not the folder
+    // that also holds the info/ records.
     static QString trashLocation();
 
     static QByteArray encodePins(const std::vector<Pin>& pins);

@@ -62,11 +62,11 @@ QString DockPreferences::defaultStorePath()
         + QStringLiteral("/wharf/wharf.conf");
 }
 
-DockPreferences::DockPreferences(std::shared_ptr<QSettings> store) : store(std::move(store))
+DockPreferences::DockPreferences(std::shared_ptr<QSettings> store, Access access) : store(std::move(store))
 {
     if (!this->store)
         this->store = std::make_shared<QSettings>(defaultStorePath(), QSettings::IniFormat);
-    if (this->store->status() != QSettings::FormatError)
+    if (this->store->status() != QSettings::FormatError || access == Access::readOnly)
         return;
 
     // QSettings would overwrite the unreadable file on its next write: keep a copy first.
@@ -102,7 +102,10 @@ double DockPreferences::doubleValue(const QString& key, double fallback) const
     return value.isValid() ? storedDouble(value) : fallback;
 }
 
-double DockPreferences::iconSize() const { return doubleValue(iconSizeKey, defaultIconSize); }
+double DockPreferences::iconSize() const
+{
+    return std::clamp(doubleValue(iconSizeKey, defaultIconSize), minimumIconSize, maximumIconSize);
+}
 
 double DockPreferences::dockWidthFraction() const
 {
@@ -111,7 +114,8 @@ double DockPreferences::dockWidthFraction() const
 
 double DockPreferences::magnification() const
 {
-    return doubleValue(magnificationKey, defaultMagnification);
+    return std::clamp(doubleValue(magnificationKey, defaultMagnification), minimumMagnification,
+                      maximumMagnification);
 }
 
 bool DockPreferences::autoHide() const { return boolValue(autoHideKey, defaultAutoHide); }

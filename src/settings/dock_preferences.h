@@ -39,11 +39,20 @@ public:
     static constexpr bool defaultAlwaysEmptyTrashIcon = false;
     static constexpr bool defaultKeepWindowsAboveDock = true;
     static constexpr double maximumDockWidthFraction = 0.98;
+    // The ranges of the controls; hand-edited values outside them are clamped when read.
+    static constexpr double minimumIconSize = 16.0;
+    static constexpr double maximumIconSize = 96.0;
+    static constexpr double minimumMagnification = 1.0;
+    static constexpr double maximumMagnification = 2.2;
 
     static QString defaultStorePath();
 
-    // A store that fails to parse is copied aside and replaced by an empty one.
-    explicit DockPreferences(std::shared_ptr<QSettings> store);
+    // `readOnly` is for one-shot readers: they must never touch the file.
+    enum class Access { readWrite, readOnly };
+
+    // A store that fails to parse is copied aside and replaced by an empty one (read-only: left
+    // alone, and the defaults apply).
+    explicit DockPreferences(std::shared_ptr<QSettings> store, Access access = Access::readWrite);
 
     QSettings& defaults() { return *store; }
     const QSettings& defaults() const { return *store; }

@@ -10,6 +10,7 @@
 #include "stacks/stack_controller.h"
 #include "stacks/stack_preferences.h"
 #include "stacks/stack_thumbnail_cache.h"
+#include "shell/single_instance_lock.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -86,7 +87,7 @@ void AppDelegate::applicationDidFinishLaunching()
     wireSignals();
 
     qCInfo(lcLifecycle, "Wharf ready. Displays: %ld, native Dock replaced: %s",
-           static_cast<long>(dockControllers.size()), integration->isEnabled() ? "true" : "false");
+           static_cast<long>(dockScreens().size()), integration->isEnabled() ? "true" : "false");
 }
 
 void AppDelegate::applicationWillTerminate()
@@ -108,7 +109,18 @@ void AppDelegate::wireSignals()
 
 int AppDelegate::run(QApplication& app, const std::function<Parts()>& makeParts)
 {
-    // Single instance: the bus name decides, before anything is touched.
+    // Single instance: the lock decides before anything is touched; the bus name backs it up
+    // where the lock file cannot be had.
+    const SingleInstanceLock lock(SingleInstanceLock::defaultPath());
+    if (lock.state() == SingleInstanceLock::State::taken) {
+        std::fprintf(stderr, "wharf: Wharf is already running (it holds %s); leaving it alone.\n",
+                     qPrintable(SingleInstanceLock::defaultPath()));
+        return 0;
+    }
+    if (lock.state() == SingleInstanceLock::State::unavailable)
+        std::fprintf(stderr, "wharf: %s; relying on the session bus alone to run only once.\n",
+                     qPrintable(lock.error()));
+
     QDBusConnection bus = QDBusConnection::sessionBus();
     WharfDBusService service;
     if (bus.isConnected()) {
@@ -125,7 +137,7 @@ int AppDelegate::run(QApplication& app, const std::function<Parts()>& makeParts)
                          qPrintable(WharfDBusService::serviceName), qPrintable(bus.lastError().message()));
         }
     } else {
-        std::fprintf(stderr, "wharf: no session bus (%s); running without single-instance check or D-Bus API.\n",
+        std::fprintf(stderr, "wharf: no session bus (%s); running without the D-Bus API.\n",
                      qPrintable(bus.lastError().message()));
     }
 

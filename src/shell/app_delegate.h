@@ -29,6 +29,7 @@
 #include <QJsonObject>
 #include <QObject>
 #include <QPointer>
+#include <QRect>
 #include <QString>
 #include <QStringList>
 #include <QSystemTrayIcon>
@@ -150,6 +151,8 @@ public:
 
     // The displays in dock order: the primary first, then the others in Qt's order.
     static std::vector<QScreen*> orderedScreens();
+    // The displays that carry docks now.
+    std::vector<QScreen*> dockScreens() const;
 
 private:
     // Wiring, one per subsystem, in launch order.
@@ -235,6 +238,10 @@ private:
     QSystemTrayIcon* statusItem = nullptr;
     std::unique_ptr<SettingsController> settingsWindow;
 };
+
+// Which displays get docks: mirrored or overlapping outputs share pixels, so of each group whose
+// areas overlap only the first (in the given order) counts. Returns indices into `areas`.
+std::vector<std::size_t> distinctDisplayAreas(const std::vector<QRect>& areas);
 
 // The window poll's rule: a new list matters only when its identifiers differ, in order.
 bool windowListChanged(const std::vector<DockWindow>& stored, const std::vector<DockWindow>& scanned);

@@ -32,6 +32,37 @@ std::vector<QScreen*> AppDelegate::orderedScreens()
     return screens;
 }
 
+std::vector<std::size_t> distinctDisplayAreas(const std::vector<QRect>& areas)
+{
+    std::vector<std::size_t> kept;
+    for (std::size_t i = 0; i < areas.size(); ++i) {
+        if (areas[i].isEmpty())
+            continue;
+        const bool shared = std::any_of(kept.begin(), kept.end(),
+                                        [&](std::size_t k) { return areas[k].intersects(areas[i]); });
+        if (!shared)
+            kept.push_back(i);
+    }
+    return kept;
+}
+
+std::vector<QScreen*> AppDelegate::dockScreens() const
+{
+    const std::vector<QScreen*> screens = orderedScreens();
+    std::vector<QRect> areas;
+    for (QScreen* screen : screens)
+        areas.push_back(screen->geometry());
+    // Without allDisplays, the first (primary) display only.
+    const bool all = preferences->allDisplays();
+    std::vector<QScreen*> chosen;
+    for (const std::size_t index : distinctDisplayAreas(areas)) {
+        chosen.push_back(screens[index]);
+        if (!all)
+            break;
+    }
+    return chosen;
+}
+
 void AppDelegate::wireDocks()
 {
     connect(qApp, &QGuiApplication::screenAdded, this, [this](QScreen* screen) {
@@ -54,9 +85,7 @@ void AppDelegate::rebuildDocks()
         dock->close();
     dockControllers.clear();
 
-    std::vector<QScreen*> screens = orderedScreens();
-    if (!applied.showsAllDisplays && screens.size() > 1)
-        screens.resize(1);
+    const std::vector<QScreen*> screens = dockScreens();
 
     const QPointer<AppDelegate> self(this);
     DockViewContext context;

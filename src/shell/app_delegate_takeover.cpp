@@ -16,18 +16,18 @@ void AppDelegate::wireTakeover()
         integration->onIntegrationError.add([this](const QString& message) { integrationError(message); }));
 
     if (preferences->replaceSystemDock() && !integration->isEnabled()) {
-        if (const auto error = integration->enable()) {
-            integration->lastError = error->message;
+        if (const Status enabled = integration->enable(); !enabled) {
+            integration->lastError = enabled.error().message;
             preferences->setValue(DockPreferences::replaceSystemDockKey, false);
-            presentAlert(error->message, QString());
+            presentAlert(enabled.error().message, QString());
         }
     }
 }
 
 void AppDelegate::restoreTakeover()
 {
-    if (const auto error = integration->restore())
-        qCCritical(lcLifecycle, "Restore failed: %s", qUtf8Printable(error->message));
+    if (const Status restored = integration->restore(); !restored)
+        qCCritical(lcLifecycle, "Restore failed: %s", qUtf8Printable(restored.error().message));
 }
 
 void AppDelegate::integrationError(const QString& message)

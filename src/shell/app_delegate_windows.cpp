@@ -15,20 +15,6 @@
 
 namespace wharf {
 
-bool windowListChanged(const std::vector<DockWindow>& stored, const std::vector<DockWindow>& scanned)
-{
-    return !std::equal(stored.begin(), stored.end(), scanned.begin(), scanned.end(),
-                       [](const DockWindow& a, const DockWindow& b) { return a.id == b.id; });
-}
-
-void AppDelegate::stopWindows()
-{
-    if (windowTimer)
-        windowTimer->stop();
-    if (windowAvoidance)
-        windowAvoidance->stop();
-}
-
 void AppDelegate::updateWindowAvoidance()
 {
     std::vector<AvoidanceDisplay> displays;
@@ -64,6 +50,20 @@ void AppDelegate::updateWindowAvoidance()
     }
     if (!terminated)
         windowAvoidance->update(avoidance, avoidanceEnabled, docks);
+}
+
+bool windowListChanged(const std::vector<DockWindow>& stored, const std::vector<DockWindow>& scanned)
+{
+    return !std::equal(stored.begin(), stored.end(), scanned.begin(), scanned.end(),
+                       [](const DockWindow& a, const DockWindow& b) { return a.id == b.id; });
+}
+
+void AppDelegate::stopWindows()
+{
+    if (windowTimer)
+        windowTimer->stop();
+    if (windowAvoidance)
+        windowAvoidance->stop();
 }
 
 void AppDelegate::wireWindows()

@@ -1,6 +1,7 @@
 #include "shell/list_items_command.h"
 
 #include "model/dock_model.h"
+#include "settings/dock_preferences.h"
 #include "shell/item_json.h"
 
 #include <QJsonDocument>
@@ -9,12 +10,14 @@
 
 namespace wharf {
 
-int runListItems(Workspace& workspace, DockPreferences& preferences, const std::function<bool()>& failed,
+int runListItems(Workspace& workspace, const QString& storePath, const std::function<bool()>& failed,
                  const std::function<TrashState()>& trashState)
 {
+    DockPreferences preferences(std::make_shared<QSettings>(storePath, QSettings::IniFormat),
+                                DockPreferences::Access::readOnly);
     DockModel::Providers providers;
     providers.trashStateProvider = trashState;
-    DockModel model(workspace, preferences, providers);
+    DockModel model(workspace, preferences, providers, DockModel::Mode::snapshot);
     if (failed())
         return 1;
     for (const DockItem& item : model.items()) {

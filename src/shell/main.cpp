@@ -63,14 +63,14 @@ int listItems(int argc, char** argv)
         std::fprintf(stderr, "wharf: %s\n", qPrintable(workspace.error()));
         return 1;
     }
-    const auto preferences = userPreferences();
     const wharf::GioTrashVolumes volumes;
     const auto trashState = [&volumes] {
         const auto directories = wharf::TrashDirectories::userTrashDirectories(volumes);
         return directories ? wharf::TrashDirectories::combinedState(wharf::TrashDirectories::filesFolders(directories.value()))
                            : wharf::TrashState::unknown;
     };
-    return wharf::runListItems(workspace, *preferences, [&] { return workspace.connection().lost(); }, trashState);
+    return wharf::runListItems(workspace, wharf::DockPreferences::defaultStorePath(),
+                               [&] { return workspace.connection().lost(); }, trashState);
 }
 
 } // namespace
@@ -97,11 +97,9 @@ int main(int argc, char** argv)
         QStringLiteral("Print the dock's items in dock order as JSON lines, then exit."));
     parser.addOption(listItemsOption);
 
-    if (!parser.parse(arguments)) {
-        std::fprintf(stderr, "wharf: %s\nTry 'wharf --help' for more information.\n",
-                     qPrintable(parser.errorText()));
-        return 2;
-    }
+    // Only the one-shot modes are chosen by arguments; anything else Wharf does not know (an
+    // unknown option, a stray word, a recovery helper call with a malformed pid) starts the dock.
+    const bool understood = parser.parse(arguments) && parser.positionalArguments().isEmpty();
     if (parser.isSet(helpOption) || parser.isSet(versionOption)) {
         // The usage line names the program from the application object's arguments.
         QCoreApplication app(argc, argv);
@@ -111,11 +109,9 @@ int main(int argc, char** argv)
     }
     if (parser.isSet(listItemsOption))
         return listItems(argc, argv);
-    if (!parser.positionalArguments().isEmpty()) {
-        std::fprintf(stderr, "wharf: unexpected argument '%s'\nTry 'wharf --help' for more information.\n",
-                     qPrintable(parser.positionalArguments().constFirst()));
-        return 2;
-    }
+    if (!understood)
+        std::fprintf(stderr, "wharf: ignoring the arguments '%s'; starting the dock.\n",
+                     qPrintable(arguments.mid(1).join(QLatin1Char(' '))));
 
     QString displayError;
     if (!wharf::X11DockWindow::displayReachable(&displayError)) {

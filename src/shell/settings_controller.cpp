@@ -283,12 +283,12 @@ void SettingsController::changeDockAppearance(int index)
 void SettingsController::toggleReplace(bool on)
 {
     SystemDockIntegration& integration = *context.integration;
-    const auto error = on ? integration.restore() : integration.enable();
-    if (error) {
+    const Status changed = on ? integration.restore() : integration.enable();
+    if (!changed) {
         const QSignalBlocker blocker(replaceButton);
         replaceButton->setChecked(!integration.isEnabled());
         presentError(on ? tr("Couldn’t restore the system Dock") : tr("Couldn’t hide the system Dock"),
-                     error->message);
+                     changed.error().message);
         return;
     }
     writeBool(DockPreferences::replaceSystemDockKey, !on);

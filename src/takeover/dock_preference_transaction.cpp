@@ -32,7 +32,7 @@ DockIntegrationError systemError(const QString& what, int error)
 }
 
 // Creates the folder and any missing parents, owner-only.
-DockFailure makeFolder(const QString& path)
+Status makeFolder(const QString& path)
 {
     const QString clean = QDir::cleanPath(QDir(path).absolutePath());
     QString partial;
@@ -44,7 +44,7 @@ DockFailure makeFolder(const QString& path)
     }
     if (!QFileInfo(clean).isDir())
         return DockIntegrationError{QStringLiteral("Could not create the folder %1: it is not a folder.").arg(clean)};
-    return std::nullopt;
+    return {};
 }
 
 } // namespace
@@ -76,10 +76,10 @@ QString DockPreferenceTransaction::backupPath() const { return folder + QStringL
 
 QString DockPreferenceTransaction::lockPath() const { return folder + QStringLiteral("/system-dock.lock"); }
 
-DockFailure DockPreferenceTransaction::withLock(const std::function<DockFailure()>& body) const
+Status DockPreferenceTransaction::withLock(const std::function<Status()>& body) const
 {
-    if (auto failure = makeFolder(folder))
-        return failure;
+    if (auto made = makeFolder(folder); !made)
+        return made;
     const UniqueFd lock(::open(QFile::encodeName(lockPath()).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
     if (!lock.valid())
         return systemError(QStringLiteral("Could not open the Dock recovery lock"), errno);
@@ -89,12 +89,12 @@ DockFailure DockPreferenceTransaction::withLock(const std::function<DockFailure(
     while (locked != 0 && errno == EINTR);
     if (locked != 0)
         return DockIntegrationError{QStringLiteral("Could not lock the Dock recovery preferences.")};
-    DockFailure result = body();
+    Status result = body();
     ::flock(lock.get(), LOCK_UN);
     return result;
 }
 
-DockResult<DockPreferenceBackup> DockPreferenceTransaction::capture() const
+Result<DockPreferenceBackup> DockPreferenceTransaction::capture() const
 {
     if (!dock.synchronize())
         return unsavedPreferencesError();
@@ -115,10 +115,10 @@ DockResult<DockPreferenceBackup> DockPreferenceTransaction::capture() const
     return backup;
 }
 
-DockFailure DockPreferenceTransaction::writeBackup(const DockPreferenceBackup& backup) const
+Status DockPreferenceTransaction::writeBackup(const DockPreferenceBackup& backup) const
 {
-    if (auto failure = makeFolder(folder))
-        return failure;
+    if (auto made = makeFolder(folder); !made)
+        return made;
     const QByteArray bytes = encodeBackup(backup);
     QSaveFile file(backupPath());
     // Owner-only from the start, not just once the file is in place.
@@ -128,10 +128,10 @@ DockFailure DockPreferenceTransaction::writeBackup(const DockPreferenceBackup& b
                                         .arg(backupPath(), file.errorString())};
     if (::chmod(QFile::encodeName(backupPath()).constData(), 0600) != 0)
         return systemError(QStringLiteral("Could not protect %1").arg(backupPath()), errno);
-    return std::nullopt;
+    return {};
 }
 
-DockResult<std::optional<DockPreferenceBackup>> DockPreferenceTransaction::readBackup() const
+Result<std::optional<DockPreferenceBackup>> DockPreferenceTransaction::readBackup() const
 {
     QFile file(backupPath());
     if (!file.exists())
@@ -150,7 +150,7 @@ DockResult<std::optional<DockPreferenceBackup>> DockPreferenceTransaction::readB
     return std::optional<DockPreferenceBackup>(std::move(backup));
 }
 
-DockFailure DockPreferenceTransaction::setHidden()
+Status DockPreferenceTransaction::setHidden()
 {
     bool written = true;
     for (const NativeDockKey& key : dock.managedKeys())
@@ -160,8 +160,13 @@ DockFailure DockPreferenceTransaction::setHidden()
     return restartDock();
 }
 
-DockFailure DockPreferenceTransaction::restore(const DockPreferenceBackup& backup)
+Status DockPreferenceTransaction::restore(const DockPreferenceBackup& backup)
 {
+    // Without the dock its keys accept nothing; say so rather than blame the saved values.
+    if (!dock.isInstalled())
+        return DockIntegrationError{QStringLiteral("The desktop's dock (%1) is no longer installed, so its settings "
+                                                   "could not be restored. The backup was preserved at %2.")
+                                        .arg(dock.name(), backupPath())};
     // Every saved value is checked before the first write, so a bad one changes nothing.
     QMap<QString, NativeDockValue> decoded;
     for (auto it = backup.values.cbegin(); it != backup.values.cend(); ++it) {
@@ -181,20 +186,20 @@ DockFailure DockPreferenceTransaction::restore(const DockPreferenceBackup& backu
     }
     if (!dock.synchronize() || !written)
         return unsavedPreferencesError();
-    if (auto failure = restartDock())
-        return failure;
+    if (auto restarted = restartDock(); !restarted)
+        return restarted;
     QFile file(backupPath());
     if (!file.remove())
         return DockIntegrationError{QStringLiteral("Could not remove the saved Dock preferences at %1: %2.")
                                         .arg(backupPath(), file.errorString())};
-    return std::nullopt;
+    return {};
 }
 
-DockFailure DockPreferenceTransaction::restartDock()
+Status DockPreferenceTransaction::restartDock()
 {
     if (const auto output = dock.restart())
         return DockIntegrationError{QStringLiteral("Could not restart the system Dock: ") + output->trimmed()};
-    return std::nullopt;
+    return {};
 }
 
 bool DockPreferenceTransaction::isOwnerAlive(const DockPreferenceBackup& backup)
@@ -203,14 +208,14 @@ bool DockPreferenceTransaction::isOwnerAlive(const DockPreferenceBackup& backup)
     return start && *start == backup.ownerStart;
 }
 
-DockFailure DockPreferenceTransaction::recoverStaleBackup()
+Status DockPreferenceTransaction::recoverStaleBackup()
 {
-    return withLock([this]() -> DockFailure {
+    return withLock([this]() -> Status {
         auto read = readBackup();
         if (!read.ok())
             return read.error();
         if (!read.value() || isOwnerAlive(*read.value()))
-            return std::nullopt;
+            return {};
         return restore(*read.value());
     });
 }
@@ -248,17 +253,18 @@ void DockPreferenceTransaction::runWatchdog(qint32 ownerPID, const QString& path
     }
 
     for (int attempt = 1; attempt <= 10; ++attempt) {
-        const auto failure = withLock([&]() -> DockFailure {
+        const auto failure = withLock([&]() -> Status {
             auto read = readBackup();
             if (!read.ok())
                 return read.error();
             if (!read.value() || read.value()->token != token)
-                return std::nullopt;
+                return {};
             return restore(*read.value());
         });
-        if (!failure)
+        if (failure.ok())
             return;
-        qCWarning(lcTakeover, "Wharf crash recovery attempt %d: %s", attempt, qUtf8Printable(failure->message));
+        qCWarning(lcTakeover, "Wharf crash recovery attempt %d: %s", attempt,
+                  qUtf8Printable(failure.error().message));
         if (attempt < 10)
             QThread::msleep(500);
     }

@@ -28,18 +28,18 @@ public:
     QString lockPath() const;
 
     // Runs `body` while holding the exclusive lock on the lock file; blocks while another process holds it.
-    DockFailure withLock(const std::function<DockFailure()>& body) const;
+    Status withLock(const std::function<Status()>& body) const;
 
     // Call these inside withLock(); the recovery helper's watch alone reads without it.
-    DockResult<DockPreferenceBackup> capture() const;
-    DockFailure writeBackup(const DockPreferenceBackup& backup) const;
+    Result<DockPreferenceBackup> capture() const;
+    Status writeBackup(const DockPreferenceBackup& backup) const;
     // nullopt when there is no backup file.
-    DockResult<std::optional<DockPreferenceBackup>> readBackup() const;
-    DockFailure setHidden();
-    DockFailure restore(const DockPreferenceBackup& backup);
-    DockFailure restartDock();
+    Result<std::optional<DockPreferenceBackup>> readBackup() const;
+    Status setHidden();
+    Status restore(const DockPreferenceBackup& backup);
+    Status restartDock();
     // Restores a backup whose owner no longer runs; takes the lock itself.
-    DockFailure recoverStaleBackup();
+    Status recoverStaleBackup();
 
     static bool isOwnerAlive(const DockPreferenceBackup& backup);
 

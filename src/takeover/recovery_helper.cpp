@@ -71,7 +71,7 @@ void RecoveryHelper::reap()
         reaped = true;
 }
 
-DockResult<std::unique_ptr<RecoveryHelper>> RecoveryHelper::start(qint32 ownerPID, const QString& backupPath)
+Result<std::unique_ptr<RecoveryHelper>> RecoveryHelper::start(qint32 ownerPID, const QString& backupPath)
 {
     std::array<char, PATH_MAX> path{};
     const ssize_t length = ::readlink("/proc/self/exe", path.data(), path.size() - 1);

@@ -21,7 +21,7 @@ public:
     static constexpr int readyTimeoutMs = 3000;
 
     // Starts the helper for `ownerPID` and the backup at `backupPath` and waits for its "READY\n".
-    static DockResult<std::unique_ptr<RecoveryHelper>> start(qint32 ownerPID, const QString& backupPath);
+    static Result<std::unique_ptr<RecoveryHelper>> start(qint32 ownerPID, const QString& backupPath);
 
     RecoveryHelper(pid_t child, UniqueFd pidfd);
     ~RecoveryHelper();

@@ -38,14 +38,14 @@ bool SystemDockIntegration::handleWatchdogModeIfNeeded(int argc, char** argv,
     if (argc == 2 && qstrcmp(argv[1], "--restore-system-dock") == 0) {
         const auto dock = makeDock();
         DockPreferenceTransaction transaction(*dock);
-        const auto failure = transaction.withLock([&]() -> DockFailure {
+        const Status restored = transaction.withLock([&]() -> Status {
             auto read = transaction.readBackup();
             if (!read.ok())
                 return read.error();
-            return read.value() ? transaction.restore(*read.value()) : std::nullopt;
+            return read.value() ? transaction.restore(*read.value()) : Status();
         });
-        if (failure) {
-            std::fprintf(stderr, "Wharf restoration failed: %s\n", qUtf8Printable(failure->message));
+        if (!restored) {
+            std::fprintf(stderr, "Wharf restoration failed: %s\n", qUtf8Printable(restored.error().message));
             std::fflush(stderr);
             std::_Exit(1);
         }
@@ -69,9 +69,9 @@ SystemDockIntegration::SystemDockIntegration(std::unique_ptr<NativeDock> nativeD
 {
     if (!QFile::exists(transaction.backupPath()))
         return;
-    if (const auto failure = transaction.recoverStaleBackup()) {
-        lastError = failure->message;
-        qCWarning(lcTakeover, "Wharf recovery: %s", qUtf8Printable(failure->message));
+    if (const Status recovered = transaction.recoverStaleBackup(); !recovered) {
+        lastError = recovered.error().message;
+        qCWarning(lcTakeover, "Wharf recovery: %s", qUtf8Printable(recovered.error().message));
     }
 }
 
@@ -88,23 +88,23 @@ QString SystemDockIntegration::noNativeDockMessage()
 
 qint64 SystemDockIntegration::watchdogPid() const { return watchdog ? watchdog->pid() : 0; }
 
-std::optional<DockIntegrationError> SystemDockIntegration::enable()
+Status SystemDockIntegration::enable()
 {
     if (enabled)
-        return std::nullopt;
+        return {};
     if (!dock->isInstalled()) {
         // Success, but nothing was hidden, so there is nothing to protect or give back.
         qCInfo(lcTakeover, "%s", qUtf8Printable(noNativeDockMessage()));
         lastError.reset();
-        return std::nullopt;
+        return {};
     }
-    auto failure = transaction.withLock([this] { return lockedEnable(); });
-    if (failure)
-        lastError = failure->message;
-    return failure;
+    Status enabling = transaction.withLock([this] { return lockedEnable(); });
+    if (!enabling)
+        lastError = enabling.error().message;
+    return enabling;
 }
 
-DockFailure SystemDockIntegration::lockedEnable()
+Status SystemDockIntegration::lockedEnable()
 {
     auto read = transaction.readBackup();
     if (!read.ok())
@@ -113,19 +113,19 @@ DockFailure SystemDockIntegration::lockedEnable()
         if (DockPreferenceTransaction::isOwnerAlive(*existing))
             return DockIntegrationError{QStringLiteral("Another Wharf session already manages the system Dock.")};
         // Left by a session that ended without restoring: put the user's values back before capturing.
-        if (auto failure = transaction.restore(*existing))
-            return failure;
+        if (auto restored = transaction.restore(*existing); !restored)
+            return restored;
     }
     auto captured = transaction.capture();
     if (!captured.ok())
         return captured.error();
     const DockPreferenceBackup& backup = captured.value();
-    if (auto failure = transaction.writeBackup(backup))
-        return failure;
+    if (auto written = transaction.writeBackup(backup); !written)
+        return written;
     sessionToken = backup.token;
 
     auto started = RecoveryHelper::start(backup.ownerPID, transaction.backupPath());
-    DockFailure hidingFailure = started.failure();
+    Status hiding = started.ok() ? Status() : Status(started.error());
     if (started.ok()) {
         std::erase_if(retiredWatchdogs, [](const auto& helper) { return helper->hasEnded(); });
         if (watchdog) {
@@ -135,43 +135,43 @@ DockFailure SystemDockIntegration::lockedEnable()
         }
         watchdog = std::move(started.value());
         watchdog->onTerminated([this] { watchdogEnded(); });
-        hidingFailure = transaction.setHidden();
+        hiding = transaction.setHidden();
     }
-    if (!hidingFailure) {
+    if (hiding) {
         enabled = true;
         lastError.reset();
-        return std::nullopt;
+        return {};
     }
-    const auto rollback = transaction.restore(backup);
-    if (!rollback)
-        return hidingFailure;
-    return DockIntegrationError{QStringLiteral("Could not enable Wharf: ") + hidingFailure->message
-                                + QStringLiteral(" Restoration also needs attention: ") + rollback->message
+    const Status rollback = transaction.restore(backup);
+    if (rollback)
+        return hiding;
+    return DockIntegrationError{QStringLiteral("Could not enable Wharf: ") + hiding.error().message
+                                + QStringLiteral(" Restoration also needs attention: ") + rollback.error().message
                                 + QStringLiteral(" The original preferences remain saved at ") + transaction.backupPath()
                                 + QLatin1Char('.')};
 }
 
-std::optional<DockIntegrationError> SystemDockIntegration::restore()
+Status SystemDockIntegration::restore()
 {
-    auto failure = transaction.withLock([this] { return lockedRestore(); });
-    if (failure) {
-        lastError = failure->message;
-        return failure;
+    Status restoring = transaction.withLock([this] { return lockedRestore(); });
+    if (!restoring) {
+        lastError = restoring.error().message;
+        return restoring;
     }
     enabled = false;
     sessionToken.reset();
     lastError.reset();
-    return std::nullopt;
+    return {};
 }
 
-DockFailure SystemDockIntegration::lockedRestore()
+Status SystemDockIntegration::lockedRestore()
 {
     auto read = transaction.readBackup();
     if (!read.ok())
         return read.error();
     const auto& backup = read.value();
     if (!backup)
-        return std::nullopt;
+        return {};
     const bool own = sessionToken && *sessionToken == backup->token;
     if (!own && DockPreferenceTransaction::isOwnerAlive(*backup))
         return DockIntegrationError{QStringLiteral("The system Dock is managed by another running Wharf session.")};
@@ -183,8 +183,8 @@ void SystemDockIntegration::watchdogEnded()
     // Nothing protects the hidden dock any more, so give it back now.
     if (!enabled)
         return;
-    if (const auto failure = restore()) {
-        lastError = QStringLiteral("The recovery helper stopped: ") + failure->message;
+    if (const Status restored = restore(); !restored) {
+        lastError = QStringLiteral("The recovery helper stopped: ") + restored.error().message;
         qCWarning(lcTakeover, "%s", qUtf8Printable(*lastError));
         onIntegrationError.notify(*lastError);
     }

@@ -35,11 +35,10 @@ public:
     SystemDockIntegration(const SystemDockIntegration&) = delete;
     SystemDockIntegration& operator=(const SystemDockIntegration&) = delete;
 
-    // Hides the native dock; nullopt = success. Needs a running Qt event loop to notice the
-    // helper's end.
-    std::optional<DockIntegrationError> enable();
-    // Gives the native dock back; nullopt = success.
-    std::optional<DockIntegrationError> restore();
+    // Hides the native dock. Needs a running Qt event loop to notice the helper's end.
+    Status enable();
+    // Gives the native dock back.
+    Status restore();
     bool isEnabled() const { return enabled; }
 
     bool nativeDockAvailable() const;
@@ -54,8 +53,8 @@ public:
     CallbackList<QString> onIntegrationError;
 
 private:
-    DockFailure lockedEnable();
-    DockFailure lockedRestore();
+    Status lockedEnable();
+    Status lockedRestore();
     void watchdogEnded();
 
     std::unique_ptr<NativeDock> dock;

@@ -29,6 +29,9 @@ public:
     }
     bool accepts(const QString& key, const NativeDockValue& value) const override
     {
+        // As with the real dock, an uninstalled one knows no keys.
+        if (!installed)
+            return false;
         for (const NativeDockKey& known : keys)
             if (known.name == key)
                 return known.hidingValue.type == value.type && !value.text.isEmpty();

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <QFile>
+
 #include <csignal>
 
 namespace wharf::e2e {
@@ -30,6 +32,101 @@ TEST(DockLifecycle, SecondInstanceExitsAndLeavesTheFirstUntouched)
     EXPECT_EQ(after->tiles, before->tiles);
     EXPECT_EQ(client.docks().size(), 2u);
     EXPECT_EQ(wharfWindows(session, first->processId()).size(), 2);
+}
+
+// Reads a process's standard error until `text` shows up.
+bool waitForOutput(QProcess& process, QByteArray& seen, const QByteArray& text, int timeoutMs = 15000)
+{
+    return E2eSession::waitFor([&] {
+        seen += process.readAllStandardError();
+        return seen.contains(text) || process.state() != QProcess::Running;
+    }, timeoutMs) && seen.contains(text);
+}
+
+QByteArray fileBytes(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+TEST(DockLifecycle, WithoutASessionBusTheLockStillTurnsTheSecondInstanceAway)
+{
+    E2eSession session;
+    WHARF_REQUIRE_SESSION(session);
+    session.setEnv(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("disabled:"));
+    QProcess* first = session.start(E2eSession::wharfBinary());
+    QByteArray firstOutput;
+    ASSERT_TRUE(waitForOutput(*first, firstOutput, "Wharf ready.")) << firstOutput.toStdString();
+    const QString conf = session.configHome() + QStringLiteral("/wharf/wharf.conf");
+    // The first start saves its pins (and the view its resting size) soon after: wait until the
+    // file holds still.
+    QByteArray settings;
+    ASSERT_TRUE(E2eSession::waitFor([&] {
+        const QByteArray now = fileBytes(conf);
+        const bool settled = !now.isEmpty() && now == settings;
+        settings = now;
+        return settled;
+    }, 10000, 500));
+
+    const RunResult second = session.run(E2eSession::wharfBinary(), {}, 15000);
+    EXPECT_FALSE(second.timedOut) << "the second instance ran in full";
+    EXPECT_EQ(second.exitCode, 0);
+    EXPECT_TRUE(second.err.contains(QStringLiteral("already running"))) << second.err.toStdString();
+    EXPECT_EQ(fileBytes(conf), settings);
+    EXPECT_EQ(first->state(), QProcess::Running);
+}
+
+TEST(DockLifecycle, ArgumentsWharfDoesNotKnowStartTheDock)
+{
+    E2eSession session;
+    WHARF_REQUIRE_SESSION(session);
+    const QStringList rows[] = {
+        {QStringLiteral("--dock-watchdog"), QStringLiteral("not-a-pid"), QStringLiteral("/tmp/backup")},
+        {QStringLiteral("--no-such-option")},
+        {QStringLiteral("stray")},
+    };
+    for (const QStringList& args : rows) {
+        SCOPED_TRACE(args.join(' ').toStdString());
+        QProcess* wharf = session.startWharf(args);
+        ASSERT_NE(wharf, nullptr) << "did not start the dock";
+        ASSERT_TRUE(DockClient(session).quit());
+        ASSERT_TRUE(wharf->waitForFinished(10000));
+        EXPECT_EQ(wharf->exitCode(), 0);
+    }
+    const RunResult help = session.run(E2eSession::wharfBinary(), {QStringLiteral("--help")});
+    EXPECT_EQ(help.exitCode, 0);
+    EXPECT_TRUE(help.out.contains(QStringLiteral("--list-items"))) << help.out.toStdString();
+    const RunResult version = session.run(E2eSession::wharfBinary(), {QStringLiteral("--version")});
+    EXPECT_EQ(version.exitCode, 0);
+    EXPECT_TRUE(version.out.startsWith(QStringLiteral("wharf "))) << version.out.toStdString();
+}
+
+TEST(DockLifecycle, MirroredOutputsShareOneDockPair)
+{
+    E2eOptions options;
+    options.twoMonitors = true;
+    E2eSession session(options);
+    WHARF_REQUIRE_SESSION(session);
+    // A third output showing the same pixels as LEFT, and a fourth overlapping RIGHT.
+    ASSERT_EQ(session.run(QStringLiteral("xrandr"), {QStringLiteral("--setmonitor"), QStringLiteral("MIRROR"),
+                                                     QStringLiteral("1920/508x1080/286+0+0"), QStringLiteral("none")})
+                  .exitCode,
+              0);
+    ASSERT_EQ(session.run(QStringLiteral("xrandr"), {QStringLiteral("--setmonitor"), QStringLiteral("OVERLAP"),
+                                                     QStringLiteral("1280/338x1024/270+2200+0"), QStringLiteral("none")})
+                  .exitCode,
+              0);
+    QProcess* wharf = session.startWharf();
+    ASSERT_NE(wharf, nullptr);
+    QByteArray output;
+    ASSERT_TRUE(waitForOutput(*wharf, output, "Wharf ready.")) << output.toStdString();
+    EXPECT_TRUE(output.contains("Wharf ready. Displays: 2,")) << output.toStdString();
+    DockClient client(session);
+    QStringList displays;
+    for (const DockInfo& dock : client.docks())
+        displays << dock.display;
+    EXPECT_EQ(displays, (QStringList{QStringLiteral("LEFT"), QStringLiteral("LEFT"), QStringLiteral("RIGHT"),
+                                     QStringLiteral("RIGHT")}));
 }
 
 TEST(DockLifecycle, SignalsAndQuitEndThroughTheShutdownSequence)

@@ -57,16 +57,13 @@ bool activate(E2eSession& session, const QString& id)
 }
 
 // The windows Wharf lists for the item running as `pid` (its context menu's list): id -> minimized.
-QMap<QString, bool> windowsOfItemWithPid(E2eSession& session, DockClient& client, qint64 pid)
+// The window list of item `id` (what its context menu shows): window id -> minimized.
+QMap<QString, bool> windowsOfItem(E2eSession& session, const QString& id)
 {
     QMap<QString, bool> out;
-    for (const QJsonValue& item : client.items()) {
-        if (item.toObject()[QStringLiteral("pid")].toInteger() != pid)
-            continue;
-        const QDBusReply<QString> reply = call(session, QStringLiteral("Windows"), item.toObject()[QStringLiteral("id")].toString());
-        for (const QJsonValue& w : QJsonDocument::fromJson(reply.value().toUtf8()).array())
-            out.insert(w.toObject()[QStringLiteral("id")].toString(), w.toObject()[QStringLiteral("minimized")].toBool());
-    }
+    const QDBusReply<QString> reply = call(session, QStringLiteral("Windows"), id);
+    for (const QJsonValue& w : QJsonDocument::fromJson(reply.value().toUtf8()).array())
+        out.insert(w.toObject()[QStringLiteral("id")].toString(), w.toObject()[QStringLiteral("minimized")].toBool());
     return out;
 }
 
@@ -93,29 +90,33 @@ TEST(WindowControl, MinimizedWindowsBecomeTilesAndActivatingOneRestoresIt)
     ASSERT_TRUE(dock);
     EXPECT_TRUE(windowTiles(client).isEmpty()) << "nothing is minimized yet";
 
-    // The xterms form one application, which reports the process of one of them; its window list (for
-    // the context menu) shows that process's window, not minimized.
+    // The xterms form one application, whose pid follows the focus; its window list (for the context
+    // menu) shows the windows of all its processes, whichever has the focus.
     qint64 appPid = 0;
+    QString appID;
     ASSERT_TRUE(E2eSession::waitFor([&] {
         for (const QJsonValue& item : client.items()) {
             for (quint32 w : xterms) {
-                if (item.toObject()[QStringLiteral("pid")].toInteger() == windowPid(session, w))
+                if (item.toObject()[QStringLiteral("pid")].toInteger() == windowPid(session, w)) {
                     appPid = windowPid(session, w);
+                    appID = item.toObject()[QStringLiteral("id")].toString();
+                }
             }
         }
         return appPid != 0;
     }));
     const quint32 first = windowPid(session, xterms[0]) == appPid ? xterms[0] : xterms[1];
     const quint32 second = first == xterms[0] ? xterms[1] : xterms[0];
-    ASSERT_TRUE(E2eSession::waitFor([&] { return windowsOfItemWithPid(session, client, appPid).contains(tileID(first)); }));
-    EXPECT_FALSE(windowsOfItemWithPid(session, client, appPid).value(tileID(first)));
+    ASSERT_TRUE(E2eSession::waitFor([&] { return windowsOfItem(session, appID).contains(tileID(first)); }));
+    EXPECT_FALSE(windowsOfItem(session, appID).value(tileID(first)));
+    EXPECT_TRUE(windowsOfItem(session, appID).contains(tileID(second))) << "both processes' windows";
 
     // Minimizing it through Wharf gives it a tile, after the items and before the Trash; so does a
     // window minimized by anyone else.
     EXPECT_TRUE(QDBusReply<bool>(call(session, QStringLiteral("Minimize"), tileID(first))).value());
     ASSERT_TRUE(E2eSession::waitFor([&] { return windowTiles(client) == QStringList{tileID(first)}; }))
         << client.docks().front().ids.join(QLatin1Char(' ')).toStdString();
-    EXPECT_TRUE(windowsOfItemWithPid(session, client, appPid).value(tileID(first))) << "listed as minimized now";
+    EXPECT_TRUE(windowsOfItem(session, appID).value(tileID(first))) << "listed as minimized now";
     session.xdotool({QStringLiteral("windowminimize"), QString::number(second)});
     // Tiles follow the window manager's client list.
     ASSERT_TRUE(E2eSession::waitFor([&] {

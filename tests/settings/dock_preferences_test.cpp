@@ -71,7 +71,7 @@ TEST_F(DockPreferencesTest, StoredValuesSurviveAReopenAndWrongTypesReadNeutral)
               "restingIconSize=inf\n");
     const auto p = open();
     EXPECT_EQ(p->iconSize(), 40);
-    EXPECT_EQ(p->magnification(), 0);
+    EXPECT_EQ(p->magnification(), 1) << "unreadable, then clamped to no magnification";
     EXPECT_EQ(p->dockWidthFraction(), 0);
     EXPECT_TRUE(p->autoHide());
     EXPECT_FALSE(p->allDisplays());
@@ -80,12 +80,44 @@ TEST_F(DockPreferencesTest, StoredValuesSurviveAReopenAndWrongTypesReadNeutral)
     EXPECT_TRUE(p->liveCalendarIcon());
     EXPECT_EQ(p->restingIconSize(), 0);
 
-    p->setValue(DockPreferences::magnificationKey, 2.5);
+    p->setValue(DockPreferences::magnificationKey, 2.0);
     p->setValue(DockPreferences::autoHideKey, false);
     p->defaults().sync();
     const auto reopened = open();
-    EXPECT_EQ(reopened->magnification(), 2.5);
+    EXPECT_EQ(reopened->magnification(), 2.0);
     EXPECT_FALSE(reopened->autoHide());
+}
+
+TEST_F(DockPreferencesTest, HandEditedSizesAreClampedWhenReadAndKeptInTheFile)
+{
+    const struct {
+        const char* name;
+        const char* line;
+        double iconSize, magnification;
+    } rows[] = {
+        {"magnified beyond the window", "magnification=3.5", 58, 2.2},
+        {"shrinking magnification", "magnification=0.5", 58, 1.0},
+        {"tiny icons", "iconSize=3", 16, 1.65},
+        {"huge icons", "iconSize=400", 96, 1.65},
+        {"in range", "iconSize=40\nmagnification=1.8", 40, 1.8},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        // A file per row: Qt caches a settings file it read within the same second.
+        const QString file = dir.filePath(QString::fromUtf8(row.name) + QStringLiteral(".conf"));
+        const QByteArray bytes = QByteArray("[General]\n") + row.line + "\n";
+        {
+            QFile out(file);
+            ASSERT_TRUE(out.open(QIODevice::WriteOnly));
+            out.write(bytes);
+        }
+        const DockPreferences p(std::make_shared<QSettings>(file, QSettings::IniFormat));
+        EXPECT_EQ(p.iconSize(), row.iconSize);
+        EXPECT_EQ(p.magnification(), row.magnification);
+        QFile in(file);
+        ASSERT_TRUE(in.open(QIODevice::ReadOnly));
+        EXPECT_EQ(in.readAll(), bytes) << "reading never rewrites the user's value";
+    }
 }
 
 struct AppearanceCase {

@@ -18,17 +18,6 @@ protected:
     AppliedPreferences applied = AppliedPreferences::current(preferences);
 };
 
-TEST_F(AppliedPreferencesTest, RewritingTheSameValuesChangesNothing)
-{
-    preferences.setDockAppearance(applied.dockAppearance);
-    preferences.setValue(DockPreferences::liveCalendarIconKey, applied.liveCalendarIcon);
-    preferences.setValue(DockPreferences::alwaysEmptyTrashIconKey, applied.alwaysEmptyTrashIcon);
-    preferences.setValue(DockPreferences::allDisplaysKey, applied.showsAllDisplays);
-    const PreferenceChangeActions actions = applied.apply(preferences);
-    EXPECT_FALSE(actions.refreshModel);
-    EXPECT_FALSE(actions.rebuildDocks);
-}
-
 TEST_F(AppliedPreferencesTest, ModelSettingsRefreshOnceEach)
 {
     const struct {
@@ -49,21 +38,6 @@ TEST_F(AppliedPreferencesTest, ModelSettingsRefreshOnceEach)
         // The value is remembered: the next notification without a change does nothing.
         EXPECT_FALSE(applied.apply(preferences).refreshModel);
     }
-}
-
-TEST_F(AppliedPreferencesTest, AllDisplaysRebuildsButIconSizeOnlyRelayouts)
-{
-    preferences.setValue(DockPreferences::iconSizeKey, 40.0);
-    PreferenceChangeActions actions = applied.apply(preferences);
-    EXPECT_FALSE(actions.rebuildDocks);
-    EXPECT_FALSE(actions.refreshModel);
-
-    preferences.setValue(DockPreferences::allDisplaysKey, !applied.showsAllDisplays);
-    actions = applied.apply(preferences);
-    EXPECT_TRUE(actions.rebuildDocks);
-    EXPECT_FALSE(actions.refreshModel);
-    // Until the docks are rebuilt (which records the value) the difference stays.
-    EXPECT_TRUE(applied.apply(preferences).rebuildDocks);
 }
 
 TEST(WindowPollTest, OnlyIdentifiersInOrderCount)
@@ -90,6 +64,26 @@ TEST(WindowPollTest, OnlyIdentifiersInOrderCount)
     };
     for (const auto& row : rows)
         EXPECT_EQ(windowListChanged(row.stored, row.scanned), row.changed) << row.name;
+}
+
+TEST(DockDisplaysTest, MirroredAndOverlappingOutputsShareOneDock)
+{
+    const QRect left(0, 0, 1920, 1080);
+    const QRect right(1920, 0, 1920, 1080);
+    const struct {
+        const char* name;
+        std::vector<QRect> areas;
+        std::vector<std::size_t> kept;
+    } rows[] = {
+        {"side by side", {left, right}, {0, 1}},
+        {"mirrored", {left, left}, {0}},
+        {"overlapping by a strip", {left, QRect(1800, 0, 1920, 1080)}, {0}},
+        {"the first of a mirrored pair wins", {right, left, right}, {0, 1}},
+        {"an empty output carries nothing", {QRect(), left}, {1}},
+        {"none", {}, {}},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(distinctDisplayAreas(row.areas), row.kept) << row.name;
 }
 
 TEST(DocksJsonTest, TilesAreInScreenCoordinatesAndMissingHoverIsNull)

@@ -2,6 +2,7 @@
 #include "takeover/process_identity.h"
 
 #include "doubles/fake_native_dock.h"
+#include "takeover/status_assertions.h"
 
 #include <QDir>
 #include <QFile>
@@ -29,7 +30,7 @@ protected:
     {
         auto captured = transaction.capture();
         EXPECT_TRUE(captured.ok());
-        EXPECT_FALSE(transaction.writeBackup(captured.value()));
+        EXPECT_SUCCESS(transaction.writeBackup(captured.value()));
         return captured.value();
     }
     QByteArray fileBytes() const
@@ -55,9 +56,9 @@ TEST_F(DockPreferenceTransactionTest, HideAndRestoreGiveBackExactlyWhatTheUserHa
     EXPECT_EQ(mode(folder), 0700u);
     EXPECT_EQ(transaction.readBackup().value(), backup);
 
-    ASSERT_FALSE(transaction.setHidden());
+    ASSERT_SUCCESS(transaction.setHidden());
     EXPECT_EQ(dock.userValue(QStringLiteral("show-delay"))->text, QStringLiteral("1000.0"));
-    ASSERT_FALSE(transaction.restore(backup));
+    ASSERT_SUCCESS(transaction.restore(backup));
     EXPECT_EQ(dock.userValue(QStringLiteral("autohide")), own);
     // Unset before, unset again: neither the hiding value nor some default.
     EXPECT_FALSE(dock.userValue(QStringLiteral("show-delay")));
@@ -86,7 +87,7 @@ TEST_F(DockPreferenceTransactionTest, BadBackupsArePreservedAndNeverApplied)
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
         file.write(row.bytes);
         file.close();
-        EXPECT_EQ(transaction.recoverStaleBackup(), DockIntegrationError{row.message}) << row.name;
+        EXPECT_EQ(transaction.recoverStaleBackup().failure(), DockIntegrationError{row.message}) << row.name;
         EXPECT_EQ(fileBytes(), row.bytes) << row.name;
     }
 
@@ -95,7 +96,7 @@ TEST_F(DockPreferenceTransactionTest, BadBackupsArePreservedAndNeverApplied)
     backup.missing.clear();
     for (const QByteArray& value : {QByteArray("bplist00garbage"), encodeDockValue({QStringLiteral("s"), QStringLiteral("'yes'")})}) {
         backup.values.insert(QStringLiteral("show-delay"), value);
-        EXPECT_EQ(transaction.restore(backup),
+        EXPECT_EQ(transaction.restore(backup).failure(),
                   DockIntegrationError{QStringLiteral("The saved value for show-delay is invalid. The backup was preserved.")});
     }
     EXPECT_TRUE(dock.writes.isEmpty());
@@ -108,22 +109,31 @@ TEST_F(DockPreferenceTransactionTest, FailuresKeepTheBackup)
         QStringLiteral("The system could not save the Dock preferences. Check that Wharf can write user preferences.")};
     dock.failSync = true;
     EXPECT_EQ(transaction.capture().error(), unsaved);
-    EXPECT_EQ(transaction.setHidden(), unsaved);
-    EXPECT_EQ(transaction.restore(backup), unsaved);
+    EXPECT_EQ(transaction.setHidden().failure(), unsaved);
+    EXPECT_EQ(transaction.restore(backup).failure(), unsaved);
     dock.failSync = false;
     dock.failWrites = true;
-    EXPECT_EQ(transaction.restore(backup), unsaved);
+    EXPECT_EQ(transaction.restore(backup).failure(), unsaved);
     dock.failWrites = false;
 
     dock.restartOutput = QStringLiteral("\n  dock: permission denied \n");
-    EXPECT_EQ(transaction.restore(backup),
+    EXPECT_EQ(transaction.restore(backup).failure(),
               DockIntegrationError{QStringLiteral("Could not restart the system Dock: dock: permission denied")});
+    EXPECT_EQ(fileBytes(), encodeBackup(backup));
+
+    // The desktop's dock was uninstalled since: that is what the user must hear, not "invalid".
+    dock.restartOutput.reset();
+    dock.installed = false;
+    const Status gone = transaction.restore(backup);
+    ASSERT_FALSE(gone.ok());
+    EXPECT_TRUE(gone.error().message.contains(QStringLiteral("no longer installed")))
+        << gone.error().message.toStdString();
     EXPECT_EQ(fileBytes(), encodeBackup(backup));
 }
 
 TEST_F(DockPreferenceTransactionTest, LockWaitsForItsHolderAndReportsWhatStopsIt)
 {
-    ASSERT_FALSE(transaction.withLock([] { return DockFailure(); }));
+    ASSERT_SUCCESS(transaction.withLock([] { return Status(); }));
     int locked[2];
     int releasing[2];
     ASSERT_EQ(pipe(locked), 0);
@@ -140,15 +150,15 @@ TEST_F(DockPreferenceTransactionTest, LockWaitsForItsHolderAndReportsWhatStopsIt
     char byte;
     ASSERT_EQ(read(locked[0], &byte, 1), 1);
     bool ranAfterRelease = false;
-    ASSERT_FALSE(transaction.withLock([&] {
+    ASSERT_SUCCESS(transaction.withLock([&] {
         ranAfterRelease = read(releasing[0], &byte, 1) == 1;
-        return DockFailure();
+        return Status();
     }));
     EXPECT_TRUE(ranAfterRelease);
     waitpid(holder, nullptr, 0);
 
     ASSERT_TRUE(QFile::remove(transaction.lockPath()) && QDir().mkpath(transaction.lockPath()));
-    EXPECT_EQ(transaction.withLock([&] { ranAfterRelease = false; return DockFailure(); }),
+    EXPECT_EQ(transaction.withLock([&] { ranAfterRelease = false; return Status(); }).failure(),
               DockIntegrationError{QStringLiteral("Could not open the Dock recovery lock: Is a directory.")});
     EXPECT_TRUE(ranAfterRelease);
 }

@@ -3,6 +3,7 @@
 #include "platform/x11/dash_to_dock_native_dock.h"
 #include "takeover/process_identity.h"
 #include "doubles/fake_native_dock.h"
+#include "takeover/status_assertions.h"
 #include "takeover_test_support.h"
 
 #include <QCoreApplication>
@@ -43,12 +44,12 @@ protected:
     {
         DashToDockNativeDock dock;
         DockPreferenceTransaction transaction(dock);
-        ASSERT_FALSE(transaction.withLock([&]() -> DockFailure {
+        ASSERT_SUCCESS(transaction.withLock([&]() -> Status {
             auto captured = transaction.capture();
             captured.value().ownerPID = pid;
             captured.value().ownerStart = start;
-            if (auto failure = transaction.writeBackup(captured.value()))
-                return failure;
+            if (auto written = transaction.writeBackup(captured.value()); !written)
+                return written;
             return transaction.setHidden();
         }));
     }
@@ -71,15 +72,15 @@ protected:
 TEST_F(SystemDockIntegrationTest, SecondSessionCanNeitherEnableNorRestore)
 {
     SystemDockIntegration first(std::make_unique<DashToDockNativeDock>());
-    ASSERT_FALSE(first.enable());
+    ASSERT_SUCCESS(first.enable());
     const auto hidden = stored();
     ASSERT_NE(hidden, userValues);
     SystemDockIntegration second(std::make_unique<DashToDockNativeDock>());
-    EXPECT_EQ(second.enable(), DockIntegrationError{QStringLiteral("Another Wharf session already manages the system Dock.")});
-    EXPECT_EQ(second.restore(), DockIntegrationError{QStringLiteral("The system Dock is managed by another running Wharf session.")});
+    EXPECT_EQ(second.enable().failure(), DockIntegrationError{QStringLiteral("Another Wharf session already manages the system Dock.")});
+    EXPECT_EQ(second.restore().failure(), DockIntegrationError{QStringLiteral("The system Dock is managed by another running Wharf session.")});
     EXPECT_EQ(second.lastError, QStringLiteral("The system Dock is managed by another running Wharf session."));
     EXPECT_EQ(stored(), hidden);
-    ASSERT_FALSE(first.restore());
+    ASSERT_SUCCESS(first.restore());
     EXPECT_EQ(stored(), userValues);
 }
 
@@ -89,7 +90,7 @@ TEST_F(SystemDockIntegrationTest, FailedEnableRollsBackAndNamesEveryFailure)
     QTemporaryDir elsewhere;
     const QString helperFailed = QStringLiteral("The Dock recovery helper could not start. Your system Dock has not been hidden.");
     SystemDockIntegration integration(std::make_unique<DashToDockNativeDock>(), elsewhere.path());
-    EXPECT_EQ(integration.enable(), DockIntegrationError{helperFailed});
+    EXPECT_EQ(integration.enable().failure(), DockIntegrationError{helperFailed});
     EXPECT_EQ(integration.lastError, helperFailed);
     EXPECT_FALSE(integration.isEnabled());
     EXPECT_EQ(stored(), userValues);
@@ -98,7 +99,7 @@ TEST_F(SystemDockIntegrationTest, FailedEnableRollsBackAndNamesEveryFailure)
     fake->restartOutput = QStringLiteral("busy");
     SystemDockIntegration failing(std::move(fake), elsewhere.path());
     const QString path = elsewhere.filePath(QStringLiteral("system-dock-backup.plist"));
-    EXPECT_EQ(failing.enable(), DockIntegrationError{QStringLiteral("Could not enable Wharf: ") + helperFailed
+    EXPECT_EQ(failing.enable().failure(), DockIntegrationError{QStringLiteral("Could not enable Wharf: ") + helperFailed
                                                      + QStringLiteral(" Restoration also needs attention: Could not restart the "
                                                                       "system Dock: busy The original preferences remain saved at ")
                                                      + path + QLatin1Char('.')});
@@ -113,11 +114,11 @@ TEST_F(SystemDockIntegrationTest, WithoutANativeDockNothingIsHidden)
     const FakeNativeDock& dock = *fake;
     SystemDockIntegration integration(std::move(fake), elsewhere.path());
     EXPECT_FALSE(integration.nativeDockAvailable());
-    EXPECT_FALSE(integration.enable());
+    EXPECT_SUCCESS(integration.enable());
     EXPECT_FALSE(integration.isEnabled());
     EXPECT_EQ(integration.watchdogPid(), 0);
     EXPECT_TRUE(dock.writes.isEmpty());
-    EXPECT_FALSE(integration.restore());
+    EXPECT_SUCCESS(integration.restore());
 }
 
 TEST_F(SystemDockIntegrationTest, NextStartRestoresStaleBackupsAndReportsBadOnes)

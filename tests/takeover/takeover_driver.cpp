@@ -30,8 +30,8 @@ int main(int argc, char** argv)
         return 0;
     QCoreApplication app(argc, argv);
     SystemDockIntegration integration(realDock());
-    if (const auto failure = integration.enable())
-        say(QStringLiteral("ERROR ") + failure->message);
+    if (const auto enabled = integration.enable(); !enabled)
+        say(QStringLiteral("ERROR ") + enabled.error().message);
     else
         say(QStringLiteral("ENABLED %1").arg(integration.watchdogPid()));
 
@@ -41,8 +41,8 @@ int main(int argc, char** argv)
         const ssize_t length = ::read(STDIN_FILENO, line, sizeof line);
         if (length > 0 && QByteArray(line, length).trimmed() != "quit")
             return;
-        const auto failure = integration.restore();
-        say(failure ? QStringLiteral("ERROR ") + failure->message : QStringLiteral("RESTORED"));
+        const auto restored = integration.restore();
+        say(restored ? QStringLiteral("RESTORED") : QStringLiteral("ERROR ") + restored.error().message);
         app.quit();
     });
     return app.exec();
