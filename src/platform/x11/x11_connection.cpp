@@ -78,6 +78,23 @@ X11Connection::~X11Connection()
         xcb_disconnect(connection_);
 }
 
+void X11Connection::followClientList(std::unordered_set<xcb_window_t>& watched, bool structure)
+{
+    if (!connection_)
+        return;
+    const auto list = xcbReply(
+        xcb_get_property_reply(connection_, readProperty(connection_, root_, ewmh_._NET_CLIENT_LIST, 4096), nullptr));
+    std::unordered_set<xcb_window_t> current;
+    for (xcb_window_t window : values<xcb_window_t>(list.get())) {
+        current.insert(window);
+        if (watched.insert(window).second)
+            watchProperties(window, structure);
+    }
+    // Windows that left the list are destroyed or withdrawn.
+    std::erase_if(watched, [&](xcb_window_t w) { return !current.count(w); });
+    flush();
+}
+
 void X11Connection::watchProperties(xcb_window_t window, bool structure)
 {
     if (!connection_)

@@ -11,6 +11,8 @@
 
 #include <cstdlib>
 #include <memory>
+#include <unordered_set>
+#include <vector>
 
 class QSocketNotifier;
 
@@ -24,6 +26,23 @@ template <typename T>
 XcbReply<T> xcbReply(T* reply)
 {
     return XcbReply<T>(reply, &std::free);
+}
+
+// Asks for up to `words` 32-bit words of a property of any type.
+inline xcb_get_property_cookie_t readProperty(xcb_connection_t* c, xcb_window_t window, xcb_atom_t atom,
+                                              uint32_t words)
+{
+    return xcb_get_property(c, 0, window, atom, XCB_GET_PROPERTY_TYPE_ANY, 0, words);
+}
+
+// A property's items, when they have the size of T; none for a missing or differently sized property.
+template <typename T>
+std::vector<T> values(xcb_get_property_reply_t* reply)
+{
+    if (!reply || reply->format != sizeof(T) * 8)
+        return {};
+    const auto* data = static_cast<const T*>(xcb_get_property_value(reply));
+    return std::vector<T>(data, data + xcb_get_property_value_length(reply) / int(sizeof(T)));
 }
 
 // Wharf's own connection to the X server (not Qt's, so it works whatever Qt's
@@ -61,6 +80,9 @@ public:
 
     // Adds PropertyChange (and for clients StructureNotify) to our event mask on `window`.
     void watchProperties(xcb_window_t window, bool structure);
+    // Reads _NET_CLIENT_LIST and keeps `watched` in step with it: clients new to it get their
+    // properties (and with `structure`, their geometry) watched; clients that left are dropped.
+    void followClientList(std::unordered_set<xcb_window_t>& watched, bool structure);
     void flush();
     // True (and reported once) when the server connection is gone.
     bool lost();

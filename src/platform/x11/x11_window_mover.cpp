@@ -15,20 +15,6 @@ namespace wharf {
 
 namespace {
 
-template <typename T>
-std::vector<T> values(xcb_get_property_reply_t* reply)
-{
-    if (!reply || reply->format != sizeof(T) * 8)
-        return {};
-    const auto* data = static_cast<const T*>(xcb_get_property_value(reply));
-    return std::vector<T>(data, data + xcb_get_property_value_length(reply) / int(sizeof(T)));
-}
-
-xcb_get_property_cookie_t readProperty(xcb_connection_t* c, xcb_window_t window, xcb_atom_t atom, uint32_t words)
-{
-    return xcb_get_property(c, 0, window, atom, XCB_GET_PROPERTY_TYPE_ANY, 0, words);
-}
-
 bool contains(const std::vector<xcb_atom_t>& atoms, xcb_atom_t atom)
 {
     return std::find(atoms.begin(), atoms.end(), atom) != atoms.end();
@@ -83,17 +69,7 @@ void X11WindowMover::handleEvent(const xcb_generic_event_t* event)
 
 void X11WindowMover::readClientList()
 {
-    xcb_connection_t* c = connection_->xcb();
-    const auto list = xcbReply(xcb_get_property_reply(
-        c, readProperty(c, connection_->root(), connection_->ewmh()->_NET_CLIENT_LIST, 4096), nullptr));
-    std::unordered_set<xcb_window_t> current;
-    for (xcb_window_t window : values<xcb_window_t>(list.get())) {
-        current.insert(window);
-        if (watched_.insert(window).second)
-            connection_->watchProperties(window, true);
-    }
-    std::erase_if(watched_, [&](xcb_window_t w) { return !current.count(w); });
-    connection_->flush();
+    connection_->followClientList(watched_, true);
 }
 
 std::vector<MovableWindow> X11WindowMover::visibleWindows()
