@@ -16,14 +16,6 @@
 namespace wharf {
 namespace {
 
-QStringList entryIDs(const DockView& view)
-{
-    QStringList ids;
-    for (const DockEntry& entry : view.entries())
-        ids << entry.identifier();
-    return ids;
-}
-
 class DockWindowsTest : public ::testing::Test {
 protected:
     QTemporaryDir dir;

@@ -2,11 +2,13 @@
 
 // A window system that records what it was told about each dock window, for tests on the
 // offscreen platform.
+#include "dock/dock_view.h"
 #include "platform/dock_window_platform.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QRegion>
+#include <QStringList>
 #include <QWidget>
 
 #include <functional>
@@ -59,6 +61,15 @@ inline bool waitFor(const std::function<bool()>& condition, int timeoutMs = 3000
         QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
     }
     return true;
+}
+
+// The identifiers of a view's entries, in dock order.
+inline QStringList entryIDs(const DockView& view)
+{
+    QStringList ids;
+    for (const DockEntry& entry : view.entries())
+        ids << entry.identifier();
+    return ids;
 }
 
 } // namespace wharf

@@ -1,6 +1,7 @@
 // Folder stacks in the running dock: a pinned folder of twelve entries opened over its tile as a
 // grid, a fan and a list; walking into a sub-folder and back; the preview; closing by Escape and
 // by a click elsewhere; a live refresh when files appear.
+#include "support/thumbnail_png.h"
 #include "dock_e2e_client.h"
 
 #include <QColor>
@@ -59,39 +60,6 @@ QStringList strings(const QJsonValue& value)
     return out;
 }
 
-quint32 crc32(const QByteArray& data)
-{
-    quint32 crc = 0xffffffffu;
-    for (const char byte : data) {
-        crc ^= quint8(byte);
-        for (int k = 0; k < 8; ++k)
-            crc = (crc >> 1) ^ (0xedb88320u & (0u - (crc & 1u)));
-    }
-    return ~crc;
-}
-
-// A solid PNG carrying a thumbnailer's tEXt chunk right after its header.
-QByteArray thumbnailPng(QColor color, const QByteArray& mtime)
-{
-    QImage image(128, 128, QImage::Format_ARGB32);
-    image.fill(color);
-    QByteArray png;
-    QBuffer buffer(&png);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "png");
-    const QByteArray body = QByteArray("tEXtThumb::MTime") + '\0' + mtime;
-    QByteArray chunk;
-    for (const quint32 v : {quint32(body.size() - 4)})
-        for (int shift : {24, 16, 8, 0})
-            chunk.append(char((v >> shift) & 0xff));
-    chunk += body;
-    const quint32 crc = crc32(body);
-    for (int shift : {24, 16, 8, 0})
-        chunk.append(char((crc >> shift) & 0xff));
-    png.insert(8 + 25, chunk);
-    return png;
-}
-
 bool shows(const QJsonObject& stack, const QString& mode)
 {
     return stack[QStringLiteral("open")].toBool() && stack[QStringLiteral("mode")].toString() == mode
@@ -125,7 +93,10 @@ protected:
         QDir().mkpath(thumbs);
         QFile thumb(thumbs + QCryptographicHash::hash(uri, QCryptographicHash::Md5).toHex() + QStringLiteral(".png"));
         ASSERT_TRUE(thumb.open(QIODevice::WriteOnly));
-        thumb.write(thumbnailPng(Qt::green, QByteArray::number(QFileInfo(cached).lastModified().toSecsSinceEpoch())));
+        QImage green(128, 128, QImage::Format_ARGB32);
+        green.fill(Qt::green);
+        thumb.write(test::pngWithText(green, "Thumb::MTime",
+                                      QByteArray::number(QFileInfo(cached).lastModified().toSecsSinceEpoch())));
         thumb.close();
 
         QJsonArray pinList;

@@ -21,14 +21,6 @@
 namespace wharf {
 namespace {
 
-QStringList entryIDs(const DockView& view)
-{
-    QStringList ids;
-    for (const DockEntry& entry : view.entries())
-        ids << entry.identifier();
-    return ids;
-}
-
 // The delegate over doubles: a scripted desktop, a native dock in memory, recorded windows.
 class AppDelegateTest : public ::testing::Test {
 protected:

@@ -1,5 +1,7 @@
 #include "stacks/stack_thumbnail_cache.h"
 
+#include "support/thumbnail_png.h"
+
 #include <QBuffer>
 #include <QCoreApplication>
 #include <QCryptographicHash>
@@ -10,10 +12,12 @@
 #include <QSemaphore>
 #include <QStandardPaths>
 #include <QTemporaryDir>
+#include <QThreadPool>
 #include <QUrl>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 
 using namespace wharf;
@@ -43,37 +47,6 @@ QImage solid(QColor color)
     QImage image(8, 8, QImage::Format_ARGB32);
     image.fill(color);
     return image;
-}
-
-quint32 crc32(const QByteArray& data)
-{
-    quint32 crc = 0xffffffffu;
-    for (const char byte : data) {
-        crc ^= quint8(byte);
-        for (int k = 0; k < 8; ++k)
-            crc = (crc >> 1) ^ (0xedb88320u & (0u - (crc & 1u)));
-    }
-    return ~crc;
-}
-
-// A PNG with a tEXt chunk as thumbnailers write it, right after the header chunk.
-QByteArray pngWithText(const QImage& image, const QByteArray& key, const QByteArray& value)
-{
-    QByteArray png;
-    QBuffer buffer(&png);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "png");
-    const QByteArray body = "tEXt" + key + '\0' + value;
-    QByteArray chunk;
-    const auto put = [&chunk](quint32 v) {
-        for (int shift : {24, 16, 8, 0})
-            chunk.append(char((v >> shift) & 0xff));
-    };
-    put(quint32(body.size() - 4));
-    chunk += body;
-    put(crc32(body));
-    png.insert(8 + 25, chunk); // signature, then the 25-byte header chunk
-    return png;
 }
 
 const auto iconImage = [](const StackEntry&) { return solid(Qt::gray); };
@@ -111,6 +84,13 @@ TEST(StackThumbnailCache, FourAtOnceFirstComeFirstServedDuplicatesMerged)
     });
     EXPECT_TRUE(folderAnswered) << "folders take no slot";
 
+    // Only once the first requests are under way (as many as the pool runs at once) may any of them
+    // end and let the fifth in.
+    const int running = std::min(4, QThreadPool::globalInstance()->maxThreadCount());
+    ASSERT_TRUE(waitFor([&] {
+        const QMutexLocker locker(&lock);
+        return started.size() == running;
+    }));
     gate.release(10);
     ASSERT_TRUE(waitFor([&] { return arrived.size() == 10; }));
     EXPECT_EQ(generated.load(), 10) << "the duplicate was made once";
@@ -163,7 +143,7 @@ TEST(StackThumbnailCache, ThePicturesOfFiles)
     const QString thumbPath = thumbDir + "/" + QCryptographicHash::hash(uri, QCryptographicHash::Md5).toHex() + ".png";
     for (const bool fresh : {true, false}) {
         const qint64 mtime = QFileInfo(photo).lastModified().toSecsSinceEpoch();
-        const QByteArray png = pngWithText(solid(Qt::green), "Thumb::MTime", QByteArray::number(fresh ? mtime : mtime - 60));
+        const QByteArray png = test::pngWithText(solid(Qt::green), "Thumb::MTime", QByteArray::number(fresh ? mtime : mtime - 60));
         EXPECT_EQ(StackThumbnailCache::pngText(png, "Thumb::MTime").toLongLong(), fresh ? mtime : mtime - 60);
         QFile thumb(thumbPath);
         ASSERT_TRUE(thumb.open(QIODevice::WriteOnly));

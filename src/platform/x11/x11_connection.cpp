@@ -78,14 +78,21 @@ X11Connection::~X11Connection()
         xcb_disconnect(connection_);
 }
 
+std::vector<xcb_window_t> X11Connection::rootWindowList(xcb_atom_t property)
+{
+    if (!connection_)
+        return {};
+    const auto list = xcbReply(
+        xcb_get_property_reply(connection_, readProperty(connection_, root_, property, 4096), nullptr));
+    return values<xcb_window_t>(list.get());
+}
+
 void X11Connection::followClientList(std::unordered_set<xcb_window_t>& watched, bool structure)
 {
     if (!connection_)
         return;
-    const auto list = xcbReply(
-        xcb_get_property_reply(connection_, readProperty(connection_, root_, ewmh_._NET_CLIENT_LIST, 4096), nullptr));
     std::unordered_set<xcb_window_t> current;
-    for (xcb_window_t window : values<xcb_window_t>(list.get())) {
+    for (xcb_window_t window : rootWindowList(ewmh_._NET_CLIENT_LIST)) {
         current.insert(window);
         if (watched.insert(window).second)
             watchProperties(window, structure);

@@ -80,6 +80,8 @@ public:
 
     // Adds PropertyChange (and for clients StructureNotify) to our event mask on `window`.
     void watchProperties(xcb_window_t window, bool structure);
+    // A window-list property of the root window (_NET_CLIENT_LIST, _NET_CLIENT_LIST_STACKING).
+    std::vector<xcb_window_t> rootWindowList(xcb_atom_t property);
     // Reads _NET_CLIENT_LIST and keeps `watched` in step with it: clients new to it get their
     // properties (and with `structure`, their geometry) watched; clients that left are dropped.
     void followClientList(std::unordered_set<xcb_window_t>& watched, bool structure);

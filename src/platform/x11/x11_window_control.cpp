@@ -70,9 +70,7 @@ public:
             return {};
         xcb_connection_t* c = connection_->xcb();
         xcb_ewmh_connection_t* ewmh = connection_->ewmh();
-        const auto list = xcbReply(xcb_get_property_reply(
-            c, readProperty(c, connection_->root(), ewmh->_NET_CLIENT_LIST, 4096), nullptr));
-        const std::vector<xcb_window_t> windows = values<xcb_window_t>(list.get());
+        const std::vector<xcb_window_t> windows = connection_->rootWindowList(ewmh->_NET_CLIENT_LIST);
 
         struct Cookies {
             xcb_get_property_cookie_t pid, type, state, wmState, netName, name, wmClass, transientFor;

@@ -78,9 +78,7 @@ std::vector<MovableWindow> X11WindowMover::visibleWindows()
         return {};
     xcb_connection_t* c = connection_->xcb();
     xcb_ewmh_connection_t* ewmh = connection_->ewmh();
-    const auto list = xcbReply(xcb_get_property_reply(
-        c, readProperty(c, connection_->root(), ewmh->_NET_CLIENT_LIST_STACKING, 4096), nullptr));
-    const std::vector<xcb_window_t> windows = values<xcb_window_t>(list.get());
+    const std::vector<xcb_window_t> windows = connection_->rootWindowList(ewmh->_NET_CLIENT_LIST_STACKING);
     struct Cookies {
         xcb_get_window_attributes_cookie_t attributes;
         xcb_get_geometry_cookie_t geometry;
