@@ -22,14 +22,17 @@
 #include <QRegion>
 #include <QSet>
 #include <QString>
+#include <QUrl>
 #include <QWidget>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
 
 class QAccessibleEvent;
+class QMenu;
 class QTimer;
 
 namespace wharf {
@@ -37,6 +40,21 @@ namespace wharf {
 class DockModel;
 class DockPreferences;
 class DockTile;
+
+// What the user's gestures ask for, carried out by the view's owner; entries are named by
+// DockEntry::identifier() and indices are displayed model indices. `eventTime` is the X server
+// time of the click or key press (0 when there was none). An empty callback does nothing.
+struct DockViewActions {
+    // A click, Return or an accessibility press: open or switch to the entry.
+    std::function<void(const QString& entryID, std::uint32_t eventTime)> activate;
+    // Fills the entry's context menu (the item's own entries and its windows).
+    std::function<void(const QString& entryID, QMenu& menu)> fillMenu;
+    // Drags inside the dock and drops from other programs.
+    std::function<void(const QString& entryID, int displayedIndex)> move;
+    std::function<void(const QString& entryID)> remove;
+    std::function<void(const QString& path, std::optional<int> displayedIndex)> pin;
+    std::function<void(const QList<QUrl>& urls, const QString& targetID, bool copyFiles)> open;
+};
 
 // What the view reads from its owner.
 struct DockViewContext {
@@ -49,6 +67,7 @@ struct DockViewContext {
     std::function<double()> uptime;                            // monotonic seconds
     std::function<std::optional<QPointF>()> pointerLocation;   // global pointer, Qt screen coordinates
     std::function<void(QAccessibleEvent*)> accessibilityEvent;  // Qt's accessibility bridge
+    DockViewActions actions;
 };
 
 // The dock of one display: one tile per entry, animated on a tick at the display's
@@ -69,6 +88,11 @@ public:
     DockStackPresenter& stackPresenter() { return stacks; }
     void tick();   // one animation step
     void markLayoutDirty();
+
+    // What a click, a key or an assistive tool does to the entry at `index`; shared by the
+    // pointer, keyboard mode, accessibility and the D-Bus API.
+    void activateEntry(int index, std::uint32_t eventTime);
+    void showEntryMenu(int index, std::uint32_t eventTime);
 
     bool isFullScreenOverlay() const;
     const std::vector<DockEntry>& entries() const;

@@ -35,6 +35,7 @@
 #include <QSystemTrayIcon>
 #include <QTimer>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -126,7 +127,8 @@ public:
     void pollWindows();
     const std::vector<DockWindow>& minimizedWindows() const { return minimized; }
     // What a click on the tile `id` does; false when no such tile can be activated.
-    bool activateEntry(const QString& id);
+    // What a click on tile `id` does; `eventTime` is the X time of the click (0 = none).
+    bool activateEntry(const QString& id, std::uint32_t eventTime = 0);
     // The windows of item `id`'s running application, minimized or not (its context menu's list).
     std::vector<DockWindow> windowsOfItem(const QString& id) const;
     // Minimizes the window "window-<id>" of a running application; false when none has it.

@@ -146,7 +146,7 @@ void AppDelegate::pollWindows()
     });
 }
 
-bool AppDelegate::activateEntry(const QString& id)
+bool AppDelegate::activateEntry(const QString& id, std::uint32_t /*eventTime*/)
 {
     if (isFolderTile(id))
         return openStack(id);
