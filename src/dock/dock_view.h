@@ -93,6 +93,10 @@ public:
     // pointer, keyboard mode, accessibility and the D-Bus API.
     void activateEntry(int index, std::uint32_t eventTime);
     void showEntryMenu(int index, std::uint32_t eventTime);
+    // A menu of this dock is open: the dock stays shown and keeps its hover state meanwhile.
+    bool isMenuTracking() const { return openMenus > 0; }
+    // Counts `menu` as open until it hides (every menu the dock pops up goes through here).
+    void trackMenu(QMenu& menu);
 
     bool isFullScreenOverlay() const;
     const std::vector<DockEntry>& entries() const;
@@ -179,6 +183,7 @@ private:
     DockBadgeOverlay badges;
     DockAccessibilityAnnouncer accessibility;
     int framesRendered = 0;
+    int openMenus = 0;
     std::unique_ptr<DockViewRenderer> drawing;
 };
 

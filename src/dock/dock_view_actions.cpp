@@ -25,11 +25,22 @@ void DockView::showEntryMenu(int index, std::uint32_t /*eventTime*/)
         menu->deleteLater();
         return;
     }
+    trackMenu(*menu);
     // Above the tile, centred on it.
     const QRectF tile = frameList[static_cast<std::size_t>(index)];
     const QSize size = menu->sizeHint();
     const QPoint anchor = mapToGlobal(QPointF(tile.center().x() - size.width() / 2.0, tile.top()).toPoint());
     menu->popup(anchor - QPoint(0, size.height()));
+}
+
+void DockView::trackMenu(QMenu& menu)
+{
+    ++openMenus;
+    const QPointer<DockView> self(this);
+    connect(&menu, &QMenu::aboutToHide, this, [self] {
+        if (self && self->openMenus > 0)
+            --self->openMenus;
+    });
 }
 
 } // namespace wharf
