@@ -49,7 +49,6 @@ class DockPreferences;
 class DockWindowController;
 class KeyEquivalents;
 class SettingsController;
-class SignalListener;
 struct DockSizing;
 class FolderAccessStore;
 class StackController;
@@ -167,7 +166,6 @@ private:
     void wireTrash();    // app_delegate_trash.cpp: the Trash monitor behind the Trash tile
     void wireHotKey();   // app_delegate_hot_key.cpp: Ctrl+Alt+D gives the keyboard to the dock
     void wireSettings(); // app_delegate_settings.cpp: the settings window follows the model and settings
-    void wireSignals();  // app_delegate.cpp: SIGTERM and SIGINT quit
 
     // Shutdown, in reverse.
     void unregisterHotKey();
@@ -218,7 +216,6 @@ private:
     bool windowScanRunning = false;
     bool windowScanPending = false;
     std::vector<DockWindow> minimized;
-    SignalListener* signalSources = nullptr;
     AppliedPreferences applied;
     std::vector<DockAvoidanceRegion> avoidance;
     bool avoidanceEnabled = false;
