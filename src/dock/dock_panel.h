@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QImage>
 #include <QWidget>
 
 #include <functional>
@@ -20,14 +21,21 @@ public:
     void setKeyboardMode(bool on);
     bool canBecomeKey() const { return keyboard; }
 
+    // What lies below the window, painted under the dock when no compositing manager blends it:
+    // anti-aliased edges then mix with the desktop instead of black. Null: nothing (translucent).
+    void setBackdrop(const QImage& image);
+    bool hasBackdrop() const { return !backdrop.isNull(); }
+
     // Told when keyboard mode changes, so the window system can let the focus in or keep it out.
     std::function<void(bool)> onKeyboardModeChanged;
 
 protected:
     void focusOutEvent(QFocusEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
 
 private:
     bool keyboard = false;
+    QImage backdrop;
 };
 
 } // namespace wharf

@@ -2,6 +2,7 @@
 
 #include "dock/dock_geometry.h"
 #include "dock/dock_layout.h"
+#include "dock/dock_panel.h"
 #include "dock/dock_tile.h"
 #include "dock/dock_view_accessible.h"
 #include "model/dock_model.h"
@@ -473,7 +474,9 @@ DockViewRenderer::Scene DockView::currentScene() const
     scene.separatorIndex = separator;
     scene.dropIndex = interaction.dropIndex;
     scene.settled = !animating;
-    scene.clearedBackground = window()->testAttribute(Qt::WA_TranslucentBackground);
+    const auto* panel = qobject_cast<const DockPanel*>(window());
+    scene.clearedBackground =
+        window()->testAttribute(Qt::WA_TranslucentBackground) && !(panel && panel->hasBackdrop());
     scene.restingIconSize = DockLayout::metrics(targets.empty() ? frames : targets).iconSize;
     scene.accent = palette().color(QPalette::Highlight);
     scene.tiles.reserve(tileList.size());

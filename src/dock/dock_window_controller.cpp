@@ -61,8 +61,12 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
             platform->setAcceptsFocus(on);
     };
     if (system) {
-        compositingSubscription = system->compositingChanged.add([this](bool) { applyInputRegion(); });
+        compositingSubscription = system->compositingChanged.add([this](bool) {
+            updateBackdrop();
+            applyInputRegion();
+        });
         areaSubscription = system->availableAreaChanged.add([this] { place(); });
+        backgroundSubscription = system->desktopBackgroundChanged.add([this] { updateBackdrop(); });
     }
     applyInputRegion();
 
@@ -83,6 +87,7 @@ void DockWindowController::close()
     view->onInputRegionChanged = nullptr;
     compositingSubscription.reset();
     areaSubscription.reset();
+    backgroundSubscription.reset();
     view->stop();
     window->onKeyboardModeChanged = nullptr;
     window->close();
@@ -115,6 +120,14 @@ void DockWindowController::place()
         view->setGeometry(window->rect());
     if (platform && reservation > 0)
         platform->setBottomReservation(reservation); // struts count from the window's new edge
+    updateBackdrop();
+}
+
+void DockWindowController::updateBackdrop()
+{
+    if (!system || closed)
+        return;
+    window->setBackdrop(system->isCompositing() ? QImage() : system->desktopBackground(window->geometry()));
 }
 
 bool DockWindowController::isMapped() const { return !closed && window->isVisible(); }

@@ -51,6 +51,7 @@ public:
 private:
     void place();
     void applyInputRegion();
+    void updateBackdrop();
     QRegion drawnRegion();
 
     QPointer<QScreen> display;
@@ -61,6 +62,7 @@ private:
     DockWindowSystem* system = nullptr;
     CallbackList<bool>::Subscription compositingSubscription;
     CallbackList<>::Subscription areaSubscription;
+    CallbackList<>::Subscription backgroundSubscription;
     int reservation = 0;
     bool closed = false;
 };

@@ -2,6 +2,7 @@
 
 #include "platform/callback_list.h"
 
+#include <QImage>
 #include <QRect>
 #include <QRegion>
 
@@ -20,7 +21,8 @@ public:
     // window below. Applied whenever it changes and again each time the window is mapped.
     virtual void setInputRegion(const QRegion& region) = 0;
     // The pixels drawn opaque enough to show without a compositing manager, in window
-    // coordinates; the window is clipped to them then. Empty: the input region is used.
+    // coordinates. The window is clipped to them and the input region then (X delivers input only
+    // inside what is shown); the dock paints the desktop background under both.
     virtual void setVisibleRegion(const QRegion& region) = 0;
     // Keyboard mode is the only time a dock window may take the focus; accepting also asks for
     // the window to be activated.
@@ -43,6 +45,12 @@ public:
     // shelf and clip the window to it.
     virtual bool isCompositing() const = 0;
     CallbackList<bool> compositingChanged;
+
+    // What lies below the docks without a compositing manager, for them to blend their edges
+    // against as panels do: the desktop background under `area` (global coordinates). A null image
+    // when there is none to read.
+    virtual QImage desktopBackground(const QRect& area) const = 0;
+    CallbackList<> desktopBackgroundChanged;
 
     // What other programs leave of `display` (global coordinates): the display less the edges
     // their panels and task bars reserve. The docks' own reservations never count.

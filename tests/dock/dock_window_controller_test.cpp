@@ -25,7 +25,13 @@ protected:
     FakeDockWindowSystem system;
     QScreen* screen = QGuiApplication::primaryScreen();
 
-    DockViewContext context() { return DockViewContext{&model, {}, &preferences, {}, {}, {}, {}, {}}; }
+    DockViewContext context()
+    {
+        DockViewContext context;
+        context.model = &model;
+        context.preferences = &preferences;
+        return context;
+    }
 };
 
 TEST_F(DockWindowsTest, NormalDockIsShownOverlayIsNotBoth340HighAlongTheScreenBottom)

@@ -46,6 +46,7 @@ public:
         return platform;
     }
     bool isCompositing() const override { return true; }
+    QImage desktopBackground(const QRect&) const override { return {}; }
     QRect availableArea(const QRect& display) const override { return display.intersected(area); }
 
     QRect area{-100000, -100000, 200000, 200000}; // what other programs leave
