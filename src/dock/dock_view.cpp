@@ -319,6 +319,16 @@ void DockView::ensureTicking()
     timer->start(frameClock.nextInterval(t));
 }
 
+void DockView::tickOnPointerMotion()
+{
+    const double t = now();
+    if (!ticking || !frameClock.frameDueOnInput(t, lastTickTime))
+        return;
+    tick();
+    if (ticking)
+        timer->start(frameClock.drewOnInput(t));
+}
+
 void DockView::stopTicking()
 {
     ticking = false;
@@ -532,6 +542,7 @@ void DockView::mouseMoveEvent(QMouseEvent* event)
 {
     lastEventPointer = event->globalPosition();
     ensureTicking();
+    tickOnPointerMotion();
     QWidget::mouseMoveEvent(event);
 }
 

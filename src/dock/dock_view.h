@@ -147,6 +147,7 @@ private:
     void updateInputRegion(const std::optional<QPointF>& pointer);
     void repaintScene();
     void ensureTicking();
+    void tickOnPointerMotion();
     void stopTicking();
     void stopTickingWhenIdle(const std::optional<QPointF>& pointer);
     void notifyAccessibility();
