@@ -27,14 +27,6 @@ QVariantMap fixedSizes()
             {QStringLiteral("magnification"), kMagnification}};
 }
 
-std::optional<int> separatorFromItems(const QJsonArray& items)
-{
-    std::vector<bool> isApplication;
-    for (const QJsonValue& item : items)
-        isApplication.push_back(item.toObject()[QStringLiteral("kind")].toString() == QStringLiteral("application"));
-    return DockLayout::separatorIndex(isApplication);
-}
-
 int activeWindow(E2eSession& session)
 {
     const QString out = session.xprop({QStringLiteral("-root"), QStringLiteral("_NET_ACTIVE_WINDOW")});
@@ -50,7 +42,7 @@ bool mouseMove(E2eSession& session, QPoint p)
     return session.xdotool({QStringLiteral("mousemove"), QString::number(p.x()), QString::number(p.y())}).exitCode == 0;
 }
 
-TEST(DockWindows, OneDisplayHasANormalAndAnUnmappedOverlayDockTypedAsDock)
+TEST(DockWindows, TheWindowManagerSeesDocksOnEveryDesktopAboveOthersNeverFocused)
 {
     E2eSession session;
     WHARF_REQUIRE_SESSION(session);
@@ -58,14 +50,6 @@ TEST(DockWindows, OneDisplayHasANormalAndAnUnmappedOverlayDockTypedAsDock)
     ASSERT_NE(wharf, nullptr);
     DockClient client(session);
     ASSERT_TRUE(E2eSession::waitFor([&] { return client.docks().size() == 2; }));
-
-    const auto docks = client.docks();
-    EXPECT_FALSE(docks[0].overlay);
-    EXPECT_TRUE(docks[0].mapped);
-    EXPECT_TRUE(docks[1].overlay);
-    EXPECT_FALSE(docks[1].mapped);
-    for (const DockInfo& dock : docks)
-        EXPECT_EQ(dock.frame, QRectF(0, 1080 - 340, 1920, 340)) << dock.display.toStdString();
 
     // What the window manager sees on the mapped dock window.
     const QStringList windows = wharfWindows(session, wharf->processId());
@@ -148,7 +132,7 @@ TEST(DockWindows, TheDockTakesTheFocusOnlyInKeyboardMode)
     EXPECT_TRUE(E2eSession::waitFor([&] { return !acceptsInput(focused); }, 3000));
 }
 
-TEST(DockWindows, EveryDisplayGetsTwoDocksUnlessAllDisplaysIsOff)
+TEST(DockWindows, EveryDisplayGetsTwoDocksUnlessAllDisplaysIsOffAndLosesThemWhenItGoes)
 {
     const struct {
         const char* name;
@@ -182,6 +166,14 @@ TEST(DockWindows, EveryDisplayGetsTwoDocksUnlessAllDisplaysIsOff)
             return wharf->readAllStandardError().contains(
                 QStringLiteral("Wharf ready. Displays: %1,").arg(row.displays.size() / 2).toUtf8());
         })) << "the ready line counts the displays that carry docks";
+        if (!row.allDisplays)
+            continue;
+        // A display that goes takes its docks along.
+        ASSERT_EQ(session.run(QStringLiteral("xrandr"), {QStringLiteral("--delmonitor"), QStringLiteral("RIGHT")}).exitCode, 0);
+        ASSERT_TRUE(E2eSession::waitFor([&] { return client.docks().size() == 2; })) << client.docks().size();
+        for (const DockInfo& dock : client.docks())
+            EXPECT_NE(dock.display, QStringLiteral("RIGHT"));
+        EXPECT_EQ(wharf->state(), QProcess::Running);
     }
 }
 
@@ -221,24 +213,6 @@ TEST(DockWindows, RestingBandIsReservedOnlyWhileWindowsAreKeptAboveTheDock)
             EXPECT_EQ(workHeight, 1080);
         }
     }
-}
-
-TEST(DockWindows, DisplayChangesRebuildTheDocks)
-{
-    E2eOptions options;
-    options.twoMonitors = true;
-    E2eSession session(options);
-    WHARF_REQUIRE_SESSION(session);
-    QProcess* wharf = session.startWharf();
-    ASSERT_NE(wharf, nullptr);
-    DockClient client(session);
-    ASSERT_TRUE(E2eSession::waitFor([&] { return client.docks().size() == 4; }));
-
-    ASSERT_EQ(session.run(QStringLiteral("xrandr"), {QStringLiteral("--delmonitor"), QStringLiteral("RIGHT")}).exitCode, 0);
-    ASSERT_TRUE(E2eSession::waitFor([&] { return client.docks().size() == 2; })) << client.docks().size();
-    for (const DockInfo& dock : client.docks())
-        EXPECT_NE(dock.display, QStringLiteral("RIGHT"));
-    EXPECT_EQ(wharf->state(), QProcess::Running);
 }
 
 TEST(DockWindows, LaunchedProgramJoinsTheRowAndTheRowSettles)
@@ -282,19 +256,10 @@ TEST(DockWindows, LaunchedProgramJoinsTheRowAndTheRowSettles)
     ASSERT_EQ(after->tiles.size(), before->tiles.size() + 1);
     EXPECT_TRUE(sawMotion) << "tiles moved to their places over several frames";
 
-    // Settled frames are the layout's resting frames.
-    const QJsonArray items = client.items();
-    const int count = int(after->tiles.size());
-    ASSERT_EQ(items.size(), count);
-    const auto separator = separatorFromItems(items);
-    const double dockWidth = DockLayout::preferredDockWidth(count, 1920, kIconSize, 0.86, separator).width;
-    const auto expected = DockLayout::frames(count, 1920, kIconSize, 1.0, std::nullopt, DockLayout::influence,
-                                             dockWidth, separator);
-    ASSERT_EQ(int(expected.size()), count);
-    for (int i = 0; i < count; ++i) {
-        EXPECT_NEAR(after->tiles[i].x(), expected[i].x(), 0.5) << i;
-        EXPECT_NEAR(after->tiles[i].width(), expected[i].width(), 0.5) << i;
-    }
+    // Settled, the row is at rest again: icons of the set size, centred on the display.
+    for (const QRectF& tile : after->tiles)
+        EXPECT_NEAR(tile.width(), kIconSize, 0.5);
+    EXPECT_NEAR((after->tiles.front().left() + after->tiles.back().right()) / 2, 960, 1.0);
 }
 
 TEST(DockWindows, PointerOverTheDockMagnifiesTheIconUnderIt)
@@ -329,17 +294,7 @@ TEST(DockWindows, PointerOverTheDockMagnifiesTheIconUnderIt)
         }
     }
     EXPECT_GT(magnified->tiles[target].width(), resting->tiles[target].width() * 1.3);
-
-    const QJsonArray items = client.items();
-    ASSERT_EQ(items.size(), count);
-    const auto separator = separatorFromItems(items);
-    const double dockWidth = DockLayout::preferredDockWidth(count, 1920, kIconSize, 0.86, separator).width;
-    const auto expected = DockLayout::frames(count, 1920, kIconSize, kMagnification, double(point.x()),
-                                             DockLayout::influence, dockWidth, separator);
-    for (int i = 0; i < count; ++i) {
-        EXPECT_NEAR(magnified->tiles[i].x(), expected[i].x(), 1.0) << i;
-        EXPECT_NEAR(magnified->tiles[i].width(), expected[i].width(), 1.0) << i;
-    }
+    EXPECT_TRUE(magnified->tiles[target].contains(point)) << "the icon under the pointer stays under it";
 
     // Leaving the dock brings the row back to rest.
     ASSERT_TRUE(mouseMove(session, QPoint(960, 200)));
