@@ -1,5 +1,7 @@
 #include "dock/dock_panel.h"
 
+#include <QEvent>
+
 namespace wharf {
 
 DockPanel::DockPanel(QWidget* parent) : QWidget(parent)
@@ -8,24 +10,30 @@ DockPanel::DockPanel(QWidget* parent) : QWidget(parent)
     setFocusPolicy(Qt::NoFocus);
 }
 
-void DockPanel::setKeyboardMode(bool on)
+void DockPanel::setKeyboardMode(bool on, std::uint32_t eventTime)
 {
     if (on == keyboard)
         return;
     keyboard = on;
-    setFocusPolicy(on ? Qt::StrongFocus : Qt::NoFocus);
-    // The window system lets the focus in (or keeps it out) and activates the window.
-    if (onKeyboardModeChanged)
-        onKeyboardModeChanged(on);
+    // The window system lets the focus in and activates the window, or hands the focus back.
+    const bool focused = onKeyboardModeChanged ? onKeyboardModeChanged(on, eventTime) : isActiveWindow();
+    activated = on && focused;
     if (on)
-        setFocus(Qt::OtherFocusReason);
+        raise();
+    Q_EMIT keyboardModeChanged(on);
 }
 
-void DockPanel::focusOutEvent(QFocusEvent* event)
+void DockPanel::changeEvent(QEvent* event)
 {
-    // Losing the focus ends keyboard mode.
-    QWidget::focusOutEvent(event);
-    if (keyboard && !isActiveWindow())
+    QWidget::changeEvent(event);
+    // Resigning the focus, for whatever reason, ends keyboard mode. (Pop-up menus of the dock
+    // leave the window active.) A loss from before the window got the focus for this keyboard
+    // mode is old news: the activation is still on its way.
+    if (event->type() != QEvent::ActivationChange || !keyboard)
+        return;
+    if (isActiveWindow())
+        activated = true;
+    else if (activated)
         setKeyboardMode(false);
 }
 

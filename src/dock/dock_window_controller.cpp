@@ -56,9 +56,8 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
         preferences->setRestingIconSize(0);
 
     view->onInputRegionChanged = [this] { applyInputRegion(); };
-    window->onKeyboardModeChanged = [this](bool on) {
-        if (platform)
-            platform->setAcceptsFocus(on);
+    window->onKeyboardModeChanged = [this](bool on, std::uint32_t eventTime) {
+        return platform ? platform->setAcceptsFocus(on, eventTime) : window->isActiveWindow();
     };
     if (system) {
         compositingSubscription = system->compositingChanged.add([this](bool) { applyInputRegion(); });
