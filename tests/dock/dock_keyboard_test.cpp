@@ -1,0 +1,208 @@
+// Keyboard mode: the keys and the selection, the dock window taking and giving back the keyboard,
+// and what assistive technology sees and can do with the tiles.
+#include "dock_view_test_support.h"
+
+#include "dock/dock_keyboard.h"
+#include "dock/dock_panel.h"
+#include "dock/dock_window_controller.h"
+#include "doubles/fake_dock_window_system.h"
+
+#include <QAccessible>
+#include <QGuiApplication>
+#include <QKeyEvent>
+
+namespace wharf::test {
+namespace {
+
+using Kind = DockItem::Kind;
+using Command = DockKeyboard::Command;
+
+TEST(DockKeyboardKeys, WhatEachKeyDoesWithTheSelection)
+{
+    struct Row {
+        const char* name;
+        int key;
+        std::optional<int> selection;
+        int count;
+        DockKeyboard::Outcome expected;
+    };
+    const Row rows[] = {
+        {"Right moves on", Qt::Key_Right, 1, 4, {Command::select, 2}},
+        {"Right at the last wraps to the first", Qt::Key_Right, 3, 4, {Command::select, 0}},
+        {"Tab at the last wraps too", Qt::Key_Tab, 3, 4, {Command::select, 0}},
+        {"Left at the first selects the last", Qt::Key_Left, 0, 4, {Command::select, 3}},
+        {"Shift+Tab goes back", Qt::Key_Backtab, 2, 4, {Command::select, 1}},
+        {"no selection counts as the first", Qt::Key_Right, std::nullopt, 4, {Command::select, 1}},
+        {"a selection past the end counts as the first", Qt::Key_Return, 9, 4, {Command::activate, 0}},
+        {"Space opens the menu", Qt::Key_Space, 2, 4, {Command::showMenu, 2}},
+        {"so do Up and Down", Qt::Key_Up, 1, 4, {Command::showMenu, 1}},
+        {"Enter activates", Qt::Key_Enter, 3, 4, {Command::activate, 3}},
+        {"Escape leaves", Qt::Key_Escape, 1, 4, {Command::leave, 1}},
+        {"a single entry stays selected", Qt::Key_Left, 0, 1, {Command::select, 0}},
+        {"letters are not the dock's", Qt::Key_A, 1, 4, {}},
+        {"an empty dock takes no key", Qt::Key_Right, std::nullopt, 0, {}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        EXPECT_EQ(DockKeyboard::press(row.key, row.selection, row.count), row.expected);
+    }
+    EXPECT_FALSE(DockKeyboard::handles(Qt::Key_Home));
+    EXPECT_TRUE(DockKeyboard::handles(Qt::Key_Menu));
+}
+
+// A dock window on the offscreen platform, its window system recorded.
+class DockKeyboardMode : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        mail = h.app(QStringLiteral("mail"));
+        docs = h.folder(QStringLiteral("docs"));
+        notes = h.app(QStringLiteral("notes"));
+        h.pin({{mail, Kind::application}, {docs, Kind::folder}, {notes, Kind::application}});
+        DockViewContext context;
+        context.model = &h.model;
+        context.preferences = &h.preferences;
+        context.accessibilityEvent = [this](QAccessibleEvent* event) {
+            if (event->type() == QAccessible::Focus)
+                focusEvents.push_back(event->object());
+        };
+        context.actions.activate = [this](const QString& id, std::uint32_t time) { activated.emplace_back(id, time); };
+        dock = std::make_unique<DockWindowController>(QGuiApplication::primaryScreen(), std::move(context), false,
+                                                      &system);
+        window = system.windows.back().get();
+    }
+
+    DockView& view() { return dock->dockView(); }
+    QString id(int index) const { return dock->dockView().entries()[size_t(index)].identifier(); }
+
+    // True when the view took the key.
+    bool press(int key, std::uint32_t time = 0)
+    {
+        QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier);
+        event.setTimestamp(time);
+        QCoreApplication::sendEvent(&view(), &event);
+        return event.isAccepted();
+    }
+
+    DockViewHarness h;
+    QString mail, docs, notes;
+    FakeDockWindowSystem system;
+    std::unique_ptr<DockWindowController> dock;
+    FakeWindow* window = nullptr;
+    std::vector<std::pair<QString, std::uint32_t>> activated;
+    std::vector<QObject*> focusEvents;
+};
+
+TEST_F(DockKeyboardMode, TheShortcutSelectsTheFirstTileKeysMoveItAndReturnActivatesWithTheKeysTime)
+{
+    EXPECT_FALSE(press(Qt::Key_Right)) << "outside keyboard mode the dock takes no key";
+    view().beginKeyboardNavigation(77);
+    EXPECT_EQ(view().keyboardIndex(), 0);
+    EXPECT_TRUE(dock->panel().keyboardMode());
+    EXPECT_EQ(window->focus, (std::vector<bool>{true}));
+    EXPECT_EQ(window->focusTimes, (std::vector<std::uint32_t>{77}));
+    EXPECT_EQ(view().hoveredIndex(), 0) << "the selection is the hovered tile";
+
+    const int last = int(view().entries().size()) - 1;
+    EXPECT_TRUE(press(Qt::Key_Left));
+    EXPECT_EQ(view().keyboardIndex(), last);
+    EXPECT_TRUE(press(Qt::Key_Tab)) << "Tab moves the selection, not the focus";
+    EXPECT_EQ(view().keyboardIndex(), 0);
+    EXPECT_TRUE(press(Qt::Key_Right));
+    EXPECT_FALSE(press(Qt::Key_A));
+    EXPECT_EQ(view().keyboardIndex(), 1);
+    EXPECT_TRUE(activated.empty());
+
+    EXPECT_TRUE(press(Qt::Key_Return, 90));
+    EXPECT_EQ(activated, (std::vector<std::pair<QString, std::uint32_t>>{{id(1), 90}}));
+    EXPECT_EQ(view().keyboardIndex(), std::nullopt) << "activating ends keyboard mode";
+    EXPECT_FALSE(dock->panel().keyboardMode());
+    EXPECT_EQ(window->focus, (std::vector<bool>{true, false}));
+    EXPECT_EQ(window->focusTimes, (std::vector<std::uint32_t>{77, 90}));
+}
+
+TEST_F(DockKeyboardMode, EscapeLeavesAndTheSelectionFollowsTheRow)
+{
+    view().beginKeyboardNavigation(0);
+    press(Qt::Key_Left);
+    const int last = int(view().entries().size()) - 1;
+    ASSERT_EQ(view().keyboardIndex(), last);
+    // A tile goes: the selection moves onto the new last one.
+    h.pin({{mail, Kind::application}, {docs, Kind::folder}});
+    view().reload();
+    EXPECT_EQ(view().keyboardIndex(), last - 1);
+    EXPECT_TRUE(press(Qt::Key_Escape, 5));
+    EXPECT_EQ(view().keyboardIndex(), std::nullopt);
+    EXPECT_EQ(window->focus, (std::vector<bool>{true, false}));
+    EXPECT_EQ(window->focusTimes.back(), 5u);
+    EXPECT_TRUE(activated.empty());
+
+    // A view that is not in a dock window has no keyboard mode.
+    DockView& loose = h.makeView();
+    loose.beginKeyboardNavigation(0);
+    EXPECT_EQ(loose.keyboardIndex(), std::nullopt);
+}
+
+TEST_F(DockKeyboardMode, AssistiveToolsFindTheSelectionFocusedAndPressTiles)
+{
+    dock->panel().show();
+    QAccessibleInterface* row = QAccessible::queryAccessibleInterface(&view());
+    ASSERT_NE(row, nullptr);
+    view().beginKeyboardNavigation(0);
+    press(Qt::Key_Right);
+    ASSERT_EQ(view().keyboardIndex(), 1);
+    EXPECT_EQ(focusEvents.back(), view().tiles()[1]) << "the new selection is announced as the focus";
+    for (int i = 0; i < row->childCount(); ++i)
+        EXPECT_EQ(row->child(i)->state().focused, i == 1) << i;
+    EXPECT_EQ(row->focusChild(), row->child(1));
+    EXPECT_FALSE(row->state().focused) << "the focus is on the tile, not the row";
+
+    QAccessibleActionInterface* actions = row->child(2)->actionInterface();
+    ASSERT_NE(actions, nullptr);
+    EXPECT_EQ(actions->actionNames(),
+              (QStringList{QAccessibleActionInterface::pressAction(), QAccessibleActionInterface::showMenuAction()}));
+    actions->doAction(QAccessibleActionInterface::pressAction());
+    EXPECT_TRUE(activated.empty()) << "the tool gets its answer before the entry opens";
+    ASSERT_TRUE(waitFor([&] { return !activated.empty(); }));
+    EXPECT_EQ(activated, (std::vector<std::pair<QString, std::uint32_t>>{{id(2), 0}}));
+    EXPECT_EQ(view().keyboardIndex(), std::nullopt);
+}
+
+TEST(DockEntryStatesTest, RunningActiveAndMinimizedAreStates)
+{
+    DockViewHarness h;
+    const QString mail = h.app(QStringLiteral("mail"));
+    const QString notes = h.app(QStringLiteral("notes"));
+    const QString docs = h.folder(QStringLiteral("docs"));
+    h.pin({{mail, Kind::application}, {notes, Kind::application}, {docs, Kind::folder}});
+    auto active = FakeWorkspace::app(QStringLiteral("mail"), 10, mail);
+    active.isActive = true;
+    auto hidden = FakeWorkspace::app(QStringLiteral("notes"), 11, notes);
+    hidden.isHidden = true;
+    h.workspace.launch(active);
+    h.workspace.launch(hidden);
+    h.model.refresh();
+    h.minimized.push_back(DockWindow{5, QStringLiteral("Draft"), 11, QStringLiteral("notes"), true});
+    DockView& view = h.makeView();
+    view.show();
+
+    QAccessibleInterface* row = QAccessible::queryAccessibleInterface(&view);
+    const auto states = [&](const QString& id) {
+        for (int i = 0; i < row->childCount(); ++i) {
+            if (view.entries()[size_t(i)].identifier() == id) {
+                const QAccessible::State s = row->child(i)->state();
+                return std::tuple{bool(s.checked), bool(s.active), bool(s.collapsed)};
+            }
+        }
+        ADD_FAILURE() << "no tile " << id.toStdString();
+        return std::tuple{false, false, false};
+    };
+    using S = std::tuple<bool, bool, bool>; // running, active, minimized
+    EXPECT_EQ(states(QFileInfo(mail).canonicalFilePath()), S(true, true, false));
+    EXPECT_EQ(states(QFileInfo(notes).canonicalFilePath()), S(true, false, true));
+    EXPECT_EQ(states(QFileInfo(docs).canonicalFilePath()), S(false, false, false));
+    EXPECT_EQ(states(QStringLiteral("window-5")), S(false, false, true));
+}
+
+} // namespace
+} // namespace wharf::test
