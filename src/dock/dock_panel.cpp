@@ -1,7 +1,5 @@
 #include "dock/dock_panel.h"
 
-#include <QEvent>
-
 namespace wharf {
 
 DockPanel::DockPanel(QWidget* parent) : QWidget(parent)
@@ -23,15 +21,13 @@ void DockPanel::setKeyboardMode(bool on, std::uint32_t eventTime)
     Q_EMIT keyboardModeChanged(on);
 }
 
-void DockPanel::changeEvent(QEvent* event)
+void DockPanel::windowFocusChanged(bool focused)
 {
-    QWidget::changeEvent(event);
-    // Resigning the focus, for whatever reason, ends keyboard mode. (Pop-up menus of the dock
-    // leave the window active.) A loss from before the window got the focus for this keyboard
-    // mode is old news: the activation is still on its way.
-    if (event->type() != QEvent::ActivationChange || !keyboard)
+    if (!keyboard)
         return;
-    if (isActiveWindow())
+    // A loss from before the window got the focus for this keyboard mode is old news: the
+    // activation is still on its way.
+    if (focused)
         activated = true;
     else if (activated)
         setKeyboardMode(false);

@@ -26,11 +26,12 @@ public:
     // the window) or give it back; answers whether the window holds the focus already.
     std::function<bool(bool on, std::uint32_t eventTime)> onKeyboardModeChanged;
 
+    // The window system gave the window the keyboard focus or took it away. Losing it, for
+    // whatever reason, ends keyboard mode.
+    void windowFocusChanged(bool focused);
+
 Q_SIGNALS:
     void keyboardModeChanged(bool on);
-
-protected:
-    void changeEvent(QEvent* event) override;
 
 private:
     bool keyboard = false;

@@ -61,6 +61,8 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
     };
     if (system) {
         compositingSubscription = system->compositingChanged.add([this](bool) { applyInputRegion(); });
+        if (platform)
+            focusSubscription = platform->focusChanged.add([this](bool focused) { window->windowFocusChanged(focused); });
         areaSubscription = system->availableAreaChanged.add([this] { place(); });
     }
     applyInputRegion();
@@ -82,6 +84,7 @@ void DockWindowController::close()
     view->onInputRegionChanged = nullptr;
     compositingSubscription.reset();
     areaSubscription.reset();
+    focusSubscription.reset();
     view->stop();
     window->onKeyboardModeChanged = nullptr;
     window->close();

@@ -29,6 +29,9 @@ public:
     // to the window that was active before. Answers whether the window holds the focus already
     // (so no activation will follow).
     virtual bool setAcceptsFocus(bool accepts, std::uint32_t eventTime) = 0;
+    // The window got (true) or lost (false) the keyboard focus, in the window system's order.
+    // Keyboard grabs (pop-up menus, shortcuts) do not count.
+    CallbackList<bool> focusChanged;
     // Reserves `height` pixels along the bottom of the window's screen for maximized and newly
     // placed windows; 0 reserves nothing.
     virtual void setBottomReservation(int height) = 0;

@@ -137,6 +137,15 @@ TEST_F(DockKeyboardMode, EscapeLeavesAndTheSelectionFollowsTheRow)
     EXPECT_EQ(window->focusTimes.back(), 5u);
     EXPECT_TRUE(activated.empty());
 
+    // Losing the keyboard ends keyboard mode, but not a loss from before the dock got it.
+    view().beginKeyboardNavigation(0);
+    window->platform->focusChanged.notify(false);
+    EXPECT_EQ(view().keyboardIndex(), 0) << "old news: the activation is on its way";
+    window->platform->focusChanged.notify(true);
+    window->platform->focusChanged.notify(false);
+    EXPECT_EQ(view().keyboardIndex(), std::nullopt);
+    EXPECT_FALSE(dock->panel().keyboardMode());
+
     // A view that is not in a dock window has no keyboard mode.
     DockView& loose = h.makeView();
     loose.beginKeyboardNavigation(0);

@@ -23,6 +23,7 @@ struct FakeWindow {
     std::vector<QRegion> inputRegions;
     std::vector<bool> focus;
     std::vector<std::uint32_t> focusTimes;
+    DockWindowPlatform* platform = nullptr; // to play the window system's focus changes
     std::vector<int> reservations;
 };
 
@@ -49,6 +50,7 @@ public:
         };
         auto platform = std::make_unique<Platform>();
         platform->window = window;
+        window->platform = platform.get();
         return platform;
     }
     bool isCompositing() const override { return true; }

@@ -151,7 +151,7 @@ TEST_F(KeyboardE2e, ShortcutSelectsArrowsMoveEscapeAndOtherWindowsTakeTheKeyboar
     ASSERT_TRUE(selectionIs(0));
     session.xdotool({QStringLiteral("windowactivate"), QString::number(xterm)});
     EXPECT_TRUE(selectionIs(std::nullopt));
-    EXPECT_EQ(activeWindow(session), xterm);
+    EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterm; }, 3000));
 }
 
 TEST_F(KeyboardE2e, ReturnOpensTheSelectedFoldersStackAndRestoresAMinimizedWindow)

@@ -82,7 +82,7 @@ namespace {
 
 // One dock window. Applies its shapes only while mapped: openbox reparents dock windows and
 // drops a shape set earlier, so every map gets the current shapes again.
-class X11DockWindowPlatform final : public QObject, public DockWindowPlatform {
+class X11DockWindowPlatform final : public QObject, public DockWindowPlatform, private QAbstractNativeEventFilter {
 public:
     X11DockWindowPlatform(QWidget& widget, xcb_connection_t* connection, xcb_window_t root,
                           const X11DockWindow::Atoms& atoms, CallbackList<bool>& compositingChanged,
@@ -95,10 +95,13 @@ public:
             applyShapes();
         });
         widget.windowHandle()->installEventFilter(this);
+        qApp->installNativeEventFilter(this);
     }
 
     ~X11DockWindowPlatform() override
     {
+        if (qApp)
+            qApp->removeNativeEventFilter(this);
         if (const auto own = ownWindows.lock())
             own->erase(id);
     }
@@ -199,6 +202,25 @@ protected:
 
 private:
     xcb_window_t window() const { return static_cast<xcb_window_t>(widget->winId()); }
+
+    // Focus straight from the server: Qt waits a while after a focus loss before it deactivates
+    // a window, and says nothing when the focus comes back meanwhile.
+    bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr*) override
+    {
+        if (eventType != "xcb_generic_event_t")
+            return false;
+        const auto* event = static_cast<const xcb_generic_event_t*>(message);
+        const int type = event->response_type & 0x7f;
+        if (type != XCB_FOCUS_IN && type != XCB_FOCUS_OUT)
+            return false;
+        const auto* focus = reinterpret_cast<const xcb_focus_in_event_t*>(event);
+        const bool grab = focus->mode == XCB_NOTIFY_MODE_GRAB || focus->mode == XCB_NOTIFY_MODE_UNGRAB;
+        const bool elsewhere = focus->detail == XCB_NOTIFY_DETAIL_INFERIOR || focus->detail == XCB_NOTIFY_DETAIL_POINTER
+            || focus->detail == XCB_NOTIFY_DETAIL_POINTER_ROOT || focus->detail == XCB_NOTIFY_DETAIL_NONE;
+        if (focus->event == id && !grab && !elsewhere)
+            focusChanged.notify(type == XCB_FOCUS_IN);
+        return false;
+    }
 
     xcb_window_t activeWindow() const
     {
