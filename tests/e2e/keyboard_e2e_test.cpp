@@ -139,6 +139,20 @@ TEST_F(KeyboardE2e, ShortcutSelectsArrowsMoveEscapeAndOtherWindowsTakeTheKeyboar
     EXPECT_TRUE(E2eSession::waitFor([&] { return (name1 = focusedTile()) != name0 && !name1.isEmpty(); }, 5000))
         << "the focus follows the selection: " << name1.toStdString();
 
+    // Space opens the selected tile's menu; closing it leaves the dock in keyboard mode.
+    const auto shownWindows = [&] {
+        return session.xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--pid"),
+                                QString::number(wharf->processId())})
+            .out.split(QLatin1Char('\n'), Qt::SkipEmptyParts)
+            .size();
+    };
+    const auto withoutMenu = shownWindows();
+    key(QStringLiteral("space"));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return shownWindows() == withoutMenu + 1; }, 3000)) << "a menu is up";
+    key(QStringLiteral("Escape"));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return shownWindows() == withoutMenu; }, 3000)) << "and gone";
+    EXPECT_EQ(dock().keyboardIndex, 1);
+
     key(QStringLiteral("Escape"));
     EXPECT_TRUE(selectionIs(std::nullopt));
     EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterm; }, 3000))
