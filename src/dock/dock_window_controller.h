@@ -63,6 +63,7 @@ private:
     CallbackList<bool>::Subscription compositingSubscription;
     CallbackList<>::Subscription areaSubscription;
     CallbackList<>::Subscription backgroundSubscription;
+    CallbackList<bool>::Subscription focusSubscription;
     int reservation = 0;
     bool closed = false;
 };

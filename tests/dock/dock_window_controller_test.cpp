@@ -25,13 +25,7 @@ protected:
     FakeDockWindowSystem system;
     QScreen* screen = QGuiApplication::primaryScreen();
 
-    DockViewContext context()
-    {
-        DockViewContext context;
-        context.model = &model;
-        context.preferences = &preferences;
-        return context;
-    }
+    DockViewContext context() { return DockViewContext{&model, {}, &preferences, {}, {}, {}, {}, {}, {}}; }
 };
 
 TEST_F(DockWindowsTest, NormalDockIsShownOverlayIsNotBoth340HighAlongTheScreenBottom)
