@@ -158,6 +158,13 @@ int AppDelegate::run(QApplication& app, const std::function<Parts()>& makeParts)
     service.source.activate = [&delegate](const QString& id) { return delegate.activateEntry(id); };
     service.source.alert = [&delegate] { return delegate.alertSnapshot(); };
     service.source.answerAlert = [&delegate](const QString& button) { return delegate.answerAlert(button); };
+    service.source.menuItems = [&delegate](const QString& id) { return delegate.menuEntries(id); };
+    service.source.chooseMenuItem = [&delegate](const QString& id, const QString& title) {
+        return delegate.chooseMenuEntry(id, title);
+    };
+    service.source.drop = [&delegate](const QStringList& paths, const QString& id, bool copy) {
+        return delegate.dropFiles(paths, id, copy);
+    };
     service.source.windows = [&delegate](const QString& id) { return delegate.windowsOfItem(id); };
     service.source.minimize = [&delegate](const QString& id) { return delegate.minimizeEntry(id); };
     service.source.quit = [] { QCoreApplication::quit(); };

@@ -8,6 +8,9 @@
 
 #include <QApplication>
 #include <QCursor>
+#include <QFileDialog>
+#include <QAbstractItemView>
+#include <QFileInfo>
 #include <QIcon>
 #include <QMenu>
 #include <QSystemTrayIcon>
@@ -38,6 +41,7 @@ QMenu* AppDelegate::makeMenu(QWidget* parent)
     header->setEnabled(false);
     add(tr("Settings…"), QStringLiteral("Ctrl+,"), [](AppDelegate& app) { app.showSettings(); });
     add(tr("Focus Wharf"), QStringLiteral("Ctrl+Alt+D"), [](AppDelegate& app) { app.focusDock(); });
+    add(tr("Add Applications or Folders…"), QString(), [](AppDelegate& app) { app.addItems(); });
     add(tr("Import Current System Dock"), QString(), [](AppDelegate& app) { app.model().restoreSystemPins(); });
     menu->addSeparator();
     add(tr("Show Applications"), QString(), [](AppDelegate& app) {
@@ -73,6 +77,49 @@ void AppDelegate::wireMenus()
     });
     // Without a tray now, Qt embeds the icon once one appears.
     statusItem->show();
+}
+
+namespace {
+
+// Files and folders alike, several at once: Qt's own dialog chooses either only files or only
+// folders, so "Add" takes whatever is selected as it stands.
+class AddItemsDialog : public QFileDialog {
+public:
+    AddItemsDialog()
+        : QFileDialog(nullptr, QObject::tr("Add to Wharf"), QStringLiteral("/usr/share/applications"))
+    {
+        setOption(QFileDialog::DontUseNativeDialog);
+        setFileMode(QFileDialog::ExistingFiles);
+        setLabelText(QFileDialog::Accept, QObject::tr("Add"));
+        for (QAbstractItemView* view : findChildren<QAbstractItemView*>())
+            view->setSelectionMode(QAbstractItemView::ExtendedSelection);
+    }
+
+    QStringList chosen;
+
+    void accept() override
+    {
+        chosen.clear();
+        for (const QString& path : selectedFiles()) {
+            if (QFileInfo::exists(path))
+                chosen << path;
+        }
+        if (!chosen.isEmpty())
+            QDialog::accept();
+    }
+};
+
+} // namespace
+
+void AppDelegate::addItems()
+{
+    AddItemsDialog dialog;
+    dialog.activateWindow();
+    if (dialog.exec() != QDialog::Accepted)
+        return;
+    // Each at the end of its section; what is already pinned stays where it is.
+    for (const QString& path : std::as_const(dialog.chosen))
+        dockModel->pin(QUrl::fromLocalFile(path));
 }
 
 void AppDelegate::showApplicationMenu()
