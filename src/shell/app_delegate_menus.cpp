@@ -3,14 +3,12 @@
 #include "shell/app_delegate.h"
 
 #include "settings/action_menu_item.h"
+#include "shell/add_items_dialog.h"
 #include "shell/key_equivalents.h"
 #include "shell/settings_controller.h"
 
 #include <QApplication>
 #include <QCursor>
-#include <QFileDialog>
-#include <QAbstractItemView>
-#include <QFileInfo>
 #include <QIcon>
 #include <QMenu>
 #include <QSystemTrayIcon>
@@ -79,38 +77,6 @@ void AppDelegate::wireMenus()
     statusItem->show();
 }
 
-namespace {
-
-// Files and folders alike, several at once: Qt's own dialog chooses either only files or only
-// folders, so "Add" takes whatever is selected as it stands.
-class AddItemsDialog : public QFileDialog {
-public:
-    AddItemsDialog()
-        : QFileDialog(nullptr, QObject::tr("Add to Wharf"), QStringLiteral("/usr/share/applications"))
-    {
-        setOption(QFileDialog::DontUseNativeDialog);
-        setFileMode(QFileDialog::ExistingFiles);
-        setLabelText(QFileDialog::Accept, QObject::tr("Add"));
-        for (QAbstractItemView* view : findChildren<QAbstractItemView*>())
-            view->setSelectionMode(QAbstractItemView::ExtendedSelection);
-    }
-
-    QStringList chosen;
-
-    void accept() override
-    {
-        chosen.clear();
-        for (const QString& path : selectedFiles()) {
-            if (QFileInfo::exists(path))
-                chosen << path;
-        }
-        if (!chosen.isEmpty())
-            QDialog::accept();
-    }
-};
-
-} // namespace
-
 void AppDelegate::addItems()
 {
     AddItemsDialog dialog;
@@ -118,7 +84,7 @@ void AppDelegate::addItems()
     if (dialog.exec() != QDialog::Accepted)
         return;
     // Each at the end of its section; what is already pinned stays where it is.
-    for (const QString& path : std::as_const(dialog.chosen))
+    for (const QString& path : dialog.chosen())
         dockModel->pin(QUrl::fromLocalFile(path));
 }
 
