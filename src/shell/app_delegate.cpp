@@ -15,7 +15,6 @@
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QLoggingCategory>
-#include <QMessageBox>
 #include <QScreen>
 
 #include <csignal>
@@ -25,20 +24,12 @@ Q_LOGGING_CATEGORY(lcLifecycle, "wharf.lifecycle", QtInfoMsg)
 
 namespace wharf {
 
-namespace {
-
-void warningAlert(const QString& text, const QString& informativeText)
-{
-    QMessageBox box(QMessageBox::Warning, QStringLiteral("Wharf"), text, QMessageBox::Ok);
-    box.setInformativeText(informativeText);
-    box.exec();
-}
-
-} // namespace
-
 AppDelegate::AppDelegate(Parts parts, QObject* parent)
     : QObject(parent),
-      presentAlert(warningAlert),
+      presentAlert([this](const QString& text, const QString& informativeText) {
+          if (alertPresenter)
+              alertPresenter({text, informativeText});
+      }),
       alertPresenter([this](const DockModel::Alert& alert) { return showAlert(alert); }),
       workspace(std::move(parts.workspace)),
       preferences(parts.preferences),
