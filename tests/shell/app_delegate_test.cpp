@@ -10,11 +10,7 @@
 #include "doubles/fake_native_dock.h"
 #include "doubles/fake_workspace.h"
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QGuiApplication>
-#include <QMenu>
 #include <QScreen>
 #include <QTemporaryDir>
 
@@ -166,50 +162,6 @@ TEST_F(AppDelegateTest, LaterIntegrationErrorsShowTheWharfAlert)
     integration->onIntegrationError.notify(QString());
     ASSERT_EQ(alerts.size(), 1u) << "an empty message shows nothing";
     EXPECT_EQ(alerts.front(), std::make_pair(QStringLiteral("Wharf"), QStringLiteral("The recovery helper stopped.")));
-}
-
-TEST_F(AppDelegateTest, TheDocksGesturesReachTheModelAndItsAlertsTheDelegate)
-{
-    const QString folder = dir.filePath("Projects");
-    QDir().mkpath(folder);
-    const QString entry = dir.filePath("editor.desktop");
-    QFile(entry).open(QIODevice::WriteOnly);
-    auto delegate = launchedDelegate();
-    std::vector<DockModel::Alert> shown;
-    delegate->alertPresenter = [&](const DockModel::Alert& alert) {
-        shown.push_back(alert);
-        return alert.defaultButton;
-    };
-    const DockViewActions actions = delegate->interactionActions();
-    actions.pin(folder, std::nullopt);
-    actions.pin(entry, 0);
-    const QString folderID = QFileInfo(folder).canonicalFilePath();
-    const QString entryID = QFileInfo(entry).canonicalFilePath();
-    ASSERT_TRUE(delegate->model().item(folderID));
-    ASSERT_TRUE(delegate->model().item(entryID));
-
-    // Activation acts on the next turn; a refusal ends in the model's alert, shown by the delegate.
-    workspace->refuseActions = true;
-    EXPECT_TRUE(delegate->activateEntry(entryID, 42));
-    EXPECT_TRUE(workspace->actions.isEmpty());
-    QCoreApplication::processEvents();
-    EXPECT_EQ(workspace->actions, QStringList{"launch:" + entry});
-    EXPECT_EQ(workspace->lastEventTime, 42u);
-    ASSERT_EQ(shown.size(), 1u);
-    EXPECT_EQ(shown[0].text, "Couldn’t open editor.desktop");
-    EXPECT_FALSE(delegate->activateEntry(QStringLiteral("/nothing/here")));
-
-    QMenu menu;
-    actions.fillMenu(folderID, menu);
-    EXPECT_EQ(menu.actions().size(), 4);
-    // "Empty Trash…" asks through the delegate; its default answer cancels.
-    EXPECT_TRUE(delegate->chooseMenuEntry(DockModel::trashID, QStringLiteral("Empty Trash…")));
-    QCoreApplication::processEvents();
-    ASSERT_EQ(shown.size(), 2u);
-    EXPECT_EQ(shown[1].buttons, QStringList({"Cancel", "Empty Trash"}));
-
-    actions.remove(folderID);
-    EXPECT_FALSE(delegate->model().item(folderID));
 }
 
 } // namespace
