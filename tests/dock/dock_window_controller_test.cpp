@@ -25,7 +25,7 @@ protected:
     FakeDockWindowSystem system;
     QScreen* screen = QGuiApplication::primaryScreen();
 
-    DockViewContext context() { return DockViewContext{&model, {}, &preferences, {}, {}, {}, {}, {}}; }
+    DockViewContext context() { return DockViewContext{&model, {}, &preferences, {}, {}, {}, {}, {}, {}}; }
 };
 
 TEST_F(DockWindowsTest, NormalDockIsShownOverlayIsNotBoth340HighAlongTheScreenBottom)
