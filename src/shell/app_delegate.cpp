@@ -95,6 +95,8 @@ void AppDelegate::applicationWillTerminate()
     if (terminated)
         return;
     terminated = true;
+    if (settingsWindow)
+        settingsWindow->rememberPosition();
     unregisterHotKey();
     stopTrash();
     stopWindows();
