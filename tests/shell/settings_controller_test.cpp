@@ -162,41 +162,25 @@ TEST_F(SettingsControllerTest, AFailedLoginChangeRevertsTheBoxAndShowsTheError)
     EXPECT_TRUE(window->loginButton->isChecked()) << "rebuilt from the real state";
 }
 
-TEST_F(SettingsControllerTest, TheWindowReopensWhereItWasLeftInTheNextRun)
+TEST_F(SettingsControllerTest, RemembersWhereItWasClosedAndIgnoresAnUnreadablePosition)
 {
     auto dock = std::make_unique<FakeNativeDock>();
     dock->installed = false;
     SystemDockIntegration integration(std::move(dock), dir.filePath(QStringLiteral("data")));
     LoginItem login(dir.filePath(QStringLiteral("autostart")));
-    const QPoint left(50, 0);
-    const QPoint moved(60, 0);
-    {
-        auto window = controller(integration, login);
-        window->present();
-        window->move(left);
-        window->close();
-        window->present();
-        EXPECT_EQ(window->pos(), left) << "reopened in the same run";
-        window->move(moved);
-    } // quit with the window open
+    auto window = controller(integration, login);
+    window->present();
+    window->move(60, 0);
+    window->close();
+    ASSERT_TRUE(window->savedPlacement());
+    EXPECT_EQ(window->savedPlacement()->position, QPoint(60, 0));
     EXPECT_EQ(changes, 0) << "the position is no dock setting";
 
-    preferences.defaults().sync();
-    DockPreferences nextRun(std::make_shared<QSettings>(dir.filePath("wharf.conf"), QSettings::IniFormat));
-    SettingsController::Context context;
-    context.preferences = &nextRun;
-    context.integration = &integration;
-    context.loginItem = &login;
-    SettingsController window(context);
-    window.present();
-    EXPECT_EQ(window.pos(), moved);
-    window.close();
-
-    // A hand-edited position of the wrong type counts as none: the window opens centred.
-    nextRun.defaults().setValue(SettingsController::positionKey, QStringLiteral("left"));
-    EXPECT_FALSE(window.savedPlacement());
-    window.present();
-    EXPECT_NE(window.pos(), moved);
+    // A hand-edited value of another type counts as none: the window opens centred.
+    preferences.defaults().setValue(SettingsController::positionKey, QStringLiteral("left"));
+    EXPECT_FALSE(window->savedPlacement());
+    window->present();
+    EXPECT_NE(window->pos(), QPoint(60, 0));
 }
 
 } // namespace
