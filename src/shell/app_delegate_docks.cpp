@@ -92,10 +92,7 @@ void AppDelegate::rebuildDocks()
     context.model = dockModel.get();
     context.preferences = preferences;
     context.minimizedWindows = [self] { return self ? self->minimized : std::vector<DockWindow>{}; };
-    context.actions.activate = [self](const QString& id, std::uint32_t eventTime) {
-        if (self)
-            self->activateEntry(id, eventTime);
-    };
+    context.actions = interactionActions();
     if (appearance) {
         DesktopAppearance* desktop = appearance.get();
         context.platformIsDark = [desktop] { return desktop->isDark(); };
