@@ -145,7 +145,7 @@ void AppDelegate::watchScreen(QScreen* screen)
             Qt::UniqueConnection);
 }
 
-void AppDelegate::focusDock()
+void AppDelegate::focusDock(std::uint32_t eventTime)
 {
     if (dockControllers.empty())
         return;
@@ -160,7 +160,7 @@ void AppDelegate::focusDock()
             break;
         }
     }
-    target->panel().setKeyboardMode(true);
+    target->dockView().beginKeyboardNavigation(eventTime);
 }
 
 std::vector<DockSnapshot> AppDelegate::dockSnapshots() const
@@ -178,6 +178,7 @@ std::vector<DockSnapshot> AppDelegate::dockSnapshots() const
         for (const QRectF& frame : view.tileFrames())
             snapshot.tiles.push_back(frame.translated(view.pos()));
         snapshot.hoveredIndex = view.hoveredIndex();
+        snapshot.keyboardIndex = view.keyboardIndex();
         out.push_back(std::move(snapshot));
     }
     return out;
