@@ -87,6 +87,8 @@ void AppDelegate::applicationWillTerminate()
     if (terminated)
         return;
     terminated = true;
+    if (settingsWindow)
+        settingsWindow->rememberPosition();
     unregisterHotKey();
     stopTrash();
     stopWindows();
