@@ -1,5 +1,6 @@
 #include "dock/dock_view.h"
 
+#include "dock/dock_full_screen_state.h"
 #include "dock/dock_geometry.h"
 #include "dock/dock_layout.h"
 #include "dock/dock_tile.h"
@@ -61,6 +62,8 @@ DockView::DockView(DockViewContext ctx, bool isFullScreenOverlay, QWidget* paren
             timer->start(frameClock.nextInterval(now()));
     });
     lastTickTime = now();
+    if (context.fullScreenState)
+        fullScreenSubscription = context.fullScreenState->onChange.add([this] { ensureTicking(); });
     reload();
 }
 
@@ -332,7 +335,8 @@ void DockView::stopTickingWhenIdle(const std::optional<QPointF>& pointer)
     // nothing would notice it leave: outside the input region, or (without a compositor, where
     // the window is clipped to what is drawn) after a Leave over a transparent pixel. Anywhere
     // else, motion events or a reload wake the timer again.
-    if (pointer && hover.contains(*pointer)) {
+    // A hidden or inactive dock has nothing to follow there.
+    if (autoHide.active() && hiddenAmount() < 1 && pointer && hover.contains(*pointer)) {
         if (!pointerEvents || !inputArea.current().contains(toWidgetPoint(*pointer, height()).toPoint()))
             return;
     }
@@ -354,6 +358,7 @@ void DockView::tick()
     lastTickTime = t;
     const auto pointer = pointerInView();
 
+    followFullScreen();
     if (!autoHide.takesPart()) {
         animating = false;
         layoutDirty = false;
@@ -374,8 +379,17 @@ void DockView::tick()
     const bool wasAnimating = animating;
     hover.setRow(DockLayout::shelfFrame(frames.empty() ? resting : frames), frames);
 
-    const bool inside = pointer && hover.contains(*pointer);
-    const bool hiding = autoHide.advance(dt, inside);
+    // An inactive dock (the normal one on a full-screen display) feels no pointer.
+    const bool active = autoHide.active();
+    const bool inside = active && pointer && hover.contains(*pointer);
+    DockAutoHide::Step hideStep;
+    hideStep.now = t;
+    hideStep.dt = dt;
+    hideStep.hides = context.preferences && context.preferences->autoHide();
+    hideStep.inside = inside;
+    hideStep.edge = active && pointer && hover.atEdge(*pointer);
+    hideStep.keepShown = keepsShown();
+    const bool hiding = autoHide.advance(hideStep);
 
     const auto centre = magnificationCentre(inside ? pointer : std::nullopt, resting);
     targets = centre ? layoutFrames(centre, magnification(), baseSize, dockWidth) : resting;
@@ -393,7 +407,7 @@ void DockView::tick()
     divider.place(hiddenAmount() * hideDistance());
     // The zone follows the row as now placed, so the input region never lags a step behind.
     hover.setRow(DockLayout::shelfFrame(frames.empty() ? resting : frames), frames);
-    changed = hover.update(pointer, tileList, hiddenAmount()) || changed;
+    changed = hover.update(active ? pointer : std::nullopt, tileList, hiddenAmount()) || changed;
     updateInputRegion(pointer);
     hoverLabel.show(hover.index(), tileList);
     if (changed) {
@@ -401,6 +415,32 @@ void DockView::tick()
         badges.redisplay(tileList);
     }
     stopTickingWhenIdle(pointer);
+}
+
+void DockView::followFullScreen()
+{
+    const QScreen* display = screen();
+    const bool inFullScreen = context.fullScreenState && display
+        && context.fullScreenState->contains(display->name());
+    if (!autoHide.setFullScreen(inFullScreen))
+        return;
+    layoutDirty = true;
+    animating = true;
+    if (overlay) {
+        hover.clear();
+        hoverLabel.show(std::nullopt, tileList);
+        if (!inFullScreen)
+            stacks.close();
+    }
+    if (onFullScreenChanged)
+        onFullScreenChanged(inFullScreen);
+}
+
+bool DockView::keepsShown() const
+{
+    return stacks.freezesRow() || !interaction.activeDragID.isEmpty() || isMenuTracking()
+        || (context.menuTracking && context.menuTracking()) || interaction.keyboardIndex.has_value()
+        || divider.resizing();
 }
 
 std::optional<double> DockView::magnificationCentre(const std::optional<QPointF>& pointerInZone,
@@ -448,8 +488,8 @@ bool DockView::placeTiles()
 void DockView::updateInputRegion(const std::optional<QPointF>& pointer)
 {
     QRegion region;
-    // The overlay dock only ever takes the mouse inside a full-screen space.
-    if (!overlay) {
+    // Only the dock that is active on its display takes the mouse.
+    if (autoHide.active()) {
         region = DockInputRegion::compute({&frames, &tileList, &hover, hiddenAmount(),
                                            hiddenAmount() * hideDistance(), double(height())});
     }

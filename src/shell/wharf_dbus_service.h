@@ -28,6 +28,8 @@ struct DockSnapshot {
     std::vector<QString> entryIDs;
     std::vector<QRectF> tiles;
     std::optional<int> hoveredIndex;
+    double hiddenAmount = 0;
+    bool fullScreen = false;
 };
 
 QJsonArray docksJson(const std::vector<DockSnapshot>& docks);

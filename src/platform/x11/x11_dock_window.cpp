@@ -138,7 +138,10 @@ public:
         xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window(), XCB_ATOM_WM_HINTS, XCB_ATOM_WM_HINTS,
                             32, 9, hints);
         advertiseTakeFocus(connection, window(), atoms, accepts);
-        if (accepts) {
+        if (accepts && widget->windowFlags().testFlag(Qt::X11BypassWindowManagerHint)) {
+            // No window manager hands the focus to an override-redirect window: take it.
+            xcb_set_input_focus(connection, XCB_INPUT_FOCUS_PARENT, window(), XCB_CURRENT_TIME);
+        } else if (accepts) {
             // Qt will not activate a window flagged as taking no focus; ask the window manager
             // directly, as a pager would (source 2), so that keys reach the dock.
             xcb_client_message_event_t message = {};
@@ -310,10 +313,15 @@ X11DockWindow::~X11DockWindow()
         qApp->removeNativeEventFilter(this);
 }
 
-std::unique_ptr<DockWindowPlatform> X11DockWindow::attach(QWidget& window)
+std::unique_ptr<DockWindowPlatform> X11DockWindow::attach(QWidget& window, DockWindowRole role)
 {
-    window.setWindowFlags(Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint
-                          | Qt::WindowDoesNotAcceptFocus | Qt::NoDropShadowWindowHint);
+    Qt::WindowFlags flags = Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint
+        | Qt::WindowDoesNotAcceptFocus | Qt::NoDropShadowWindowHint;
+    // Window managers stack a focused full-screen window above every dock (openbox's full-screen
+    // layer): the overlay dock is override-redirect, and raises itself while shown.
+    if (role == DockWindowRole::fullScreenOverlay)
+        flags |= Qt::X11BypassWindowManagerHint;
+    window.setWindowFlags(flags);
     window.setAttribute(Qt::WA_X11NetWmWindowTypeDock);
     window.setAttribute(Qt::WA_TranslucentBackground);
     window.setAttribute(Qt::WA_ShowWithoutActivating);
