@@ -35,6 +35,9 @@ public:
         bool edge = false;   // the pointer is in the strip along the screen edge
         bool keepShown = false; // a stack, menu, drag, keyboard selection or divider session
     };
+    // Keeps the dock shown for the hide delay from `now` (creation, a drag over the dock).
+    void interacted(double now) { lastInteraction = now; }
+
     // Moves hiddenAmount toward its target; true while it has not reached it.
     bool advance(const Step& step);
 

@@ -62,6 +62,7 @@ DockView::DockView(DockViewContext ctx, bool isFullScreenOverlay, QWidget* paren
             timer->start(frameClock.nextInterval(now()));
     });
     lastTickTime = now();
+    autoHide.interacted(lastTickTime);
     if (context.fullScreenState)
         fullScreenSubscription = context.fullScreenState->onChange.add([this] { ensureTicking(); });
     reload();
@@ -432,6 +433,7 @@ void DockView::followFullScreen()
         if (!inFullScreen)
             stacks.close();
     }
+    updateInputRegion(std::nullopt); // an inactive dock takes no mouse from now on
     if (onFullScreenChanged)
         onFullScreenChanged(inFullScreen);
 }

@@ -1,0 +1,90 @@
+// Which displays show a full-screen window, and how often the stacking order is read.
+#include "dock/dock_full_screen_state.h"
+#include "doubles/fake_dock_window_system.h"
+#include "doubles/fake_window_stacking.h"
+
+#include <gtest/gtest.h>
+
+namespace wharf {
+namespace {
+
+const std::vector<DockFullScreenState::Display> twoDisplays{
+    {QStringLiteral("LEFT"), QRect(0, 0, 1920, 1080)},
+    {QStringLiteral("RIGHT"), QRect(1920, 0, 1920, 1080)},
+};
+
+TEST(DockFullScreenState, TheTopmostWindowOfEachDisplayDecides)
+{
+    const StackedWindow leftFull{QRect(0, 0, 1920, 1080), true};
+    const StackedWindow bothFull{QRect(0, 0, 3840, 1080), true};
+    const StackedWindow leftSmall{QRect(100, 100, 600, 400), false};
+    const StackedWindow rightSmall{QRect(2000, 100, 600, 400), false};
+    const StackedWindow leftFullButShort{QRect(0, 0, 1920, 1000), true}; // does not cover it
+    const StackedWindow straddling{QRect(1800, 100, 300, 300), false};
+    const struct {
+        const char* name;
+        std::vector<StackedWindow> windows; // bottom to top
+        std::set<QString> expected;
+    } rows[] = {
+        {"no windows", {}, {}},
+        {"full screen on the left", {leftFull}, {QStringLiteral("LEFT")}},
+        {"a window on the other display does not matter", {leftFull, rightSmall}, {QStringLiteral("LEFT")}},
+        {"a window above it on the same display", {leftFull, leftSmall}, {}},
+        {"full screen above an ordinary window", {leftSmall, leftFull}, {QStringLiteral("LEFT")}},
+        {"full screen that leaves part of the display", {leftFullButShort}, {}},
+        {"a window across both displays covers both tops", {bothFull, straddling}, {}},
+        {"full screen over both displays", {bothFull}, {QStringLiteral("LEFT"), QStringLiteral("RIGHT")}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        EXPECT_EQ(DockFullScreenState::fullScreenDisplays(row.windows, twoDisplays), row.expected);
+    }
+}
+
+TEST(DockFullScreenState, ReadsAtMostEveryIntervalButAtOnceOnADesktopChange)
+{
+    FakeWindowStacking stacking;
+    double clock = 100;
+    std::vector<DockFullScreenState::Display> displays = twoDisplays;
+    DockFullScreenState::Sources sources;
+    sources.stacking = &stacking;
+    sources.displays = [&] { return displays; };
+    sources.uptime = [&] { return clock; };
+    DockFullScreenState state(std::move(sources));
+    int notified = 0;
+    const auto subscription = state.onChange.add([&] { ++notified; });
+    ASSERT_EQ(stacking.reads, 1) << "read once at creation";
+
+    stacking.windows = {{QRect(0, 0, 1920, 1080), true}};
+    clock += 0.01;
+    for (int i = 0; i < 5; ++i)
+        stacking.changed.notify();
+    EXPECT_EQ(stacking.reads, 1) << "a burst within the interval waits";
+    EXPECT_FALSE(state.contains(QStringLiteral("LEFT")));
+    ASSERT_TRUE(waitFor([&] { return stacking.reads == 2; }));
+    EXPECT_TRUE(state.contains(QStringLiteral("LEFT"))) << "the burst ends in one read";
+
+    stacking.windows.clear();
+    stacking.desktopChanged.notify();
+    EXPECT_EQ(stacking.reads, 3) << "a desktop change does not wait";
+    EXPECT_FALSE(state.contains(QStringLiteral("LEFT")));
+
+    // A display that goes away takes its full-screen state with it.
+    stacking.windows = {{QRect(0, 0, 3840, 1080), true}};
+    displays.pop_back();
+    state.refresh();
+    EXPECT_EQ(state.displays(), std::set<QString>{QStringLiteral("LEFT")});
+    EXPECT_EQ(notified, 3);
+}
+
+TEST(DockFullScreenState, WithoutAStackingOrderNoDisplayIsFullScreen)
+{
+    DockFullScreenState::Sources sources;
+    sources.displays = [] { return twoDisplays; };
+    DockFullScreenState state(std::move(sources));
+    state.refresh();
+    EXPECT_TRUE(state.displays().empty());
+}
+
+} // namespace
+} // namespace wharf
