@@ -2,6 +2,7 @@
 
 #include "dock/dock_full_screen_state.h"
 #include "dock/dock_geometry.h"
+#include "dock/dock_panel.h"
 #include "dock/dock_layout.h"
 #include "dock/dock_tile.h"
 #include "dock/dock_view_accessible.h"
@@ -440,8 +441,10 @@ void DockView::followFullScreen()
 
 bool DockView::keepsShown() const
 {
+    const auto* panel = qobject_cast<const DockPanel*>(window());
     return stacks.freezesRow() || !interaction.activeDragID.isEmpty() || isMenuTracking()
         || (context.menuTracking && context.menuTracking()) || interaction.keyboardIndex.has_value()
+        || (panel && panel->keyboardMode())
         || divider.resizing();
 }
 

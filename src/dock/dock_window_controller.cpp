@@ -69,6 +69,7 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
     window->onKeyboardModeChanged = [this](bool on) {
         if (platform)
             platform->setAcceptsFocus(on);
+        view->markLayoutDirty(); // keyboard mode keeps an auto-hiding dock shown
     };
     if (system) {
         compositingSubscription = system->compositingChanged.add([this](bool) { applyInputRegion(); });

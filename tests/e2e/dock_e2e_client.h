@@ -27,6 +27,9 @@ struct DockInfo {
     std::vector<QRectF> tiles;
     QStringList ids;
     std::optional<int> hoveredIndex;
+    double hiddenAmount = 0;
+    bool hidden = false;
+    bool fullScreen = false;
 };
 
 inline QRectF rectFrom(const QJsonValue& value)
@@ -60,6 +63,9 @@ public:
                 dock.tiles.push_back(rectFrom(tile.toObject()[QStringLiteral("frame")]));
                 dock.ids << tile.toObject()[QStringLiteral("id")].toString();
             }
+            dock.hiddenAmount = o[QStringLiteral("hiddenAmount")].toDouble();
+            dock.hidden = o[QStringLiteral("hidden")].toBool();
+            dock.fullScreen = o[QStringLiteral("fullScreen")].toBool();
             if (!o[QStringLiteral("hoveredIndex")].isNull())
                 dock.hoveredIndex = o[QStringLiteral("hoveredIndex")].toInt();
             out.push_back(dock);
