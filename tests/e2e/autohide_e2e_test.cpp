@@ -7,7 +7,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <algorithm>
+#include <cstdlib>
 
 namespace wharf::e2e {
 namespace {
@@ -15,6 +16,21 @@ namespace {
 bool mouseMove(E2eSession& session, int x, int y)
 {
     return session.xdotool({QStringLiteral("mousemove"), QString::number(x), QString::number(y)}).exitCode == 0;
+}
+
+// Starts an xterm and returns its client window.
+QString startXterm(E2eSession& session, const QStringList& args)
+{
+    session.start(QStringLiteral("xterm"), args);
+    return session.waitForClientWindow(QStringLiteral("xterm"))
+        ? QString::number(session.clientWindows(QStringLiteral("xterm")).front()) : QString();
+}
+
+bool fullScreen(E2eSession& session, const QString& window, bool on)
+{
+    return session.run(QStringLiteral("wmctrl"), {QStringLiteral("-i"), QStringLiteral("-r"), window, QStringLiteral("-b"),
+                                                  on ? QStringLiteral("add,fullscreen") : QStringLiteral("remove,fullscreen")})
+               .exitCode == 0;
 }
 
 std::optional<DockInfo> findDock(DockClient& client, const QString& display, bool overlay)
@@ -36,27 +52,23 @@ bool waitForDock(DockClient& client, const QString& display, bool overlay,
     }, timeoutMs, 50);
 }
 
-QColor meanColor(const QImage& image, const QRect& rect)
+// Sum of the channel differences between the mean colours of `rect` in two images.
+int difference(const QImage& a, const QImage& b, const QRect& rect)
 {
-    double r = 0, g = 0, b = 0;
-    int n = 0;
-    for (int y = rect.top(); y <= rect.bottom(); ++y) {
-        for (int x = rect.left(); x <= rect.right(); ++x) {
-            if (!image.rect().contains(x, y))
-                continue;
-            const QColor c = image.pixelColor(x, y);
-            r += c.red();
-            g += c.green();
-            b += c.blue();
-            ++n;
+    long sum[2][3] = {};
+    const QImage* images[] = {&a, &b};
+    for (int i = 0; i < 2; ++i) {
+        for (int y = rect.top(); y <= rect.bottom(); ++y) {
+            for (int x = rect.left(); x <= rect.right(); ++x) {
+                const QColor c = images[i]->pixelColor(x, y);
+                sum[i][0] += c.red();
+                sum[i][1] += c.green();
+                sum[i][2] += c.blue();
+            }
         }
     }
-    return n ? QColor(int(r / n), int(g / n), int(b / n)) : QColor();
-}
-
-int distance(const QColor& a, const QColor& b)
-{
-    return std::abs(a.red() - b.red()) + std::abs(a.green() - b.green()) + std::abs(a.blue() - b.blue());
+    const long n = std::max(1LL, static_cast<long long>(rect.width()) * rect.height());
+    return int((std::labs(sum[0][0] - sum[1][0]) + std::labs(sum[0][1] - sum[1][1]) + std::labs(sum[0][2] - sum[1][2])) / n);
 }
 
 // The rows where the shelf is drawn, above the 4-pixel edge strip, across the row of tiles.
@@ -76,7 +88,7 @@ TEST(AutoHide, HidesAfterThePointerLeavesAndComesBackOnlyFromTheEdgeStrip)
         E2eSession session(options);
         WHARF_REQUIRE_SESSION(session);
         writeWharfSettings(session, {{QStringLiteral("autoHide"), true}});
-        const QImage empty = session.screenshot().convertToFormat(QImage::Format_RGB32);
+        const QImage empty = session.screenshot();
         ASSERT_TRUE(mouseMove(session, 960, 300));
         QProcess* wharf = session.startWharf();
         ASSERT_NE(wharf, nullptr);
@@ -91,10 +103,8 @@ TEST(AutoHide, HidesAfterThePointerLeavesAndComesBackOnlyFromTheEdgeStrip)
         for (const QRectF& tile : dock->tiles)
             EXPECT_GE(tile.top(), 1080) << "tile at " << tile.x();
         const QRect band = shelfBand(*dock, 1080);
-        ASSERT_TRUE(E2eSession::waitFor([&] {
-            return distance(meanColor(session.screenshot().convertToFormat(QImage::Format_RGB32), band),
-                            meanColor(empty, band)) < 8;
-        })) << "no shelf on screen";
+        ASSERT_TRUE(E2eSession::waitFor([&] { return difference(session.screenshot(), empty, band) < 8; }))
+            << "no shelf on screen";
 
         // Just above the edge strip nothing happens.
         const int centre = int(dock->tiles[dock->tiles.size() / 2].center().x());
@@ -108,10 +118,8 @@ TEST(AutoHide, HidesAfterThePointerLeavesAndComesBackOnlyFromTheEdgeStrip)
         dock = findDock(client, display, false);
         for (const QRectF& tile : dock->tiles)
             EXPECT_LT(tile.bottom(), 1080);
-        EXPECT_TRUE(E2eSession::waitFor([&] {
-            return distance(meanColor(session.screenshot().convertToFormat(QImage::Format_RGB32), band),
-                            meanColor(empty, band)) > 20;
-        })) << "the shelf is drawn once shown";
+        EXPECT_TRUE(E2eSession::waitFor([&] { return difference(session.screenshot(), empty, band) > 20; }))
+            << "the shelf is drawn once shown";
 
         // Away from it again, it hides again.
         ASSERT_TRUE(mouseMove(session, 960, 300));
@@ -128,22 +136,17 @@ TEST(AutoHide, AFullScreenWindowHandsItsDisplayToTheOverlayDock)
     options.twoMonitors = true;
     E2eSession session(options);
     WHARF_REQUIRE_SESSION(session);
-    session.start(QStringLiteral("xterm"), {QStringLiteral("-bg"), QStringLiteral("red"), QStringLiteral("-geometry"),
-                                            QStringLiteral("80x20+100+100")});
-    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
-    const QString xterm = QString::number(session.clientWindows(QStringLiteral("xterm")).front());
+    const QString xterm = startXterm(session, {QStringLiteral("-bg"), QStringLiteral("red"), QStringLiteral("-geometry"),
+                                               QStringLiteral("80x20+100+100")});
+    ASSERT_FALSE(xterm.isEmpty());
     ASSERT_TRUE(mouseMove(session, 960, 400));
     QProcess* wharf = session.startWharf();
     ASSERT_NE(wharf, nullptr);
     DockClient client(session);
     ASSERT_TRUE(E2eSession::waitFor([&] { return client.docks().size() == 4; }));
-    const auto wmctrl = [&](const QString& change) {
-        return session.run(QStringLiteral("wmctrl"), {QStringLiteral("-i"), QStringLiteral("-r"), xterm,
-                                                      QStringLiteral("-b"), change}).exitCode == 0;
-    };
     const QString left = QStringLiteral("LEFT"), right = QStringLiteral("RIGHT");
 
-    ASSERT_TRUE(wmctrl(QStringLiteral("add,fullscreen")));
+    ASSERT_TRUE(fullScreen(session, xterm, true));
     EXPECT_TRUE(waitForDock(client, left, false, [](const DockInfo& d) { return d.fullScreen && !d.mapped; }))
         << "the normal dock leaves the full-screen display";
     EXPECT_TRUE(waitForDock(client, left, true, [](const DockInfo& d) { return d.mapped && d.hidden; }))
@@ -151,7 +154,7 @@ TEST(AutoHide, AFullScreenWindowHandsItsDisplayToTheOverlayDock)
     auto other = findDock(client, right, false);
     ASSERT_TRUE(other);
     EXPECT_TRUE(other->mapped && !other->fullScreen) << "the other display keeps its dock";
-    const QImage covered = session.screenshot().convertToFormat(QImage::Format_RGB32);
+    const QImage covered = session.screenshot();
     EXPECT_EQ(covered.pixelColor(960, 1070), QColor(Qt::red)) << "nothing of a dock over the full-screen window";
 
     // The pointer at that display's bottom edge brings the overlay up, above the full-screen window.
@@ -160,10 +163,8 @@ TEST(AutoHide, AFullScreenWindowHandsItsDisplayToTheOverlayDock)
     const auto overlay = findDock(client, left, true);
     ASSERT_TRUE(overlay && !overlay->tiles.empty());
     const QRect band = shelfBand(*overlay, 1080);
-    EXPECT_TRUE(E2eSession::waitFor([&] {
-        return distance(meanColor(session.screenshot().convertToFormat(QImage::Format_RGB32), band),
-                        meanColor(covered, band)) > 20;
-    })) << "the overlay's shelf is drawn over the full-screen window";
+    EXPECT_TRUE(E2eSession::waitFor([&] { return difference(session.screenshot(), covered, band) > 20; }))
+        << "the overlay's shelf is drawn over the full-screen window";
 
     // It leaves again with the pointer.
     ASSERT_TRUE(mouseMove(session, 960, 400));
@@ -179,7 +180,7 @@ TEST(AutoHide, AFullScreenWindowHandsItsDisplayToTheOverlayDock)
     EXPECT_TRUE(waitForDock(client, left, true, [](const DockInfo& d) { return d.hidden; }));
 
     // Leaving full screen brings the normal dock back and puts the overlay away.
-    ASSERT_TRUE(wmctrl(QStringLiteral("remove,fullscreen")));
+    ASSERT_TRUE(fullScreen(session, xterm, false));
     EXPECT_TRUE(waitForDock(client, left, false, [](const DockInfo& d) { return d.mapped && !d.fullScreen; }));
     EXPECT_TRUE(waitForDock(client, left, true, [](const DockInfo& d) { return !d.mapped; }));
 }
@@ -191,23 +192,20 @@ TEST(AutoHide, AFullScreenDisplayThatIsRemovedLeavesNoDockHidden)
     options.twoMonitors = true;
     E2eSession session(options);
     WHARF_REQUIRE_SESSION(session);
-    session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("80x20+2100+100")});
-    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
-    const QString xterm = QString::number(session.clientWindows(QStringLiteral("xterm")).front());
+    const QString xterm = startXterm(session, {QStringLiteral("-geometry"), QStringLiteral("80x20+2100+100")});
+    ASSERT_FALSE(xterm.isEmpty());
     QProcess* wharf = session.startWharf();
     ASSERT_NE(wharf, nullptr);
     DockClient client(session);
     ASSERT_TRUE(E2eSession::waitFor([&] { return client.docks().size() == 4; }));
-    ASSERT_EQ(session.run(QStringLiteral("wmctrl"), {QStringLiteral("-i"), QStringLiteral("-r"), xterm,
-                                                     QStringLiteral("-b"), QStringLiteral("add,fullscreen")}).exitCode, 0);
+    ASSERT_TRUE(fullScreen(session, xterm, true));
     ASSERT_TRUE(waitForDock(client, QStringLiteral("RIGHT"), true, [](const DockInfo& d) { return d.mapped; }));
 
     ASSERT_EQ(session.run(QStringLiteral("xrandr"), {QStringLiteral("--delmonitor"), QStringLiteral("RIGHT")}).exitCode, 0);
     ASSERT_TRUE(E2eSession::waitFor([&] { return client.docks().size() == 2; })) << "rebuilt for one display";
     // Whatever the window manager did with the window, a dock is shown exactly where no
     // full-screen window is, and the normal dock comes back once none is.
-    ASSERT_EQ(session.run(QStringLiteral("wmctrl"), {QStringLiteral("-i"), QStringLiteral("-r"), xterm,
-                                                     QStringLiteral("-b"), QStringLiteral("remove,fullscreen")}).exitCode, 0);
+    ASSERT_TRUE(fullScreen(session, xterm, false));
     EXPECT_TRUE(waitForDock(client, QStringLiteral("LEFT"), false, [](const DockInfo& d) { return d.mapped && !d.fullScreen; }));
     EXPECT_TRUE(waitForDock(client, QStringLiteral("LEFT"), true, [](const DockInfo& d) { return !d.mapped; }));
     EXPECT_EQ(wharf->state(), QProcess::Running);
