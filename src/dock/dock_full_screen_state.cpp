@@ -54,8 +54,11 @@ void DockFullScreenState::read()
         ++readCount;
         found = fullScreenDisplays(sources.stacking->stackingOrder(), sources.displays());
     }
+    const bool different = found != current;
     current = std::move(found);
-    onChange.notify();
+    if (different)
+        onChange.notify();
+    onRestack.notify();
 }
 
 std::set<QString> DockFullScreenState::fullScreenDisplays(const std::vector<StackedWindow>& windows,

@@ -49,8 +49,10 @@ public:
     static std::set<QString> fullScreenDisplays(const std::vector<StackedWindow>& windows,
                                                 const std::vector<Display>& displays);
 
-    // After every read of the stacking order (the set may be unchanged: the order changed).
+    // The set of full-screen displays changed.
     CallbackList<> onChange;
+    // After every read of the stacking order: windows were restacked, whether or not the set changed.
+    CallbackList<> onRestack;
     // Reads of the stacking order since creation.
     int reads() const { return readCount; }
 

@@ -61,7 +61,7 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
     view->onFullScreenChanged = [this](bool inFullScreen) { followFullScreen(inFullScreen); };
     if (fullScreenOverlay && fullScreen) {
         // Anything raised since (the full-screen window itself, when clicked) goes below again.
-        stackingSubscription = fullScreen->onChange.add([this] {
+        stackingSubscription = fullScreen->onRestack.add([this] {
             if (isMapped())
                 window->raise();
         });

@@ -45,6 +45,8 @@ TEST(DockFullScreenState, ReadsAtMostEveryIntervalButAtOnceOnADesktopOrDisplayCh
     std::vector<DockFullScreenState::Display> displays = twoDisplays;
     DockFullScreenState state({&stacking, [&] { return displays; }, [&] { return clock; }});
     ASSERT_EQ(stacking.reads, 1) << "read once at creation";
+    int notified = 0;
+    const auto subscription = state.onChange.add([&] { ++notified; });
 
     stacking.windows = {{QRect(0, 0, 1920, 1080), true}};
     clock += 0.01;
@@ -64,6 +66,8 @@ TEST(DockFullScreenState, ReadsAtMostEveryIntervalButAtOnceOnADesktopOrDisplayCh
     displays.pop_back();
     state.refresh();
     EXPECT_EQ(state.displays(), std::set<QString>{left});
+    state.refresh();
+    EXPECT_EQ(notified, 3) << "told only when the set changes";
 }
 
 } // namespace
