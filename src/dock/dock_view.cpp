@@ -13,6 +13,7 @@
 #include <QAccessible>
 #include <QCursor>
 #include <QEnterEvent>
+#include <QLinearGradient>
 #include <QMouseEvent>
 #include <QPaintEvent>
 #include <QPainter>
@@ -547,9 +548,26 @@ void DockView::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
     drawing->paint(painter, currentScene());
+    if (opaqueEdge && hiddenAmount() > 0 && autoHide.active() && !frames.empty()) {
+        // Without a compositor the strip that brings the dock back cannot be clear: a lip, not black.
+        const QRectF shelf = hover.shelf();
+        const QRectF strip(shelf.left() - 20, height() - 4, shelf.width() + 40, 4);
+        QLinearGradient lip(strip.topLeft(), strip.bottomLeft());
+        lip.setColorAt(0, dark() ? QColor::fromRgbF(0.62, 0.62, 0.62) : QColor::fromRgbF(0.98, 0.98, 0.98));
+        lip.setColorAt(1, dark() ? QColor::fromRgbF(0.06, 0.06, 0.06) : QColor::fromRgbF(0.55, 0.55, 0.55));
+        painter.fillRect(strip, lip);
+    }
     ++framesRendered;
     if (onFrameRendered)
         onFrameRendered(framesRendered);
+}
+
+void DockView::setOpaqueEdge(bool opaque)
+{
+    if (opaque == opaqueEdge)
+        return;
+    opaqueEdge = opaque;
+    update();
 }
 
 void DockView::notifyAccessibility() { accessibility.announce(*this, tileList, context.accessibilityEvent); }

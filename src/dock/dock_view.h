@@ -111,6 +111,8 @@ public:
     bool isActiveDock() const { return autoHide.active(); }
     // Told when the view's display enters (true) or leaves a full-screen space, during the tick.
     std::function<void(bool)> onFullScreenChanged;
+    // The window shows no translucency (no compositor): a hidden dock draws its edge strip.
+    void setOpaqueEdge(bool opaque);
     const std::vector<DockEntry>& entries() const;
     std::vector<QRectF> tileFrames() const; // current frames in widget coordinates
     std::optional<int> hoveredIndex() const;
@@ -197,6 +199,7 @@ private:
     DockAccessibilityAnnouncer accessibility;
     int framesRendered = 0;
     int openMenus = 0;
+    bool opaqueEdge = false;
     std::unique_ptr<DockViewRenderer> drawing;
     Subscription fullScreenSubscription;
 };

@@ -72,7 +72,11 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
         view->markLayoutDirty(); // keyboard mode keeps an auto-hiding dock shown
     };
     if (system) {
-        compositingSubscription = system->compositingChanged.add([this](bool) { applyInputRegion(); });
+        view->setOpaqueEdge(!system->isCompositing());
+        compositingSubscription = system->compositingChanged.add([this](bool on) {
+            view->setOpaqueEdge(!on);
+            applyInputRegion();
+        });
         areaSubscription = system->availableAreaChanged.add([this] { place(); });
     }
     applyInputRegion();
