@@ -97,10 +97,7 @@ void AppDelegate::rebuildDocks()
     context.minimizedWindows = [self] { return self ? self->minimized : std::vector<DockWindow>{}; };
     context.fullScreenState = fullScreen.get();
     context.menuTracking = [self] { return self && self->isMenuTracking(); };
-    context.actions.activate = [self](const QString& id, std::uint32_t eventTime) {
-        if (self)
-            self->activateEntry(id, eventTime);
-    };
+    context.actions = interactionActions();
     if (appearance) {
         DesktopAppearance* desktop = appearance.get();
         context.platformIsDark = [desktop] { return desktop->isDark(); };
