@@ -66,10 +66,9 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
                 window->raise();
         });
     }
-    window->onKeyboardModeChanged = [this](bool on) {
-        if (platform)
-            platform->setAcceptsFocus(on);
+    window->onKeyboardModeChanged = [this](bool on, std::uint32_t eventTime) {
         view->markLayoutDirty(); // keyboard mode keeps an auto-hiding dock shown
+        return platform ? platform->setAcceptsFocus(on, eventTime) : window->isActiveWindow();
     };
     if (system) {
         view->setOpaqueEdge(!system->isCompositing());
@@ -77,6 +76,8 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
             view->setOpaqueEdge(!on);
             applyInputRegion();
         });
+        if (platform)
+            focusSubscription = platform->focusChanged.add([this](bool focused) { window->windowFocusChanged(focused); });
         areaSubscription = system->availableAreaChanged.add([this] { place(); });
     }
     applyInputRegion();
@@ -100,6 +101,7 @@ void DockWindowController::close()
     stackingSubscription.reset();
     compositingSubscription.reset();
     areaSubscription.reset();
+    focusSubscription.reset();
     view->stop();
     window->onKeyboardModeChanged = nullptr;
     window->close();

@@ -67,6 +67,7 @@ private:
     CallbackList<bool>::Subscription compositingSubscription;
     CallbackList<>::Subscription areaSubscription;
     Subscription stackingSubscription;
+    CallbackList<bool>::Subscription focusSubscription;
     int reservation = 0;
     bool closed = false;
 };

@@ -99,8 +99,9 @@ public:
     void updateWindowAvoidance();
     void integrationError(const QString& message);
     // Keyboard access to the dock under the pointer (the global shortcut's handler); on a
-    // display that shows a full-screen window, the overlay dock's.
-    void focusDock();
+    // display that shows a full-screen window, the overlay dock's. `eventTime` is the key press's
+    // X server time, 0 when none.
+    void focusDock(std::uint32_t eventTime = 0);
     // Which displays show a full-screen window; shared by every dock.
     DockFullScreenState& fullScreenState() { return *fullScreen; }
     // A menu of the application (the status item's, the divider's) is open: docks stay shown.

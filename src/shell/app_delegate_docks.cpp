@@ -151,7 +151,7 @@ void AppDelegate::watchScreen(QScreen* screen)
             Qt::UniqueConnection);
 }
 
-void AppDelegate::focusDock()
+void AppDelegate::focusDock(std::uint32_t eventTime)
 {
     if (dockControllers.empty())
         return;
@@ -168,7 +168,7 @@ void AppDelegate::focusDock()
     }
     if (target->dockView().isFullScreenOverlay())
         target->dockView().tick(); // maps the overlay before it takes the focus
-    target->panel().setKeyboardMode(true);
+    target->dockView().beginKeyboardNavigation(eventTime);
 }
 
 std::vector<DockSnapshot> AppDelegate::dockSnapshots() const
@@ -188,6 +188,7 @@ std::vector<DockSnapshot> AppDelegate::dockSnapshots() const
         snapshot.hoveredIndex = view.hoveredIndex();
         snapshot.hiddenAmount = view.hiddenAmount();
         snapshot.fullScreen = view.isInFullScreenSpace();
+        snapshot.keyboardIndex = view.keyboardIndex();
         out.push_back(std::move(snapshot));
     }
     return out;

@@ -27,6 +27,7 @@ struct DockInfo {
     std::vector<QRectF> tiles;
     QStringList ids;
     std::optional<int> hoveredIndex;
+    std::optional<int> keyboardIndex;
     double hiddenAmount = 0;
     bool hidden = false;
     bool fullScreen = false;
@@ -68,6 +69,8 @@ public:
             dock.fullScreen = o[QStringLiteral("fullScreen")].toBool();
             if (!o[QStringLiteral("hoveredIndex")].isNull())
                 dock.hoveredIndex = o[QStringLiteral("hoveredIndex")].toInt();
+            if (!o[QStringLiteral("keyboardIndex")].isNull())
+                dock.keyboardIndex = o[QStringLiteral("keyboardIndex")].toInt();
             out.push_back(dock);
         }
         return out;
