@@ -41,8 +41,10 @@ void DockView::trackMenu(QMenu& menu)
     ++openMenus;
     const QPointer<DockView> self(this);
     connect(&menu, &QMenu::aboutToHide, this, [self] {
-        if (self && self->openMenus > 0)
+        if (self && self->openMenus > 0) {
             --self->openMenus;
+            self->markLayoutDirty(); // a dock kept shown by the menu may hide now
+        }
     });
 }
 

@@ -1,5 +1,6 @@
 #include "dock/dock_window_controller.h"
 
+#include "dock/dock_full_screen_state.h"
 #include "dock/dock_panel.h"
 #include "platform/dock_window_platform.h"
 #include "settings/dock_preferences.h"
@@ -33,7 +34,7 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
 {
     displayID = displayIdentifier(name);
     if (system)
-        platform = system->attach(*window);
+        platform = system->attach(*window, fullScreenOverlay ? DockWindowRole::fullScreenOverlay : DockWindowRole::normal);
     else
         window->setWindowFlags(Qt::Window | Qt::FramelessWindowHint | Qt::WindowDoesNotAcceptFocus);
     window->setAttribute(Qt::WA_TranslucentBackground);
@@ -44,6 +45,7 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
     // The view lays itself out once while it still has a child widget's placeholder size; an icon
     // size derived from that must not stick.
     DockPreferences* preferences = context.preferences;
+    DockFullScreenState* fullScreen = context.fullScreenState;
     const bool hadRestingSize = preferences && preferences->restingIconSize() > 0;
     view = new DockView(std::move(context), fullScreenOverlay, window.get());
     auto* layout = new QVBoxLayout(window.get());
@@ -56,11 +58,22 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
         preferences->setRestingIconSize(0);
 
     view->onInputRegionChanged = [this] { applyInputRegion(); };
+    view->onFullScreenChanged = [this](bool inFullScreen) { followFullScreen(inFullScreen); };
+    if (fullScreenOverlay && fullScreen) {
+        // Anything raised since (the full-screen window itself, when clicked) goes below again.
+        stackingSubscription = fullScreen->onRestack.add([this] {
+            if (isMapped())
+                window->raise();
+        });
+    }
     window->onKeyboardModeChanged = [this](bool on, std::uint32_t eventTime) {
+        view->markLayoutDirty(); // keyboard mode keeps an auto-hiding dock shown
         return platform ? platform->setAcceptsFocus(on, eventTime) : window->isActiveWindow();
     };
     if (system) {
-        compositingSubscription = system->compositingChanged.add([this](bool) {
+        view->setOpaqueEdge(!system->isCompositing());
+        compositingSubscription = system->compositingChanged.add([this](bool on) {
+            view->setOpaqueEdge(!on);
             updateBackdrop();
             applyInputRegion();
         });
@@ -86,6 +99,8 @@ void DockWindowController::close()
         return;
     closed = true;
     view->onInputRegionChanged = nullptr;
+    view->onFullScreenChanged = nullptr;
+    stackingSubscription.reset();
     compositingSubscription.reset();
     areaSubscription.reset();
     backgroundSubscription.reset();
@@ -130,6 +145,21 @@ void DockWindowController::updateBackdrop()
     if (!system || closed)
         return;
     window->setBackdrop(system->isCompositing() ? QImage() : system->desktopBackground(window->geometry()));
+}
+
+void DockWindowController::followFullScreen(bool inFullScreen)
+{
+    // The normal dock stays out of full-screen spaces; the overlay dock lives only in them.
+    const bool shown = view->isFullScreenOverlay() == inFullScreen;
+    if (shown) {
+        window->show();
+        window->raise();
+        applyInputRegion();
+    } else {
+        window->hide();
+    }
+    if (onFullScreenChanged)
+        onFullScreenChanged();
 }
 
 bool DockWindowController::isMapped() const { return !closed && window->isVisible(); }

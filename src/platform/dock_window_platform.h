@@ -39,14 +39,19 @@ public:
     virtual void setBottomReservation(int height) = 0;
 };
 
+// The normal dock lives with the other windows; the overlay dock must show above a full-screen
+// window, which window managers stack above their docks.
+enum class DockWindowRole { normal, fullScreenOverlay };
+
 // The process-wide side: turns top-level widgets into dock windows and follows compositing.
 class DockWindowSystem {
 public:
     virtual ~DockWindowSystem() = default;
 
     // Marks `window` (a top-level widget that has not been shown yet) as a dock window: dock type,
-    // above other windows, on every desktop, out of task bars and pagers, no focus.
-    virtual std::unique_ptr<DockWindowPlatform> attach(QWidget& window) = 0;
+    // above other windows, on every desktop, out of task bars and pagers, no focus. The overlay
+    // dock is kept out of the window manager's stacking, so it can go above full-screen windows.
+    virtual std::unique_ptr<DockWindowPlatform> attach(QWidget& window, DockWindowRole role) = 0;
 
     // Without a compositing manager translucent pixels come out black, so docks draw only the
     // shelf and clip the window to it.

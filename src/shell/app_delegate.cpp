@@ -1,5 +1,6 @@
 #include "shell/app_delegate.h"
 
+#include "dock/dock_full_screen_state.h"
 #include "dock/dock_window_controller.h"
 #include "settings/dock_preferences.h"
 #include "shell/login_item.h"
@@ -44,6 +45,7 @@ AppDelegate::AppDelegate(Parts parts, QObject* parent)
       dockModel(std::make_unique<DockModel>(*workspace, *preferences, modelProviders())),
       integration(std::move(parts.integration)),
       windowSystem(std::move(parts.windowSystem)),
+      windowStacking(std::move(parts.windowStacking)),
       folderWatcher(std::move(parts.folderWatcher)),
       windowControl(std::move(parts.windowControl)),
       applied(AppliedPreferences::current(*preferences)),
@@ -72,6 +74,7 @@ void AppDelegate::applicationDidFinishLaunching()
     wireSettings();
     wireStacks();
     wireTakeover();
+    wireFullScreen();
     wireDocks();
     wireWindows();
     wireTrash();

@@ -25,7 +25,13 @@ protected:
     FakeDockWindowSystem system;
     QScreen* screen = QGuiApplication::primaryScreen();
 
-    DockViewContext context() { return DockViewContext{&model, {}, &preferences, {}, {}, {}, {}, {}, {}}; }
+    DockViewContext context()
+    {
+        DockViewContext c;
+        c.model = &model;
+        c.preferences = &preferences;
+        return c;
+    }
 };
 
 TEST_F(DockWindowsTest, NormalDockIsShownOverlayIsNotBoth340HighAlongTheScreenBottom)

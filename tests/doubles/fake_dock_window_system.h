@@ -25,16 +25,18 @@ struct FakeWindow {
     std::vector<std::uint32_t> focusTimes;
     DockWindowPlatform* platform = nullptr; // to play the window system's focus changes
     std::vector<int> reservations;
+    DockWindowRole role = DockWindowRole::normal;
 };
 
 class FakeDockWindowSystem : public DockWindowSystem {
 public:
     std::vector<std::shared_ptr<FakeWindow>> windows;
 
-    std::unique_ptr<DockWindowPlatform> attach(QWidget& widget) override
+    std::unique_ptr<DockWindowPlatform> attach(QWidget& widget, DockWindowRole role) override
     {
         auto window = std::make_shared<FakeWindow>();
         window->widget = &widget;
+        window->role = role;
         windows.push_back(window);
         struct Platform : DockWindowPlatform {
             std::shared_ptr<FakeWindow> window;

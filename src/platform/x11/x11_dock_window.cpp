@@ -173,9 +173,15 @@ public:
             previous = activeWindow();
             if (const auto own = ownWindows.lock(); own && own->count(previous))
                 previous = XCB_WINDOW_NONE;
-            // Qt will not activate a window flagged as taking no focus; ask the window manager
-            // directly, as a pager would, so that keys reach the dock.
-            activate(window(), eventTime);
+            if (widget->windowFlags().testFlag(Qt::X11BypassWindowManagerHint)) {
+                // No window manager hands the focus to an override-redirect window: take it.
+                xcb_set_input_focus(connection, XCB_INPUT_FOCUS_PARENT, window(),
+                                    eventTime ? eventTime : XCB_CURRENT_TIME);
+            } else {
+                // Qt will not activate a window flagged as taking no focus; ask the window manager
+                // directly, as a pager would, so that keys reach the dock.
+                activate(window(), eventTime);
+            }
         } else if (previous != XCB_WINDOW_NONE) {
             // Only while the dock still has the keyboard: a window the user chose keeps it.
             if (focused)
@@ -396,10 +402,15 @@ X11DockWindow::~X11DockWindow()
         qApp->removeNativeEventFilter(this);
 }
 
-std::unique_ptr<DockWindowPlatform> X11DockWindow::attach(QWidget& window)
+std::unique_ptr<DockWindowPlatform> X11DockWindow::attach(QWidget& window, DockWindowRole role)
 {
-    window.setWindowFlags(Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint
-                          | Qt::WindowDoesNotAcceptFocus | Qt::NoDropShadowWindowHint);
+    Qt::WindowFlags flags = Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint
+        | Qt::WindowDoesNotAcceptFocus | Qt::NoDropShadowWindowHint;
+    // Window managers stack a focused full-screen window above every dock (openbox's full-screen
+    // layer): the overlay dock is override-redirect, and raises itself while shown.
+    if (role == DockWindowRole::fullScreenOverlay)
+        flags |= Qt::X11BypassWindowManagerHint;
+    window.setWindowFlags(flags);
     window.setAttribute(Qt::WA_X11NetWmWindowTypeDock);
     window.setAttribute(Qt::WA_TranslucentBackground);
     window.setAttribute(Qt::WA_ShowWithoutActivating);

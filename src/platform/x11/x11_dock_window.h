@@ -28,7 +28,7 @@ public:
     X11DockWindow(const X11DockWindow&) = delete;
     X11DockWindow& operator=(const X11DockWindow&) = delete;
 
-    std::unique_ptr<DockWindowPlatform> attach(QWidget& window) override;
+    std::unique_ptr<DockWindowPlatform> attach(QWidget& window, DockWindowRole role) override;
     bool isCompositing() const override { return compositing; }
     QRect availableArea(const QRect& display) const override;
     QImage desktopBackground(const QRect& area) const override;
