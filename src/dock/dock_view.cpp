@@ -85,11 +85,14 @@ double DockView::now() const
 
 std::optional<QPointF> DockView::pointerInView() const
 {
+    // Motion events keep it current without a round trip to the server, in the window's own
+    // coordinates: a window manager that frames the dock can leave Qt's idea of where the window
+    // sits stale, which would misplace a pointer mapped from the screen.
+    if (!context.pointerLocation && pointerEvents)
+        return toLayoutPoint(lastEventPointer, height());
     std::optional<QPointF> global;
     if (context.pointerLocation)
         global = context.pointerLocation();
-    else if (pointerEvents)
-        global = lastEventPointer; // motion events keep it current; no round trip to the server
     else
         global = QCursor::pos();
     if (!global)
@@ -605,7 +608,7 @@ void DockView::resizeEvent(QResizeEvent* event)
 
 void DockView::mouseMoveEvent(QMouseEvent* event)
 {
-    lastEventPointer = event->globalPosition();
+    lastEventPointer = event->position();
     ensureTicking();
     tickOnPointerMotion();
     QWidget::mouseMoveEvent(event);
@@ -614,7 +617,7 @@ void DockView::mouseMoveEvent(QMouseEvent* event)
 void DockView::enterEvent(QEnterEvent* event)
 {
     pointerEvents = true;
-    lastEventPointer = event->globalPosition();
+    lastEventPointer = event->position();
     ensureTicking();
     QWidget::enterEvent(event);
 }

@@ -201,7 +201,7 @@ private:
     std::optional<int> separator;
     QRegion paintedBounds; // widget area covered by the last scene
     bool pointerEvents = false; // the pointer is inside: motion events report it
-    QPointF lastEventPointer;   // global
+    QPointF lastEventPointer;   // widget coordinates
     DockAutoHide autoHide;
     DockHover hover;
     DockInteraction interaction;
