@@ -1,5 +1,6 @@
 #include "dock/dock_view.h"
 
+#include "dock/dock_divider_view.h"
 #include "dock/dock_geometry.h"
 #include "dock/dock_layout.h"
 #include "dock/dock_tile.h"
@@ -61,6 +62,10 @@ DockView::DockView(DockViewContext ctx, bool isFullScreenOverlay, QWidget* paren
             timer->start(frameClock.nextInterval(now()));
     });
     lastTickTime = now();
+    // Created before the first reload; the badge layer stays above the divider.
+    divider.setView(new DockDividerView(*this));
+    badges = new DockBadgeOverlay(this, [this] { return now(); });
+    hoverLabel = DockHoverLabel(this);
     reload();
 }
 
@@ -227,6 +232,7 @@ void DockView::reload()
             tileList[i]->setEntry(entryList[i]);
         notifyAccessibility();
         repaintScene();
+        badges->redisplay(tileList, interaction.activeDragID, hiddenAmount() * hideDistance());
         ensureTicking();
         return;
     }
@@ -286,6 +292,7 @@ void DockView::reload()
     animating = true;
     notifyAccessibility();
     repaintScene();
+    badges->redisplay(tileList, interaction.activeDragID, hiddenAmount() * hideDistance());
     ensureTicking();
 }
 
@@ -303,6 +310,7 @@ void DockView::stop()
     started = false;
     stopTicking();
     stacks.close();
+    hoverLabel.hide();
 }
 
 void DockView::ensureTicking()
@@ -390,15 +398,16 @@ void DockView::tick()
 
     // Settling redraws once more: frames snap to whole pixels and icons to their exact size.
     bool changed = placeTiles() || (wasAnimating && !animating) || step.changed;
-    divider.place(hiddenAmount() * hideDistance());
+    divider.place(frames, separator, hiddenAmount(), hiddenAmount() * hideDistance(), height());
     // The zone follows the row as now placed, so the input region never lags a step behind.
     hover.setRow(DockLayout::shelfFrame(frames.empty() ? resting : frames), frames);
     changed = hover.update(pointer, tileList, hiddenAmount()) || changed;
     updateInputRegion(pointer);
-    hoverLabel.show(hover.index(), tileList);
+    hoverLabel.show(hover.index(), tileList,
+                    interaction.activeDragID.isEmpty() && !stacks.freezesRow() && hiddenAmount() < 0.3);
     if (changed) {
         repaintScene();
-        badges.redisplay(tileList);
+        badges->redisplay(tileList, interaction.activeDragID, hiddenAmount() * hideDistance());
     }
     stopTickingWhenIdle(pointer);
 }

@@ -16,8 +16,6 @@ namespace wharf {
 
 namespace {
 
-constexpr qsizetype maximumBadgeLength = 64;
-
 QString resolvedPath(const QString& path)
 {
     const QFileInfo info(path);
@@ -151,14 +149,50 @@ DockItem DockModel::makeItem(const QString& path, DockItem::Kind kind, bool pinn
             item.icon = item.runningApplication->icon;
     }
 
-    if (item.runningApplication) {
-        const auto permission = badgePermissions.find(bundleID.value_or(QString()));
-        if ((permission == badgePermissions.end() || permission->second)
-            && providers.badgeLabelProvider && item.runningApplication->processIdentifier)
-            item.badge = badgeLabel(
-                providers.badgeLabelProvider(*item.runningApplication->processIdentifier));
-    }
+    applyBadge(item, bundleID);
     return item;
+}
+
+void DockModel::applyBadge(DockItem& item, const std::optional<QString>& bundleID) const
+{
+    item.badge.reset();
+    item.progress.reset();
+    item.urgent = false;
+    if (!item.runningApplication)
+        return;
+    const auto permission = badgePermissions.find(bundleID.value_or(QString()));
+    if (permission != badgePermissions.end() && !permission->second)
+        return;
+    const QString identity = bundleID.value_or(item.id);
+    if (providers.badgeLabelProvider)
+        item.badge = DockBadge::label(providers.badgeLabelProvider(identity));
+    if (providers.badgeStatusProvider) {
+        const DockBadge::Status status = providers.badgeStatusProvider(identity);
+        item.progress = status.progress;
+        // Activating the application answers its request for attention.
+        item.urgent = status.urgent && !item.runningApplication->isActive;
+    }
+}
+
+void DockModel::refreshBadges()
+{
+    for (auto& item : itemList) {
+        if (item.kind == DockItem::Kind::application)
+            applyBadge(item, bundleIDCache.value(item.id));
+    }
+    publishIfChanged();
+}
+
+void DockModel::publishIfChanged()
+{
+    std::vector<ItemState> state;
+    state.reserve(itemList.size());
+    for (const auto& item : itemList)
+        state.push_back(itemState(item));
+    if (state == lastState)
+        return;
+    lastState = std::move(state);
+    onChange.notify();
 }
 
 QString DockModel::trashLocation()
@@ -217,23 +251,6 @@ DockItem DockModel::makeTrashItem()
     return item;
 }
 
-std::optional<QString> DockModel::badgeLabel(const std::optional<QString>& raw)
-{
-    if (!raw)
-        return std::nullopt;
-    QString label = raw->trimmed();
-    if (label.isEmpty() || label == QLatin1String("0"))
-        return std::nullopt;
-    if (label.size() > maximumBadgeLength) {
-        // Never split a surrogate pair.
-        const qsizetype cut = label.at(maximumBadgeLength - 1).isHighSurrogate()
-            ? maximumBadgeLength - 1
-            : maximumBadgeLength;
-        label.truncate(cut);
-    }
-    return label;
-}
-
 DockModel::ItemState DockModel::itemState(const DockItem& item)
 {
     ItemState state;
@@ -249,6 +266,7 @@ DockModel::ItemState DockModel::itemState(const DockItem& item)
     state.icon = item.icon.cacheKey();
     state.detail = item.detail;
     state.badge = item.badge;
+    state.badgeStatus = {item.progress, item.urgent};
     return state;
 }
 
@@ -332,16 +350,8 @@ void DockModel::refresh()
             list.push_back(makeItem(pin.path, pin.kind, true, pin.title));
     }
     list.push_back(makeTrashItem());
-
-    std::vector<ItemState> state;
-    state.reserve(list.size());
-    for (const auto& item : list)
-        state.push_back(itemState(item));
     itemList = std::move(list);
-    if (state == lastState)
-        return;
-    lastState = std::move(state);
-    onChange.notify();
+    publishIfChanged();
 }
 
 void DockModel::workspaceChanged(WorkspaceNotification notification)

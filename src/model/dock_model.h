@@ -1,5 +1,6 @@
 #pragma once
 
+#include "model/dock_badge.h"
 #include "model/dock_item.h"
 #include "platform/workspace.h"
 #include "trash/trash_state.h"
@@ -48,6 +49,7 @@ public:
         qint64 icon = 0;
         std::optional<QString> detail;
         std::optional<QString> badge;
+        DockBadge::Status badgeStatus;
 
         bool operator==(const ItemState&) const = default;
     };
@@ -57,7 +59,9 @@ public:
         std::function<TrashState()> trashStateProvider;
         std::function<bool()> alwaysEmptyTrashProvider;
         std::function<bool()> darkTrashProvider;
-        std::function<std::optional<QString>(pid_t)> badgeLabelProvider;
+        // Keyed by the application's identity: its desktop-file id, else its item id.
+        std::function<std::optional<QString>(const QString& identity)> badgeLabelProvider;
+        std::function<DockBadge::Status(const QString& identity)> badgeStatusProvider;
         std::function<std::map<QString, bool>()> badgeSettingsProvider;
         std::function<std::vector<Pin>()> systemPinsProvider;
         // A folder tile's pile of documents, when it shows one instead of the folder icon.
@@ -83,6 +87,9 @@ public:
     CallbackList<> onChange;
 
     void refresh();
+    // Re-reads only the badges of the current items: far cheaper than a refresh, for the stream
+    // of badge changes applications send.
+    void refreshBadges();
 
     // Replaces the pins, saves them and refreshes.
     void setPins(std::vector<Pin> pins);
@@ -109,8 +116,6 @@ public:
     static QByteArray encodePins(const std::vector<Pin>& pins);
     // Any malformed element rejects the whole list.
     static std::optional<std::vector<Pin>> decodePins(const QByteArray& data);
-    // The stored badge: trimmed, none for "" and "0", at most 64 characters.
-    static std::optional<QString> badgeLabel(const std::optional<QString>& raw);
     static ItemState itemState(const DockItem& item);
 
     // Caches keyed by item id (icons also by Trash icon key), kept across refreshes.
@@ -128,6 +133,8 @@ private:
     void clearIdentityCaches();
     void updateFileManager();
     QIcon baseIcon(const QString& id, const QString& path, DockItem::Kind kind);
+    void applyBadge(DockItem& item, const std::optional<QString>& bundleID) const;
+    void publishIfChanged();
 
     Workspace& workspace;
     DockPreferences& preferences;

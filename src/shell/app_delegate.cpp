@@ -46,6 +46,7 @@ AppDelegate::AppDelegate(Parts parts, QObject* parent)
       trashMonitor(makeTrashMonitor(trashVolumes.get())),
       trashOperations(makeTrashOperations(std::move(parts.fileTrash), trashVolumes.get())),
       importer(std::move(parts.importer)),
+      launcherEntries(std::move(parts.launcherEntries)),
       stackSettings(std::make_unique<StackPreferences>(*preferences)),
       folderAccess(std::make_unique<FolderAccessStore>(*preferences)),
       artwork(makeStackArtwork()),
@@ -77,6 +78,7 @@ void AppDelegate::applicationDidFinishLaunching()
 
     wireMenus();
     wireModel();
+    wireBadges();
     wireSettings();
     wireStacks();
     wireTakeover();
@@ -154,6 +156,7 @@ int AppDelegate::run(QApplication& app, const std::function<Parts()>& makeParts)
     };
     service.source.showSettings = [&delegate] { delegate.showSettings(); };
     service.source.showApplicationMenu = [&delegate] { delegate.showApplicationMenu(); };
+    service.source.showDividerMenu = [&delegate] { delegate.showDividerMenu(); };
     service.source.activate = [&delegate](const QString& id) { return delegate.activateEntry(id); };
     service.source.windows = [&delegate](const QString& id) { return delegate.windowsOfItem(id); };
     service.source.minimize = [&delegate](const QString& id) { return delegate.minimizeEntry(id); };

@@ -96,6 +96,7 @@ void AppDelegate::rebuildDocks()
         if (self)
             self->activateEntry(id, eventTime);
     };
+    context.applicationMenu = [self](QWidget* parent) { return self ? self->makeMenu(parent) : nullptr; };
     if (appearance) {
         DesktopAppearance* desktop = appearance.get();
         context.platformIsDark = [desktop] { return desktop->isDark(); };
@@ -181,6 +182,7 @@ std::vector<DockSnapshot> AppDelegate::dockSnapshots() const
         for (const QRectF& frame : view.tileFrames())
             snapshot.tiles.push_back(frame.translated(view.pos()));
         snapshot.hoveredIndex = view.hoveredIndex();
+        fillDecorations(snapshot, view);
         out.push_back(std::move(snapshot));
     }
     return out;

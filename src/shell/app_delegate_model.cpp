@@ -17,6 +17,7 @@ DockModel::Providers AppDelegate::modelProviders() const
         providers.systemPinsProvider = [source] { return source->systemPins(); };
     }
     providers.stackArtworkProvider = stackArtworkProvider();
+    badgeProviders(providers);
     if (appearance) {
         // The Trash icon has light and dark variants; `automatic` follows the desktop.
         DesktopAppearance* desktop = appearance.get();

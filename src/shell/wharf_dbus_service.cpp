@@ -35,6 +35,17 @@ QJsonArray docksJson(const std::vector<DockSnapshot>& docks)
             tile.insert(QStringLiteral("id"), i < dock.entryIDs.size() ? QJsonValue(dock.entryIDs[i]) : QJsonValue());
             tiles.append(tile);
         }
+        QJsonArray badges;
+        for (const auto& badge : dock.badges) {
+            badges.append(QJsonObject{
+                {QStringLiteral("id"), badge.id},
+                {QStringLiteral("label"), badge.label},
+                {QStringLiteral("frame"), badge.label.isEmpty() ? QJsonValue() : QJsonValue(rectJson(badge.frame))},
+                {QStringLiteral("progress"), badge.progress ? QJsonValue(*badge.progress) : QJsonValue()},
+                {QStringLiteral("urgent"), badge.urgent},
+                {QStringLiteral("indicator"), QJsonArray{badge.indicator.x(), badge.indicator.y()}},
+            });
+        }
         out.append(QJsonObject{
             {QStringLiteral("display"), dock.display},
             {QStringLiteral("overlay"), dock.overlay},
@@ -42,6 +53,14 @@ QJsonArray docksJson(const std::vector<DockSnapshot>& docks)
             {QStringLiteral("frame"), rectJson(dock.frame)},
             {QStringLiteral("tiles"), tiles},
             {QStringLiteral("hoveredIndex"), dock.hoveredIndex ? QJsonValue(*dock.hoveredIndex) : QJsonValue()},
+            {QStringLiteral("hoverLabel"),
+             dock.hoverLabel ? QJsonValue(QJsonObject{{QStringLiteral("text"), dock.hoverLabelText},
+                                                      {QStringLiteral("frame"), rectJson(*dock.hoverLabel)}})
+                             : QJsonValue()},
+            {QStringLiteral("divider"), dock.divider ? QJsonValue(rectJson(*dock.divider)) : QJsonValue()},
+            {QStringLiteral("menuOpen"), dock.menuOpen},
+            {QStringLiteral("badges"), badges},
+            {QStringLiteral("pulsing"), dock.pulsing},
         });
     }
     return out;
@@ -128,6 +147,12 @@ void WharfDBusService::ShowApplicationMenu()
 {
     if (source.showApplicationMenu)
         source.showApplicationMenu();
+}
+
+void WharfDBusService::ShowDividerMenu()
+{
+    if (source.showDividerMenu)
+        source.showDividerMenu();
 }
 
 void WharfDBusService::OpenStack(const QString& id)
