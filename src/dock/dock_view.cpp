@@ -296,6 +296,29 @@ void DockView::reload()
     ensureTicking();
 }
 
+void DockView::reloadBadges()
+{
+    if (!context.model)
+        return;
+    QHash<QString, const DockItem*> items;
+    for (const auto& item : context.model->items())
+        items.insert(item.id, &item);
+    bool changed = false;
+    for (size_t i = 0; i < entryList.size() && i < tileList.size(); ++i) {
+        const DockItem* shown = entryList[i].item();
+        const DockItem* now = shown ? items.value(shown->id) : nullptr;
+        if (!now || (now->badge == shown->badge && now->progress == shown->progress && now->urgent == shown->urgent))
+            continue;
+        entryList[i] = DockEntry::fromItem(*now);
+        tileList[i]->setEntry(entryList[i]);
+        changed = true;
+    }
+    if (!changed)
+        return;
+    notifyAccessibility();
+    badges->redisplay(tileList, interaction.activeDragID, hiddenAmount() * hideDistance());
+}
+
 // --- Animation ---
 
 void DockView::start()

@@ -87,6 +87,7 @@ public:
     void start(); // timers and observers on
     void stop();  // and off
     void reload(); // re-read model items and minimized windows
+    void reloadBadges(); // only badges, progress or attention changed: no layout, no scene repaint
     DockStackPresenter& stackPresenter() { return stacks; }
     void tick();   // one animation step
     void markLayoutDirty();

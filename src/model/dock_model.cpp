@@ -180,19 +180,20 @@ void DockModel::refreshBadges()
         if (item.kind == DockItem::Kind::application)
             applyBadge(item, bundleIDCache.value(item.id));
     }
-    publishIfChanged();
+    if (stateChanged())
+        onBadgesChange.notify();
 }
 
-void DockModel::publishIfChanged()
+bool DockModel::stateChanged()
 {
     std::vector<ItemState> state;
     state.reserve(itemList.size());
     for (const auto& item : itemList)
         state.push_back(itemState(item));
     if (state == lastState)
-        return;
+        return false;
     lastState = std::move(state);
-    onChange.notify();
+    return true;
 }
 
 QString DockModel::trashLocation()
@@ -351,7 +352,8 @@ void DockModel::refresh()
     }
     list.push_back(makeTrashItem());
     itemList = std::move(list);
-    publishIfChanged();
+    if (stateChanged())
+        onChange.notify();
 }
 
 void DockModel::workspaceChanged(WorkspaceNotification notification)

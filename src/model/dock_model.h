@@ -85,6 +85,8 @@ public:
     const std::vector<DockItem>& items() const { return itemList; }
     const std::vector<Pin>& pins() const { return pinList; }
     CallbackList<> onChange;
+    // Only badges, progress or attention changed (refreshBadges): nothing to lay out again.
+    CallbackList<> onBadgesChange;
 
     void refresh();
     // Re-reads only the badges of the current items: far cheaper than a refresh, for the stream
@@ -134,7 +136,8 @@ private:
     void updateFileManager();
     QIcon baseIcon(const QString& id, const QString& path, DockItem::Kind kind);
     void applyBadge(DockItem& item, const std::optional<QString>& bundleID) const;
-    void publishIfChanged();
+    // Stores the items' visible state; true when it changed.
+    bool stateChanged();
 
     Workspace& workspace;
     DockPreferences& preferences;

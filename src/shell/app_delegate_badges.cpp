@@ -45,6 +45,11 @@ void AppDelegate::wireBadges()
         dockModel->refreshBadges();
     });
     subscriptions.push_back(launcherEntries->changed.add([this](const QString&) { scheduleBadgeRefresh(); }));
+    // Badges change no layout and no window's clearance: only the badge layers redraw.
+    subscriptions.push_back(dockModel->onBadgesChange.add([this] {
+        for (auto& dock : dockControllers)
+            dock->dockView().reloadBadges();
+    }));
 
     // Programs that published before the dock started.
     std::vector<LauncherEntries::RunningApplication> running;

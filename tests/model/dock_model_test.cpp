@@ -296,13 +296,16 @@ TEST_F(DockModelTest, BadgesFollowPermissionsAndIdentity)
 
     // Only badges changed: refreshBadges notices without a full refresh, and only real changes.
     changes = 0;
+    int badgeChanges = 0;
+    const auto subscription = model->onBadgesChange.add([&] { ++badgeChanges; });
     const int iconRequests = workspace.iconRequests;
     model->refreshBadges();
-    EXPECT_EQ(changes, 0);
+    EXPECT_EQ(badgeChanges, 0);
     statuses["org.example.C"].urgent = false;
     labels["org.example.C"] = "0";
     model->refreshBadges();
-    EXPECT_EQ(changes, 1);
+    EXPECT_EQ(badgeChanges, 1);
+    EXPECT_EQ(changes, 0) << "nothing to lay out again";
     EXPECT_EQ(model->items()[3].badge, std::nullopt);
     EXPECT_FALSE(model->items()[3].urgent);
     EXPECT_EQ(workspace.iconRequests, iconRequests);
