@@ -230,6 +230,7 @@ void DockView::reload()
         entryList = std::move(newEntries);
         for (size_t i = 0; i < tileList.size(); ++i)
             tileList[i]->setEntry(entryList[i]);
+        keepSelectionInRange();
         notifyAccessibility();
         repaintScene();
         badges->redisplay(tileList, interaction.activeDragID, hiddenAmount() * hideDistance());
@@ -290,6 +291,7 @@ void DockView::reload()
 
     hover.clear();
     animating = true;
+    keepSelectionInRange();
     notifyAccessibility();
     repaintScene();
     badges->redisplay(tileList, interaction.activeDragID, hiddenAmount() * hideDistance());
@@ -426,7 +428,7 @@ void DockView::tick()
     hover.setRow(DockLayout::shelfFrame(frames.empty() ? resting : frames), frames);
     changed = hover.update(pointer, tileList, hiddenAmount()) || changed;
     updateInputRegion(pointer);
-    hoverLabel.show(hover.index(), tileList,
+    hoverLabel.show(hoveredIndex(), tileList,
                     interaction.activeDragID.isEmpty() && !stacks.freezesRow() && hiddenAmount() < 0.3);
     if (changed) {
         repaintScene();
@@ -590,7 +592,11 @@ bool DockView::event(QEvent* event)
 
 bool DockView::isFullScreenOverlay() const { return overlay; }
 const std::vector<DockEntry>& DockView::entries() const { return entryList; }
-std::optional<int> DockView::hoveredIndex() const { return hover.index(); }
+std::optional<int> DockView::hoveredIndex() const
+{
+    // The keyboard selection, while there is one, is what the dock shows as hovered.
+    return interaction.keyboardIndex ? interaction.keyboardIndex : hover.index();
+}
 QRegion DockView::inputRegion() const { return inputArea.current(); }
 const std::vector<DockTile*>& DockView::tiles() const { return tileList; }
 std::optional<int> DockView::separatorIndex() const { return separator; }

@@ -9,7 +9,10 @@ void DockView::activateEntry(int index, std::uint32_t eventTime)
 {
     if (index < 0 || index >= static_cast<int>(entryList.size()) || !context.actions.activate)
         return;
-    context.actions.activate(entryList[static_cast<std::size_t>(index)].identifier(), eventTime);
+    const QString id = entryList[static_cast<std::size_t>(index)].identifier();
+    // Keyboard navigation ends first: whatever the entry opens takes the keyboard from there.
+    endKeyboardNavigation(eventTime);
+    context.actions.activate(id, eventTime);
 }
 
 void DockView::showEntryMenu(int index, std::uint32_t /*eventTime*/)

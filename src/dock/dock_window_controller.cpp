@@ -56,12 +56,13 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
         preferences->setRestingIconSize(0);
 
     view->onInputRegionChanged = [this] { applyInputRegion(); };
-    window->onKeyboardModeChanged = [this](bool on) {
-        if (platform)
-            platform->setAcceptsFocus(on);
+    window->onKeyboardModeChanged = [this](bool on, std::uint32_t eventTime) {
+        return platform ? platform->setAcceptsFocus(on, eventTime) : window->isActiveWindow();
     };
     if (system) {
         compositingSubscription = system->compositingChanged.add([this](bool) { applyInputRegion(); });
+        if (platform)
+            focusSubscription = platform->focusChanged.add([this](bool focused) { window->windowFocusChanged(focused); });
         areaSubscription = system->availableAreaChanged.add([this] { place(); });
     }
     applyInputRegion();
@@ -83,6 +84,7 @@ void DockWindowController::close()
     view->onInputRegionChanged = nullptr;
     compositingSubscription.reset();
     areaSubscription.reset();
+    focusSubscription.reset();
     view->stop();
     window->onKeyboardModeChanged = nullptr;
     window->close();

@@ -150,6 +150,7 @@ DockItem DockModel::makeItem(const QString& path, DockItem::Kind kind, bool pinn
     }
 
     applyBadge(item, bundleID);
+    item.icon = artwork.stableImage(item.icon, item.id);
     return item;
 }
 
@@ -245,7 +246,7 @@ DockItem DockModel::makeTrashItem()
     item.id = trashID;
     item.url = location;
     item.title = QStringLiteral("Trash");
-    item.icon = icon;
+    item.icon = artwork.stableImage(icon, trashID);
     item.kind = DockItem::Kind::trash;
     item.isPinned = true;
     item.detail = detail;
@@ -351,6 +352,11 @@ void DockModel::refresh()
             list.push_back(makeItem(pin.path, pin.kind, true, pin.title));
     }
     list.push_back(makeTrashItem());
+
+    QSet<QString> shown;
+    for (const auto& item : list)
+        shown.insert(item.id);
+    artwork.retain(shown);
     itemList = std::move(list);
     if (stateChanged())
         onChange.notify();

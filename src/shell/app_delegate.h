@@ -1,5 +1,6 @@
 #pragma once
 
+#include "dock/dock_view.h"
 #include "model/dock_model.h"
 #include "platform/callback_list.h"
 #include "model/system_pins_importer.h"
@@ -27,6 +28,7 @@
 #include <QApplication>
 #include <QIcon>
 #include <QMenu>
+#include <QJsonArray>
 #include <QJsonObject>
 #include <QObject>
 #include <QPointer>
@@ -42,6 +44,7 @@
 #include <memory>
 #include <vector>
 
+class QMessageBox;
 class QScreen;
 class QTimer;
 
@@ -97,8 +100,9 @@ public:
     void rebuildDocks();
     void updateWindowAvoidance();
     void integrationError(const QString& message);
-    // Keyboard access to the dock under the pointer (the global shortcut's handler).
-    void focusDock();
+    // Keyboard access to the dock under the pointer (the global shortcut's handler); `eventTime` is
+    // the key press's X server time, 0 when none.
+    void focusDock(std::uint32_t eventTime = 0);
 
     // The Trash (app_delegate_trash.cpp): its state as the model sees it, and the operations.
     TrashState trashState() const;
@@ -113,6 +117,8 @@ public:
     void showDividerMenu();
     void showSettings();
     void openSystemDockSettings();
+    // "Add Applications or Folders…": pins every file or folder chosen in the "Add to Wharf" dialog.
+    void addItems();
     SettingsController* settings() const { return settingsWindow.get(); }
     static QIcon applicationIcon();
 
@@ -156,6 +162,20 @@ public:
 
     // Shows a warning alert with one "OK" button; replaceable so that nothing blocks in tests.
     std::function<void(const QString& text, const QString& informativeText)> presentAlert;
+    // Shows the model's alerts and answers the chosen button's index; replaceable in tests.
+    std::function<int(const DockModel::Alert&)> alertPresenter;
+    // A modal warning alert (QMessageBox) whose default button also answers Escape.
+    int showAlert(const DockModel::Alert& alert);
+    // The alert on screen, for scripts: {"open": false} when none; and a click on its button.
+    QJsonObject alertSnapshot() const;
+    bool answerAlert(const QString& button);
+    // The dock views' gestures, carried out by the model (app_delegate_interaction.cpp).
+    DockViewActions interactionActions();
+    // For scripts: the entries of tile `id`'s context menu ("Options/Keep in Dock" for a submenu's
+    // entry, with its check mark), choosing one as a click would, and dropping files onto a tile.
+    QJsonArray menuEntries(const QString& id);
+    bool chooseMenuEntry(const QString& id, const QString& title);
+    bool dropFiles(const QStringList& paths, const QString& id, bool copyFiles);
 
     // The displays in dock order: the primary first, then the others in Qt's order.
     static std::vector<QScreen*> orderedScreens();
@@ -182,7 +202,7 @@ private:
     void stopWindows();
     void restoreTakeover();
 
-    DockModel::Providers modelProviders() const;
+    DockModel::Providers modelProviders();
     void badgeProviders(DockModel::Providers& providers) const;
     void scheduleBadgeRefresh();
     void preferencesChanged();
@@ -252,6 +272,7 @@ private:
     std::unique_ptr<QMenu> applicationMenu;
     QSystemTrayIcon* statusItem = nullptr;
     std::unique_ptr<SettingsController> settingsWindow;
+    QPointer<QMessageBox> openAlert;
 };
 
 // The hover label, divider, open menus and badges of `view` as scripts see them.

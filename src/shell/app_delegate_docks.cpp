@@ -92,10 +92,7 @@ void AppDelegate::rebuildDocks()
     context.model = dockModel.get();
     context.preferences = preferences;
     context.minimizedWindows = [self] { return self ? self->minimized : std::vector<DockWindow>{}; };
-    context.actions.activate = [self](const QString& id, std::uint32_t eventTime) {
-        if (self)
-            self->activateEntry(id, eventTime);
-    };
+    context.actions = interactionActions();
     context.applicationMenu = [self](QWidget* parent) { return self ? self->makeMenu(parent) : nullptr; };
     if (appearance) {
         DesktopAppearance* desktop = appearance.get();
@@ -149,7 +146,7 @@ void AppDelegate::watchScreen(QScreen* screen)
             Qt::UniqueConnection);
 }
 
-void AppDelegate::focusDock()
+void AppDelegate::focusDock(std::uint32_t eventTime)
 {
     if (dockControllers.empty())
         return;
@@ -164,7 +161,7 @@ void AppDelegate::focusDock()
             break;
         }
     }
-    target->panel().setKeyboardMode(true);
+    target->dockView().beginKeyboardNavigation(eventTime);
 }
 
 std::vector<DockSnapshot> AppDelegate::dockSnapshots() const
@@ -182,6 +179,7 @@ std::vector<DockSnapshot> AppDelegate::dockSnapshots() const
         for (const QRectF& frame : view.tileFrames())
             snapshot.tiles.push_back(frame.translated(view.pos()));
         snapshot.hoveredIndex = view.hoveredIndex();
+        snapshot.keyboardIndex = view.keyboardIndex();
         fillDecorations(snapshot, view);
         out.push_back(std::move(snapshot));
     }

@@ -53,6 +53,7 @@ QJsonArray docksJson(const std::vector<DockSnapshot>& docks)
             {QStringLiteral("frame"), rectJson(dock.frame)},
             {QStringLiteral("tiles"), tiles},
             {QStringLiteral("hoveredIndex"), dock.hoveredIndex ? QJsonValue(*dock.hoveredIndex) : QJsonValue()},
+            {QStringLiteral("keyboardIndex"), dock.keyboardIndex ? QJsonValue(*dock.keyboardIndex) : QJsonValue()},
             {QStringLiteral("hoverLabel"),
              dock.hoverLabel ? QJsonValue(QJsonObject{{QStringLiteral("text"), dock.hoverLabelText},
                                                       {QStringLiteral("frame"), rectJson(*dock.hoverLabel)}})
@@ -202,6 +203,33 @@ QString WharfDBusService::Windows(const QString& id) const
 bool WharfDBusService::Minimize(const QString& id)
 {
     return source.minimize && source.minimize(id);
+}
+
+QString WharfDBusService::Alert() const
+{
+    const QJsonObject alert = source.alert ? source.alert() : QJsonObject{{QStringLiteral("open"), false}};
+    return QString::fromUtf8(QJsonDocument(alert).toJson(QJsonDocument::Compact));
+}
+
+bool WharfDBusService::AnswerAlert(const QString& button)
+{
+    return source.answerAlert && source.answerAlert(button);
+}
+
+QString WharfDBusService::MenuItems(const QString& id) const
+{
+    const QJsonArray entries = source.menuItems ? source.menuItems(id) : QJsonArray();
+    return QString::fromUtf8(QJsonDocument(entries).toJson(QJsonDocument::Compact));
+}
+
+bool WharfDBusService::ChooseMenuItem(const QString& id, const QString& title)
+{
+    return source.chooseMenuItem && source.chooseMenuItem(id, title);
+}
+
+bool WharfDBusService::Drop(const QStringList& paths, const QString& id, bool copy)
+{
+    return source.drop && source.drop(paths, id, copy);
 }
 
 void WharfDBusService::Quit()

@@ -28,6 +28,7 @@ struct DockSnapshot {
     std::vector<QString> entryIDs;
     std::vector<QRectF> tiles;
     std::optional<int> hoveredIndex;
+    std::optional<int> keyboardIndex; // the selection while the dock has the keyboard
     // The hover label's window (global coordinates) and text while it is shown.
     std::optional<QRect> hoverLabel;
     QString hoverLabelText;
@@ -78,6 +79,13 @@ public:
         std::function<bool(const QString& id, QString* error)> openStack;
         std::function<QJsonObject()> stack;
         std::function<bool(const QString& id, const QString& mode, QString* error)> setStackViewMode;
+        // The alert on screen and a click on one of its buttons.
+        std::function<QJsonObject()> alert;
+        std::function<bool(const QString& button)> answerAlert;
+        // A tile's context menu: its entries, and one chosen; files dropped onto a tile.
+        std::function<QJsonArray(const QString& id)> menuItems;
+        std::function<bool(const QString& id, const QString& title)> chooseMenuItem;
+        std::function<bool(const QStringList& paths, const QString& id, bool copy)> drop;
     };
 
     explicit WharfDBusService(QObject* parent = nullptr) : QObject(parent) {}
@@ -112,14 +120,27 @@ public Q_SLOTS:
     Q_SCRIPTABLE QString Stack() const;
     // Sets the view mode (automatic, fan, grid, list) of the folder `id`; an open stack follows.
     Q_SCRIPTABLE void SetStackViewMode(const QString& id, const QString& mode);
-    // Does what a click on the tile `id` does (for now: restores a minimized window's tile,
-    // "window-<id>"); false when there is no such tile.
+    // Does what a click on the tile `id` does: opens or switches to an item, opens a folder's
+    // stack, restores a minimized window ("window-<id>"); false when there is no such tile.
     Q_SCRIPTABLE bool Activate(const QString& id);
     // The windows of the running application of item `id` (what its context menu lists), as a
     // JSON array; empty when it is not running.
     Q_SCRIPTABLE QString Windows(const QString& id) const;
     // Sends the window "window-<id>" to the dock; false when no running application has it.
     Q_SCRIPTABLE bool Minimize(const QString& id);
+    // The alert Wharf shows now, as a JSON object ({"open": false} when none).
+    Q_SCRIPTABLE QString Alert() const;
+    // Clicks the button titled `button` of the alert on screen; false when there is none.
+    Q_SCRIPTABLE bool AnswerAlert(const QString& button);
+    // The entries of tile `id`'s context menu as a JSON array of {title, checked}; a submenu's
+    // entries are titled "Submenu/Entry".
+    Q_SCRIPTABLE QString MenuItems(const QString& id) const;
+    // Chooses the entry `title` (as MenuItems names it) of tile `id`'s context menu; false when
+    // there is no such entry. The entry acts after the reply.
+    Q_SCRIPTABLE bool ChooseMenuItem(const QString& id, const QString& title);
+    // Does what dropping these files onto tile `id` does (moving, or with `copy` copying, into a
+    // folder; opening with an application; moving to the Trash); false when no item has that id.
+    Q_SCRIPTABLE bool Drop(const QStringList& paths, const QString& id, bool copy);
     // Quits through the normal shutdown, which gives the desktop's dock back.
     Q_SCRIPTABLE void Quit();
 

@@ -1,7 +1,9 @@
 #include "platform/x11/x11_workspace.h"
 
+#include "platform/x11/desktop_file_actions.h"
 #include "platform/x11/gio_event_sources.h"
 #include "platform/x11/gio_file_info.h"
+#include "platform/x11/process_reader.h"
 #include "platform/x11/x11_icon_reader.h"
 #include "platform/x11/x11_launcher.h"
 #include "platform/x11/x11_window_actions.h"
@@ -233,17 +235,61 @@ void X11Workspace::rebuildApplications()
 
 // ---- actions ----
 
-Status X11Workspace::activate(const RunningApplication& app) { return actions_->activate(app); }
+Status X11Workspace::activate(const RunningApplication& app, std::uint32_t eventTime)
+{
+    return actions_->activate(app, eventTime);
+}
 Status X11Workspace::hide(const RunningApplication& app) { return actions_->hide(app); }
 Status X11Workspace::unhide(const RunningApplication& app) { return actions_->unhide(app); }
 Status X11Workspace::terminate(const RunningApplication& app) { return actions_->terminate(app); }
 
-Status X11Workspace::launchApplication(const QString& entryPath, const QStringList& uris)
+Status X11Workspace::launchApplication(const QString& entryPath, const QStringList& uris, std::uint32_t eventTime)
 {
-    return launcher_->launchApplication(entryPath, uris);
+    return launcher_->launchApplication(entryPath, uris, eventTime);
 }
 
-Status X11Workspace::openLocation(const QString& path) { return launcher_->openLocation(path); }
+Status X11Workspace::openLocation(const QString& path, std::uint32_t /*eventTime*/)
+{
+    return launcher_->openLocation(path);
+}
+
+Status X11Workspace::showInFiles(const QString& path) { return DesktopFileActions::showInFiles(path, *launcher_); }
+
+Status X11Workspace::transferFile(const QString& source, const QString& destination, bool copy)
+{
+    return DesktopFileActions::transferFile(source, destination, copy);
+}
+
+void X11Workspace::beep()
+{
+    if (connection_->lost())
+        return;
+    xcb_bell(connection_->xcb(), 0);
+    connection_->flush();
+}
+
+Result<QString> X11Workspace::writeDesktopEntry(const RunningApplication& app)
+{
+    DesktopFileActions::Program program;
+    program.name = app.localizedName;
+    program.icon = app.icon;
+    for (const WindowFacts& facts : tracker_->facts(getpid())) {
+        if (facts.groupKey != app.key)
+            continue;
+        program.windowClass = !facts.wmClass.isEmpty() ? facts.wmClass : facts.wmInstance;
+        if (facts.pid)
+            program.commandLine = readProcessInfo(*facts.pid).commandLine;
+        if (!program.commandLine.isEmpty())
+            break;
+    }
+    if (program.commandLine.isEmpty() && app.processIdentifier)
+        program.commandLine = readProcessInfo(*app.processIdentifier).commandLine;
+    auto written = DesktopFileActions::writeDesktopEntry(program);
+    // Matched at once, so the running program and its new pin are one tile.
+    if (written)
+        reloadEntries();
+    return written;
+}
 
 // ---- files ----
 
