@@ -57,7 +57,7 @@ static void modelRefreshWithoutChange(benchmark::State& state)
 
     DockModel::Providers providers;
     providers.trashStateProvider = [] { return TrashState::empty; };
-    providers.badgeLabelProvider = [](pid_t) { return std::optional<QString>(); };
+    providers.badgeLabelProvider = [](const QString&) { return std::optional<QString>(); };
     DockModel model(workspace, preferences, providers);
     int changes = 0;
     const Subscription counting = model.onChange.add([&] { ++changes; });

@@ -1,6 +1,7 @@
 #include "dock/dock_view.h"
 
 #include "dock/dock_full_screen_state.h"
+#include "dock/dock_divider_view.h"
 #include "dock/dock_geometry.h"
 #include "dock/dock_panel.h"
 #include "dock/dock_layout.h"
@@ -68,6 +69,10 @@ DockView::DockView(DockViewContext ctx, bool isFullScreenOverlay, QWidget* paren
     autoHide.interacted(lastTickTime);
     if (context.fullScreenState)
         fullScreenSubscription = context.fullScreenState->onChange.add([this] { ensureTicking(); });
+    // Created before the first reload; the badge layer stays above the divider.
+    divider.setView(new DockDividerView(*this));
+    badges = new DockBadgeOverlay(this, [this] { return now(); });
+    hoverLabel = DockHoverLabel(this);
     reload();
 }
 
@@ -238,6 +243,7 @@ void DockView::reload()
         keepSelectionInRange();
         notifyAccessibility();
         repaintScene();
+        badges->redisplay(tileList, interaction.activeDragID, hiddenAmount() * hideDistance());
         ensureTicking();
         return;
     }
@@ -298,7 +304,31 @@ void DockView::reload()
     keepSelectionInRange();
     notifyAccessibility();
     repaintScene();
+    badges->redisplay(tileList, interaction.activeDragID, hiddenAmount() * hideDistance());
     ensureTicking();
+}
+
+void DockView::reloadBadges()
+{
+    if (!context.model)
+        return;
+    QHash<QString, const DockItem*> items;
+    for (const auto& item : context.model->items())
+        items.insert(item.id, &item);
+    bool changed = false;
+    for (size_t i = 0; i < entryList.size() && i < tileList.size(); ++i) {
+        const DockItem* shown = entryList[i].item();
+        const DockItem* now = shown ? items.value(shown->id) : nullptr;
+        if (!now || (now->badge == shown->badge && now->progress == shown->progress && now->urgent == shown->urgent))
+            continue;
+        entryList[i] = DockEntry::fromItem(*now);
+        tileList[i]->setEntry(entryList[i]);
+        changed = true;
+    }
+    if (!changed)
+        return;
+    notifyAccessibility();
+    badges->redisplay(tileList, interaction.activeDragID, hiddenAmount() * hideDistance());
 }
 
 // --- Animation ---
@@ -315,6 +345,7 @@ void DockView::stop()
     started = false;
     stopTicking();
     stacks.close();
+    hoverLabel.hide();
 }
 
 void DockView::ensureTicking()
@@ -423,15 +454,16 @@ void DockView::tick()
 
     // Settling redraws once more: frames snap to whole pixels and icons to their exact size.
     bool changed = placeTiles() || (wasAnimating && !animating) || step.changed;
-    divider.place(hiddenAmount() * hideDistance());
+    divider.place(frames, separator, hiddenAmount(), hiddenAmount() * hideDistance(), height());
     // The zone follows the row as now placed, so the input region never lags a step behind.
     hover.setRow(DockLayout::shelfFrame(frames.empty() ? resting : frames), frames);
     changed = hover.update(active ? pointer : std::nullopt, tileList, hiddenAmount()) || changed;
     updateInputRegion(pointer);
-    hoverLabel.show(hoveredIndex(), tileList);
+    hoverLabel.show(hoveredIndex(), tileList,
+                    interaction.activeDragID.isEmpty() && !stacks.freezesRow() && hiddenAmount() < 0.3);
     if (changed) {
         repaintScene();
-        badges.redisplay(tileList);
+        badges->redisplay(tileList, interaction.activeDragID, hiddenAmount() * hideDistance());
     }
     stopTickingWhenIdle(pointer);
 }
@@ -447,7 +479,7 @@ void DockView::followFullScreen()
     animating = true;
     if (overlay) {
         hover.clear();
-        hoverLabel.show(std::nullopt, tileList);
+        hoverLabel.hide();
         if (!inFullScreen)
             stacks.close();
     }

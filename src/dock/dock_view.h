@@ -72,6 +72,8 @@ struct DockViewContext {
     std::function<std::optional<QPointF>()> pointerLocation;   // global pointer, Qt screen coordinates
     std::function<void(QAccessibleEvent*)> accessibilityEvent;  // Qt's accessibility bridge
     DockViewActions actions;
+    // Builds the application's menu (the divider's context menu); the caller owns it. Empty: none.
+    std::function<QMenu*(QWidget* parent)> applicationMenu;
 };
 
 // The dock of one display: one tile per entry, animated on a tick at the display's
@@ -89,6 +91,7 @@ public:
     void start(); // timers and observers on
     void stop();  // and off
     void reload(); // re-read model items and minimized windows
+    void reloadBadges(); // only badges, progress or attention changed: no layout, no scene repaint
     DockStackPresenter& stackPresenter() { return stacks; }
     void tick();   // one animation step
     void markLayoutDirty();
@@ -109,6 +112,21 @@ public:
     bool isMenuTracking() const { return openMenus > 0; }
     // Counts `menu` as open until it hides (every menu the dock pops up goes through here).
     void trackMenu(QMenu& menu);
+
+    // The divider (dock_divider_view.cpp): a drag resizes the dock, `point` in view coordinates.
+    void beginDividerResize(const QPointF& point);
+    void updateDividerResize(const QPointF& point);
+    void endDividerResize(const QPointF& point);
+    void stepDividerSize(int direction); // +1 / -1: the icon size by 2 points, as assistive tools step
+    double actualWidthFraction() const;
+    std::optional<ResizeAxis> resizeAxis() const;
+    bool isDividerResizing() const;
+    std::optional<QRect> dividerFrame() const; // view coordinates; none while hidden
+    // The application's menu at `globalPosition`, counted as one of the dock's menus.
+    void showApplicationMenu(const QPoint& globalPosition);
+
+    const DockHoverLabel& hoverLabelView() const { return hoverLabel; }
+    const DockBadgeOverlay& badgeOverlay() const { return *badges; }
 
     bool isFullScreenOverlay() const;
     // 0 shown to 1 hidden (auto-hide, and the overlay dock waiting at the screen edge).
@@ -210,7 +228,7 @@ private:
     DockRowAnimation animation;
     DockInputRegion inputArea;
     DockHoverLabel hoverLabel;
-    DockBadgeOverlay badges;
+    DockBadgeOverlay* badges = nullptr; // a child widget above the tiles
     DockAccessibilityAnnouncer accessibility;
     int framesRendered = 0;
     int openMenus = 0;

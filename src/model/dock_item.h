@@ -22,6 +22,8 @@ struct DockItem {
     RunningApplicationRef runningApplication; // null when not running
     std::optional<QString> detail;            // tooltip and accessibility text
     std::optional<QString> badge;
+    std::optional<double> progress;           // 0…1 while the application shows progress
+    bool urgent = false;                      // the application asks for attention
 };
 
 // Raw text values, which are also the persisted values.

@@ -16,8 +16,6 @@ namespace wharf {
 
 namespace {
 
-constexpr qsizetype maximumBadgeLength = 64;
-
 QString resolvedPath(const QString& path)
 {
     const QFileInfo info(path);
@@ -151,15 +149,52 @@ DockItem DockModel::makeItem(const QString& path, DockItem::Kind kind, bool pinn
             item.icon = item.runningApplication->icon;
     }
 
-    if (item.runningApplication) {
-        const auto permission = badgePermissions.find(bundleID.value_or(QString()));
-        if ((permission == badgePermissions.end() || permission->second)
-            && providers.badgeLabelProvider && item.runningApplication->processIdentifier)
-            item.badge = badgeLabel(
-                providers.badgeLabelProvider(*item.runningApplication->processIdentifier));
-    }
+    applyBadge(item, bundleID);
     item.icon = artwork.stableImage(item.icon, item.id);
     return item;
+}
+
+void DockModel::applyBadge(DockItem& item, const std::optional<QString>& bundleID) const
+{
+    item.badge.reset();
+    item.progress.reset();
+    item.urgent = false;
+    if (!item.runningApplication)
+        return;
+    const auto permission = badgePermissions.find(bundleID.value_or(QString()));
+    if (permission != badgePermissions.end() && !permission->second)
+        return;
+    const QString identity = bundleID.value_or(item.id);
+    if (providers.badgeLabelProvider)
+        item.badge = DockBadge::label(providers.badgeLabelProvider(identity));
+    if (providers.badgeStatusProvider) {
+        const DockBadge::Status status = providers.badgeStatusProvider(identity);
+        item.progress = status.progress;
+        // Activating the application answers its request for attention.
+        item.urgent = status.urgent && !item.runningApplication->isActive;
+    }
+}
+
+void DockModel::refreshBadges()
+{
+    for (auto& item : itemList) {
+        if (item.kind == DockItem::Kind::application)
+            applyBadge(item, bundleIDCache.value(item.id));
+    }
+    if (stateChanged())
+        onBadgesChange.notify();
+}
+
+bool DockModel::stateChanged()
+{
+    std::vector<ItemState> state;
+    state.reserve(itemList.size());
+    for (const auto& item : itemList)
+        state.push_back(itemState(item));
+    if (state == lastState)
+        return false;
+    lastState = std::move(state);
+    return true;
 }
 
 QString DockModel::trashLocation()
@@ -218,23 +253,6 @@ DockItem DockModel::makeTrashItem()
     return item;
 }
 
-std::optional<QString> DockModel::badgeLabel(const std::optional<QString>& raw)
-{
-    if (!raw)
-        return std::nullopt;
-    QString label = raw->trimmed();
-    if (label.isEmpty() || label == QLatin1String("0"))
-        return std::nullopt;
-    if (label.size() > maximumBadgeLength) {
-        // Never split a surrogate pair.
-        const qsizetype cut = label.at(maximumBadgeLength - 1).isHighSurrogate()
-            ? maximumBadgeLength - 1
-            : maximumBadgeLength;
-        label.truncate(cut);
-    }
-    return label;
-}
-
 DockModel::ItemState DockModel::itemState(const DockItem& item)
 {
     ItemState state;
@@ -250,6 +268,7 @@ DockModel::ItemState DockModel::itemState(const DockItem& item)
     state.icon = item.icon.cacheKey();
     state.detail = item.detail;
     state.badge = item.badge;
+    state.badgeStatus = {item.progress, item.urgent};
     return state;
 }
 
@@ -334,19 +353,13 @@ void DockModel::refresh()
     }
     list.push_back(makeTrashItem());
 
-    std::vector<ItemState> state;
-    state.reserve(list.size());
     QSet<QString> shown;
-    for (const auto& item : list) {
-        state.push_back(itemState(item));
+    for (const auto& item : list)
         shown.insert(item.id);
-    }
     artwork.retain(shown);
     itemList = std::move(list);
-    if (state == lastState)
-        return;
-    lastState = std::move(state);
-    onChange.notify();
+    if (stateChanged())
+        onChange.notify();
 }
 
 void DockModel::workspaceChanged(WorkspaceNotification notification)

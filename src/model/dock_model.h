@@ -1,5 +1,6 @@
 #pragma once
 
+#include "model/dock_badge.h"
 #include "model/app_artwork.h"
 #include "model/dock_item.h"
 #include "platform/workspace.h"
@@ -55,6 +56,7 @@ public:
         qint64 icon = 0;
         std::optional<QString> detail;
         std::optional<QString> badge;
+        DockBadge::Status badgeStatus;
 
         bool operator==(const ItemState&) const = default;
     };
@@ -75,7 +77,9 @@ public:
         std::function<TrashState()> trashStateProvider;
         std::function<bool()> alwaysEmptyTrashProvider;
         std::function<bool()> darkTrashProvider;
-        std::function<std::optional<QString>(pid_t)> badgeLabelProvider;
+        // Keyed by the application's identity: its desktop-file id, else its item id.
+        std::function<std::optional<QString>(const QString& identity)> badgeLabelProvider;
+        std::function<DockBadge::Status(const QString& identity)> badgeStatusProvider;
         std::function<std::map<QString, bool>()> badgeSettingsProvider;
         std::function<std::vector<Pin>()> systemPinsProvider;
         // A folder tile's pile of documents, when it shows one instead of the folder icon.
@@ -105,8 +109,13 @@ public:
     const std::vector<DockItem>& items() const { return itemList; }
     const std::vector<Pin>& pins() const { return pinList; }
     CallbackList<> onChange;
+    // Only badges, progress or attention changed (refreshBadges): nothing to lay out again.
+    CallbackList<> onBadgesChange;
 
     void refresh();
+    // Re-reads only the badges of the current items: far cheaper than a refresh, for the stream
+    // of badge changes applications send.
+    void refreshBadges();
 
     // What the user does to an item (dock_model_operations.cpp). `eventTime` is the X server
     // time of the click or key that asked, 0 when none.
@@ -156,8 +165,6 @@ public:
     static QByteArray encodePins(const std::vector<Pin>& pins);
     // Any malformed element rejects the whole list.
     static std::optional<std::vector<Pin>> decodePins(const QByteArray& data);
-    // The stored badge: trimmed, none for "" and "0", at most 64 characters.
-    static std::optional<QString> badgeLabel(const std::optional<QString>& raw);
     static ItemState itemState(const DockItem& item);
 
     // Caches keyed by item id (icons also by Trash icon key), kept across refreshes.
@@ -177,6 +184,9 @@ private:
     void clearIdentityCaches();
     void updateFileManager();
     QIcon baseIcon(const QString& id, const QString& path, DockItem::Kind kind);
+    void applyBadge(DockItem& item, const std::optional<QString>& bundleID) const;
+    // Stores the items' visible state; true when it changed.
+    bool stateChanged();
     // Pins what a running program without a desktop entry needs: an entry written for it.
     std::optional<Pin> pinForProgram(const DockItem& item);
     void changePins(); // persist, watch, refresh

@@ -39,6 +39,7 @@ AppDelegate::AppDelegate(Parts parts, QObject* parent)
       trashMonitor(makeTrashMonitor(trashVolumes.get())),
       trashOperations(makeTrashOperations(std::move(parts.fileTrash), trashVolumes.get())),
       importer(std::move(parts.importer)),
+      launcherEntries(std::move(parts.launcherEntries)),
       stackSettings(std::make_unique<StackPreferences>(*preferences)),
       folderAccess(std::make_unique<FolderAccessStore>(*preferences)),
       artwork(makeStackArtwork()),
@@ -71,6 +72,7 @@ void AppDelegate::applicationDidFinishLaunching()
 
     wireMenus();
     wireModel();
+    wireBadges();
     wireSettings();
     wireStacks();
     wireTakeover();
@@ -153,6 +155,7 @@ int AppDelegate::run(QApplication& app, const std::function<Parts()>& makeParts)
     };
     service.source.showSettings = [&delegate] { delegate.showSettings(); };
     service.source.showApplicationMenu = [&delegate] { delegate.showApplicationMenu(); };
+    service.source.showDividerMenu = [&delegate] { delegate.showDividerMenu(); };
     service.source.activate = [&delegate](const QString& id) { return delegate.activateEntry(id); };
     service.source.alert = [&delegate] { return delegate.alertSnapshot(); };
     service.source.answerAlert = [&delegate](const QString& button) { return delegate.answerAlert(button); };

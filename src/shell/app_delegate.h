@@ -8,6 +8,7 @@
 #include "platform/dock_window_platform.h"
 #include "platform/file_trash.h"
 #include "platform/hot_key.h"
+#include "platform/launcher_entries.h"
 #include "platform/trash_volumes.h"
 #include "platform/folder_watcher.h"
 #include "platform/window_control.h"
@@ -37,6 +38,7 @@
 #include <QStringList>
 #include <QSystemTrayIcon>
 #include <QTimer>
+#include <QElapsedTimer>
 
 #include <cstdint>
 #include <functional>
@@ -51,6 +53,7 @@ namespace wharf {
 
 class DockFullScreenState;
 class DockPreferences;
+class DockView;
 class DockWindowController;
 class KeyEquivalents;
 class SettingsController;
@@ -84,6 +87,7 @@ public:
         std::unique_ptr<FolderWatcher> folderWatcher;   // null: open stacks do not refresh by themselves
         std::unique_ptr<WindowControl> windowControl;   // null: no minimized windows in the dock
         std::unique_ptr<WindowStacking> windowStacking; // null: no display is ever full screen
+        std::unique_ptr<LauncherEntries> launcherEntries; // null: no badges
     };
 
     // The whole process in normal mode: single instance, launch, event loop, shutdown.
@@ -116,6 +120,8 @@ public:
     QMenu* makeMenu(QWidget* parent = nullptr);
     // The status item's menu at the pointer, for desktops without a tray.
     void showApplicationMenu();
+    // The divider's context menu over the first dock's divider (for scripts and tests).
+    void showDividerMenu();
     void showSettings();
     void openSystemDockSettings();
     // "Add Applications or Folders…": pins every file or folder chosen in the "Add to Wharf" dialog.
@@ -187,6 +193,7 @@ private:
     // Wiring, one per subsystem, in launch order.
     void wireMenus();    // app_delegate_menus.cpp: the status item, its menu and the key equivalents
     void wireModel();    // app_delegate_model.cpp: model, preferences and appearance changes
+    void wireBadges();   // app_delegate_badges.cpp: applications' badges, progress and attention
     void wireStacks();   // app_delegate_stacks.cpp: stack settings, piles and thumbnails
     void wireTakeover(); // app_delegate_takeover.cpp: hides the desktop's dock
     void wireFullScreen(); // app_delegate_full_screen.cpp: which displays show a full-screen window
@@ -203,6 +210,8 @@ private:
     void restoreTakeover();
 
     DockModel::Providers modelProviders();
+    void badgeProviders(DockModel::Providers& providers) const;
+    void scheduleBadgeRefresh();
     void preferencesChanged();
     void relayoutDocks();
     void startWindowTimer();
@@ -223,6 +232,10 @@ private:
     std::unique_ptr<TrashStateMonitor> trashMonitor;
     std::unique_ptr<TrashOperations> trashOperations;
     std::unique_ptr<SystemPinsImporter> importer;
+    // Before the model, whose items read their badges from it.
+    std::unique_ptr<LauncherEntries> launcherEntries;
+    QTimer* badgeTimer = nullptr;
+    QElapsedTimer sinceBadgeRefresh;
     // The stacks' stores come before the model, which asks for folder piles as it builds items.
     std::unique_ptr<StackPreferences> stackSettings;
     std::unique_ptr<FolderAccessStore> folderAccess;
@@ -270,6 +283,9 @@ private:
     std::unique_ptr<SettingsController> settingsWindow;
     QPointer<QMessageBox> openAlert;
 };
+
+// The hover label, divider, open menus and badges of `view` as scripts see them.
+void fillDecorations(DockSnapshot& snapshot, const DockView& view);
 
 // Which displays get docks: mirrored or overlapping outputs share pixels, so of each group whose
 // areas overlap only the first (in the given order) counts. Returns indices into `areas`.

@@ -98,6 +98,7 @@ void AppDelegate::rebuildDocks()
     context.fullScreenState = fullScreen.get();
     context.menuTracking = [self] { return self && self->isMenuTracking(); };
     context.actions = interactionActions();
+    context.applicationMenu = [self](QWidget* parent) { return self ? self->makeMenu(parent) : nullptr; };
     if (appearance) {
         DesktopAppearance* desktop = appearance.get();
         context.platformIsDark = [desktop] { return desktop->isDark(); };
@@ -189,6 +190,7 @@ std::vector<DockSnapshot> AppDelegate::dockSnapshots() const
         snapshot.hiddenAmount = view.hiddenAmount();
         snapshot.fullScreen = view.isInFullScreenSpace();
         snapshot.keyboardIndex = view.keyboardIndex();
+        fillDecorations(snapshot, view);
         out.push_back(std::move(snapshot));
     }
     return out;

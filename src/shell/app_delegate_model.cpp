@@ -17,6 +17,7 @@ DockModel::Providers AppDelegate::modelProviders()
         providers.systemPinsProvider = [source] { return source->systemPins(); };
     }
     providers.stackArtworkProvider = stackArtworkProvider();
+    badgeProviders(providers);
     // These run long after construction: through `this`, which owns the model.
     AppDelegate* delegate = this;
     providers.alertPresenter = [delegate](const DockModel::Alert& alert) {

@@ -18,6 +18,8 @@ QJsonObject itemJson(const DockItem& item, bool trashFull)
     object.insert(QStringLiteral("active"), app && app->isActive);
     object.insert(QStringLiteral("hidden"), app && app->isHidden);
     object.insert(QStringLiteral("badge"), item.badge ? QJsonValue(*item.badge) : QJsonValue(QJsonValue::Null));
+    object.insert(QStringLiteral("progress"), item.progress ? QJsonValue(*item.progress) : QJsonValue(QJsonValue::Null));
+    object.insert(QStringLiteral("urgent"), item.urgent);
     if (item.kind == DockItem::Kind::trash)
         object.insert(QStringLiteral("full"), trashFull);
     return object;

@@ -8,6 +8,7 @@
 #include "platform/x11/gio_desktop_entry_locator.h"
 #include "platform/x11/gio_folder_watcher.h"
 #include "platform/x11/icon_theme_setup.h"
+#include "platform/x11/unity_launcher_entries.h"
 #include "platform/x11/x11_dock_window.h"
 #include "platform/x11/x11_window_control.h"
 #include "platform/x11/x11_window_stacking.h"
@@ -142,6 +143,7 @@ int main(int argc, char** argv)
         parts.folderWatcher = std::make_unique<wharf::GioFolderWatcher>();
         parts.windowControl = std::make_unique<wharf::X11WindowControl>();
         parts.windowStacking = std::make_unique<wharf::X11WindowStacking>();
+        parts.launcherEntries = std::make_unique<wharf::UnityLauncherEntries>();
         return parts;
     });
 }

@@ -35,6 +35,17 @@ QJsonArray docksJson(const std::vector<DockSnapshot>& docks)
             tile.insert(QStringLiteral("id"), i < dock.entryIDs.size() ? QJsonValue(dock.entryIDs[i]) : QJsonValue());
             tiles.append(tile);
         }
+        QJsonArray badges;
+        for (const auto& badge : dock.badges) {
+            badges.append(QJsonObject{
+                {QStringLiteral("id"), badge.id},
+                {QStringLiteral("label"), badge.label},
+                {QStringLiteral("frame"), badge.label.isEmpty() ? QJsonValue() : QJsonValue(rectJson(badge.frame))},
+                {QStringLiteral("progress"), badge.progress ? QJsonValue(*badge.progress) : QJsonValue()},
+                {QStringLiteral("urgent"), badge.urgent},
+                {QStringLiteral("indicator"), QJsonArray{badge.indicator.x(), badge.indicator.y()}},
+            });
+        }
         out.append(QJsonObject{
             {QStringLiteral("display"), dock.display},
             {QStringLiteral("overlay"), dock.overlay},
@@ -46,6 +57,14 @@ QJsonArray docksJson(const std::vector<DockSnapshot>& docks)
             {QStringLiteral("hiddenAmount"), dock.hiddenAmount},
             {QStringLiteral("hidden"), dock.hiddenAmount >= 1},
             {QStringLiteral("fullScreen"), dock.fullScreen},
+            {QStringLiteral("hoverLabel"),
+             dock.hoverLabel ? QJsonValue(QJsonObject{{QStringLiteral("text"), dock.hoverLabelText},
+                                                      {QStringLiteral("frame"), rectJson(*dock.hoverLabel)}})
+                             : QJsonValue()},
+            {QStringLiteral("divider"), dock.divider ? QJsonValue(rectJson(*dock.divider)) : QJsonValue()},
+            {QStringLiteral("menuOpen"), dock.menuOpen},
+            {QStringLiteral("badges"), badges},
+            {QStringLiteral("pulsing"), dock.pulsing},
         });
     }
     return out;
@@ -132,6 +151,12 @@ void WharfDBusService::ShowApplicationMenu()
 {
     if (source.showApplicationMenu)
         source.showApplicationMenu();
+}
+
+void WharfDBusService::ShowDividerMenu()
+{
+    if (source.showDividerMenu)
+        source.showDividerMenu();
 }
 
 void WharfDBusService::OpenStack(const QString& id)

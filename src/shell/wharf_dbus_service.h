@@ -31,6 +31,21 @@ struct DockSnapshot {
     std::optional<int> keyboardIndex; // the selection while the dock has the keyboard
     double hiddenAmount = 0;
     bool fullScreen = false;
+    // The hover label's window (global coordinates) and text while it is shown.
+    std::optional<QRect> hoverLabel;
+    QString hoverLabelText;
+    std::optional<QRect> divider; // global coordinates; none while hidden
+    bool menuOpen = false;        // a menu of this dock is open
+    struct Badge {
+        QString id;
+        QString label;  // as drawn ("999+"); empty without a count
+        QRectF frame;   // the count badge, global coordinates
+        std::optional<double> progress;
+        bool urgent = false;
+        QPointF indicator; // the running indicator's centre, global coordinates
+    };
+    std::vector<Badge> badges;
+    bool pulsing = false; // the attention pulse runs
 };
 
 QJsonArray docksJson(const std::vector<DockSnapshot>& docks);
@@ -57,6 +72,7 @@ public:
         std::function<void(const QStringList& paths, Done done)> recycle;
         std::function<void()> showSettings;
         std::function<void()> showApplicationMenu;
+        std::function<void()> showDividerMenu;
         std::function<bool(const QString& id)> activate;
         std::function<std::vector<DockWindow>(const QString& id)> windows;
         std::function<bool(const QString& id)> minimize;
@@ -98,6 +114,8 @@ public Q_SLOTS:
     Q_SCRIPTABLE void ShowSettings();
     // Shows the status item's menu at the pointer (for desktops without a tray).
     Q_SCRIPTABLE void ShowApplicationMenu();
+    // Opens the divider's context menu (the application's menu) over the first dock's divider.
+    Q_SCRIPTABLE void ShowDividerMenu();
     // Opens the stack of the pinned folder `id` over its tile; the same id again closes it.
     Q_SCRIPTABLE void OpenStack(const QString& id);
     // The open stack as a JSON object (mode, frame, shown entries, selection, preview).

@@ -162,7 +162,9 @@ TEST(DockViewAccessibility, EveryTileIsANamedButton)
     h.workspace.names[mail] = QStringLiteral("Mail");
     h.pin({{mail, Kind::application}, {docs, Kind::folder}});
     h.workspace.launch(FakeWorkspace::app(QStringLiteral("mail"), 99, mail));
-    h.badges = [](pid_t pid) { return pid == 99 ? std::optional(QStringLiteral("3")) : std::nullopt; };
+    h.badges = [mail](const QString& identity) {
+        return identity == QFileInfo(mail).canonicalFilePath() ? std::optional(QStringLiteral("3")) : std::nullopt;
+    };
     h.model.refresh();
     h.minimized.push_back(DockWindow{5, QStringLiteral("Draft"), 99, QStringLiteral("mail"), true});
     DockView& view = h.makeView();

@@ -138,7 +138,7 @@ public:
     std::shared_ptr<QSettings> settings;
     DockPreferences preferences;
     FakeWorkspace workspace;
-    std::function<std::optional<QString>(pid_t)> badges;
+    std::function<std::optional<QString>(const QString& identity)> badges;
     DockModel model{workspace, preferences, providers()};
     std::vector<DockWindow> minimized;
     bool platformDark = false;
@@ -154,7 +154,9 @@ private:
     DockModel::Providers providers()
     {
         DockModel::Providers result;
-        result.badgeLabelProvider = [this](pid_t pid) { return badges ? badges(pid) : std::nullopt; };
+        result.badgeLabelProvider = [this](const QString& identity) {
+            return badges ? badges(identity) : std::nullopt;
+        };
         return result;
     }
 

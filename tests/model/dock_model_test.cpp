@@ -243,7 +243,7 @@ TEST_F(DockModelTest, ProgramsWithoutAPidAreNotOneProcess)
 TEST_F(DockModelTest, ChangeDetection)
 {
     std::optional<QString> badge;
-    providers.badgeLabelProvider = [&](pid_t) { return badge; };
+    providers.badgeLabelProvider = [&](const QString&) { return badge; };
     const auto model = makeModel();
     launch("A", 10);
     changes = 0;
@@ -270,17 +270,15 @@ TEST_F(DockModelTest, ChangeDetection)
     EXPECT_EQ(changes, 2);
 }
 
-TEST_F(DockModelTest, BadgesFollowPermissionsAndAreCleaned)
+TEST_F(DockModelTest, BadgesFollowPermissionsAndIdentity)
 {
-    const struct {
-        std::optional<QString> raw;
-        std::optional<QString> shown;
-    } cases[] = {{std::nullopt, std::nullopt}, {"  ", std::nullopt}, {"0", std::nullopt},
-                 {"12", "12"}, {QString(70, 'x'), QString(64, 'x')}};
-    for (const auto& c : cases)
-        EXPECT_EQ(DockModel::badgeLabel(c.raw), c.shown);
-
-    providers.badgeLabelProvider = [](pid_t pid) { return QString::number(pid); };
+    // Keyed by desktop-file id when the application has one, else by its item id.
+    QHash<QString, QString> labels{{"org.example.B", "2"}, {"org.example.C", " 3 "}, {path("a.desktop"), "1"}};
+    QHash<QString, DockBadge::Status> statuses{{"org.example.C", {0.25, true}}};
+    providers.badgeLabelProvider = [&](const QString& identity) -> std::optional<QString> {
+        return labels.contains(identity) ? std::optional(labels.value(identity)) : std::nullopt;
+    };
+    providers.badgeStatusProvider = [&](const QString& identity) { return statuses.value(identity); };
     providers.badgeSettingsProvider = [] {
         return std::map<QString, bool>{{"org.example.B", false}, {"org.example.C", true}};
     };
@@ -290,9 +288,27 @@ TEST_F(DockModelTest, BadgesFollowPermissionsAndAreCleaned)
     launch("A", 10);
     launch("B", 20);
     launch("C", 30);
-    EXPECT_EQ(model->items()[1].badge, "10");
-    EXPECT_EQ(model->items()[2].badge, std::nullopt);
-    EXPECT_EQ(model->items()[3].badge, "30");
+    EXPECT_EQ(model->items()[1].badge, "1");
+    EXPECT_EQ(model->items()[2].badge, std::nullopt) << "badges not allowed";
+    EXPECT_EQ(model->items()[3].badge, "3");
+    EXPECT_EQ(model->items()[3].progress, 0.25);
+    EXPECT_TRUE(model->items()[3].urgent);
+
+    // Only badges changed: refreshBadges notices without a full refresh, and only real changes.
+    changes = 0;
+    int badgeChanges = 0;
+    const auto subscription = model->onBadgesChange.add([&] { ++badgeChanges; });
+    const int iconRequests = workspace.iconRequests;
+    model->refreshBadges();
+    EXPECT_EQ(badgeChanges, 0);
+    statuses["org.example.C"].urgent = false;
+    labels["org.example.C"] = "0";
+    model->refreshBadges();
+    EXPECT_EQ(badgeChanges, 1);
+    EXPECT_EQ(changes, 0) << "nothing to lay out again";
+    EXPECT_EQ(model->items()[3].badge, std::nullopt);
+    EXPECT_FALSE(model->items()[3].urgent);
+    EXPECT_EQ(workspace.iconRequests, iconRequests);
 }
 
 TEST_F(DockModelTest, TrashFollowsStateAndAlwaysEmptySetting)
