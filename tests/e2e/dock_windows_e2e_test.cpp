@@ -27,14 +27,6 @@ QVariantMap fixedSizes()
             {QStringLiteral("magnification"), kMagnification}};
 }
 
-int activeWindow(E2eSession& session)
-{
-    const QString out = session.xprop({QStringLiteral("-root"), QStringLiteral("_NET_ACTIVE_WINDOW")});
-    bool ok = false;
-    const int id = out.section(QLatin1Char('#'), 1).trimmed().section(QLatin1Char(','), 0, 0).toInt(&ok, 16);
-    return ok ? id : 0;
-}
-
 QPoint center(const QRectF& r) { return r.center().toPoint(); }
 
 bool mouseMove(E2eSession& session, QPoint p)
@@ -90,14 +82,14 @@ TEST(DockWindows, TheDockTakesTheFocusOnlyInKeyboardMode)
     WHARF_REQUIRE_SESSION(session);
     session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x10+100+100")});
     ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
-    const int xterm = int(session.clientWindows(QStringLiteral("xterm")).front());
+    const quint32 xterm = session.clientWindows(QStringLiteral("xterm")).front();
     QProcess* wharf = session.startWharf();
     ASSERT_NE(wharf, nullptr);
     DockClient client(session);
     const auto dock = client.settledDock();
     ASSERT_TRUE(dock);
     const QStringList windows = wharfWindows(session, wharf->processId());
-    const auto isDockWindow = [&](int id) { return windows.contains(QString::number(id)); };
+    const auto isDockWindow = [&](quint32 id) { return windows.contains(QString::number(id)); };
     // Taking the focus is both the input hint and WM_TAKE_FOCUS: window managers read either.
     // (While the mode is changing the two are read on either side of the change: only a settled
     // state must agree.)
@@ -327,7 +319,7 @@ TEST(DockWindows, ClicksReachTheWindowBelowExceptOverTiles)
     ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
     const auto xterms = session.clientWindows(QStringLiteral("xterm"));
     ASSERT_EQ(xterms.size(), 1u);
-    const int xterm = int(xterms.front());
+    const quint32 xterm = xterms.front();
     const auto geometry = [&](int window) {
         const QString out = session.xdotool({QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"),
                                              QString::number(window)}).out;
@@ -340,7 +332,7 @@ TEST(DockWindows, ClicksReachTheWindowBelowExceptOverTiles)
     session.start(QStringLiteral("xterm"), {QStringLiteral("-class"), QStringLiteral("OtherTerm"),
                                             QStringLiteral("-geometry"), QStringLiteral("40x10+800+100")});
     ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("OtherTerm")));
-    const int other = int(session.clientWindows(QStringLiteral("OtherTerm")).front());
+    const quint32 other = session.clientWindows(QStringLiteral("OtherTerm")).front();
 
     const auto clickAt = [&](QPoint p) {
         // Start from the other terminal being active, so the xterm's activation can only come from the click.

@@ -44,14 +44,6 @@ private:
     xcb_connection_t* connection;
 };
 
-int activeWindow(E2eSession& session)
-{
-    const QString out = session.xprop({QStringLiteral("-root"), QStringLiteral("_NET_ACTIVE_WINDOW")});
-    bool ok = false;
-    const int id = out.section(QLatin1Char('#'), 1).trimmed().section(QLatin1Char(','), 0, 0).toInt(&ok, 16);
-    return ok ? id : 0;
-}
-
 TEST(HotKey, CtrlAltDGivesTheKeyboardToTheDockAndIsReleasedOnQuit)
 {
     E2eSession session;
@@ -65,7 +57,7 @@ TEST(HotKey, CtrlAltDGivesTheKeyboardToTheDockAndIsReleasedOnQuit)
 
     session.start(QStringLiteral("xterm"));
     ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
-    const int xterm = int(session.clientWindows(QStringLiteral("xterm")).front());
+    const quint32 xterm = session.clientWindows(QStringLiteral("xterm")).front();
     session.xdotool({QStringLiteral("windowactivate"), QString::number(xterm)});
     ASSERT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterm; }, 3000));
     session.xdotool({QStringLiteral("mousemove"), QString::number(int(dock->frame.center().x())),

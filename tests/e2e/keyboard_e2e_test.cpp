@@ -12,14 +12,6 @@
 namespace wharf::e2e {
 namespace {
 
-quint32 activeWindow(E2eSession& session)
-{
-    const QString out = session.xprop({QStringLiteral("-root"), QStringLiteral("_NET_ACTIVE_WINDOW")});
-    bool ok = false;
-    const quint32 id = out.section(QLatin1Char('#'), 1).trimmed().section(QLatin1Char(','), 0, 0).toUInt(&ok, 16);
-    return ok ? id : 0;
-}
-
 class KeyboardE2e : public testing::Test {
 protected:
     void SetUp() override

@@ -13,20 +13,6 @@
 namespace wharf::e2e {
 namespace {
 
-quint32 activeWindow(E2eSession& session)
-{
-    const QString out = session.xprop({QStringLiteral("-root"), QStringLiteral("_NET_ACTIVE_WINDOW")});
-    bool ok = false;
-    const quint32 id = out.section(QLatin1Char('#'), 1).trimmed().section(QLatin1Char(','), 0, 0).toUInt(&ok, 16);
-    return ok ? id : 0;
-}
-
-bool isIconic(E2eSession& session, quint32 window)
-{
-    return session.xprop({QStringLiteral("-id"), QString::number(window), QStringLiteral("WM_STATE")})
-        .contains(QStringLiteral("Iconic"));
-}
-
 QString tileID(quint32 window) { return QStringLiteral("window-") + QString::number(window); }
 
 // The window tiles of the first dock, in dock order, when the Trash is still the last tile.

@@ -112,6 +112,10 @@ private:
     std::vector<std::unique_ptr<QProcess>> children_;
 };
 
+// The window manager's active window (0 when none), and whether `window` is minimized.
+quint32 activeWindow(E2eSession& session);
+bool isIconic(E2eSession& session, quint32 window);
+
 // For test bodies: skips nothing, fails loudly when the session did not come up.
 #define WHARF_REQUIRE_SESSION(session) \
     ASSERT_TRUE((session).ok()) << (session).error().toStdString()
