@@ -18,6 +18,7 @@
 #include <QHash>
 #include <QImage>
 #include <QPointF>
+#include <QPointer>
 #include <QRectF>
 #include <QRegion>
 #include <QSet>
@@ -32,6 +33,8 @@
 #include <vector>
 
 class QAccessibleEvent;
+class QDrag;
+class QDropEvent;
 class QMenu;
 class QTimer;
 
@@ -47,6 +50,8 @@ class DockTile;
 struct DockViewActions {
     // A click, Return or an accessibility press: open or switch to the entry.
     std::function<void(const QString& entryID, std::uint32_t eventTime)> activate;
+    // Ctrl-click on a folder: open the item itself (the folder in the file manager, not its stack).
+    std::function<void(const QString& entryID, std::uint32_t eventTime)> openItem;
     // Fills the entry's context menu (the item's own entries and its windows).
     std::function<void(const QString& entryID, QMenu& menu)> fillMenu;
     // Drags inside the dock and drops from other programs.
@@ -107,6 +112,11 @@ public:
 
     std::function<void()> onInputRegionChanged; // called only when inputRegion changes
     std::function<void(int)> onFrameRendered;   // optional, counts frames for benchmarks
+    // Runs a drag of one of the dock's own tiles to its end; empty = QDrag::exec. A seam for tests.
+    std::function<Qt::DropAction(QDrag&)> runDrag;
+
+    // The private drag type of the dock's own items; its value is the entry identifier.
+    static inline const QString internalType = QStringLiteral("com.tamberly.Wharf.item");
 
     // Introspection for tests and the benchmark.
     const std::vector<DockTile*>& tiles() const;
@@ -121,6 +131,12 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
     void showEvent(QShowEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dragMoveEvent(QDragMoveEvent* event) override;
+    void dragLeaveEvent(QDragLeaveEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
     void enterEvent(QEnterEvent* event) override;
     void leaveEvent(QEvent* event) override;
     bool event(QEvent* event) override;
@@ -150,6 +166,13 @@ private:
     void stopTicking();
     void stopTickingWhenIdle(const std::optional<QPointF>& pointer);
     void notifyAccessibility();
+    // Pointer and drag-and-drop (dock_view_pointer.cpp).
+    void activateTile(int index, std::uint32_t eventTime, Qt::KeyboardModifiers modifiers);
+    void beginDrag(int index, const QPointF& pressPoint);
+    void dragUpdated(QDropEvent& event);
+    void performDrop(QDropEvent& event);
+    std::optional<int> indexOf(const QString& entryID) const;
+    std::optional<int> dropTargetAt(const QPointF& layoutPoint) const;
     DockViewRenderer::Scene currentScene() const;
 
     DockViewContext context;
@@ -184,6 +207,7 @@ private:
     DockAccessibilityAnnouncer accessibility;
     int framesRendered = 0;
     int openMenus = 0;
+    QPointer<DockTile> pressedTile; // the tile a press is in progress on
     std::unique_ptr<DockViewRenderer> drawing;
 };
 

@@ -96,6 +96,11 @@ void AppDelegate::rebuildDocks()
         if (self)
             self->activateEntry(id, eventTime);
     };
+    // Last, so that the menu's own entries can use the other actions.
+    context.actions.fillMenu = [self, actions = context.actions](const QString& id, QMenu& menu) {
+        if (self)
+            self->fillEntryMenu(id, menu, actions);
+    };
     if (appearance) {
         DesktopAppearance* desktop = appearance.get();
         context.platformIsDark = [desktop] { return desktop->isDark(); };

@@ -179,6 +179,11 @@ bool WharfDBusService::Minimize(const QString& id)
     return source.minimize && source.minimize(id);
 }
 
+bool WharfDBusService::ShowMenu(const QString& id)
+{
+    return source.showMenu && source.showMenu(id);
+}
+
 void WharfDBusService::Quit()
 {
     // Let the reply go out before the event loop ends.

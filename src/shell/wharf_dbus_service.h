@@ -57,6 +57,7 @@ public:
         std::function<bool(const QString& id)> activate;
         std::function<std::vector<DockWindow>(const QString& id)> windows;
         std::function<bool(const QString& id)> minimize;
+        std::function<bool(const QString& id)> showMenu;
         std::function<void()> quit;
         // Stacks: open (or toggle off) a folder tile's stack, read it, change its view mode.
         std::function<bool(const QString& id, QString* error)> openStack;
@@ -102,6 +103,9 @@ public Q_SLOTS:
     Q_SCRIPTABLE QString Windows(const QString& id) const;
     // Sends the window "window-<id>" to the dock; false when no running application has it.
     Q_SCRIPTABLE bool Minimize(const QString& id);
+    // Pops up the context menu of the tile `id` above it, as a right-click does; false when no
+    // dock shows that tile.
+    Q_SCRIPTABLE bool ShowMenu(const QString& id);
     // Quits through the normal shutdown, which gives the desktop's dock back.
     Q_SCRIPTABLE void Quit();
 

@@ -25,7 +25,13 @@ protected:
     FakeDockWindowSystem system;
     QScreen* screen = QGuiApplication::primaryScreen();
 
-    DockViewContext context() { return DockViewContext{&model, {}, &preferences, {}, {}, {}, {}, {}}; }
+    DockViewContext context()
+    {
+        DockViewContext result;
+        result.model = &model;
+        result.preferences = &preferences;
+        return result;
+    }
 };
 
 TEST_F(DockWindowsTest, NormalDockIsShownOverlayIsNotBoth340HighAlongTheScreenBottom)
