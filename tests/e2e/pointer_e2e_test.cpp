@@ -1,0 +1,235 @@
+// The mouse on the running dock, driven by xdotool: clicks on window and folder tiles, context
+// menus and their window lists, dragging tiles along the row and out of it, and files dropped from
+// another program over XDND.
+#include "dock_e2e_client.h"
+
+#include <QDBusInterface>
+#include <QDBusReply>
+#include <QFileInfo>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+namespace wharf::e2e {
+namespace {
+
+QDBusMessage call(E2eSession& session, const QString& method, const QVariantList& args = {})
+{
+    QDBusInterface wharf(QStringLiteral("com.tamberly.Wharf"), QStringLiteral("/com/tamberly/Wharf"),
+                         QStringLiteral("com.tamberly.Wharf"), session.bus());
+    return wharf.callWithArgumentList(QDBus::Block, method, args);
+}
+
+quint32 activeWindow(E2eSession& session)
+{
+    const QString out = session.xprop({QStringLiteral("-root"), QStringLiteral("_NET_ACTIVE_WINDOW")});
+    bool ok = false;
+    const quint32 id = out.section(QLatin1Char('#'), 1).trimmed().section(QLatin1Char(','), 0, 0).toUInt(&ok, 16);
+    return ok ? id : 0;
+}
+
+bool isIconic(E2eSession& session, quint32 window)
+{
+    return session.xprop({QStringLiteral("-id"), QString::number(window), QStringLiteral("WM_STATE")})
+        .contains(QStringLiteral("Iconic"));
+}
+
+qint64 windowPid(E2eSession& session, quint32 window)
+{
+    return session.xprop({QStringLiteral("-id"), QString::number(window), QStringLiteral("_NET_WM_PID")})
+        .section(QLatin1Char('='), 1).trimmed().toLongLong();
+}
+
+// Wharf's pop-up menus on screen: its visible override-redirect windows (the docks are managed).
+QStringList openMenus(E2eSession& session, qint64 pid)
+{
+    const RunResult r = session.xdotool({QStringLiteral("search"), QStringLiteral("--all"), QStringLiteral("--onlyvisible"),
+                                         QStringLiteral("--pid"), QString::number(pid), QStringLiteral("--name"),
+                                         QString()});
+    QStringList menus;
+    for (const QString& window : r.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
+        if (session.run(QStringLiteral("xwininfo"), {QStringLiteral("-id"), window})
+                .out.contains(QStringLiteral("Override Redirect State: yes")))
+            menus << window;
+    }
+    return menus;
+}
+
+void pause() { QThread::msleep(40); }
+
+void moveTo(E2eSession& session, const QPointF& at)
+{
+    session.xdotool({QStringLiteral("mousemove"), QString::number(int(at.x())), QString::number(int(at.y()))});
+    pause();
+}
+
+void click(E2eSession& session, const QPointF& at, int button = 1)
+{
+    moveTo(session, at);
+    session.xdotool({QStringLiteral("click"), QString::number(button)});
+}
+
+QRectF tileOf(DockClient& client, const QString& id)
+{
+    const auto docks = client.docks();
+    if (docks.empty())
+        return {};
+    const auto index = docks.front().ids.indexOf(id);
+    return index < 0 ? QRectF() : docks.front().tiles[size_t(index)];
+}
+
+QJsonObject stack(E2eSession& session)
+{
+    const QDBusReply<QString> reply = call(session, QStringLiteral("Stack"));
+    return QJsonDocument::fromJson(reply.value().toUtf8()).object();
+}
+
+QByteArray pinList(const std::vector<std::pair<QString, QString>>& pins)
+{
+    QJsonArray list;
+    for (const auto& [path, kind] : pins)
+        list.append(QJsonObject{{QStringLiteral("path"), path}, {QStringLiteral("kind"), kind}});
+    return QJsonDocument(list).toJson(QJsonDocument::Compact);
+}
+
+class PointerE2e : public testing::Test {
+protected:
+    void SetUp() override { WHARF_REQUIRE_SESSION(session); }
+
+    // Two applications of their own (stub programs) and a folder, pinned; Wharf started.
+    void startWithPins()
+    {
+        for (const char* name : {"alpha", "beta"}) {
+            const QString program = session.writeScript(QLatin1String(name), QStringLiteral("#!/bin/sh\nsleep 600\n"));
+            apps << session.writeDesktopEntry(QLatin1String(name) + QStringLiteral(".desktop"),
+                                              QStringLiteral("[Desktop Entry]\nType=Application\nName=%1\nExec=%2\n")
+                                                  .arg(QLatin1String(name), program));
+        }
+        folder = session.home() + QStringLiteral("/Inbox");
+        QDir().mkpath(folder);
+        writeWharfSettings(session, {{QStringLiteral("Wharf.pinnedItems.v1"),
+                                      pinList({{apps[0], QStringLiteral("application")},
+                                               {apps[1], QStringLiteral("application")},
+                                               {folder, QStringLiteral("folder")}})},
+                                     {QStringLiteral("replaceSystemDock"), false}});
+        start();
+    }
+
+    void start()
+    {
+        session.xdotool({QStringLiteral("mousemove"), QStringLiteral("5"), QStringLiteral("5")});
+        wharf = session.startWharf();
+        ASSERT_NE(wharf, nullptr);
+        ASSERT_TRUE(client.settledDock());
+    }
+
+    void restart()
+    {
+        ASSERT_TRUE(client.quit());
+        ASSERT_TRUE(wharf->waitForFinished(10000));
+        start();
+    }
+
+    E2eSession session;
+    DockClient client{session};
+    QProcess* wharf = nullptr;
+    QStringList apps;
+    QString folder;
+};
+
+TEST_F(PointerE2e, AClickOnAMinimizedWindowsTileRestoresAndFocusesIt)
+{
+    session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x10+100+100")});
+    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
+    const quint32 xterm = session.clientWindows(QStringLiteral("xterm")).front();
+    start();
+    session.xdotool({QStringLiteral("windowminimize"), QString::number(xterm)});
+    const QString id = QStringLiteral("window-") + QString::number(xterm);
+    ASSERT_TRUE(E2eSession::waitFor([&] { return !tileOf(client, id).isEmpty(); }));
+    const auto dock = client.settledDock();
+    ASSERT_TRUE(dock);
+    ASSERT_TRUE(isIconic(session, xterm));
+
+    click(session, tileOf(client, id).center());
+    EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterm && !isIconic(session, xterm); }));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return tileOf(client, id).isEmpty(); })) << "its tile goes";
+}
+
+TEST_F(PointerE2e, AClickOnAFolderTileOpensItsStackAndASecondClickClosesIt)
+{
+    startWithPins();
+    const QString id = QFileInfo(folder).canonicalFilePath();
+    const QRectF tile = tileOf(client, id);
+    ASSERT_FALSE(tile.isEmpty());
+    click(session, tile.center());
+    ASSERT_TRUE(E2eSession::waitFor([&] { return stack(session)[QStringLiteral("open")].toBool(); }));
+    EXPECT_EQ(stack(session)[QStringLiteral("root")].toString(), id);
+    click(session, tile.center());
+    EXPECT_TRUE(E2eSession::waitFor([&] { return !stack(session)[QStringLiteral("open")].toBool(); }));
+    // A click below the folder, where an application would still count, does nothing.
+    click(session, QPointF(tile.center().x(), client.docks().front().frame.bottom() - 2));
+    QThread::msleep(300);
+    EXPECT_FALSE(stack(session)[QStringLiteral("open")].toBool());
+}
+
+TEST_F(PointerE2e, TheMenuOfAnApplicationListsItsWindowsAndChoosingOneFocusesIt)
+{
+    for (const char* at : {"40x10+100+100", "40x10+600+100"})
+        session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QLatin1String(at)});
+    ASSERT_TRUE(E2eSession::waitFor([&] { return session.clientWindows(QStringLiteral("xterm")).size() == 2; }));
+    const std::vector<quint32> xterms = session.clientWindows(QStringLiteral("xterm"));
+    start();
+    QString appID;
+    ASSERT_TRUE(E2eSession::waitFor([&] {
+        for (const QJsonValue& item : client.items()) {
+            for (const quint32 w : xterms) {
+                if (item.toObject()[QStringLiteral("pid")].toInteger() == windowPid(session, w))
+                    appID = item.toObject()[QStringLiteral("id")].toString();
+            }
+        }
+        return !appID.isEmpty();
+    }));
+    // The menu lists the windows in this order; the second one is chosen while the first has the focus.
+    QStringList listed;
+    ASSERT_TRUE(E2eSession::waitFor([&] {
+        listed.clear();
+        const QDBusReply<QString> reply = call(session, QStringLiteral("Windows"), {appID});
+        for (const QJsonValue& w : QJsonDocument::fromJson(reply.value().toUtf8()).array())
+            listed << w.toObject()[QStringLiteral("id")].toString();
+        return listed.size() == 2;
+    }));
+    const quint32 first = listed[0].mid(7).toUInt();
+    const quint32 second = listed[1].mid(7).toUInt();
+    session.xdotool({QStringLiteral("windowactivate"), QString::number(first)});
+    ASSERT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == first; }));
+
+    ASSERT_TRUE(client.settledDock());
+    click(session, tileOf(client, appID).center(), 3);
+    ASSERT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).size() == 1; }))
+        << "a right-click pops up one menu";
+    const auto dock = client.docks().front();
+    EXPECT_EQ(dock.hoveredIndex, dock.ids.indexOf(appID)) << "the tile stays hovered while its menu is open";
+    session.xdotool({QStringLiteral("key"), QStringLiteral("Down"), QStringLiteral("Down"), QStringLiteral("Return")});
+    EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == second; }));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).isEmpty(); }));
+
+    // The same menu over D-Bus, closed with Escape; then the application quits under an open menu.
+    EXPECT_TRUE(QDBusReply<bool>(call(session, QStringLiteral("ShowMenu"), {appID})).value());
+    ASSERT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).size() == 1; }));
+    session.xdotool({QStringLiteral("key"), QStringLiteral("Escape")});
+    EXPECT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).isEmpty(); }));
+    EXPECT_FALSE(QDBusReply<bool>(call(session, QStringLiteral("ShowMenu"), {QStringLiteral("nothing")})).value());
+
+    EXPECT_TRUE(QDBusReply<bool>(call(session, QStringLiteral("ShowMenu"), {appID})).value());
+    ASSERT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).size() == 1; }));
+    for (const quint32 w : xterms)
+        session.run(QStringLiteral("kill"), {QString::number(windowPid(session, w))});
+    ASSERT_TRUE(E2eSession::waitFor([&] { return session.clientWindows(QStringLiteral("xterm")).empty(); }));
+    session.xdotool({QStringLiteral("key"), QStringLiteral("Down"), QStringLiteral("Return")});
+    QThread::msleep(500);
+    EXPECT_EQ(wharf->state(), QProcess::Running) << "choosing a window that has gone is harmless";
+    EXPECT_FALSE(client.docks().empty());
+}
+
+} // namespace
+} // namespace wharf::e2e
