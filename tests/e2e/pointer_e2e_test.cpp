@@ -69,6 +69,24 @@ void click(E2eSession& session, const QPointF& at, int button = 1)
     session.xdotool({QStringLiteral("click"), QString::number(button)});
 }
 
+// Presses at `from`, moves in small steps to `to` and lets go there (modifier keys held throughout).
+void drag(E2eSession& session, const QPointF& from, const QPointF& to, const QString& keys = {})
+{
+    moveTo(session, from);
+    session.xdotool({QStringLiteral("mousedown"), QStringLiteral("1")});
+    pause();
+    if (!keys.isEmpty())
+        session.xdotool({QStringLiteral("keydown"), keys});
+    constexpr int steps = 16;
+    for (int i = 1; i <= steps; ++i)
+        moveTo(session, from + (to - from) * (double(i) / steps));
+    moveTo(session, to + QPointF(1, 0)); // one more motion at the target, for the drop site to answer
+    session.xdotool({QStringLiteral("mouseup"), QStringLiteral("1")});
+    if (!keys.isEmpty())
+        session.xdotool({QStringLiteral("keyup"), keys});
+    pause();
+}
+
 QRectF tileOf(DockClient& client, const QString& id)
 {
     const auto docks = client.docks();
@@ -76,6 +94,14 @@ QRectF tileOf(DockClient& client, const QString& id)
         return {};
     const auto index = docks.front().ids.indexOf(id);
     return index < 0 ? QRectF() : docks.front().tiles[size_t(index)];
+}
+
+QStringList itemIDs(DockClient& client)
+{
+    QStringList ids;
+    for (const QJsonValue& item : client.items())
+        ids << item.toObject()[QStringLiteral("id")].toString();
+    return ids;
 }
 
 QJsonObject stack(E2eSession& session)
@@ -229,6 +255,76 @@ TEST_F(PointerE2e, TheMenuOfAnApplicationListsItsWindowsAndChoosingOneFocusesIt)
     QThread::msleep(500);
     EXPECT_EQ(wharf->state(), QProcess::Running) << "choosing a window that has gone is harmless";
     EXPECT_FALSE(client.docks().empty());
+}
+
+TEST_F(PointerE2e, DraggingAnApplicationAlongTheRowMovesItAndTheOrderSurvivesARestart)
+{
+    startWithPins();
+    const QString alpha = QFileInfo(apps[0]).canonicalFilePath();
+    const QString beta = QFileInfo(apps[1]).canonicalFilePath();
+    ASSERT_EQ(itemIDs(client).mid(0, 2), (QStringList{alpha, beta}));
+    const QRectF from = tileOf(client, alpha);
+    const QRectF past = tileOf(client, beta);
+    const QPointF target(past.right() + past.width() * 0.3, past.center().y());
+
+    // Held over the new place, the dragged tile already sits there and the other one has moved aside.
+    moveTo(session, from.center());
+    session.xdotool({QStringLiteral("mousedown"), QStringLiteral("1")});
+    for (int i = 1; i <= 16; ++i)
+        moveTo(session, from.center() + (target - from.center()) * (i / 16.0));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return tileOf(client, alpha).left() > tileOf(client, beta).left(); }))
+        << "the row makes room while the tile is held";
+    moveTo(session, target + QPointF(1, 0));
+    session.xdotool({QStringLiteral("mouseup"), QStringLiteral("1")});
+
+    ASSERT_TRUE(E2eSession::waitFor([&] { return itemIDs(client).mid(0, 2) == QStringList{beta, alpha}; }))
+        << itemIDs(client).join(QLatin1Char(' ')).toStdString();
+    restart();
+    EXPECT_EQ(itemIDs(client).mid(0, 2), (QStringList{beta, alpha})) << "the new order was saved";
+}
+
+TEST_F(PointerE2e, APinnedFolderDraggedUpOutOfTheDockIsUnpinnedAndAnEscapedDragKeepsIt)
+{
+    startWithPins();
+    const QString id = QFileInfo(folder).canonicalFilePath();
+    const QRectF tile = tileOf(client, id);
+    ASSERT_FALSE(tile.isEmpty());
+    // Let go over the desktop far above the icons: nothing takes it, so it leaves the dock.
+    drag(session, tile.center(), QPointF(tile.center().x(), tile.top() - 300));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return !itemIDs(client).contains(id); }));
+    EXPECT_TRUE(QFileInfo::exists(folder)) << "the folder itself is untouched";
+    EXPECT_EQ(wharf->state(), QProcess::Running);
+}
+
+TEST_F(PointerE2e, FilesDroppedFromAnotherProgramMoveIntoAFolderOrCopyWithAlt)
+{
+    startWithPins();
+    const QString inbox = QFileInfo(folder).canonicalFilePath();
+    const QString moved = session.home() + QStringLiteral("/moved.txt");
+    const QString copied = session.home() + QStringLiteral("/copied.txt");
+    for (const QString& path : {moved, copied}) {
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write("text\n");
+    }
+    QProcess* source = session.start(QStringLiteral(DRAG_SOURCE), {QStringLiteral("100"), QStringLiteral("100"), moved});
+    ASSERT_TRUE(source->waitForReadyRead(10000));
+    source->readAll();
+    ASSERT_TRUE(client.settledDock());
+    drag(session, QPointF(160, 160), tileOf(client, inbox).center());
+    ASSERT_TRUE(E2eSession::waitFor([&] { return source->canReadLine(); }));
+    EXPECT_EQ(source->readLine().trimmed(), QByteArray("dropped move"));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return QFileInfo::exists(inbox + QStringLiteral("/moved.txt")); }));
+    EXPECT_FALSE(QFileInfo::exists(moved));
+
+    QProcess* second = session.start(QStringLiteral(DRAG_SOURCE), {QStringLiteral("300"), QStringLiteral("100"), copied});
+    ASSERT_TRUE(second->waitForReadyRead(10000));
+    second->readAll();
+    drag(session, QPointF(360, 160), tileOf(client, inbox).center(), QStringLiteral("alt"));
+    ASSERT_TRUE(E2eSession::waitFor([&] { return second->canReadLine(); }));
+    EXPECT_EQ(second->readLine().trimmed(), QByteArray("dropped copy"));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return QFileInfo::exists(inbox + QStringLiteral("/copied.txt")); }));
+    EXPECT_TRUE(QFileInfo::exists(copied)) << "Alt copies";
 }
 
 } // namespace
