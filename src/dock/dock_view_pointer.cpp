@@ -172,9 +172,8 @@ void DockView::beginDrag(int index, const QPointF& pressPoint)
     drag.setPixmap(item->icon.pixmap(QSize(int(side), int(side)), devicePixelRatioF()));
     drag.setHotSpot((pressPoint - frame.topLeft()).toPoint());
 
-    // Other programs may link or copy the file; only the dock itself moves it.
-    const Qt::DropAction result = runDrag ? runDrag(drag) : drag.exec(Qt::CopyAction | Qt::LinkAction | Qt::MoveAction,
-                                                                        Qt::LinkAction);
+    // Other programs may link or copy the file, never move it: the pin is what leaves, not the file.
+    const Qt::DropAction result = runDrag ? runDrag(drag) : drag.exec(Qt::CopyAction | Qt::LinkAction, Qt::LinkAction);
 
     // Dragged out and let go above the row with nothing taking it: the pin goes. A drag given up
     // with Escape still has the button down.
@@ -230,7 +229,7 @@ void DockView::dragUpdated(QDropEvent& event)
             interaction.dropIndex = entryList.empty() ? 0 : DockInteraction::insertionIndex(point.x(), frames);
             repaintScene();
         }
-        event.setDropAction(Qt::MoveAction);
+        event.setDropAction(event.possibleActions().testFlag(Qt::MoveAction) ? Qt::MoveAction : event.proposedAction());
         event.accept();
         return;
     }
@@ -279,7 +278,8 @@ void DockView::performDrop(QDropEvent& event)
         const QString id = QString::fromUtf8(data->data(internalType));
         const auto& items = context.model->items();
         if (std::any_of(items.begin(), items.end(), [&](const DockItem& i) { return i.id == id; })) {
-            event.setDropAction(Qt::MoveAction);
+            event.setDropAction(event.possibleActions().testFlag(Qt::MoveAction) ? Qt::MoveAction
+                                                                                 : event.proposedAction());
             event.accept();
             const auto dragged = indexOf(id);
             if (interaction.reorderSlot && id == interaction.activeDragID && dragged) {

@@ -55,6 +55,18 @@ QStringList openMenus(E2eSession& session, qint64 pid)
     return menus;
 }
 
+// A window's frame from xwininfo, in root coordinates.
+QRect windowFrame(E2eSession& session, const QString& window)
+{
+    const QString info = session.run(QStringLiteral("xwininfo"), {QStringLiteral("-id"), window}).out;
+    const auto field = [&](const QString& name) {
+        const qsizetype at = info.indexOf(name);
+        return at < 0 ? -1 : info.mid(at + name.size()).section(QLatin1Char('\n'), 0, 0).trimmed().toInt();
+    };
+    return QRect(field(QStringLiteral("Absolute upper-left X:")), field(QStringLiteral("Absolute upper-left Y:")),
+                 field(QStringLiteral("Width:")), field(QStringLiteral("Height:")));
+}
+
 void pause() { QThread::msleep(40); }
 
 void moveTo(E2eSession& session, const QPointF& at)
@@ -235,6 +247,10 @@ TEST_F(PointerE2e, TheMenuOfAnApplicationListsItsWindowsAndChoosingOneFocusesIt)
         << "a right-click pops up one menu";
     const auto dock = client.docks().front();
     EXPECT_EQ(dock.hoveredIndex, dock.ids.indexOf(appID)) << "the tile stays hovered while its menu is open";
+    const QRect menu = windowFrame(session, openMenus(session, wharf->processId()).front());
+    const QRectF tile = tileOf(client, appID);
+    EXPECT_LE(menu.bottom(), tile.top()) << "the menu opens above the tile";
+    EXPECT_NEAR(menu.center().x(), tile.center().x(), 2) << "centred on it";
     session.xdotool({QStringLiteral("key"), QStringLiteral("Down"), QStringLiteral("Down"), QStringLiteral("Return")});
     EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == second; }));
     EXPECT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).isEmpty(); }));
@@ -289,8 +305,20 @@ TEST_F(PointerE2e, APinnedFolderDraggedUpOutOfTheDockIsUnpinnedAndAnEscapedDragK
     const QString id = QFileInfo(folder).canonicalFilePath();
     const QRectF tile = tileOf(client, id);
     ASSERT_FALSE(tile.isEmpty());
+    const QPointF above(tile.center().x(), tile.top() - 300);
+    // Given up with Escape before letting go: it stays.
+    moveTo(session, tile.center());
+    session.xdotool({QStringLiteral("mousedown"), QStringLiteral("1")});
+    for (int i = 1; i <= 12; ++i)
+        moveTo(session, tile.center() + (above - tile.center()) * (i / 12.0));
+    session.xdotool({QStringLiteral("key"), QStringLiteral("Escape")});
+    pause();
+    session.xdotool({QStringLiteral("mouseup"), QStringLiteral("1")});
+    ASSERT_TRUE(client.settledDock());
+    EXPECT_TRUE(itemIDs(client).contains(id)) << "an escaped drag removes nothing";
+
     // Let go over the desktop far above the icons: nothing takes it, so it leaves the dock.
-    drag(session, tile.center(), QPointF(tile.center().x(), tile.top() - 300));
+    drag(session, tile.center(), above);
     EXPECT_TRUE(E2eSession::waitFor([&] { return !itemIDs(client).contains(id); }));
     EXPECT_TRUE(QFileInfo::exists(folder)) << "the folder itself is untouched";
     EXPECT_EQ(wharf->state(), QProcess::Running);
