@@ -81,8 +81,19 @@ void click(E2eSession& session, const QPointF& at, int button = 1)
     session.xdotool({QStringLiteral("click"), QString::number(button)});
 }
 
+QRectF tileOf(DockClient& client, const QString& id)
+{
+    const auto docks = client.docks();
+    if (docks.empty())
+        return {};
+    const auto index = docks.front().ids.indexOf(id);
+    return index < 0 ? QRectF() : docks.front().tiles[size_t(index)];
+}
+
 // Presses at `from`, moves in small steps to `to` and lets go there (modifier keys held throughout).
-void drag(E2eSession& session, const QPointF& from, const QPointF& to, const QString& keys = {})
+// With `aim`, the pointer then follows what `aim` answers (a tile magnified under it) before letting go.
+void drag(E2eSession& session, const QPointF& from, const QPointF& to, const QString& keys = {},
+          const std::function<QPointF()>& aim = {})
 {
     moveTo(session, from);
     session.xdotool({QStringLiteral("mousedown"), QStringLiteral("1")});
@@ -92,20 +103,24 @@ void drag(E2eSession& session, const QPointF& from, const QPointF& to, const QSt
     constexpr int steps = 16;
     for (int i = 1; i <= steps; ++i)
         moveTo(session, from + (to - from) * (double(i) / steps));
-    moveTo(session, to + QPointF(1, 0)); // one more motion at the target, for the drop site to answer
+    QPointF end = to;
+    for (int i = 0; aim && i < 3; ++i) {
+        QThread::msleep(300); // the row settles around the pointer
+        end = aim();
+        moveTo(session, end);
+    }
+    moveTo(session, end + QPointF(1, 0)); // one more motion at the target, for the drop site to answer
     session.xdotool({QStringLiteral("mouseup"), QStringLiteral("1")});
     if (!keys.isEmpty())
         session.xdotool({QStringLiteral("keyup"), keys});
     pause();
 }
 
-QRectF tileOf(DockClient& client, const QString& id)
+// A drag onto the tile `id`, wherever the magnified row has put it.
+void dragOntoTile(E2eSession& session, DockClient& client, const QPointF& from, const QString& id,
+                  const QString& keys = {})
 {
-    const auto docks = client.docks();
-    if (docks.empty())
-        return {};
-    const auto index = docks.front().ids.indexOf(id);
-    return index < 0 ? QRectF() : docks.front().tiles[size_t(index)];
+    drag(session, from, tileOf(client, id).center(), keys, [&] { return tileOf(client, id).center(); });
 }
 
 QStringList itemIDs(DockClient& client)
@@ -138,9 +153,11 @@ protected:
     void startWithPins()
     {
         for (const char* name : {"alpha", "beta"}) {
-            const QString program = session.writeScript(QLatin1String(name), QStringLiteral("#!/bin/sh\nsleep 600\n"));
+            // Each records what it was asked to open.
+            const QString program = session.writeScript(
+                QLatin1String(name), QStringLiteral("#!/bin/sh\necho \"$@\" >> \"$HOME/%1-opened\"\nsleep 600\n").arg(QLatin1String(name)));
             apps << session.writeDesktopEntry(QLatin1String(name) + QStringLiteral(".desktop"),
-                                              QStringLiteral("[Desktop Entry]\nType=Application\nName=%1\nExec=%2\n")
+                                              QStringLiteral("[Desktop Entry]\nType=Application\nName=%1\nExec=%2 %F\n")
                                                   .arg(QLatin1String(name), program));
         }
         folder = session.home() + QStringLiteral("/Inbox");
@@ -339,7 +356,7 @@ TEST_F(PointerE2e, FilesDroppedFromAnotherProgramMoveIntoAFolderOrCopyWithAlt)
     ASSERT_TRUE(source->waitForReadyRead(10000));
     source->readAll();
     ASSERT_TRUE(client.settledDock());
-    drag(session, QPointF(160, 160), tileOf(client, inbox).center());
+    dragOntoTile(session, client, QPointF(160, 160), inbox);
     ASSERT_TRUE(E2eSession::waitFor([&] { return source->canReadLine(); }));
     EXPECT_EQ(source->readLine().trimmed(), QByteArray("dropped move"));
     EXPECT_TRUE(E2eSession::waitFor([&] { return QFileInfo::exists(inbox + QStringLiteral("/moved.txt")); }));
@@ -348,11 +365,68 @@ TEST_F(PointerE2e, FilesDroppedFromAnotherProgramMoveIntoAFolderOrCopyWithAlt)
     QProcess* second = session.start(QStringLiteral(DRAG_SOURCE), {QStringLiteral("300"), QStringLiteral("100"), copied});
     ASSERT_TRUE(second->waitForReadyRead(10000));
     second->readAll();
-    drag(session, QPointF(360, 160), tileOf(client, inbox).center(), QStringLiteral("alt"));
+    dragOntoTile(session, client, QPointF(360, 160), inbox, QStringLiteral("alt"));
     ASSERT_TRUE(E2eSession::waitFor([&] { return second->canReadLine(); }));
     EXPECT_EQ(second->readLine().trimmed(), QByteArray("dropped copy"));
     EXPECT_TRUE(E2eSession::waitFor([&] { return QFileInfo::exists(inbox + QStringLiteral("/copied.txt")); }));
     EXPECT_TRUE(QFileInfo::exists(copied)) << "Alt copies";
+}
+
+TEST_F(PointerE2e, DropsOnTheTrashAndOnAnApplicationAndADesktopEntryBesideTheIcons)
+{
+    startWithPins();
+    const QString trashed = session.home() + QStringLiteral("/old.txt");
+    const QString document = session.home() + QStringLiteral("/letter.txt");
+    for (const QString& path : {trashed, document}) {
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write("text\n");
+    }
+    const QString program = session.writeScript(QStringLiteral("gamma"), QStringLiteral("#!/bin/sh\nsleep 600\n"));
+    const QString gamma = session.writeDesktopEntry(
+        QStringLiteral("gamma.desktop"),
+        QStringLiteral("[Desktop Entry]\nType=Application\nName=gamma\nExec=%1\n").arg(program));
+    // Drags `path` from another program onto the tile `id`, or to `to` when there is no id.
+    const auto dragFrom = [&](const QString& path, const QString& id, const QPointF& to = {}) {
+        QProcess* source = session.start(QStringLiteral(DRAG_SOURCE), {QStringLiteral("100"), QStringLiteral("100"), path});
+        ASSERT_TRUE(source->waitForReadyRead(10000));
+        source->readAll();
+        if (id.isEmpty())
+            drag(session, QPointF(160, 160), to);
+        else
+            dragOntoTile(session, client, QPointF(160, 160), id);
+        EXPECT_TRUE(E2eSession::waitFor([&] { return source->canReadLine(); }));
+        EXPECT_EQ(source->readLine().trimmed(), QByteArray("dropped copy")) << "Wharf took it";
+        E2eSession::stop(source);
+    };
+
+    dragFrom(trashed, QStringLiteral("wharf.trash"));
+    const QString trash = session.dataHome() + QStringLiteral("/Trash");
+    EXPECT_TRUE(E2eSession::waitFor([&] {
+        return QFileInfo::exists(trash + QStringLiteral("/files/old.txt"))
+            && QFileInfo::exists(trash + QStringLiteral("/info/old.txt.trashinfo"));
+    }));
+    EXPECT_FALSE(QFileInfo::exists(trashed));
+
+    const QString alpha = QFileInfo(apps[0]).canonicalFilePath();
+    dragFrom(document, alpha);
+    QFile opened(session.home() + QStringLiteral("/alpha-opened"));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return opened.exists(); }));
+    ASSERT_TRUE(opened.open(QIODevice::ReadOnly));
+    EXPECT_EQ(QString::fromUtf8(opened.readAll()).trimmed(), document) << "opened with the application";
+    EXPECT_TRUE(QFileInfo::exists(document));
+
+    const QRectF left = tileOf(client, alpha);
+    const QRectF right = tileOf(client, QFileInfo(apps[1]).canonicalFilePath());
+    dragFrom(gamma, {}, QPointF((left.right() + right.left()) / 2, left.center().y()));
+    const QString gammaID = QFileInfo(gamma).canonicalFilePath();
+    EXPECT_TRUE(E2eSession::waitFor([&] {
+        for (const QJsonValue& item : client.items()) {
+            if (item.toObject()[QStringLiteral("id")].toString() == gammaID)
+                return item.toObject()[QStringLiteral("pinned")].toBool();
+        }
+        return false;
+    })) << itemIDs(client).join(QLatin1Char(' ')).toStdString();
 }
 
 } // namespace
