@@ -3,6 +3,7 @@
 #include <QPointF>
 #include <QRectF>
 #include <QString>
+#include <QUrl>
 
 #include <optional>
 #include <vector>
@@ -54,6 +55,7 @@ public:
     std::vector<QRectF> reorderSlots;  // resting frames captured when the drag began
     std::optional<int> keyboardIndex;  // keyboard selection
     std::optional<int> dropTarget;     // tile a drop from another program would land on
+    QList<QUrl> draggedURLs;           // the files of the drag from another program now over the dock
 };
 
 } // namespace wharf

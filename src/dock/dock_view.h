@@ -112,6 +112,8 @@ public:
 
     std::function<void()> onInputRegionChanged; // called only when inputRegion changes
     std::function<void(int)> onFrameRendered;   // optional, counts frames for benchmarks
+    // Whether a mouse button is down now, asked of the window system; empty = Qt's last known state.
+    std::function<bool()> pointerButtonHeld;
     // Runs a drag of one of the dock's own tiles to its end; empty = QDrag::exec. A seam for tests.
     std::function<Qt::DropAction(QDrag&)> runDrag;
 

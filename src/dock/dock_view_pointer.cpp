@@ -144,11 +144,8 @@ void DockView::beginDrag(int index, const QPointF& pressPoint)
 {
     DockTile* tile = tileList[size_t(index)];
     const DockItem* item = tile->entry().item();
-    // The file manager's id is its desktop-file id, every other application's a path; it keeps
-    // its place at the front.
-    const bool fileManager = item && item->kind == DockItem::Kind::application
-        && !item->id.startsWith(QLatin1Char('/'));
-    if (!item || item->kind == DockItem::Kind::trash || fileManager)
+    // The file manager keeps its place at the front, the Trash at the end; windows stay put.
+    if (!item || item->kind == DockItem::Kind::trash || (context.model && context.model->isFileManager(*item)))
         return;
     const QString id = item->id;
     stacks.close();
@@ -173,12 +170,15 @@ void DockView::beginDrag(int index, const QPointF& pressPoint)
     drag.setHotSpot((pressPoint - frame.topLeft()).toPoint());
 
     // Other programs may link or copy the file, never move it: the pin is what leaves, not the file.
+    // The dock never has the focus: without the keyboard, Escape could not give the drag up.
+    grabKeyboard();
     const Qt::DropAction result = runDrag ? runDrag(drag) : drag.exec(Qt::CopyAction | Qt::LinkAction, Qt::LinkAction);
+    releaseKeyboard();
 
     // Dragged out and let go above the row with nothing taking it: the pin goes. A drag given up
     // with Escape still has the button down.
     const QPointF end = context.pointerLocation ? context.pointerLocation().value_or(QPointF()) : QCursor::pos();
-    const bool released = QGuiApplication::mouseButtons() == Qt::NoButton;
+    const bool released = pointerButtonHeld ? !pointerButtonHeld() : QGuiApplication::mouseButtons() == Qt::NoButton;
     if (result == Qt::IgnoreAction && released && window() && context.actions.remove && context.model) {
         const auto& items = context.model->items();
         const bool pinned = std::any_of(items.begin(), items.end(),
@@ -235,6 +235,7 @@ void DockView::dragUpdated(QDropEvent& event)
     }
 
     const QList<QUrl> urls = fileURLs(data);
+    interaction.draggedURLs = urls;
     if (urls.isEmpty()) {
         event.ignore();
         return;
@@ -251,6 +252,7 @@ void DockView::dragUpdated(QDropEvent& event)
 
 void DockView::dragLeaveEvent(QDragLeaveEvent* event)
 {
+    interaction.draggedURLs.clear();
     interaction.dropIndex.reset();
     interaction.dropTarget.reset();
     repaintScene();
@@ -261,6 +263,7 @@ void DockView::dragLeaveEvent(QDragLeaveEvent* event)
 void DockView::dropEvent(QDropEvent* event)
 {
     performDrop(*event);
+    interaction.draggedURLs.clear();
     interaction.dropIndex.reset();
     interaction.dropTarget.reset();
     layoutDirty = true;
@@ -301,7 +304,11 @@ void DockView::performDrop(QDropEvent& event)
         }
     }
 
-    const QList<QUrl> urls = fileURLs(data);
+    QList<QUrl> urls = fileURLs(data);
+    // Over XDND the data asked for at the drop itself can come back empty (the source answers for
+    // the drop's time); what it answered while the drag hovered is the same drag's.
+    if (urls.isEmpty())
+        urls = interaction.draggedURLs;
     if (urls.isEmpty()) {
         event.ignore();
         return;

@@ -56,6 +56,8 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
         preferences->setRestingIconSize(0);
 
     view->onInputRegionChanged = [this] { applyInputRegion(); };
+    if (system)
+        view->pointerButtonHeld = [system] { return system->pointerButtonHeld(); };
     window->onKeyboardModeChanged = [this](bool on) {
         if (platform)
             platform->setAcceptsFocus(on);

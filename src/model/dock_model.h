@@ -9,13 +9,18 @@
 #include <QIcon>
 #include <QSet>
 #include <QString>
+#include <QStringList>
+#include <QUrl>
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <sys/types.h>
 #include <vector>
+
+class QMenu;
 
 namespace wharf {
 
@@ -52,6 +57,17 @@ public:
         bool operator==(const ItemState&) const = default;
     };
 
+    // A warning alert; the presenter answers the index of the chosen button (Escape chooses
+    // the default one).
+    struct Alert {
+        QString text;
+        QString informativeText;
+        QStringList buttons{QStringLiteral("OK")};
+        int defaultButton = 0;
+    };
+    // Trash operations answer the first failure, or nothing.
+    using TrashDone = std::function<void(std::optional<Error>)>;
+
     // Where the model gets what it does not own; an empty provider means "none".
     struct Providers {
         std::function<TrashState()> trashStateProvider;
@@ -62,6 +78,12 @@ public:
         std::function<std::vector<Pin>()> systemPinsProvider;
         // A folder tile's pile of documents, when it shows one instead of the folder icon.
         std::function<std::optional<QIcon>(const QString& folderPath)> stackArtworkProvider;
+        // Shows an alert and waits for the user's answer; none: the alert is only logged.
+        std::function<int(const Alert&)> alertPresenter;
+        // Moving files to the Trash and emptying every Trash of the user, answering later on
+        // the main thread; none: the Trash takes nothing.
+        std::function<void(const QStringList& paths, TrashDone done)> recycleProvider;
+        std::function<void(TrashDone done)> emptyTrashProvider;
     };
 
     static inline const QString pinnedItemsKey = QStringLiteral("Wharf.pinnedItems.v1");
@@ -83,6 +105,29 @@ public:
     CallbackList<> onChange;
 
     void refresh();
+
+    // What the user does to an item (dock_model_operations.cpp). `eventTime` is the X server
+    // time of the click or key that asked, 0 when none.
+    void activate(const DockItem& item, std::uint32_t eventTime = 0);
+    // Adds the item's own entries to `menu`.
+    void contextMenu(const DockItem& item, QMenu& menu);
+    // Pins a location at a displayed index (the end of its section when none), or moves an
+    // existing pin there; with no index an existing pin stays where it is.
+    void pin(const QUrl& url, std::optional<int> displayedIndex = std::nullopt);
+    // Reorders an item; an unpinned running application becomes pinned where it was dropped.
+    void move(const DockItem& item, int displayedIndex);
+    void remove(const DockItem& item);
+    // Files dropped onto an item: opened with an application, copied or moved into a folder,
+    // moved to the Trash; a file takes nothing.
+    void open(const QList<QUrl>& urls, const DockItem& target, bool copyFiles, std::uint32_t eventTime = 0);
+    // Asks, then erases every Trash of the user.
+    void emptyTrash();
+    // Places `pin` at a displayed index so that the stored order stays the displayed order of
+    // pinned items, whatever running applications sit between them.
+    void insert(const Pin& pin, std::optional<int> displayedIndex);
+    // The item with this id, if the dock shows one.
+    std::optional<DockItem> item(const QString& id) const;
+    bool isFileManager(const DockItem& item) const;
 
     // Replaces the pins, saves them and refreshes.
     void setPins(std::vector<Pin> pins);
@@ -128,6 +173,12 @@ private:
     void clearIdentityCaches();
     void updateFileManager();
     QIcon baseIcon(const QString& id, const QString& path, DockItem::Kind kind);
+    // Pins what a running program without a desktop entry needs: an entry written for it.
+    std::optional<Pin> pinForProgram(const DockItem& item);
+    void changePins(); // persist, watch, refresh
+    int presentAlert(const Alert& alert) const;
+    void presentError(const QString& actionText, const Error& error) const;
+    void transfer(const QStringList& paths, const QString& folder, bool copyFiles);
 
     Workspace& workspace;
     DockPreferences& preferences;
@@ -148,6 +199,8 @@ private:
     std::optional<QString> fileManagerID;
 
     CallbackList<WorkspaceNotification>::Subscription subscription;
+    // Menu entries and late answers hold this weakly and do nothing once the model is gone.
+    std::shared_ptr<int> lifetime = std::make_shared<int>(0);
 };
 
 } // namespace wharf

@@ -39,6 +39,7 @@ void warningAlert(const QString& text, const QString& informativeText)
 AppDelegate::AppDelegate(Parts parts, QObject* parent)
     : QObject(parent),
       presentAlert(warningAlert),
+      alertPresenter([this](const DockModel::Alert& alert) { return showAlert(alert); }),
       workspace(std::move(parts.workspace)),
       preferences(parts.preferences),
       appearance(std::move(parts.appearance)),
@@ -155,6 +156,8 @@ int AppDelegate::run(QApplication& app, const std::function<Parts()>& makeParts)
     service.source.showSettings = [&delegate] { delegate.showSettings(); };
     service.source.showApplicationMenu = [&delegate] { delegate.showApplicationMenu(); };
     service.source.activate = [&delegate](const QString& id) { return delegate.activateEntry(id); };
+    service.source.alert = [&delegate] { return delegate.alertSnapshot(); };
+    service.source.answerAlert = [&delegate](const QString& button) { return delegate.answerAlert(button); };
     service.source.windows = [&delegate](const QString& id) { return delegate.windowsOfItem(id); };
     service.source.minimize = [&delegate](const QString& id) { return delegate.minimizeEntry(id); };
     service.source.showMenu = [&delegate](const QString& id) { return delegate.showEntryMenu(id); };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "dock/dock_view.h"
 #include "model/dock_model.h"
 #include "platform/callback_list.h"
 #include "model/system_pins_importer.h"
@@ -40,6 +41,7 @@
 #include <memory>
 #include <vector>
 
+class QMessageBox;
 class QScreen;
 class QTimer;
 
@@ -153,6 +155,15 @@ public:
 
     // Shows a warning alert with one "OK" button; replaceable so that nothing blocks in tests.
     std::function<void(const QString& text, const QString& informativeText)> presentAlert;
+    // Shows the model's alerts and answers the chosen button's index; replaceable in tests.
+    std::function<int(const DockModel::Alert&)> alertPresenter;
+    // A modal warning alert (QMessageBox) whose default button also answers Escape.
+    int showAlert(const DockModel::Alert& alert);
+    // The alert on screen, for scripts: {"open": false} when none; and a click on its button.
+    QJsonObject alertSnapshot() const;
+    bool answerAlert(const QString& button);
+    // The dock views' gestures, carried out by the model (app_delegate_interaction.cpp).
+    DockViewActions interactionActions();
 
     // The displays in dock order: the primary first, then the others in Qt's order.
     static std::vector<QScreen*> orderedScreens();
@@ -178,7 +189,7 @@ private:
     void stopWindows();
     void restoreTakeover();
 
-    DockModel::Providers modelProviders() const;
+    DockModel::Providers modelProviders();
     void preferencesChanged();
     void relayoutDocks();
     void startWindowTimer();
@@ -247,6 +258,7 @@ private:
     std::unique_ptr<QMenu> applicationMenu;
     QSystemTrayIcon* statusItem = nullptr;
     std::unique_ptr<SettingsController> settingsWindow;
+    QPointer<QMessageBox> openAlert;
 };
 
 // Which displays get docks: mirrored or overlapping outputs share pixels, so of each group whose

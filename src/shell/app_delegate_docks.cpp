@@ -92,9 +92,13 @@ void AppDelegate::rebuildDocks()
     context.model = dockModel.get();
     context.preferences = preferences;
     context.minimizedWindows = [self] { return self ? self->minimized : std::vector<DockWindow>{}; };
-    context.actions.activate = [self](const QString& id, std::uint32_t eventTime) {
-        if (self)
-            self->activateEntry(id, eventTime);
+    context.actions = interactionActions();
+    // Ctrl-click on a folder: the folder itself, not its stack.
+    context.actions.openItem = [self](const QString& id, std::uint32_t eventTime) {
+        if (!self)
+            return;
+        if (const auto item = self->dockModel->item(id))
+            self->dockModel->activate(*item, eventTime);
     };
     // Last, so that the menu's own entries can use the other actions.
     context.actions.fillMenu = [self, actions = context.actions](const QString& id, QMenu& menu) {

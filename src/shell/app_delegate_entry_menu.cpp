@@ -71,6 +71,9 @@ void AppDelegate::fillEntryMenu(const QString& id, QMenu& menu, const DockViewAc
         addStackMenu(*item, menu, actions);
         return;
     }
+    // The item's own entries, then its windows around them.
+    if (actions.fillMenu)
+        actions.fillMenu(id, menu);
     addWindowEntries(*item, menu);
 }
 

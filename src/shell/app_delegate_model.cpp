@@ -8,7 +8,7 @@
 
 namespace wharf {
 
-DockModel::Providers AppDelegate::modelProviders() const
+DockModel::Providers AppDelegate::modelProviders()
 {
     DockModel::Providers providers;
     providers.trashStateProvider = [this] { return trashState(); };
@@ -17,6 +17,15 @@ DockModel::Providers AppDelegate::modelProviders() const
         providers.systemPinsProvider = [source] { return source->systemPins(); };
     }
     providers.stackArtworkProvider = stackArtworkProvider();
+    // These run long after construction: through `this`, which owns the model.
+    AppDelegate* delegate = this;
+    providers.alertPresenter = [delegate](const DockModel::Alert& alert) {
+        return delegate->alertPresenter ? delegate->alertPresenter(alert) : alert.defaultButton;
+    };
+    providers.recycleProvider = [delegate](const QStringList& paths, DockModel::TrashDone done) {
+        delegate->recycle(paths, std::move(done));
+    };
+    providers.emptyTrashProvider = [delegate](DockModel::TrashDone done) { delegate->emptyTrash(std::move(done)); };
     if (appearance) {
         // The Trash icon has light and dark variants; `automatic` follows the desktop.
         DesktopAppearance* desktop = appearance.get();

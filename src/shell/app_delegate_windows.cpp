@@ -146,12 +146,25 @@ void AppDelegate::pollWindows()
     });
 }
 
-bool AppDelegate::activateEntry(const QString& id, std::uint32_t /*eventTime*/)
+bool AppDelegate::activateEntry(const QString& id, std::uint32_t eventTime)
 {
     if (isFolderTile(id))
         return openStack(id);
     const QString prefix = QStringLiteral("window-");
-    if (!windowManager || !id.startsWith(prefix))
+    if (!id.startsWith(prefix)) {
+        if (!dockModel->item(id))
+            return false;
+        // On the next turn: an alert it may show must not hold up the click or a D-Bus reply.
+        const QPointer<AppDelegate> self(this);
+        QTimer::singleShot(0, this, [self, id, eventTime] {
+            if (!self)
+                return;
+            if (const auto item = self->dockModel->item(id))
+                self->dockModel->activate(*item, eventTime);
+        });
+        return true;
+    }
+    if (!windowManager)
         return false;
     bool ok = false;
     const std::uint32_t windowID = id.mid(prefix.size()).toUInt(&ok);

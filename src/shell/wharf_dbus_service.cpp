@@ -184,6 +184,17 @@ bool WharfDBusService::ShowMenu(const QString& id)
     return source.showMenu && source.showMenu(id);
 }
 
+QString WharfDBusService::Alert() const
+{
+    const QJsonObject alert = source.alert ? source.alert() : QJsonObject{{QStringLiteral("open"), false}};
+    return QString::fromUtf8(QJsonDocument(alert).toJson(QJsonDocument::Compact));
+}
+
+bool WharfDBusService::AnswerAlert(const QString& button)
+{
+    return source.answerAlert && source.answerAlert(button);
+}
+
 void WharfDBusService::Quit()
 {
     // Let the reply go out before the event loop ends.

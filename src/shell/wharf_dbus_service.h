@@ -63,6 +63,9 @@ public:
         std::function<bool(const QString& id, QString* error)> openStack;
         std::function<QJsonObject()> stack;
         std::function<bool(const QString& id, const QString& mode, QString* error)> setStackViewMode;
+        // The alert on screen and a click on one of its buttons.
+        std::function<QJsonObject()> alert;
+        std::function<bool(const QString& button)> answerAlert;
     };
 
     explicit WharfDBusService(QObject* parent = nullptr) : QObject(parent) {}
@@ -95,8 +98,8 @@ public Q_SLOTS:
     Q_SCRIPTABLE QString Stack() const;
     // Sets the view mode (automatic, fan, grid, list) of the folder `id`; an open stack follows.
     Q_SCRIPTABLE void SetStackViewMode(const QString& id, const QString& mode);
-    // Does what a click on the tile `id` does (for now: restores a minimized window's tile,
-    // "window-<id>"); false when there is no such tile.
+    // Does what a click on the tile `id` does: opens or switches to an item, opens a folder's
+    // stack, restores a minimized window ("window-<id>"); false when there is no such tile.
     Q_SCRIPTABLE bool Activate(const QString& id);
     // The windows of the running application of item `id` (what its context menu lists), as a
     // JSON array; empty when it is not running.
@@ -106,6 +109,10 @@ public Q_SLOTS:
     // Pops up the context menu of the tile `id` above it, as a right-click does; false when no
     // dock shows that tile.
     Q_SCRIPTABLE bool ShowMenu(const QString& id);
+    // The alert Wharf shows now, as a JSON object ({"open": false} when none).
+    Q_SCRIPTABLE QString Alert() const;
+    // Clicks the button titled `button` of the alert on screen; false when there is none.
+    Q_SCRIPTABLE bool AnswerAlert(const QString& button);
     // Quits through the normal shutdown, which gives the desktop's dock back.
     Q_SCRIPTABLE void Quit();
 

@@ -72,6 +72,8 @@ X11Connection::X11Connection(const QByteArray& display, QObject* parent) : QObje
 
 X11Connection::~X11Connection()
 {
+    if (connection_ && timeWindow_ != XCB_WINDOW_NONE)
+        xcb_destroy_window(connection_, timeWindow_);
     if (ewmhReady_)
         xcb_ewmh_connection_wipe(&ewmh_);
     if (connection_)
@@ -146,6 +148,41 @@ void X11Connection::dispatchPending()
         events.notify(event.get());
     }
     lost();
+}
+
+xcb_timestamp_t X11Connection::serverTime()
+{
+    if (!connection_ || lost())
+        return XCB_CURRENT_TIME;
+    if (timeWindow_ == XCB_WINDOW_NONE) {
+        timeWindow_ = xcb_generate_id(connection_);
+        const uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
+        xcb_create_window(connection_, XCB_COPY_FROM_PARENT, timeWindow_, root_, -100, -100, 1, 1, 0,
+                          XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK, &mask);
+    }
+    // Appending nothing changes nothing but still reports the change, with the server's time.
+    xcb_change_property(connection_, XCB_PROP_MODE_APPEND, timeWindow_, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8, 0,
+                        nullptr);
+    xcb_flush(connection_);
+    std::vector<XcbReply<xcb_generic_event_t>> others;
+    xcb_timestamp_t time = XCB_CURRENT_TIME;
+    while (xcb_generic_event_t* raw = xcb_wait_for_event(connection_)) {
+        XcbReply<xcb_generic_event_t> event(raw, &std::free);
+        if ((event->response_type & 0x7f) == XCB_PROPERTY_NOTIFY) {
+            const auto* change = reinterpret_cast<const xcb_property_notify_event_t*>(event.get());
+            if (change->window == timeWindow_) {
+                time = change->time;
+                break;
+            }
+        }
+        others.push_back(std::move(event));
+    }
+    for (const auto& event : others) {
+        if (event->response_type != 0)
+            events.notify(event.get());
+    }
+    lost();
+    return time;
 }
 
 void X11Connection::reportLost()

@@ -86,6 +86,10 @@ public:
     // properties (and with `structure`, their geometry) watched; clients that left are dropped.
     void followClientList(std::unordered_set<xcb_window_t>& watched, bool structure);
     void flush();
+    // The X server's current time (a round trip through a property change), for requests that
+    // must carry a real timestamp when no user event gave one; XCB_CURRENT_TIME when the server
+    // is gone. Events read meanwhile are dispatched as usual.
+    xcb_timestamp_t serverTime();
     // True (and reported once) when the server connection is gone.
     bool lost();
     // Reads and dispatches every queued event now.
@@ -101,6 +105,7 @@ private:
     xcb_ewmh_connection_t ewmh_{};
     bool ewmhReady_ = false;
     xcb_window_t root_ = XCB_WINDOW_NONE;
+    xcb_window_t timeWindow_ = XCB_WINDOW_NONE;
     int screenNumber_ = 0;
     Atoms atoms_;
     QString error_;

@@ -30,6 +30,7 @@ public:
     std::unique_ptr<DockWindowPlatform> attach(QWidget& window) override;
     bool isCompositing() const override { return compositing; }
     QRect availableArea(const QRect& display) const override;
+    bool pointerButtonHeld() const override;
 
     bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr* result) override;
 

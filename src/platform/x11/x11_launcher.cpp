@@ -107,7 +107,7 @@ void X11Launcher::completeStartups(const std::vector<RunningApplicationRef>& run
     }
 }
 
-Status X11Launcher::launchApplication(const QString& entryPath, const QStringList& uris)
+Status X11Launcher::launchApplication(const QString& entryPath, const QStringList& uris, xcb_timestamp_t time)
 {
     GObjectPtr<GDesktopAppInfo> info(g_desktop_app_info_new_from_filename(entryPath.toLocal8Bit().constData()));
     if (!info) {
@@ -121,7 +121,10 @@ Status X11Launcher::launchApplication(const QString& entryPath, const QStringLis
     g_app_launch_context_unsetenv(context.get(), "DESKTOP_STARTUP_ID");
     const auto record = DesktopEntryIndex::recordForFile(entryPath, rules_);
     if (record && g_desktop_app_info_get_boolean(info.get(), "StartupNotify") && !connection_.lost()) {
-        const QString id = QStringLiteral("wharf-%1-%2_TIME0").arg(getpid()).arg(++launchCounter_);
+        // The time lets the window manager give the new window the focus the click asked for.
+        if (time == XCB_CURRENT_TIME)
+            time = connection_.serverTime();
+        const QString id = QStringLiteral("wharf-%1-%2_TIME%3").arg(getpid()).arg(++launchCounter_).arg(time);
         g_app_launch_context_setenv(context.get(), "DESKTOP_STARTUP_ID", id.toUtf8().constData());
         sendStartupNotification(id, *record);
     }

@@ -21,7 +21,8 @@ public:
     X11Launcher(const X11Launcher&) = delete;
     X11Launcher& operator=(const X11Launcher&) = delete;
 
-    Status launchApplication(const QString& entryPath, const QStringList& uris);
+    // `time` stamps the startup notification (0: the server's current time).
+    Status launchApplication(const QString& entryPath, const QStringList& uris, xcb_timestamp_t time);
     Status openLocation(const QString& path);
     // Completes the startups of programs that now run.
     void completeStartups(const std::vector<RunningApplicationRef>& running);

@@ -32,11 +32,17 @@ std::vector<xcb_window_t> X11WindowActions::stackingOrder()
     return windows;
 }
 
-void X11WindowActions::requestActive(xcb_window_t window)
+xcb_timestamp_t X11WindowActions::timeOf(xcb_timestamp_t eventTime)
 {
+    // Window managers that prevent focus stealing refuse requests stamped with time 0.
+    return eventTime != XCB_CURRENT_TIME ? eventTime : connection_.serverTime();
+}
+
+void X11WindowActions::requestActive(xcb_window_t window, xcb_timestamp_t time)
+{
+    // Source 2: a pager or dock asks on the user's behalf, so the request is honoured.
     xcb_ewmh_request_change_active_window(connection_.ewmh(), connection_.screenNumber(), window,
-                                          XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER, XCB_CURRENT_TIME,
-                                          tracker_.activeWindow());
+                                          XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER, time, tracker_.activeWindow());
 }
 
 Status X11WindowActions::sent()
@@ -47,7 +53,7 @@ Status X11WindowActions::sent()
     return {};
 }
 
-Status X11WindowActions::activate(const RunningApplication& app)
+Status X11WindowActions::activate(const RunningApplication& app, xcb_timestamp_t eventTime)
 {
     auto found = windowsOf(app);
     if (!found)
@@ -64,9 +70,10 @@ Status X11WindowActions::activate(const RunningApplication& app)
             return a.focusSequence < b.focusSequence;
         return position(a.window) < position(b.window);
     });
+    const xcb_timestamp_t time = timeOf(eventTime);
     for (const auto& window : windows) {
         if (window.regular)
-            requestActive(window.window);
+            requestActive(window.window, time);
     }
     return sent();
 }
@@ -99,9 +106,10 @@ Status X11WindowActions::unhide(const RunningApplication& app)
     std::stable_sort(windows.begin(), windows.end(),
                      [](const auto& a, const auto& b) { return a.focusSequence < b.focusSequence; });
     // Restoring goes through the window manager, which also raises what it restores.
+    const xcb_timestamp_t time = timeOf(XCB_CURRENT_TIME);
     for (const auto& window : windows) {
         if (window.hidden)
-            requestActive(window.window);
+            requestActive(window.window, time);
     }
     return sent();
 }

@@ -1,5 +1,6 @@
 #include "platform/x11/x11_workspace.h"
 
+#include "platform/x11/desktop_file_actions.h"
 #include "platform/x11/gio_event_sources.h"
 #include "platform/x11/gio_file_info.h"
 #include "platform/x11/x11_icon_reader.h"
@@ -233,17 +234,43 @@ void X11Workspace::rebuildApplications()
 
 // ---- actions ----
 
-Status X11Workspace::activate(const RunningApplication& app) { return actions_->activate(app); }
+Status X11Workspace::activate(const RunningApplication& app, std::uint32_t eventTime)
+{
+    return actions_->activate(app, eventTime);
+}
 Status X11Workspace::hide(const RunningApplication& app) { return actions_->hide(app); }
 Status X11Workspace::unhide(const RunningApplication& app) { return actions_->unhide(app); }
 Status X11Workspace::terminate(const RunningApplication& app) { return actions_->terminate(app); }
 
-Status X11Workspace::launchApplication(const QString& entryPath, const QStringList& uris)
+Status X11Workspace::launchApplication(const QString& entryPath, const QStringList& uris, std::uint32_t eventTime)
 {
-    return launcher_->launchApplication(entryPath, uris);
+    return launcher_->launchApplication(entryPath, uris, eventTime);
 }
 
-Status X11Workspace::openLocation(const QString& path) { return launcher_->openLocation(path); }
+Status X11Workspace::openLocation(const QString& path, std::uint32_t /*eventTime*/)
+{
+    return launcher_->openLocation(path);
+}
+
+Status X11Workspace::showInFiles(const QString& path) { return DesktopFileActions::showInFiles(path, *launcher_); }
+
+Status X11Workspace::transferFile(const QString& source, const QString& destination, bool copy)
+{
+    return DesktopFileActions::transferFile(source, destination, copy);
+}
+
+void X11Workspace::beep()
+{
+    if (connection_->lost())
+        return;
+    xcb_bell(connection_->xcb(), 0);
+    connection_->flush();
+}
+
+Result<QString> X11Workspace::writeDesktopEntry(const RunningApplication& app)
+{
+    return DesktopFileActions::writeDesktopEntry(app);
+}
 
 // ---- files ----
 

@@ -52,12 +52,17 @@ public:
     std::optional<QString> fileManagerLocation() const override;
     std::optional<QString> webBrowserLocation() const override;
     QString ownBundleLocation() const override;
-    Status activate(const RunningApplication& app) override;
+    Status activate(const RunningApplication& app, std::uint32_t eventTime = 0) override;
     Status hide(const RunningApplication& app) override;
     Status unhide(const RunningApplication& app) override;
     Status terminate(const RunningApplication& app) override;
-    Status launchApplication(const QString& entryPath, const QStringList& uris = {}) override;
-    Status openLocation(const QString& path) override;
+    Status launchApplication(const QString& entryPath, const QStringList& uris = {},
+                             std::uint32_t eventTime = 0) override;
+    Status openLocation(const QString& path, std::uint32_t eventTime = 0) override;
+    Status showInFiles(const QString& path) override;
+    Status transferFile(const QString& source, const QString& destination, bool copy) override;
+    void beep() override;
+    Result<QString> writeDesktopEntry(const RunningApplication& app) override;
     void watchLocations(const QStringList& paths) override;
 
 private:

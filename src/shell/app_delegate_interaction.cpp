@@ -1,0 +1,111 @@
+// What the user's gestures on the docks do to the items: activation, the items' own context-menu
+// entries, moves, unpins, pins and drops, carried out by the model; and the alerts it shows.
+#include "shell/app_delegate.h"
+
+#include "dock/dock_view.h"
+
+#include <QAbstractButton>
+#include <QJsonArray>
+#include <QMessageBox>
+#include <QPointer>
+#include <QPushButton>
+#include <QTimer>
+
+#include <algorithm>
+
+namespace wharf {
+
+DockViewActions AppDelegate::interactionActions()
+{
+    const QPointer<AppDelegate> self(this);
+    DockViewActions actions;
+    actions.activate = [self](const QString& id, std::uint32_t eventTime) {
+        if (self)
+            self->activateEntry(id, eventTime);
+    };
+    actions.fillMenu = [self](const QString& id, QMenu& menu) {
+        if (!self)
+            return;
+        if (const auto item = self->dockModel->item(id))
+            self->dockModel->contextMenu(*item, menu);
+    };
+    actions.move = [self](const QString& id, int displayedIndex) {
+        if (!self)
+            return;
+        if (const auto item = self->dockModel->item(id))
+            self->dockModel->move(*item, displayedIndex);
+    };
+    actions.remove = [self](const QString& id) {
+        if (!self)
+            return;
+        if (const auto item = self->dockModel->item(id))
+            self->dockModel->remove(*item);
+    };
+    actions.pin = [self](const QString& path, std::optional<int> displayedIndex) {
+        if (!self)
+            return;
+        const QUrl url = path.startsWith(QLatin1Char('/')) ? QUrl::fromLocalFile(path) : QUrl(path);
+        self->dockModel->pin(url, displayedIndex);
+    };
+    actions.open = [self](const QList<QUrl>& urls, const QString& targetID, bool copyFiles) {
+        if (!self)
+            return;
+        if (const auto item = self->dockModel->item(targetID))
+            self->dockModel->open(urls, *item, copyFiles);
+    };
+    return actions;
+}
+
+int AppDelegate::showAlert(const DockModel::Alert& alert)
+{
+    QMessageBox box(QMessageBox::Warning, QStringLiteral("Wharf"), alert.text, QMessageBox::NoButton);
+    box.setInformativeText(alert.informativeText);
+    std::vector<QAbstractButton*> buttons;
+    for (int i = 0; i < alert.buttons.size(); ++i) {
+        // The default answers Return and Escape alike, so neither can do harm by accident.
+        const bool isDefault = i == alert.defaultButton;
+        QPushButton* button = box.addButton(alert.buttons[i], isDefault ? QMessageBox::RejectRole
+                                                                        : QMessageBox::AcceptRole);
+        if (isDefault) {
+            box.setDefaultButton(button);
+            box.setEscapeButton(button);
+        }
+        buttons.push_back(button);
+    }
+    openAlert = &box;
+    box.activateWindow();
+    box.exec();
+    openAlert = nullptr;
+    const auto chosen = std::find(buttons.begin(), buttons.end(), box.clickedButton());
+    return chosen == buttons.end() ? alert.defaultButton : int(chosen - buttons.begin());
+}
+
+QJsonObject AppDelegate::alertSnapshot() const
+{
+    if (!openAlert)
+        return {{QStringLiteral("open"), false}};
+    QJsonArray buttons;
+    for (QAbstractButton* button : openAlert->buttons())
+        buttons.append(button->text());
+    return {{QStringLiteral("open"), true},
+            {QStringLiteral("text"), openAlert->text()},
+            {QStringLiteral("informativeText"), openAlert->informativeText()},
+            {QStringLiteral("buttons"), buttons},
+            {QStringLiteral("defaultButton"), openAlert->defaultButton() ? openAlert->defaultButton()->text() : QString()}};
+}
+
+bool AppDelegate::answerAlert(const QString& button)
+{
+    if (!openAlert)
+        return false;
+    for (QAbstractButton* candidate : openAlert->buttons()) {
+        if (candidate->text() == button) {
+            // After the D-Bus reply: the click ends the alert's own event loop.
+            QTimer::singleShot(0, candidate, &QAbstractButton::click);
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace wharf
