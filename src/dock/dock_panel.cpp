@@ -8,24 +8,28 @@ DockPanel::DockPanel(QWidget* parent) : QWidget(parent)
     setFocusPolicy(Qt::NoFocus);
 }
 
-void DockPanel::setKeyboardMode(bool on)
+void DockPanel::setKeyboardMode(bool on, std::uint32_t eventTime)
 {
     if (on == keyboard)
         return;
     keyboard = on;
-    setFocusPolicy(on ? Qt::StrongFocus : Qt::NoFocus);
-    // The window system lets the focus in (or keeps it out) and activates the window.
-    if (onKeyboardModeChanged)
-        onKeyboardModeChanged(on);
+    // The window system lets the focus in and activates the window, or hands the focus back.
+    const bool focused = onKeyboardModeChanged ? onKeyboardModeChanged(on, eventTime) : isActiveWindow();
+    activated = on && focused;
     if (on)
-        setFocus(Qt::OtherFocusReason);
+        raise();
+    Q_EMIT keyboardModeChanged(on);
 }
 
-void DockPanel::focusOutEvent(QFocusEvent* event)
+void DockPanel::windowFocusChanged(bool focused)
 {
-    // Losing the focus ends keyboard mode.
-    QWidget::focusOutEvent(event);
-    if (keyboard && !isActiveWindow())
+    if (!keyboard)
+        return;
+    // A loss from before the window got the focus for this keyboard mode is old news: the
+    // activation is still on its way.
+    if (focused)
+        activated = true;
+    else if (activated)
         setKeyboardMode(false);
 }
 

@@ -2,12 +2,13 @@
 
 #include <QWidget>
 
+#include <cstdint>
 #include <functional>
 
 namespace wharf {
 
 // The borderless, translucent top-level window of one dock. It may take the focus only while
-// keyboard navigation runs.
+// keyboard navigation runs; losing the focus ends keyboard navigation.
 class DockPanel : public QWidget {
     Q_OBJECT
 
@@ -17,17 +18,24 @@ public:
     explicit DockPanel(QWidget* parent = nullptr);
 
     bool keyboardMode() const { return keyboard; }
-    void setKeyboardMode(bool on);
+    // `eventTime` is the X server time of the key press behind the change, 0 when none.
+    void setKeyboardMode(bool on, std::uint32_t eventTime = 0);
     bool canBecomeKey() const { return keyboard; }
 
-    // Told when keyboard mode changes, so the window system can let the focus in or keep it out.
-    std::function<void(bool)> onKeyboardModeChanged;
+    // Told when keyboard mode changes, so the window system can let the focus in (and activate
+    // the window) or give it back; answers whether the window holds the focus already.
+    std::function<bool(bool on, std::uint32_t eventTime)> onKeyboardModeChanged;
 
-protected:
-    void focusOutEvent(QFocusEvent* event) override;
+    // The window system gave the window the keyboard focus or took it away. Losing it, for
+    // whatever reason, ends keyboard mode.
+    void windowFocusChanged(bool focused);
+
+Q_SIGNALS:
+    void keyboardModeChanged(bool on);
 
 private:
     bool keyboard = false;
+    bool activated = false; // the window has had the focus since keyboard mode began
 };
 
 } // namespace wharf

@@ -226,6 +226,7 @@ void DockView::reload()
         entryList = std::move(newEntries);
         for (size_t i = 0; i < tileList.size(); ++i)
             tileList[i]->setEntry(entryList[i]);
+        keepSelectionInRange();
         notifyAccessibility();
         repaintScene();
         ensureTicking();
@@ -287,6 +288,7 @@ void DockView::reload()
 
     hover.clear();
     animating = true;
+    keepSelectionInRange();
     notifyAccessibility();
     repaintScene();
     ensureTicking();
@@ -405,7 +407,7 @@ void DockView::tick()
         changed = hover.update(interaction.activeDragID.isEmpty() ? pointer : std::nullopt, tileList, hiddenAmount())
             || changed;
     updateInputRegion(pointer);
-    hoverLabel.show(hover.index(), tileList);
+    hoverLabel.show(hoveredIndex(), tileList);
     if (changed) {
         repaintScene();
         badges.redisplay(tileList);
@@ -563,7 +565,11 @@ bool DockView::event(QEvent* event)
 
 bool DockView::isFullScreenOverlay() const { return overlay; }
 const std::vector<DockEntry>& DockView::entries() const { return entryList; }
-std::optional<int> DockView::hoveredIndex() const { return hover.index(); }
+std::optional<int> DockView::hoveredIndex() const
+{
+    // The keyboard selection, while there is one, is what the dock shows as hovered.
+    return interaction.keyboardIndex ? interaction.keyboardIndex : hover.index();
+}
 QRegion DockView::inputRegion() const { return inputArea.current(); }
 const std::vector<DockTile*>& DockView::tiles() const { return tileList; }
 std::optional<int> DockView::separatorIndex() const { return separator; }

@@ -98,6 +98,14 @@ public:
     // pointer, keyboard mode, accessibility and the D-Bus API.
     void activateEntry(int index, std::uint32_t eventTime);
     void showEntryMenu(int index, std::uint32_t eventTime);
+    // Keyboard mode, started by the global shortcut: the dock's window takes the keyboard with the
+    // first entry selected; arrows and Tab move the selection, Return activates it, Space and the
+    // up and down arrows open its menu, Escape leaves. Leaving gives the keyboard back to the window
+    // that had it. `eventTime` is the X server time of the key press (0 when none).
+    void beginKeyboardNavigation(std::uint32_t eventTime);
+    void endKeyboardNavigation(std::uint32_t eventTime = 0);
+    std::optional<int> keyboardIndex() const { return interaction.keyboardIndex; }
+
     // A menu of this dock is open: the dock stays shown and keeps its hover state meanwhile.
     bool isMenuTracking() const { return openMenus > 0; }
     // Counts `menu` as open until it hides (every menu the dock pops up goes through here).
@@ -142,6 +150,9 @@ protected:
     void enterEvent(QEnterEvent* event) override;
     void leaveEvent(QEvent* event) override;
     bool event(QEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    bool focusNextPrevChild(bool next) override;
 
 private:
     double now() const;
@@ -175,6 +186,9 @@ private:
     void performDrop(QDropEvent& event);
     std::optional<int> indexOf(const QString& entryID) const;
     std::optional<int> dropTargetAt(const QPointF& layoutPoint) const;
+    void keyboardModeChanged(bool on);
+    void keepSelectionInRange();
+    void announceSelection();
     DockViewRenderer::Scene currentScene() const;
 
     DockViewContext context;

@@ -23,7 +23,17 @@ public:
     {
         QAccessible::State s = QAccessibleWidget::state();
         s.invisible = !shown();
+        // In keyboard mode the focus is on the selected tile, not on the row.
+        if (selectedTile())
+            s.focused = false;
         return s;
+    }
+
+    QAccessibleInterface* focusChild() const override
+    {
+        if (DockTile* tile = selectedTile())
+            return QAccessible::queryAccessibleInterface(tile);
+        return QAccessibleWidget::focusChild();
     }
 
     QRect rect() const override { return shown() ? QAccessibleWidget::rect() : QRect(); }
@@ -70,6 +80,13 @@ public:
 
 private:
     bool shown() const { return view()->isVisible(); }
+
+    DockTile* selectedTile() const
+    {
+        const auto index = view()->keyboardIndex();
+        const auto& tiles = view()->tiles();
+        return shown() && index && *index < int(tiles.size()) ? tiles[size_t(*index)] : nullptr;
+    }
 };
 
 // The dock's top-level window: without its view's children while it is not mapped.
@@ -90,9 +107,36 @@ public:
     }
 };
 
-class DockTileAccessible : public QAccessibleInterface {
+// A tile: a button that presses (activates its entry) and shows its menu; its entry's running,
+// active and minimized states are states, so screen readers say them without parsing text.
+class DockTileAccessible : public QAccessibleInterface, public QAccessibleActionInterface {
 public:
     explicit DockTileAccessible(DockTile* tile) : tile(tile) {}
+
+    void* interface_cast(QAccessible::InterfaceType type) override
+    {
+        return type == QAccessible::ActionInterface ? static_cast<QAccessibleActionInterface*>(this) : nullptr;
+    }
+
+    QStringList actionNames() const override { return {pressAction(), showMenuAction()}; }
+    QStringList keyBindingsForAction(const QString&) const override { return {}; }
+    void doAction(const QString& name) override
+    {
+        DockView* v = view();
+        if (!v)
+            return;
+        const QString id = tile->entry().identifier();
+        if (name == pressAction()) {
+            // Answer the assistive tool first; what the entry opens may take a while.
+            const QPointer<DockView> target(v);
+            QMetaObject::invokeMethod(v, [target, id] {
+                if (target)
+                    target->activateEntry(indexOf(*target, id), 0);
+            }, Qt::QueuedConnection);
+        } else if (name == showMenuAction()) {
+            v->showEntryMenu(indexOf(*v, id), 0);
+        }
+    }
 
     bool isValid() const override { return tile && view(); }
     QObject* object() const override { return tile; }
@@ -145,11 +189,30 @@ public:
             const auto hovered = v->hoveredIndex();
             const auto& tiles = v->tiles();
             s.hotTracked = hovered && *hovered < int(tiles.size()) && tiles[size_t(*hovered)] == tile;
+            s.focusable = true;
+            const auto selected = v->keyboardIndex();
+            s.focused = selected && *selected < int(tiles.size()) && tiles[size_t(*selected)] == tile;
+            const DockEntryStates entry = entryStates(tile->entry());
+            // A running application is a pressed-in toggle, as task bars show it.
+            s.checkable = true;
+            s.checked = entry.running;
+            s.active = entry.active;
+            s.collapsed = entry.minimized;
         }
         return s;
     }
 
 private:
+    static int indexOf(const DockView& view, const QString& id)
+    {
+        const auto& entries = view.entries();
+        for (size_t i = 0; i < entries.size(); ++i) {
+            if (entries[i].identifier() == id)
+                return int(i);
+        }
+        return -1;
+    }
+
     DockView* view() const { return tile ? qobject_cast<DockView*>(tile->parent()) : nullptr; }
 
     QPointer<DockTile> tile;
@@ -174,6 +237,17 @@ QAccessibleInterface* dockAccessibleFactory(const QString& className, QObject* o
 
 } // namespace
 
+DockEntryStates entryStates(const DockEntry& entry)
+{
+    if (entry.window())
+        return {false, false, true};
+    const DockItem* item = entry.item();
+    const RunningApplication* app = item ? item->runningApplication.get() : nullptr;
+    if (!app || app->isTerminated)
+        return {};
+    return {true, app->isActive, app->isHidden};
+}
+
 void DockAccessibilityAnnouncer::announce(QWidget& view, const std::vector<DockTile*>& tiles, const Sink& sink)
 {
     const auto send = [&sink](QObject* object, QAccessible::Event type) {
@@ -186,7 +260,7 @@ void DockAccessibilityAnnouncer::announce(QWidget& view, const std::vector<DockT
     const bool speak = view.isVisible();
     QHash<DockTile*, Texts> now;
     for (DockTile* tile : tiles) {
-        Texts texts{tile->label(), tile->value(), tile->help()};
+        Texts texts{tile->label(), tile->value(), tile->help(), entryStates(tile->entry())};
         const auto old = announced.constFind(tile);
         if (speak) {
             if (old == announced.constEnd()) {
@@ -198,6 +272,17 @@ void DockAccessibilityAnnouncer::announce(QWidget& view, const std::vector<DockT
                     send(tile, QAccessible::ValueChanged);
                 if (old->help != texts.help)
                     send(tile, QAccessible::DescriptionChanged);
+                if (old->states != texts.states) {
+                    QAccessible::State changed;
+                    changed.checked = old->states.running != texts.states.running;
+                    changed.active = old->states.active != texts.states.active;
+                    changed.collapsed = old->states.minimized != texts.states.minimized;
+                    QAccessibleStateChangeEvent event(tile, changed);
+                    if (sink)
+                        sink(&event);
+                    else
+                        QAccessible::updateAccessibility(&event);
+                }
             }
         }
         now.insert(tile, std::move(texts));

@@ -12,7 +12,18 @@ class QWidget;
 
 namespace wharf {
 
+class DockEntry;
 class DockTile;
+
+// What an entry's tile tells assistive technology besides its texts: a running application,
+// the active one, and a minimized window (or an application whose windows all are).
+struct DockEntryStates {
+    bool running = false;
+    bool active = false;
+    bool minimized = false;
+    bool operator==(const DockEntryStates&) const = default;
+};
+DockEntryStates entryStates(const DockEntry& entry);
 
 // Registers the accessibility of dock views with Qt, which bridges it to AT-SPI: each
 // view is a toolbar labelled "Wharf" whose children are its tiles, each a button with
@@ -35,6 +46,7 @@ private:
         QString name;
         std::optional<QString> value;
         QString help;
+        DockEntryStates states;
     };
     std::vector<DockTile*> order;
     QHash<DockTile*, Texts> announced;

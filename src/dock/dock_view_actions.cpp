@@ -13,10 +13,13 @@ void DockView::activateEntry(int index, std::uint32_t eventTime)
     if (index < 0 || index >= static_cast<int>(entryList.size()) || !context.actions.activate)
         return;
     const DockEntry& entry = entryList[static_cast<std::size_t>(index)];
+    const QString id = entry.identifier();
     // A folder's click toggles its own stack; anything else leaves the open stack behind.
     if (const DockItem* item = entry.item(); !item || item->kind != DockItem::Kind::folder)
         stacks.close();
-    context.actions.activate(entry.identifier(), eventTime);
+    // Keyboard navigation ends first: whatever the entry opens takes the keyboard from there.
+    endKeyboardNavigation(eventTime);
+    context.actions.activate(id, eventTime);
 }
 
 namespace {

@@ -58,12 +58,13 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
     view->onInputRegionChanged = [this] { applyInputRegion(); };
     if (system)
         view->pointerButtonHeld = [system] { return system->pointerButtonHeld(); };
-    window->onKeyboardModeChanged = [this](bool on) {
-        if (platform)
-            platform->setAcceptsFocus(on);
+    window->onKeyboardModeChanged = [this](bool on, std::uint32_t eventTime) {
+        return platform ? platform->setAcceptsFocus(on, eventTime) : window->isActiveWindow();
     };
     if (system) {
         compositingSubscription = system->compositingChanged.add([this](bool) { applyInputRegion(); });
+        if (platform)
+            focusSubscription = platform->focusChanged.add([this](bool focused) { window->windowFocusChanged(focused); });
         areaSubscription = system->availableAreaChanged.add([this] { place(); });
     }
     applyInputRegion();
@@ -85,6 +86,7 @@ void DockWindowController::close()
     view->onInputRegionChanged = nullptr;
     compositingSubscription.reset();
     areaSubscription.reset();
+    focusSubscription.reset();
     view->stop();
     window->onKeyboardModeChanged = nullptr;
     window->close();

@@ -61,6 +61,7 @@ private:
     DockWindowSystem* system = nullptr;
     CallbackList<bool>::Subscription compositingSubscription;
     CallbackList<>::Subscription areaSubscription;
+    CallbackList<bool>::Subscription focusSubscription;
     int reservation = 0;
     bool closed = false;
 };

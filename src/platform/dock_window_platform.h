@@ -5,6 +5,7 @@
 #include <QRect>
 #include <QRegion>
 
+#include <cstdint>
 #include <memory>
 
 class QWidget;
@@ -23,8 +24,14 @@ public:
     // coordinates; the window is clipped to them then. Empty: the input region is used.
     virtual void setVisibleRegion(const QRegion& region) = 0;
     // Keyboard mode is the only time a dock window may take the focus; accepting also asks for
-    // the window to be activated.
-    virtual void setAcceptsFocus(bool accepts) = 0;
+    // the window to be activated, quoting `eventTime` (the X server time of the key press that
+    // asked for it, 0 for none). Refusing while the window still holds the focus gives it back
+    // to the window that was active before. Answers whether the window holds the focus already
+    // (so no activation will follow).
+    virtual bool setAcceptsFocus(bool accepts, std::uint32_t eventTime) = 0;
+    // The window got (true) or lost (false) the keyboard focus, in the window system's order.
+    // Keyboard grabs (pop-up menus, shortcuts) do not count.
+    CallbackList<bool> focusChanged;
     // Reserves `height` pixels along the bottom of the window's screen for maximized and newly
     // placed windows; 0 reserves nothing.
     virtual void setBottomReservation(int height) = 0;

@@ -4,6 +4,7 @@
 
 #include <QString>
 
+#include <cstdint>
 #include <functional>
 
 namespace wharf {
@@ -33,8 +34,9 @@ class HotKey {
 public:
     virtual ~HotKey() = default;
 
-    // Takes the shortcut; `handler` then runs on the main thread at every press.
-    virtual Result<void, HotKeyError> registerShortcut(std::function<void()> handler) = 0;
+    // Takes the shortcut; `handler` then runs on the main thread at every press, with the press's
+    // window-system time (what a window that takes the focus for it must quote).
+    virtual Result<void, HotKeyError> registerShortcut(std::function<void(std::uint32_t eventTime)> handler) = 0;
     // Gives the shortcut back; harmless when it is not held.
     virtual void remove() = 0;
 };

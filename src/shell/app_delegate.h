@@ -96,8 +96,9 @@ public:
     void rebuildDocks();
     void updateWindowAvoidance();
     void integrationError(const QString& message);
-    // Keyboard access to the dock under the pointer (the global shortcut's handler).
-    void focusDock();
+    // Keyboard access to the dock under the pointer (the global shortcut's handler); `eventTime` is
+    // the key press's X server time, 0 when none.
+    void focusDock(std::uint32_t eventTime = 0);
 
     // The Trash (app_delegate_trash.cpp): its state as the model sees it, and the operations.
     TrashState trashState() const;

@@ -157,7 +157,7 @@ void AppDelegate::watchScreen(QScreen* screen)
             Qt::UniqueConnection);
 }
 
-void AppDelegate::focusDock()
+void AppDelegate::focusDock(std::uint32_t eventTime)
 {
     if (dockControllers.empty())
         return;
@@ -172,7 +172,7 @@ void AppDelegate::focusDock()
             break;
         }
     }
-    target->panel().setKeyboardMode(true);
+    target->dockView().beginKeyboardNavigation(eventTime);
 }
 
 std::vector<DockSnapshot> AppDelegate::dockSnapshots() const
@@ -190,6 +190,7 @@ std::vector<DockSnapshot> AppDelegate::dockSnapshots() const
         for (const QRectF& frame : view.tileFrames())
             snapshot.tiles.push_back(frame.translated(view.pos()));
         snapshot.hoveredIndex = view.hoveredIndex();
+        snapshot.keyboardIndex = view.keyboardIndex();
         out.push_back(std::move(snapshot));
     }
     return out;

@@ -19,9 +19,9 @@ void AppDelegate::wireHotKey()
     if (!hotKey)
         return;
     const QPointer<AppDelegate> self(this);
-    const auto registered = hotKey->registerShortcut([self] {
+    const auto registered = hotKey->registerShortcut([self](std::uint32_t eventTime) {
         if (self)
-            self->focusDock();
+            self->focusDock(eventTime);
     });
     // Not fatal: the dock runs on without the shortcut.
     if (!registered)

@@ -42,6 +42,7 @@ QJsonArray docksJson(const std::vector<DockSnapshot>& docks)
             {QStringLiteral("frame"), rectJson(dock.frame)},
             {QStringLiteral("tiles"), tiles},
             {QStringLiteral("hoveredIndex"), dock.hoveredIndex ? QJsonValue(*dock.hoveredIndex) : QJsonValue()},
+            {QStringLiteral("keyboardIndex"), dock.keyboardIndex ? QJsonValue(*dock.keyboardIndex) : QJsonValue()},
         });
     }
     return out;

@@ -28,6 +28,7 @@ struct DockSnapshot {
     std::vector<QString> entryIDs;
     std::vector<QRectF> tiles;
     std::optional<int> hoveredIndex;
+    std::optional<int> keyboardIndex; // the selection while the dock has the keyboard
 };
 
 QJsonArray docksJson(const std::vector<DockSnapshot>& docks);

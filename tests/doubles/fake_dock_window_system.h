@@ -22,6 +22,8 @@ struct FakeWindow {
     QWidget* widget = nullptr;
     std::vector<QRegion> inputRegions;
     std::vector<bool> focus;
+    std::vector<std::uint32_t> focusTimes;
+    DockWindowPlatform* platform = nullptr; // to play the window system's focus changes
     std::vector<int> reservations;
 };
 
@@ -37,12 +39,18 @@ public:
         struct Platform : DockWindowPlatform {
             std::shared_ptr<FakeWindow> window;
             void setInputRegion(const QRegion& region) override { window->inputRegions.push_back(region); }
-            void setAcceptsFocus(bool accepts) override { window->focus.push_back(accepts); }
+            bool setAcceptsFocus(bool accepts, std::uint32_t eventTime) override
+            {
+                window->focus.push_back(accepts);
+                window->focusTimes.push_back(eventTime);
+                return false;
+            }
             void setVisibleRegion(const QRegion&) override {}
             void setBottomReservation(int height) override { window->reservations.push_back(height); }
         };
         auto platform = std::make_unique<Platform>();
         platform->window = window;
+        window->platform = platform.get();
         return platform;
     }
     bool isCompositing() const override { return true; }

@@ -27,6 +27,7 @@ struct DockInfo {
     std::vector<QRectF> tiles;
     QStringList ids;
     std::optional<int> hoveredIndex;
+    std::optional<int> keyboardIndex;
 };
 
 inline QRectF rectFrom(const QJsonValue& value)
@@ -62,6 +63,8 @@ public:
             }
             if (!o[QStringLiteral("hoveredIndex")].isNull())
                 dock.hoveredIndex = o[QStringLiteral("hoveredIndex")].toInt();
+            if (!o[QStringLiteral("keyboardIndex")].isNull())
+                dock.keyboardIndex = o[QStringLiteral("keyboardIndex")].toInt();
             out.push_back(dock);
         }
         return out;

@@ -178,6 +178,21 @@ protected:
         ASSERT_TRUE(client.settledDock());
     }
 
+    // The drag-source program at (x, y) offering `path`, once the window manager shows its window
+    // and the dock has settled with its tile.
+    QProcess* startDragSource(int x, int y, const QString& path)
+    {
+        const QString wmClass = QStringLiteral("rag_source");
+        const std::size_t before = session.clientWindows(wmClass).size();
+        QProcess* source = session.start(QStringLiteral(DRAG_SOURCE), {QString::number(x), QString::number(y), path});
+        if (!source->waitForReadyRead(10000)
+            || !E2eSession::waitFor([&] { return session.clientWindows(wmClass).size() > before; }))
+            return nullptr;
+        source->readAll();
+        client.settledDock();
+        return source;
+    }
+
     void restart()
     {
         ASSERT_TRUE(client.quit());
@@ -352,19 +367,16 @@ TEST_F(PointerE2e, FilesDroppedFromAnotherProgramMoveIntoAFolderOrCopyWithAlt)
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
         file.write("text\n");
     }
-    QProcess* source = session.start(QStringLiteral(DRAG_SOURCE), {QStringLiteral("100"), QStringLiteral("100"), moved});
-    ASSERT_TRUE(source->waitForReadyRead(10000));
-    source->readAll();
-    ASSERT_TRUE(client.settledDock());
+    QProcess* source = startDragSource(100, 100, moved);
+    ASSERT_TRUE(source);
     dragOntoTile(session, client, QPointF(160, 160), inbox);
     ASSERT_TRUE(E2eSession::waitFor([&] { return source->canReadLine(); }));
     EXPECT_EQ(source->readLine().trimmed(), QByteArray("dropped move"));
     EXPECT_TRUE(E2eSession::waitFor([&] { return QFileInfo::exists(inbox + QStringLiteral("/moved.txt")); }));
     EXPECT_FALSE(QFileInfo::exists(moved));
 
-    QProcess* second = session.start(QStringLiteral(DRAG_SOURCE), {QStringLiteral("300"), QStringLiteral("100"), copied});
-    ASSERT_TRUE(second->waitForReadyRead(10000));
-    second->readAll();
+    QProcess* second = startDragSource(300, 100, copied);
+    ASSERT_TRUE(second);
     dragOntoTile(session, client, QPointF(360, 160), inbox, QStringLiteral("alt"));
     ASSERT_TRUE(E2eSession::waitFor([&] { return second->canReadLine(); }));
     EXPECT_EQ(second->readLine().trimmed(), QByteArray("dropped copy"));
@@ -388,9 +400,8 @@ TEST_F(PointerE2e, DropsOnTheTrashAndOnAnApplicationAndADesktopEntryBesideTheIco
         QStringLiteral("[Desktop Entry]\nType=Application\nName=gamma\nExec=%1\n").arg(program));
     // Drags `path` from another program onto the tile `id`, or to `to` when there is no id.
     const auto dragFrom = [&](const QString& path, const QString& id, const QPointF& to = {}) {
-        QProcess* source = session.start(QStringLiteral(DRAG_SOURCE), {QStringLiteral("100"), QStringLiteral("100"), path});
-        ASSERT_TRUE(source->waitForReadyRead(10000));
-        source->readAll();
+        QProcess* source = startDragSource(100, 100, path);
+        ASSERT_TRUE(source);
         if (id.isEmpty())
             drag(session, QPointF(160, 160), to);
         else

@@ -209,7 +209,7 @@ TEST_F(LiveWorkspace, LocationsAndFilesOpenWithTheirApplications)
     ASSERT_TRUE(succeeded(workspace->launchApplication(recorder, {note})));
     EXPECT_TRUE(waitFor([&] { return opened().contains(note); })) << opened().toStdString();
     // Startup notification: the program is told its own startup id.
-    EXPECT_TRUE(opened().contains(QRegularExpression("(^|\\n)wharf-\\d+-\\d+_TIME0\\|" + QRegularExpression::escape(note))))
+    EXPECT_TRUE(opened().contains(QRegularExpression("(^|\\n)wharf-\\d+-\\d+_TIME\\d+\\|" + QRegularExpression::escape(note))))
         << opened().toStdString();
 
     const wharf::Status missing = workspace->openLocation(session->home() + "/missing.nothing");

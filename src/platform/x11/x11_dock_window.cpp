@@ -82,7 +82,7 @@ namespace {
 
 // One dock window. Applies its shapes only while mapped: openbox reparents dock windows and
 // drops a shape set earlier, so every map gets the current shapes again.
-class X11DockWindowPlatform final : public QObject, public DockWindowPlatform {
+class X11DockWindowPlatform final : public QObject, public DockWindowPlatform, private QAbstractNativeEventFilter {
 public:
     X11DockWindowPlatform(QWidget& widget, xcb_connection_t* connection, xcb_window_t root,
                           const X11DockWindow::Atoms& atoms, CallbackList<bool>& compositingChanged,
@@ -95,10 +95,13 @@ public:
             applyShapes();
         });
         widget.windowHandle()->installEventFilter(this);
+        qApp->installNativeEventFilter(this);
     }
 
     ~X11DockWindowPlatform() override
     {
+        if (qApp)
+            qApp->removeNativeEventFilter(this);
         if (const auto own = ownWindows.lock())
             own->erase(id);
     }
@@ -120,10 +123,10 @@ public:
             applyShapes();
     }
 
-    void setAcceptsFocus(bool accepts) override
+    bool setAcceptsFocus(bool accepts, std::uint32_t eventTime) override
     {
         if (!widget)
-            return;
+            return false;
         // Change only the input field of WM_HINTS; Qt keeps the window group and state there.
         uint32_t hints[9] = {};
         const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
@@ -138,21 +141,23 @@ public:
         xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window(), XCB_ATOM_WM_HINTS, XCB_ATOM_WM_HINTS,
                             32, 9, hints);
         advertiseTakeFocus(connection, window(), atoms, accepts);
+        const bool focused = holdsFocus();
         if (accepts) {
+            // Remembered so that leaving keyboard mode can hand the keyboard back.
+            previous = activeWindow();
+            if (const auto own = ownWindows.lock(); own && own->count(previous))
+                previous = XCB_WINDOW_NONE;
             // Qt will not activate a window flagged as taking no focus; ask the window manager
-            // directly, as a pager would (source 2), so that keys reach the dock.
-            xcb_client_message_event_t message = {};
-            message.response_type = XCB_CLIENT_MESSAGE;
-            message.format = 32;
-            message.window = window();
-            message.type = atoms.activeWindow;
-            message.data.data32[0] = 2;
-            message.data.data32[1] = XCB_CURRENT_TIME;
-            xcb_send_event(connection, 0, root,
-                           XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
-                           reinterpret_cast<const char*>(&message));
+            // directly, as a pager would, so that keys reach the dock.
+            activate(window(), eventTime);
+        } else if (previous != XCB_WINDOW_NONE) {
+            // Only while the dock still has the keyboard: a window the user chose keeps it.
+            if (focused)
+                activate(previous, eventTime);
+            previous = XCB_WINDOW_NONE;
         }
         xcb_flush(connection);
+        return focused;
     }
 
     void setBottomReservation(int height) override
@@ -198,6 +203,55 @@ protected:
 private:
     xcb_window_t window() const { return static_cast<xcb_window_t>(widget->winId()); }
 
+    // Focus straight from the server: Qt waits a while after a focus loss before it deactivates
+    // a window, and says nothing when the focus comes back meanwhile.
+    bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr*) override
+    {
+        if (eventType != "xcb_generic_event_t")
+            return false;
+        const auto* event = static_cast<const xcb_generic_event_t*>(message);
+        const int type = event->response_type & 0x7f;
+        if (type != XCB_FOCUS_IN && type != XCB_FOCUS_OUT)
+            return false;
+        const auto* focus = reinterpret_cast<const xcb_focus_in_event_t*>(event);
+        const bool grab = focus->mode == XCB_NOTIFY_MODE_GRAB || focus->mode == XCB_NOTIFY_MODE_UNGRAB;
+        const bool elsewhere = focus->detail == XCB_NOTIFY_DETAIL_INFERIOR || focus->detail == XCB_NOTIFY_DETAIL_POINTER
+            || focus->detail == XCB_NOTIFY_DETAIL_POINTER_ROOT || focus->detail == XCB_NOTIFY_DETAIL_NONE;
+        if (focus->event == id && !grab && !elsewhere)
+            focusChanged.notify(type == XCB_FOCUS_IN);
+        return false;
+    }
+
+    xcb_window_t activeWindow() const
+    {
+        const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+            connection, xcb_get_property(connection, 0, root, atoms.activeWindow, XCB_ATOM_WINDOW, 0, 1), nullptr));
+        if (!reply || reply->format != 32 || xcb_get_property_value_length(reply.get()) < 4)
+            return XCB_WINDOW_NONE;
+        return *static_cast<const xcb_window_t*>(xcb_get_property_value(reply.get()));
+    }
+
+    bool holdsFocus() const
+    {
+        const Reply<xcb_get_input_focus_reply_t> reply(
+            xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
+        return reply && reply->focus == window();
+    }
+
+    // _NET_ACTIVE_WINDOW with source 2 (a pager: the user asked for it through us).
+    void activate(xcb_window_t target, std::uint32_t eventTime)
+    {
+        xcb_client_message_event_t message = {};
+        message.response_type = XCB_CLIENT_MESSAGE;
+        message.format = 32;
+        message.window = target;
+        message.type = atoms.activeWindow;
+        message.data.data32[0] = 2;
+        message.data.data32[1] = eventTime ? eventTime : XCB_CURRENT_TIME;
+        xcb_send_event(connection, 0, root, XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                       reinterpret_cast<const char*>(&message));
+    }
+
     void applyShapes()
     {
         if (!widget || !widget->windowHandle() || !widget->windowHandle()->isExposed())
@@ -229,6 +283,7 @@ private:
     bool compositing;
     bool shaped = false;
     xcb_window_t id;
+    xcb_window_t previous = XCB_WINDOW_NONE; // active before keyboard mode
     std::weak_ptr<std::set<xcb_window_t>> ownWindows;
 };
 

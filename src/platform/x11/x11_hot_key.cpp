@@ -44,7 +44,7 @@ X11HotKey::~X11HotKey()
     remove();
 }
 
-Result<void, HotKeyError> X11HotKey::registerShortcut(std::function<void()> onPress)
+Result<void, HotKeyError> X11HotKey::registerShortcut(std::function<void(std::uint32_t)> onPress)
 {
     remove();
     const HotKeyError failed{QStringLiteral("register Control–Option–D"), 0};
@@ -132,7 +132,7 @@ bool X11HotKey::nativeEventFilter(const QByteArray& eventType, void* message, qi
         || (key->state & allModifiers & ~lockMasks) != shortcutModifiers)
         return false;
     if (type == XCB_KEY_PRESS)
-        handler();
+        handler(key->time);
     return true;
 }
 

@@ -22,7 +22,7 @@ public:
     X11HotKey(const X11HotKey&) = delete;
     X11HotKey& operator=(const X11HotKey&) = delete;
 
-    Result<void, HotKeyError> registerShortcut(std::function<void()> handler) override;
+    Result<void, HotKeyError> registerShortcut(std::function<void(std::uint32_t eventTime)> handler) override;
     void remove() override;
 
 private:
@@ -35,7 +35,7 @@ private:
     xcb_keycode_t keycode = 0;
     uint16_t lockMasks = 0;             // Caps Lock | Num Lock
     std::vector<uint16_t> grabbed;      // modifier sets held
-    std::function<void()> handler;
+    std::function<void(std::uint32_t)> handler;
     bool filtering = false;
 };
 
