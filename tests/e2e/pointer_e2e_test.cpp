@@ -356,6 +356,31 @@ TEST_F(PointerE2e, APinnedFolderDraggedUpOutOfTheDockIsUnpinnedAndAnEscapedDragK
     EXPECT_EQ(wharf->state(), QProcess::Running);
 }
 
+TEST_F(PointerE2e, ARunningPinnedApplicationDraggedOutStaysAsARunningTile)
+{
+    const QString entry = QStringLiteral("/usr/share/applications/debian-xterm.desktop");
+    ASSERT_TRUE(QFileInfo::exists(entry)) << "xterm's desktop entry";
+    writeWharfSettings(session, {{QStringLiteral("Wharf.pinnedItems.v1"), pinList({{entry, QStringLiteral("application")}})},
+                                 {QStringLiteral("replaceSystemDock"), false}});
+    session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x10+100+100")});
+    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
+    start();
+    const auto item = [&] {
+        for (const QJsonValue& value : client.items()) {
+            if (value.toObject()[QStringLiteral("id")].toString() == entry)
+                return value.toObject();
+        }
+        return QJsonObject();
+    };
+    ASSERT_TRUE(E2eSession::waitFor([&] { return item()[QStringLiteral("pinned")].toBool() && !item()[QStringLiteral("pid")].isNull(); }));
+    ASSERT_TRUE(client.settledDock());
+    const QRectF tile = tileOf(client, entry);
+    drag(session, tile.center(), QPointF(tile.center().x(), tile.top() - 300));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return !item().isEmpty() && !item()[QStringLiteral("pinned")].toBool(); }))
+        << "unpinned, still in the dock while it runs";
+    EXPECT_FALSE(item()[QStringLiteral("pid")].isNull());
+}
+
 TEST_F(PointerE2e, FilesDroppedFromAnotherProgramMoveIntoAFolderOrCopyWithAlt)
 {
     startWithPins();
