@@ -16,7 +16,6 @@
 #include <QGuiApplication>
 #include <QMimeData>
 #include <QMouseEvent>
-#include <QPainter>
 
 #include <algorithm>
 
@@ -169,9 +168,9 @@ void DockView::beginDrag(int index, const QPointF& pressPoint)
     drag.setPixmap(item->icon.pixmap(QSize(int(side), int(side)), devicePixelRatioF()));
     drag.setHotSpot((pressPoint - frame.topLeft()).toPoint());
 
-    // Other programs may link or copy the file, never move it: the pin is what leaves, not the file.
-    // The dock never has the focus: without the keyboard, Escape could not give the drag up.
+    // The dock does not have the focus: without the keyboard, Escape could not give the drag up.
     grabKeyboard();
+    // Other programs may link or copy the file, never move it: the pin is what leaves, not the file.
     const Qt::DropAction result = runDrag ? runDrag(drag) : drag.exec(Qt::CopyAction | Qt::LinkAction, Qt::LinkAction);
     releaseKeyboard();
 
