@@ -12,8 +12,10 @@ session=(xvfb xauth openbox icewm xcompmgr xdotool x11-utils wmctrl x11-xserver-
          imagemagick dbus dbus-daemon libglib2.0-bin dconf-service dconf-gsettings-backend
          adwaita-icon-theme hicolor-icon-theme desktop-file-utils fonts-dejavu-core procps python3
          trayer appstream at-spi2-core python3-gi gir1.2-atspi-2.0)
+# Other window managers, which activation is checked against as well.
+window_managers=(mutter kwin-x11)
 
-want=("${build[@]}" "${session[@]}")
+want=("${build[@]}" "${session[@]}" "${window_managers[@]}")
 missing=()
 for p in "${want[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")

@@ -1,10 +1,13 @@
 #include "dock/dock_entry.h"
 
+#include "model/dock_artwork.h"
+
 namespace wharf {
 
 DockEntry DockEntry::fromItem(DockItem item)
 {
     DockEntry entry;
+    entry.artwork = DockArtwork::image(item.icon, item.id);
     entry.payload = std::move(item);
     return entry;
 }
@@ -16,7 +19,7 @@ DockEntry DockEntry::fromWindow(DockWindow window, QIcon appIcon)
     if (appIcon.isNull())
         appIcon = window.icon.isNull() ? QIcon::fromTheme(QStringLiteral("application-x-executable")) : window.icon;
     entry.payload = std::move(window);
-    entry.windowIcon = std::move(appIcon);
+    entry.artwork = DockArtwork::image(appIcon, entry.identifier());
     return entry;
 }
 
@@ -39,12 +42,7 @@ QString DockEntry::title() const
     return window()->title;
 }
 
-QIcon DockEntry::icon() const
-{
-    if (const auto* i = item())
-        return i->icon;
-    return windowIcon;
-}
+QIcon DockEntry::icon() const { return artwork; }
 
 const DockItem* DockEntry::item() const { return std::get_if<DockItem>(&payload); }
 

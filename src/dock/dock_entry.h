@@ -24,6 +24,7 @@ public:
     // The item's id, or "window-" + the window id; keys every per-entry table of the view.
     QString identifier() const;
     QString title() const;
+    // What the dock draws: the item's or program's icon on the common canvas (DockArtwork).
     QIcon icon() const;
 
     const DockItem* item() const;     // null for windows
@@ -34,7 +35,7 @@ public:
 private:
     DockEntry() = default;
     std::variant<DockItem, DockWindow> payload;
-    QIcon windowIcon;
+    QIcon artwork;
 };
 
 } // namespace wharf

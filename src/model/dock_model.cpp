@@ -158,6 +158,7 @@ DockItem DockModel::makeItem(const QString& path, DockItem::Kind kind, bool pinn
             item.badge = badgeLabel(
                 providers.badgeLabelProvider(*item.runningApplication->processIdentifier));
     }
+    item.icon = artwork.stableImage(item.icon, item.id);
     return item;
 }
 
@@ -210,7 +211,7 @@ DockItem DockModel::makeTrashItem()
     item.id = trashID;
     item.url = location;
     item.title = QStringLiteral("Trash");
-    item.icon = icon;
+    item.icon = artwork.stableImage(icon, trashID);
     item.kind = DockItem::Kind::trash;
     item.isPinned = true;
     item.detail = detail;
@@ -335,8 +336,12 @@ void DockModel::refresh()
 
     std::vector<ItemState> state;
     state.reserve(list.size());
-    for (const auto& item : list)
+    QSet<QString> shown;
+    for (const auto& item : list) {
         state.push_back(itemState(item));
+        shown.insert(item.id);
+    }
+    artwork.retain(shown);
     itemList = std::move(list);
     if (state == lastState)
         return;

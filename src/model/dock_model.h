@@ -1,5 +1,6 @@
 #pragma once
 
+#include "model/app_artwork.h"
 #include "model/dock_item.h"
 #include "platform/workspace.h"
 #include "trash/trash_state.h"
@@ -41,7 +42,8 @@ public:
         bool operator==(const Pin&) const = default;
     };
 
-    // The visible state of one item; icons compare by object identity (cache key).
+    // The visible state of one item; icons compare by object identity (cache key), which the
+    // artwork keeps while the pixels stay the same.
     struct ItemState {
         QString id;
         QString title;
@@ -164,6 +166,8 @@ public:
     QHash<QString, std::optional<QString>> bundleIDCache;
     QSet<QString> bundleIDsRead;
     QHash<QString, QString> titleCache;
+    // Every item's icon passes through it, so an icon changes only when its pixels do.
+    AppArtwork artwork;
 
 private:
     void loadPins();

@@ -15,7 +15,6 @@
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QLoggingCategory>
-#include <QMessageBox>
 #include <QScreen>
 
 #include <csignal>
@@ -25,20 +24,12 @@ Q_LOGGING_CATEGORY(lcLifecycle, "wharf.lifecycle", QtInfoMsg)
 
 namespace wharf {
 
-namespace {
-
-void warningAlert(const QString& text, const QString& informativeText)
-{
-    QMessageBox box(QMessageBox::Warning, QStringLiteral("Wharf"), text, QMessageBox::Ok);
-    box.setInformativeText(informativeText);
-    box.exec();
-}
-
-} // namespace
-
 AppDelegate::AppDelegate(Parts parts, QObject* parent)
     : QObject(parent),
-      presentAlert(warningAlert),
+      presentAlert([this](const QString& text, const QString& informativeText) {
+          if (alertPresenter)
+              alertPresenter({text, informativeText});
+      }),
       alertPresenter([this](const DockModel::Alert& alert) { return showAlert(alert); }),
       workspace(std::move(parts.workspace)),
       preferences(parts.preferences),
@@ -96,6 +87,8 @@ void AppDelegate::applicationWillTerminate()
     if (terminated)
         return;
     terminated = true;
+    if (settingsWindow)
+        settingsWindow->rememberPosition();
     unregisterHotKey();
     stopTrash();
     stopWindows();
@@ -158,6 +151,13 @@ int AppDelegate::run(QApplication& app, const std::function<Parts()>& makeParts)
     service.source.activate = [&delegate](const QString& id) { return delegate.activateEntry(id); };
     service.source.alert = [&delegate] { return delegate.alertSnapshot(); };
     service.source.answerAlert = [&delegate](const QString& button) { return delegate.answerAlert(button); };
+    service.source.menuItems = [&delegate](const QString& id) { return delegate.menuEntries(id); };
+    service.source.chooseMenuItem = [&delegate](const QString& id, const QString& title) {
+        return delegate.chooseMenuEntry(id, title);
+    };
+    service.source.drop = [&delegate](const QStringList& paths, const QString& id, bool copy) {
+        return delegate.dropFiles(paths, id, copy);
+    };
     service.source.windows = [&delegate](const QString& id) { return delegate.windowsOfItem(id); };
     service.source.minimize = [&delegate](const QString& id) { return delegate.minimizeEntry(id); };
     service.source.showMenu = [&delegate](const QString& id) { return delegate.showEntryMenu(id); };

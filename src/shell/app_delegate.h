@@ -27,6 +27,7 @@
 #include <QApplication>
 #include <QIcon>
 #include <QMenu>
+#include <QJsonArray>
 #include <QJsonObject>
 #include <QObject>
 #include <QPointer>
@@ -111,6 +112,8 @@ public:
     void showApplicationMenu();
     void showSettings();
     void openSystemDockSettings();
+    // "Add Applications or Folders…": pins every file or folder chosen in the "Add to Wharf" dialog.
+    void addItems();
     SettingsController* settings() const { return settingsWindow.get(); }
     static QIcon applicationIcon();
 
@@ -165,6 +168,11 @@ public:
     bool answerAlert(const QString& button);
     // The dock views' gestures, carried out by the model (app_delegate_interaction.cpp).
     DockViewActions interactionActions();
+    // For scripts: the entries of tile `id`'s context menu ("Options/Keep in Dock" for a submenu's
+    // entry, with its check mark), choosing one as a click would, and dropping files onto a tile.
+    QJsonArray menuEntries(const QString& id);
+    bool chooseMenuEntry(const QString& id, const QString& title);
+    bool dropFiles(const QStringList& paths, const QString& id, bool copyFiles);
 
     // The displays in dock order: the primary first, then the others in Qt's order.
     static std::vector<QScreen*> orderedScreens();

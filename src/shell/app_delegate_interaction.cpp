@@ -56,6 +56,67 @@ DockViewActions AppDelegate::interactionActions()
     return actions;
 }
 
+namespace {
+
+// Every entry of `menu`, submenus' entries as "Submenu/Entry".
+void collectEntries(const QMenu& menu, const QString& prefix, std::vector<std::pair<QString, QAction*>>& out)
+{
+    for (QAction* action : menu.actions()) {
+        if (action->isSeparator())
+            continue;
+        const QString title = prefix + action->text();
+        if (action->menu())
+            collectEntries(*action->menu(), title + QLatin1Char('/'), out);
+        else
+            out.emplace_back(title, action);
+    }
+}
+
+} // namespace
+
+QJsonArray AppDelegate::menuEntries(const QString& id)
+{
+    QMenu menu;
+    interactionActions().fillMenu(id, menu);
+    std::vector<std::pair<QString, QAction*>> entries;
+    collectEntries(menu, QString(), entries);
+    QJsonArray out;
+    for (const auto& [title, action] : entries)
+        out.append(QJsonObject{{QStringLiteral("title"), title}, {QStringLiteral("checked"), action->isChecked()}});
+    return out;
+}
+
+bool AppDelegate::chooseMenuEntry(const QString& id, const QString& title)
+{
+    auto menu = std::make_shared<QMenu>();
+    interactionActions().fillMenu(id, *menu);
+    std::vector<std::pair<QString, QAction*>> entries;
+    collectEntries(*menu, QString(), entries);
+    const auto chosen = std::find_if(entries.begin(), entries.end(), [&](const auto& entry) { return entry.first == title; });
+    if (chosen == entries.end())
+        return false;
+    // On the next turn, as after a click in the menu: an alert it shows must not hold up the caller.
+    QTimer::singleShot(0, this, [menu, action = QPointer<QAction>(chosen->second)] {
+        if (action)
+            action->trigger();
+    });
+    return true;
+}
+
+bool AppDelegate::dropFiles(const QStringList& paths, const QString& id, bool copyFiles)
+{
+    if (!dockModel->item(id))
+        return false;
+    QList<QUrl> urls;
+    for (const QString& path : paths)
+        urls << (path.startsWith(QLatin1Char('/')) ? QUrl::fromLocalFile(path) : QUrl(path));
+    QTimer::singleShot(0, this, [self = QPointer<AppDelegate>(this), urls, id, copyFiles] {
+        if (self)
+            self->interactionActions().open(urls, id, copyFiles);
+    });
+    return true;
+}
+
 int AppDelegate::showAlert(const DockModel::Alert& alert)
 {
     QMessageBox box(QMessageBox::Warning, QStringLiteral("Wharf"), alert.text, QMessageBox::NoButton);

@@ -3,6 +3,7 @@
 #include "shell/app_delegate.h"
 
 #include "settings/action_menu_item.h"
+#include "shell/add_items_dialog.h"
 #include "shell/key_equivalents.h"
 #include "shell/settings_controller.h"
 
@@ -38,6 +39,7 @@ QMenu* AppDelegate::makeMenu(QWidget* parent)
     header->setEnabled(false);
     add(tr("Settings…"), QStringLiteral("Ctrl+,"), [](AppDelegate& app) { app.showSettings(); });
     add(tr("Focus Wharf"), QStringLiteral("Ctrl+Alt+D"), [](AppDelegate& app) { app.focusDock(); });
+    add(tr("Add Applications or Folders…"), QString(), [](AppDelegate& app) { app.addItems(); });
     add(tr("Import Current System Dock"), QString(), [](AppDelegate& app) { app.model().restoreSystemPins(); });
     menu->addSeparator();
     add(tr("Show Applications"), QString(), [](AppDelegate& app) {
@@ -73,6 +75,17 @@ void AppDelegate::wireMenus()
     });
     // Without a tray now, Qt embeds the icon once one appears.
     statusItem->show();
+}
+
+void AppDelegate::addItems()
+{
+    AddItemsDialog dialog;
+    dialog.activateWindow();
+    if (dialog.exec() != QDialog::Accepted)
+        return;
+    // Each at the end of its section; what is already pinned stays where it is.
+    for (const QString& path : dialog.chosen())
+        dockModel->pin(QUrl::fromLocalFile(path));
 }
 
 void AppDelegate::showApplicationMenu()

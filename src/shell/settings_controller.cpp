@@ -17,6 +17,7 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QScreen>
+#include <QSettings>
 #include <QSignalBlocker>
 #include <QSlider>
 #include <QVBoxLayout>
@@ -201,13 +202,71 @@ void SettingsController::build()
     iconSlider->setFocus();
 }
 
+QPoint restoredWindowPosition(const std::optional<WindowPlacement>& saved, QSize frameSize,
+                              const std::vector<DisplayArea>& displays)
+{
+    if (displays.empty())
+        return saved ? saved->position : QPoint();
+    const DisplayArea* display = &displays.front();
+    if (saved) {
+        const auto found = std::find_if(displays.begin(), displays.end(),
+                                        [&](const DisplayArea& d) { return d.name == saved->display; });
+        if (found != displays.end()) {
+            // Pushed back inside along each axis; a window larger than the area keeps its top-left edge in.
+            const QRect area = found->available;
+            const int x = std::max(area.left(), std::min(saved->position.x(), area.right() + 1 - frameSize.width()));
+            const int y = std::max(area.top(), std::min(saved->position.y(), area.bottom() + 1 - frameSize.height()));
+            return {x, y};
+        }
+    }
+    const QRect area = display->available;
+    return {area.x() + std::max(0, (area.width() - frameSize.width()) / 2),
+            area.y() + std::max(0, (area.height() - frameSize.height()) / 2)};
+}
+
+SettingsController::~SettingsController() { rememberPosition(); }
+
+std::optional<WindowPlacement> SettingsController::savedPlacement() const
+{
+    const QSettings& store = context.preferences->defaults();
+    const QVariant position = store.value(positionKey);
+    const QVariant display = store.value(displayKey);
+    // A hand-edited value of another type reads as nothing saved.
+    if (position.typeId() != QMetaType::QPoint || display.typeId() != QMetaType::QString)
+        return std::nullopt;
+    return WindowPlacement{display.toString(), position.toPoint()};
+}
+
+void SettingsController::rememberPosition()
+{
+    if (isVisible())
+        storePosition();
+}
+
+void SettingsController::storePosition()
+{
+    const QScreen* display = screen();
+    QSettings& store = context.preferences->defaults();
+    // No onChange: where this window sits concerns no dock.
+    store.setValue(positionKey, frameGeometry().topLeft());
+    store.setValue(displayKey, display ? display->name() : QString());
+}
+
 void SettingsController::present()
 {
-    if (lastPosition) {
-        move(*lastPosition);
-    } else if (const QScreen* screen = QGuiApplication::primaryScreen()) {
+    if (!isVisible()) {
         adjustSize();
-        move(screen->availableGeometry().center() - rect().center());
+        std::vector<DisplayArea> displays;
+        const QScreen* primary = QGuiApplication::primaryScreen();
+        if (primary)
+            displays.push_back({primary->name(), primary->availableGeometry()});
+        for (const QScreen* screen : QGuiApplication::screens()) {
+            if (screen != primary)
+                displays.push_back({screen->name(), screen->availableGeometry()});
+        }
+        // Before the first show the frame's size is unknown; the window's own size stands in.
+        const QSize frame = frameGeometry().size().expandedTo(size());
+        move(restoredWindowPosition(savedPlacement(), frame, displays));
     }
     presenting = true;
     show();
@@ -321,8 +380,9 @@ void SettingsController::paintEvent(QPaintEvent* event)
 
 void SettingsController::hideEvent(QHideEvent* event)
 {
+    // A close, not a minimize.
     if (!event->spontaneous())
-        lastPosition = pos();
+        storePosition();
     QWidget::hideEvent(event);
 }
 

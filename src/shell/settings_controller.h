@@ -2,11 +2,14 @@
 
 #include <QPoint>
 #include <QPointer>
+#include <QRect>
+#include <QSize>
 #include <QString>
 #include <QWidget>
 
 #include <functional>
 #include <optional>
+#include <vector>
 
 class QCheckBox;
 class QLabel;
@@ -37,6 +40,24 @@ struct DockSizing {
 // around the stored fraction.
 WidthSliderRange widthSliderRange(const std::optional<DockSizing>& dock, double storedFraction);
 
+// A display a window can be placed on: its name and usable area, in global coordinates.
+struct DisplayArea {
+    QString name;
+    QRect available;
+};
+
+// Where the settings window was left: the top-left of its frame and the display it was on.
+struct WindowPlacement {
+    QString display;
+    QPoint position;
+};
+
+// Where the settings window opens: where it was left, moved the least needed to lie inside that
+// display's usable area; centred on the primary display (the first of `displays`) when nothing was
+// saved or that display is gone.
+QPoint restoredWindowPosition(const std::optional<WindowPlacement>& saved, QSize frameSize,
+                              const std::vector<DisplayArea>& displays);
+
 // The settings window. Every control writes its setting at once and announces it, so the docks
 // follow while the user drags or clicks. Closing only hides it.
 class SettingsController : public QWidget {
@@ -52,7 +73,12 @@ public:
         std::function<void()> openSystemDockSettings;
     };
 
+    // Where the window was left, kept with the other settings across runs.
+    static inline const QString positionKey = QStringLiteral("settingsWindowPosition");
+    static inline const QString displayKey = QStringLiteral("settingsWindowDisplay");
+
     explicit SettingsController(Context context, QWidget* parent = nullptr);
+    ~SettingsController() override;
 
     // Shows the window where the user left it (centred the first time), in front, with the focus.
     void present();
@@ -61,6 +87,10 @@ public:
     void refresh();
     void updateSizingControls();
     void updateLabels();
+    // Stores where the window is, when it is shown (on quit, and whenever it is closed).
+    void rememberPosition();
+    // What is stored; none when nothing (or something unreadable) is.
+    std::optional<WindowPlacement> savedPlacement() const;
 
     // Presents a failure inside the window without blocking the caller.
     std::function<void(const QString& text, const QString& informativeText)> presentError;
@@ -91,10 +121,10 @@ protected:
 
 private:
     void writeBool(const QString& key, bool on);
+    void storePosition();
 
     Context context;
     QWidget* content = nullptr;
-    std::optional<QPoint> lastPosition;
     bool presenting = false;
 };
 

@@ -196,6 +196,22 @@ bool WharfDBusService::AnswerAlert(const QString& button)
     return source.answerAlert && source.answerAlert(button);
 }
 
+QString WharfDBusService::MenuItems(const QString& id) const
+{
+    const QJsonArray entries = source.menuItems ? source.menuItems(id) : QJsonArray();
+    return QString::fromUtf8(QJsonDocument(entries).toJson(QJsonDocument::Compact));
+}
+
+bool WharfDBusService::ChooseMenuItem(const QString& id, const QString& title)
+{
+    return source.chooseMenuItem && source.chooseMenuItem(id, title);
+}
+
+bool WharfDBusService::Drop(const QStringList& paths, const QString& id, bool copy)
+{
+    return source.drop && source.drop(paths, id, copy);
+}
+
 void WharfDBusService::Quit()
 {
     // Let the reply go out before the event loop ends.

@@ -67,6 +67,10 @@ public:
         // The alert on screen and a click on one of its buttons.
         std::function<QJsonObject()> alert;
         std::function<bool(const QString& button)> answerAlert;
+        // A tile's context menu: its entries, and one chosen; files dropped onto a tile.
+        std::function<QJsonArray(const QString& id)> menuItems;
+        std::function<bool(const QString& id, const QString& title)> chooseMenuItem;
+        std::function<bool(const QStringList& paths, const QString& id, bool copy)> drop;
     };
 
     explicit WharfDBusService(QObject* parent = nullptr) : QObject(parent) {}
@@ -114,6 +118,15 @@ public Q_SLOTS:
     Q_SCRIPTABLE QString Alert() const;
     // Clicks the button titled `button` of the alert on screen; false when there is none.
     Q_SCRIPTABLE bool AnswerAlert(const QString& button);
+    // The entries of tile `id`'s context menu as a JSON array of {title, checked}; a submenu's
+    // entries are titled "Submenu/Entry".
+    Q_SCRIPTABLE QString MenuItems(const QString& id) const;
+    // Chooses the entry `title` (as MenuItems names it) of tile `id`'s context menu; false when
+    // there is no such entry. The entry acts after the reply.
+    Q_SCRIPTABLE bool ChooseMenuItem(const QString& id, const QString& title);
+    // Does what dropping these files onto tile `id` does (moving, or with `copy` copying, into a
+    // folder; opening with an application; moving to the Trash); false when no item has that id.
+    Q_SCRIPTABLE bool Drop(const QStringList& paths, const QString& id, bool copy);
     // Quits through the normal shutdown, which gives the desktop's dock back.
     Q_SCRIPTABLE void Quit();
 

@@ -1,5 +1,6 @@
 #include "stacks/stack_artwork.h"
 
+#include "model/dock_artwork.h"
 #include "stacks/folder_access_store.h"
 #include "stacks/stack_contents.h"
 #include "stacks/stack_preferences.h"
@@ -15,6 +16,7 @@ namespace {
 
 constexpr int canvas = 512;
 constexpr int pileSize = 3;
+constexpr int documentSide = 350;
 
 QString keyOf(const QString& folder) { return QDir::cleanPath(folder); }
 
@@ -66,8 +68,13 @@ void StackArtwork::update(const QString& folder, const std::vector<StackEntry>& 
     std::optional<QIcon> artwork;
     if (settings.displayMode == StackDisplayMode::stack && shown > 0) {
         std::vector<QImage> pictures;
-        for (std::size_t i = 0; i < shown; ++i)
-            pictures.push_back(documentImage ? documentImage(entries[i]) : QImage());
+        for (std::size_t i = 0; i < shown; ++i) {
+            const QImage picture = documentImage ? documentImage(entries[i]) : QImage();
+            // Each document stands on the dock's common canvas, so padded icons pile up as large as tight ones.
+            const QIcon document = DockArtwork::image(
+                QIcon(QPixmap::fromImage(picture)), QStringLiteral("stack-document:%1:%2").arg(key).arg(i));
+            pictures.push_back(document.pixmap(QSize(documentSide, documentSide), 1.0).toImage());
+        }
         artwork = QIcon(QPixmap::fromImage(render(pictures)));
         ++renders;
     }
@@ -133,7 +140,7 @@ QImage StackArtwork::render(const std::vector<QImage>& documents)
     const struct {
         double x, y, degrees;
     } places[pileSize] = {{81, 28, 0}, {91, 56, 4}, {73, 84, -5}};
-    const double side = 350;
+    const double side = documentSide;
     for (int i = int(std::min<std::size_t>(documents.size(), pileSize)) - 1; i >= 0; --i) {
         const QImage& picture = documents[std::size_t(i)];
         if (picture.isNull())

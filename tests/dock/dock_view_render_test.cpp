@@ -110,6 +110,26 @@ TEST_F(DockViewRender, IconsRenderOncePerSizeStep)
         << "the second sweep reuses the first one's sizes";
 }
 
+// Desktop entries read afresh give new icon objects; only new pixels are drawn again.
+TEST_F(DockViewRender, ARecreatedIconIsDrawnAgainOnlyWhenItsPixelsChange)
+{
+    renderView(*h.view);
+    const int first = renders();
+    const auto reread = [&](const QColor& color) {
+        h.workspace.icons[red] = DockViewHarness::solidIcon(color);
+        h.workspace.notifications.notify(WorkspaceNotification::didChangeLocations);
+        h.view->reload();
+        return renderView(*h.view);
+    };
+    reread(Qt::red);
+    EXPECT_EQ(renders(), first) << "same pixels, same icon object";
+
+    const QImage image = reread(Qt::green);
+    EXPECT_EQ(renders(), first + 1);
+    const QRectF frame = h.view->tileFrames()[size_t(h.indexOf(red))];
+    EXPECT_EQ(image.pixelColor(frame.center().toPoint()), QColor(Qt::green));
+}
+
 TEST(DockViewRendererSteps, SizeStep)
 {
     struct Row {

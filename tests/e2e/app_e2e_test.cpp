@@ -1,5 +1,6 @@
 // The application around the dock on a real desktop: the first start's pins from GNOME's
-// favourites, the settings window driven from the keyboard, the tray menu and its D-Bus twin.
+// favourites, the settings window driven from the keyboard and reopened where it was left, the tray
+// menu and its D-Bus twin.
 #include "dock_e2e_client.h"
 
 #include <QDBusInterface>
@@ -172,6 +173,71 @@ TEST(App, SettingsWindowDrivesTheDockAndTheLoginItemFromTheKeyboard)
     const QString err = QString::fromUtf8(wharf->readAllStandardError());
     EXPECT_TRUE(err.contains(QStringLiteral("Couldn’t open Wharf at login"))) << err.toStdString();
     EXPECT_TRUE(err.contains(QStringLiteral("Wharf stopped."))) << err.toStdString();
+}
+
+// Where xdotool sees a window's top-left corner.
+QPoint windowPosition(E2eSession& session, const QString& window)
+{
+    const RunResult r = session.xdotool({QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), window});
+    QPoint position(-1, -1);
+    for (const QString& line : r.out.split(QLatin1Char('\n'))) {
+        if (line.startsWith(QStringLiteral("X=")))
+            position.setX(line.mid(2).toInt());
+        else if (line.startsWith(QStringLiteral("Y=")))
+            position.setY(line.mid(2).toInt());
+    }
+    return position;
+}
+
+TEST(App, SettingsWindowReopensWhereItWasLeftWhileThatDisplayExists)
+{
+    E2eOptions options;
+    options.twoMonitors = true;
+    E2eSession session(options);
+    WHARF_REQUIRE_SESSION(session);
+    // Opens the settings window in a fresh Wharf and returns where it appeared.
+    const auto openSettings = [&](QProcess*& wharf, int docks) {
+        wharf = session.startWharf();
+        EXPECT_NE(wharf, nullptr);
+        EXPECT_TRUE(wharf && DockClient(session).settledDock(docks));
+        callWharf(session, QStringLiteral("ShowSettings"));
+        const QString window = findWindow(session, settingsTitle);
+        EXPECT_FALSE(window.isEmpty()) << "no settings window";
+        return window;
+    };
+    const auto quit = [&](QProcess* wharf) {
+        callWharf(session, QStringLiteral("Quit"));
+        ASSERT_TRUE(wharf->waitForFinished(10000));
+    };
+
+    QProcess* wharf = nullptr;
+    QString window = openSettings(wharf, 4);
+    session.xdotool({QStringLiteral("windowmove"), QStringLiteral("--sync"), window, QStringLiteral("2300"),
+                     QStringLiteral("150")});
+    QPoint left;
+    ASSERT_TRUE(E2eSession::waitFor([&] {
+        left = windowPosition(session, window);
+        return left.x() > 1920;
+    })) << "the window did not move onto the right display";
+    quit(wharf); // with the window open
+    EXPECT_EQ(storedSetting(session, QStringLiteral("settingsWindowDisplay")).toString(), QStringLiteral("RIGHT"));
+
+    window = openSettings(wharf, 4);
+    QPoint reopened;
+    EXPECT_TRUE(E2eSession::waitFor([&] {
+        reopened = windowPosition(session, window);
+        return reopened == left;
+    })) << reopened.x() << "," << reopened.y() << " instead of " << left.x() << "," << left.y();
+    quit(wharf);
+
+    // The right display is gone: the window comes back on the left, primary one.
+    ASSERT_EQ(session.run(QStringLiteral("xrandr"), {QStringLiteral("--delmonitor"), QStringLiteral("RIGHT")}).exitCode, 0);
+    window = openSettings(wharf, 2);
+    EXPECT_TRUE(E2eSession::waitFor([&] {
+        reopened = windowPosition(session, window);
+        return reopened.x() >= 0 && reopened.x() + 510 <= 1920;
+    })) << reopened.x() << "," << reopened.y();
+    quit(wharf);
 }
 
 // The pixels in `area` of a screenshot that differ from the tray's empty background.

@@ -91,9 +91,10 @@ QRectF tileOf(DockClient& client, const QString& id)
 }
 
 // Presses at `from`, moves in small steps to `to` and lets go there (modifier keys held throughout).
-// With `aim`, the pointer then follows what `aim` answers (a tile magnified under it) before letting go.
+// With `aim`, the pointer then follows where `aim` says the target now is (a tile the row has moved
+// under it) until `aim` answers that it is there.
 void drag(E2eSession& session, const QPointF& from, const QPointF& to, const QString& keys = {},
-          const std::function<QPointF()>& aim = {})
+          const std::function<std::optional<QPointF>()>& aim = {})
 {
     moveTo(session, from);
     session.xdotool({QStringLiteral("mousedown"), QStringLiteral("1")});
@@ -104,12 +105,17 @@ void drag(E2eSession& session, const QPointF& from, const QPointF& to, const QSt
     for (int i = 1; i <= steps; ++i)
         moveTo(session, from + (to - from) * (double(i) / steps));
     QPointF end = to;
-    for (int i = 0; aim && i < 3; ++i) {
-        QThread::msleep(300); // the row settles around the pointer
-        end = aim();
+    for (int i = 0; aim && i < 20; ++i) {
+        QThread::msleep(200); // the row settles around the pointer
+        const auto next = aim();
+        if (!next)
+            break;
+        end = *next;
         moveTo(session, end);
     }
     moveTo(session, end + QPointF(1, 0)); // one more motion at the target, for the drop site to answer
+    // A release before the drop site has answered the last position is no drop; give it time to.
+    QThread::msleep(300);
     session.xdotool({QStringLiteral("mouseup"), QStringLiteral("1")});
     if (!keys.isEmpty())
         session.xdotool({QStringLiteral("keyup"), keys});
@@ -120,7 +126,15 @@ void drag(E2eSession& session, const QPointF& from, const QPointF& to, const QSt
 void dragOntoTile(E2eSession& session, DockClient& client, const QPointF& from, const QString& id,
                   const QString& keys = {})
 {
-    drag(session, from, tileOf(client, id).center(), keys, [&] { return tileOf(client, id).center(); });
+    drag(session, from, tileOf(client, id).center(), keys, [&]() -> std::optional<QPointF> {
+        const auto docks = client.docks();
+        if (docks.empty())
+            return std::nullopt;
+        const int index = int(docks.front().ids.indexOf(id));
+        if (index >= 0 && docks.front().hoveredIndex == index)
+            return std::nullopt; // the tile under the pointer is the one
+        return tileOf(client, id).center();
+    });
 }
 
 QStringList itemIDs(DockClient& client)

@@ -304,12 +304,14 @@ TEST_F(DockModelTest, TrashFollowsStateAndAlwaysEmptySetting)
     providers.darkTrashProvider = [] { return false; };
     const auto model = makeModel();
     const auto trash = [&] { return model->items().back(); };
+    // The icon the Trash shows passes through the artwork, which remembers its source.
+    const auto shownSource = [&] { return model->artwork.entries.value(DockModel::trashID).source; };
 
     EXPECT_EQ(trash().id, "wharf.trash");
     EXPECT_EQ(trash().detail,
               "Always-empty appearance. Click to open Trash. Files remain in the Trash.");
     EXPECT_TRUE(model->lastKnownTrashFull());
-    EXPECT_EQ(trash().icon.cacheKey(), model->iconCache.value("TrashIcon-light").cacheKey());
+    EXPECT_EQ(shownSource(), model->iconCache.value("TrashIcon-light").cacheKey());
 
     alwaysEmpty = false;
     model->refresh();
@@ -319,7 +321,7 @@ TEST_F(DockModelTest, TrashFollowsStateAndAlwaysEmptySetting)
     state = TrashState::unknown;
     model->refresh();
     EXPECT_EQ(trash().detail, "Trash status is unavailable. Click to open Trash.");
-    EXPECT_EQ(trash().icon.cacheKey(), model->iconCache.value("FullTrashIcon-light").cacheKey());
+    EXPECT_EQ(shownSource(), model->iconCache.value("FullTrashIcon-light").cacheKey());
 
     state = TrashState::empty;
     model->refresh();

@@ -61,6 +61,34 @@ TEST(LoginItem, WritesAndRemovesTheAutostartEntry)
     EXPECT_TRUE(login.setEnabled(false).ok()) << "removing an absent entry is not an error";
 }
 
+TEST(SettingsWindowPlacement, StaysOnAnExistingDisplay)
+{
+    const std::vector<DisplayArea> displays = {{QStringLiteral("LEFT"), QRect(0, 0, 1920, 1050)},
+                                               {QStringLiteral("RIGHT"), QRect(1920, 0, 1280, 1024)}};
+    const QSize frame(510, 700);
+    struct Row {
+        const char* name;
+        std::optional<WindowPlacement> saved;
+        QPoint expected;
+    };
+    const Row rows[] = {
+        {"nothing saved: centred on the primary", std::nullopt, QPoint(705, 175)},
+        {"where it was left", WindowPlacement{QStringLiteral("RIGHT"), QPoint(2000, 100)}, QPoint(2000, 100)},
+        {"partly off its display's right and bottom edges", WindowPlacement{QStringLiteral("RIGHT"), QPoint(3000, 900)},
+         QPoint(2690, 324)},
+        {"above and left of its display", WindowPlacement{QStringLiteral("RIGHT"), QPoint(1800, -40)},
+         QPoint(1920, 0)},
+        {"its display is gone", WindowPlacement{QStringLiteral("HDMI-2"), QPoint(4000, 100)}, QPoint(705, 175)},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(restoredWindowPosition(row.saved, frame, displays), row.expected) << row.name;
+
+    // Taller than the display: its title bar stays reachable.
+    const QPoint tall = restoredWindowPosition(WindowPlacement{QStringLiteral("LEFT"), QPoint(10, 500)},
+                                               QSize(510, 1400), displays);
+    EXPECT_EQ(tall, QPoint(10, 0));
+}
+
 class SettingsControllerTest : public ::testing::Test {
 protected:
     QTemporaryDir dir;
@@ -132,6 +160,27 @@ TEST_F(SettingsControllerTest, AFailedLoginChangeRevertsTheBoxAndShowsTheError)
     EXPECT_TRUE(login.isEnabled());
     window->refresh();
     EXPECT_TRUE(window->loginButton->isChecked()) << "rebuilt from the real state";
+}
+
+TEST_F(SettingsControllerTest, RemembersWhereItWasClosedAndIgnoresAnUnreadablePosition)
+{
+    auto dock = std::make_unique<FakeNativeDock>();
+    dock->installed = false;
+    SystemDockIntegration integration(std::move(dock), dir.filePath(QStringLiteral("data")));
+    LoginItem login(dir.filePath(QStringLiteral("autostart")));
+    auto window = controller(integration, login);
+    window->present();
+    window->move(60, 0);
+    window->close();
+    ASSERT_TRUE(window->savedPlacement());
+    EXPECT_EQ(window->savedPlacement()->position, QPoint(60, 0));
+    EXPECT_EQ(changes, 0) << "the position is no dock setting";
+
+    // A hand-edited value of another type counts as none: the window opens centred.
+    preferences.defaults().setValue(SettingsController::positionKey, QStringLiteral("left"));
+    EXPECT_FALSE(window->savedPlacement());
+    window->present();
+    EXPECT_NE(window->pos(), QPoint(60, 0));
 }
 
 } // namespace

@@ -3,9 +3,13 @@
 
 #include "platform/x11/desktop_appearance_linux.h"
 
+#include "platform/x11/icon_theme_setup.h"
+
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QLoggingCategory>
+
+#include <cstring>
 
 namespace wharf {
 
@@ -38,6 +42,7 @@ struct DesktopAppearanceLinux::Gnome {
     std::unique_ptr<GSettings, GObjectDeleter> settings;
     bool hasColorScheme = false;
     bool hasAnimations = false;
+    bool hasIconTheme = false;
     gulong handler = 0;
 };
 
@@ -50,9 +55,14 @@ DesktopAppearanceLinux::DesktopAppearanceLinux() : gnome(std::make_unique<Gnome>
             gnome->settings.reset(g_settings_new(interfaceSchema));
             gnome->hasColorScheme = g_settings_schema_has_key(schema, "color-scheme");
             gnome->hasAnimations = g_settings_schema_has_key(schema, "enable-animations");
+            gnome->hasIconTheme = g_settings_schema_has_key(schema, "icon-theme");
             gnome->handler = g_signal_connect(gnome->settings.get(), "changed",
-                                              G_CALLBACK(+[](GSettings*, const char*, gpointer self) {
-                                                  static_cast<DesktopAppearanceLinux*>(self)->readGnome();
+                                              G_CALLBACK(+[](GSettings*, const char* key, gpointer self) {
+                                                  auto* appearance = static_cast<DesktopAppearanceLinux*>(self);
+                                                  if (key && std::strcmp(key, "icon-theme") == 0)
+                                                      appearance->iconThemeChanged();
+                                                  else
+                                                      appearance->readGnome();
                                               }),
                                               this);
         }
@@ -114,6 +124,16 @@ void DesktopAppearanceLinux::readGnome()
             gnomeReduce = !g_settings_get_boolean(gnome->settings.get(), "enable-animations");
     }
     update(portalDark.value_or(gnomeDark), gnomeReduce);
+}
+
+void DesktopAppearanceLinux::iconThemeChanged()
+{
+    if (!gnome->hasIconTheme)
+        return;
+    g_autofree gchar* name = g_settings_get_string(gnome->settings.get(), "icon-theme");
+    // Every icon is drawn anew: the dock's icons come from the theme.
+    if (name && followIconTheme(QString::fromUtf8(name)))
+        onChange.notify();
 }
 
 void DesktopAppearanceLinux::update(bool newDark, bool newReduce)

@@ -12,7 +12,7 @@ namespace wharf {
 
 // The colour scheme from the settings portal (org.freedesktop.appearance color-scheme),
 // else GNOME's `color-scheme` setting; reduce motion from GNOME's `enable-animations`.
-// Both follow live changes.
+// Both follow live changes, and so does GNOME's `icon-theme` (onChange once Qt's theme changed).
 class DesktopAppearanceLinux : public QObject, public DesktopAppearance {
     Q_OBJECT
 
@@ -34,6 +34,7 @@ private Q_SLOTS:
 private:
     struct Gnome;
     void readGnome();
+    void iconThemeChanged();
     void update(bool dark, bool reduce);
 
     std::unique_ptr<Gnome> gnome;

@@ -10,9 +10,14 @@
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
+#include <QDir>
 #include <QFileInfo>
+#include <QSaveFile>
+#include <QStandardPaths>
 #include <QLoggingCategory>
 #include <QUrl>
+
+#include <algorithm>
 
 namespace wharf {
 
@@ -140,9 +145,67 @@ Status DesktopFileActions::transferFile(const QString& source, const QString& de
     return removeTree(from.get());
 }
 
-Result<QString> DesktopFileActions::writeDesktopEntry(const RunningApplication& app)
+QString DesktopFileActions::execArgument(const QString& argument)
 {
-    return Error{QStringLiteral("%1 has no desktop entry.").arg(app.localizedName)};
+    // The Exec key's own escapes come on top of the quoting: "%" doubles, "\\" doubles again.
+    static const QString reserved = QStringLiteral(" \t\n\"'\\><~|&;$*?#()`");
+    QString text = argument;
+    text.replace(QLatin1Char('%'), QStringLiteral("%%"));
+    const bool quote = text.isEmpty() || std::any_of(text.begin(), text.end(), [](QChar c) { return reserved.contains(c); });
+    if (quote) {
+        QString quoted;
+        for (const QChar c : text) {
+            if (c == QLatin1Char('"') || c == QLatin1Char('`') || c == QLatin1Char('$') || c == QLatin1Char('\\'))
+                quoted += QLatin1Char('\\');
+            quoted += c;
+        }
+        text = QLatin1Char('"') + quoted + QLatin1Char('"');
+    }
+    text.replace(QLatin1Char('\\'), QStringLiteral("\\\\"));
+    text.replace(QLatin1Char('\n'), QStringLiteral("\\n"));
+    text.replace(QLatin1Char('\t'), QStringLiteral("\\t"));
+    return text;
+}
+
+Result<QString> DesktopFileActions::writeDesktopEntry(const Program& program)
+{
+    if (program.commandLine.isEmpty())
+        return Error{QStringLiteral("Its command line cannot be read.")};
+    QString name = program.windowClass.isEmpty() ? QFileInfo(program.commandLine.front()).fileName() : program.windowClass;
+    name = name.toLower();
+    for (QChar& c : name) {
+        if (!c.isLetterOrNumber() && c != QLatin1Char('-') && c != QLatin1Char('_') && c != QLatin1Char('.'))
+            c = QLatin1Char('-');
+    }
+    const QString base = QStringLiteral("wharf-") + name;
+    const QString dataHome = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+
+    QString iconLine;
+    if (!program.icon.isNull()) {
+        const QString iconPath = dataHome + QStringLiteral("/icons/") + base + QStringLiteral(".png");
+        QDir().mkpath(QFileInfo(iconPath).path());
+        if (program.icon.pixmap(QSize(128, 128)).save(iconPath, "PNG"))
+            iconLine = QStringLiteral("Icon=") + iconPath + QLatin1Char('\n');
+        else
+            qCWarning(lcFileActions, "Could not save the icon %s", qUtf8Printable(iconPath));
+    }
+    QStringList exec;
+    for (const QString& argument : program.commandLine)
+        exec << execArgument(argument);
+    const QString title = program.name.isEmpty() ? name : program.name;
+    QString contents = QStringLiteral("[Desktop Entry]\nType=Application\nName=%1\nExec=%2\n")
+                           .arg(QString(title).replace(QLatin1Char('\n'), QLatin1Char(' ')), exec.join(QLatin1Char(' ')));
+    contents += iconLine;
+    if (!program.windowClass.isEmpty())
+        contents += QStringLiteral("StartupWMClass=") + program.windowClass + QLatin1Char('\n');
+    contents += QStringLiteral("Terminal=false\n");
+
+    const QString path = dataHome + QStringLiteral("/applications/") + base + QStringLiteral(".desktop");
+    QDir().mkpath(QFileInfo(path).path());
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(contents.toUtf8()) < 0 || !file.commit())
+        return Error{QStringLiteral("%1 could not be written: %2").arg(path, file.errorString())};
+    return path;
 }
 
 } // namespace wharf

@@ -71,4 +71,18 @@ QString setUpIconTheme()
     return theme;
 }
 
+bool followIconTheme(const QString& gnomeTheme)
+{
+    if (gnomeTheme.isEmpty() || gnomeTheme == QIcon::themeName())
+        return false;
+    const QStringList installed = installedThemes();
+    if (!installed.contains(gnomeTheme))
+        return false;
+    const auto [theme, fallback] = chooseIconThemes({}, gnomeTheme, installed);
+    QIcon::setThemeName(theme);
+    QIcon::setFallbackThemeName(fallback);
+    qCInfo(iconThemeLog, "Icon theme %s, fallback %s", qPrintable(theme), qPrintable(fallback));
+    return true;
+}
+
 } // namespace wharf

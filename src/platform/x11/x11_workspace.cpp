@@ -3,6 +3,7 @@
 #include "platform/x11/desktop_file_actions.h"
 #include "platform/x11/gio_event_sources.h"
 #include "platform/x11/gio_file_info.h"
+#include "platform/x11/process_reader.h"
 #include "platform/x11/x11_icon_reader.h"
 #include "platform/x11/x11_launcher.h"
 #include "platform/x11/x11_window_actions.h"
@@ -269,7 +270,25 @@ void X11Workspace::beep()
 
 Result<QString> X11Workspace::writeDesktopEntry(const RunningApplication& app)
 {
-    return DesktopFileActions::writeDesktopEntry(app);
+    DesktopFileActions::Program program;
+    program.name = app.localizedName;
+    program.icon = app.icon;
+    for (const WindowFacts& facts : tracker_->facts(getpid())) {
+        if (facts.groupKey != app.key)
+            continue;
+        program.windowClass = !facts.wmClass.isEmpty() ? facts.wmClass : facts.wmInstance;
+        if (facts.pid)
+            program.commandLine = readProcessInfo(*facts.pid).commandLine;
+        if (!program.commandLine.isEmpty())
+            break;
+    }
+    if (program.commandLine.isEmpty() && app.processIdentifier)
+        program.commandLine = readProcessInfo(*app.processIdentifier).commandLine;
+    auto written = DesktopFileActions::writeDesktopEntry(program);
+    // Matched at once, so the running program and its new pin are one tile.
+    if (written)
+        reloadEntries();
+    return written;
 }
 
 // ---- files ----

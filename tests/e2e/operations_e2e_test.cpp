@@ -1,0 +1,430 @@
+// What the dock does to its items, against real programs and files: activation under openbox,
+// Mutter and KWin; the context menus, alerts and emptying the Trash; keeping a program without a
+// desktop entry; showing a file in the file manager; and files dropped onto tiles.
+#include "dock_e2e_client.h"
+
+#include <QDBusInterface>
+#include <QDBusMessage>
+#include <QDBusReply>
+#include <QDBusVirtualObject>
+#include <QDir>
+#include <QColor>
+#include <QFile>
+#include <QImage>
+#include <QStandardPaths>
+#include <QUrl>
+
+#include <gtest/gtest.h>
+
+#include <optional>
+
+namespace wharf::e2e {
+namespace {
+
+class OperationsClient {
+public:
+    explicit OperationsClient(E2eSession& session)
+        : wharf(QStringLiteral("com.tamberly.Wharf"), QStringLiteral("/com/tamberly/Wharf"),
+                QStringLiteral("com.tamberly.Wharf"), session.bus()),
+          dock(session)
+    {
+    }
+
+    bool call(const QString& method, const QVariantList& args)
+    {
+        const QDBusReply<bool> reply = wharf.callWithArgumentList(QDBus::Block, method, args);
+        return reply.isValid() && reply.value();
+    }
+    bool activate(const QString& id) { return call(QStringLiteral("Activate"), {id}); }
+    bool choose(const QString& id, const QString& title) { return call(QStringLiteral("ChooseMenuItem"), {id, title}); }
+    bool drop(const QStringList& paths, const QString& id, bool copy = false)
+    {
+        return call(QStringLiteral("Drop"), {paths, id, copy});
+    }
+
+    QJsonObject json(const QString& method, const QVariantList& args = {})
+    {
+        const QDBusReply<QString> reply = wharf.callWithArgumentList(QDBus::Block, method, args);
+        return QJsonDocument::fromJson(reply.value().toUtf8()).object();
+    }
+    QJsonObject alert() { return json(QStringLiteral("Alert")); }
+    QJsonObject alertWhenShown()
+    {
+        QJsonObject shown;
+        E2eSession::waitFor([&] { return (shown = alert())[QStringLiteral("open")].toBool(); });
+        return shown;
+    }
+    QStringList menu(const QString& id)
+    {
+        const QDBusReply<QString> reply = wharf.call(QStringLiteral("MenuItems"), id);
+        QStringList titles;
+        for (const QJsonValue& entry : QJsonDocument::fromJson(reply.value().toUtf8()).array())
+            titles << entry[QStringLiteral("title")].toString()
+                    + (entry[QStringLiteral("checked")].toBool() ? QStringLiteral(" ✓") : QString());
+        return titles;
+    }
+
+    // The item with this id, or the first whose `field` is `value`.
+    std::optional<QJsonObject> item(const QString& field, const QJsonValue& value)
+    {
+        for (const QJsonValue& entry : dock.items()) {
+            if (entry[field] == value)
+                return entry.toObject();
+        }
+        return std::nullopt;
+    }
+
+    QDBusInterface wharf;
+    DockClient dock;
+};
+
+quint32 activeWindow(E2eSession& session)
+{
+    const QString out = session.xprop({QStringLiteral("-root"), QStringLiteral("_NET_ACTIVE_WINDOW")});
+    bool ok = false;
+    const quint32 id = out.section(QLatin1Char('#'), 1).trimmed().section(QLatin1Char(','), 0, 0).toUInt(&ok, 16);
+    return ok ? id : 0;
+}
+
+bool isIconic(E2eSession& session, quint32 window)
+{
+    return session.xprop({QStringLiteral("-id"), QString::number(window), QStringLiteral("WM_STATE")})
+        .contains(QStringLiteral("Iconic"));
+}
+
+qint64 windowPid(E2eSession& session, quint32 window)
+{
+    return session.xprop({QStringLiteral("-id"), QString::number(window), QStringLiteral("_NET_WM_PID")})
+        .section(QLatin1Char('='), 1)
+        .trimmed()
+        .toLongLong();
+}
+
+QByteArray readFile(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void writeFile(const QString& path, const QByteArray& contents = "x")
+{
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly)) << path.toStdString();
+    file.write(contents);
+}
+
+void pin(E2eSession& session, const QJsonArray& pins)
+{
+    writeWharfSettings(session, {{QStringLiteral("Wharf.pinnedItems.v1"), QJsonDocument(pins).toJson(QJsonDocument::Compact)}});
+}
+
+QJsonObject pinOf(const QString& path, const QString& kind)
+{
+    return {{QStringLiteral("path"), path}, {QStringLiteral("kind"), kind}};
+}
+
+// A window manager other than the session's openbox, started in its place.
+struct WindowManager {
+    const char* name;
+    const char* program;
+    QStringList args;
+};
+
+void PrintTo(const WindowManager& wm, std::ostream* os) { *os << wm.name; }
+
+class Activation : public testing::TestWithParam<WindowManager> {};
+
+TEST_P(Activation, AClickBringsARunningProgramBackAndStartsAPinnedOne)
+{
+    const WindowManager& wm = GetParam();
+    const bool openbox = QLatin1String(wm.program) == QLatin1String("openbox");
+    if (!openbox && QStandardPaths::findExecutable(QLatin1String(wm.program)).isEmpty())
+        GTEST_SKIP() << wm.program << " is not installed (scripts/install-deps.sh installs it)";
+    E2eOptions options;
+    options.windowManager = openbox;
+    options.compositor = openbox;
+    E2eSession session(options);
+    WHARF_REQUIRE_SESSION(session);
+    if (!openbox) {
+        session.setEnv(QStringLiteral("KWIN_COMPOSE"), QStringLiteral("N"));
+        session.setEnv(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+        QProcess* manager = session.start(QLatin1String(wm.program), wm.args);
+        session.unsetEnv(QStringLiteral("QT_QPA_PLATFORM"));
+        const bool up = E2eSession::waitFor(
+            [&] {
+                return manager->state() == QProcess::Running
+                    && session.xprop({QStringLiteral("-root"), QStringLiteral("_NET_SUPPORTING_WM_CHECK")})
+                           .contains(QStringLiteral("window id"));
+            },
+            30000, 100);
+        if (!up)
+            GTEST_SKIP() << wm.program << " cannot start here: "
+                         << QString::fromLocal8Bit(manager->readAllStandardError()).right(600).toStdString();
+    }
+
+    const QString entry = session.writeDesktopEntry(
+        QStringLiteral("testterm.desktop"),
+        QStringLiteral("[Desktop Entry]\nType=Application\nName=Test Terminal\nExec=xterm -class TestTerm -geometry "
+                       "40x10+300+300\nStartupWMClass=TestTerm\nStartupNotify=true\nIcon=utilities-terminal\n"));
+    pin(session, {pinOf(entry, QStringLiteral("application"))});
+    session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x10+100+100")});
+    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
+    const quint32 xterm = session.clientWindows(QStringLiteral("xterm")).front();
+    ASSERT_NE(session.startWharf(), nullptr);
+    OperationsClient client(session);
+    ASSERT_TRUE(client.dock.settledDock());
+
+    std::optional<QJsonObject> running;
+    ASSERT_TRUE(E2eSession::waitFor([&] {
+        return (running = client.item(QStringLiteral("pid"), windowPid(session, xterm))).has_value();
+    }));
+    const QString xtermID = (*running)[QStringLiteral("id")].toString();
+
+    // Minimized: the item is hidden; a click restores the window and gives it the focus.
+    session.xdotool({QStringLiteral("windowminimize"), QString::number(xterm)});
+    ASSERT_TRUE(E2eSession::waitFor([&] {
+        const auto item = client.item(QStringLiteral("id"), xtermID);
+        return isIconic(session, xterm) && item && (*item)[QStringLiteral("hidden")].toBool();
+    }));
+    EXPECT_TRUE(client.activate(xtermID));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterm && !isIconic(session, xterm); }))
+        << "active " << activeWindow(session) << " want " << xterm;
+    EXPECT_TRUE(E2eSession::waitFor([&] {
+        const auto item = client.item(QStringLiteral("id"), xtermID);
+        return item && (*item)[QStringLiteral("active")].toBool() && !(*item)[QStringLiteral("hidden")].toBool();
+    }));
+
+    // The pinned entry is not running: a click starts it, its tile gets its process, and its
+    // window gets the focus.
+    const QString entryID = QFileInfo(entry).canonicalFilePath();
+    const auto pinned = client.item(QStringLiteral("id"), entryID);
+    ASSERT_TRUE(pinned);
+    EXPECT_TRUE((*pinned)[QStringLiteral("pid")].isNull());
+    EXPECT_TRUE(client.activate(entryID));
+    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("TestTerm"), 15000));
+    const quint32 launched = session.clientWindows(QStringLiteral("TestTerm")).front();
+    EXPECT_TRUE(E2eSession::waitFor([&] {
+        const auto item = client.item(QStringLiteral("id"), entryID);
+        return item && (*item)[QStringLiteral("pid")].toInteger() == windowPid(session, launched);
+    })) << QJsonDocument(client.dock.items()).toJson().toStdString();
+    EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == launched; }));
+    // Clicking the xterm again takes the focus back from the new window.
+    EXPECT_TRUE(client.activate(xtermID));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterm; }));
+    // The running xterm and the started TestTerm (an xterm too); the click started no other.
+    EXPECT_EQ(session.clientWindows(QStringLiteral("xterm")).size(), 2u);
+    EXPECT_FALSE(client.activate(QStringLiteral("/no/such/item")));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    WindowManagers, Activation,
+    testing::Values(WindowManager{"openbox", "openbox", {}},
+                    WindowManager{"mutter", "mutter", {QStringLiteral("--x11"), QStringLiteral("--replace")}},
+                    WindowManager{"kwin", "kwin_x11", {QStringLiteral("--replace")}}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+// Records the file manager's ShowItems calls.
+class FileManagerDouble : public QDBusVirtualObject {
+public:
+    QStringList shown;
+
+    QString introspect(const QString&) const override { return {}; }
+    bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override
+    {
+        if (message.member() != QLatin1String("ShowItems"))
+            return false;
+        shown << message.arguments().value(0).toStringList();
+        connection.send(message.createReply());
+        return true;
+    }
+};
+
+TEST(Operations, MenusAlertsAndTheTrash)
+{
+    E2eSession session;
+    WHARF_REQUIRE_SESSION(session);
+    const QString folder = session.home() + QStringLiteral("/Projects");
+    const QString note = session.home() + QStringLiteral("/note.txt");
+    writeFile(folder + QStringLiteral("/a.txt"));
+    writeFile(note);
+    pin(session, {pinOf(folder, QStringLiteral("folder")), pinOf(note, QStringLiteral("file"))});
+    const QString trash = session.dataHome() + QStringLiteral("/Trash");
+    writeFile(trash + QStringLiteral("/files/old.txt"));
+    writeFile(trash + QStringLiteral("/info/old.txt.trashinfo"), "[Trash Info]\nPath=/tmp/old.txt\nDeletionDate=2024-01-01T00:00:00\n");
+    // A program without a desktop entry, with a window icon of its own.
+    QProcess* band = session.start(QStringLiteral(BAND_CLIENT), {QStringLiteral("200"), QStringLiteral("200"),
+                                                                 QStringLiteral("150"), QStringLiteral("100"),
+                                                                 QStringLiteral("--red-icon")});
+    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("BandClient")));
+    const quint32 loose = session.clientWindows(QStringLiteral("BandClient")).front();
+    const QByteArray looseCommand = readFile(QStringLiteral("/proc/%1/cmdline").arg(windowPid(session, loose)));
+    QProcess* wharf = session.startWharf();
+    ASSERT_NE(wharf, nullptr);
+    OperationsClient client(session);
+    ASSERT_TRUE(client.dock.settledDock());
+
+    const QString folderID = QFileInfo(folder).canonicalFilePath();
+    const QString noteID = QFileInfo(note).canonicalFilePath();
+    EXPECT_EQ(client.menu(folderID), QStringList({"Open in Files", "Remove from Dock", "Show in Files"}));
+    EXPECT_EQ(client.menu(QStringLiteral("wharf.trash")), QStringList({"Open Trash", "Empty Trash…"}));
+
+    // "Empty Trash…" asks first; Return chooses "Cancel" and nothing is erased.
+    ASSERT_TRUE(client.choose(QStringLiteral("wharf.trash"), QStringLiteral("Empty Trash…")));
+    QJsonObject alert = client.alertWhenShown();
+    EXPECT_EQ(alert[QStringLiteral("text")].toString(), "Permanently erase the items in the Trash?");
+    EXPECT_EQ(alert[QStringLiteral("informativeText")].toString(),
+              "You can’t undo this action. Files will empty the Trash on connected volumes.");
+    EXPECT_EQ(alert[QStringLiteral("defaultButton")].toString(), "Cancel");
+    ASSERT_TRUE(E2eSession::waitFor([&] { return windowPid(session, activeWindow(session)) == wharf->processId(); }))
+        << "the alert has the keyboard";
+    session.xdotool({QStringLiteral("key"), QStringLiteral("Return")});
+    EXPECT_TRUE(E2eSession::waitFor([&] { return !client.alert()[QStringLiteral("open")].toBool(); }));
+    EXPECT_TRUE(QFileInfo::exists(trash + QStringLiteral("/files/old.txt")));
+    // Confirmed, every Trash is emptied and the tile shows it.
+    ASSERT_TRUE(client.choose(QStringLiteral("wharf.trash"), QStringLiteral("Empty Trash…")));
+    client.alertWhenShown();
+    EXPECT_TRUE(client.call(QStringLiteral("AnswerAlert"), {QStringLiteral("Empty Trash")}));
+    EXPECT_TRUE(E2eSession::waitFor([&] {
+        const auto item = client.item(QStringLiteral("id"), QStringLiteral("wharf.trash"));
+        return item && !(*item)[QStringLiteral("full")].toBool();
+    }));
+    EXPECT_FALSE(QFileInfo::exists(trash + QStringLiteral("/files/old.txt")));
+    EXPECT_FALSE(QFileInfo::exists(trash + QStringLiteral("/info/old.txt.trashinfo")));
+
+    // "Show in Files" asks the file manager over D-Bus to select the file.
+    FileManagerDouble fileManager;
+    QDBusConnection bus = session.bus();
+    ASSERT_TRUE(bus.registerVirtualObject(QStringLiteral("/org/freedesktop/FileManager1"), &fileManager));
+    ASSERT_TRUE(bus.registerService(QStringLiteral("org.freedesktop.FileManager1")));
+    ASSERT_TRUE(client.choose(noteID, QStringLiteral("Show in Files")));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return !fileManager.shown.isEmpty(); }));
+    EXPECT_EQ(fileManager.shown, QStringList{QUrl::fromLocalFile(noteID).toString()});
+    bus.unregisterService(QStringLiteral("org.freedesktop.FileManager1"));
+
+    // "Remove from Dock" unpins; a running program without an entry is kept through one written for it.
+    ASSERT_TRUE(client.choose(folderID, QStringLiteral("Remove from Dock")));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return !client.item(QStringLiteral("id"), folderID); }));
+    std::optional<QJsonObject> program;
+    ASSERT_TRUE(E2eSession::waitFor([&] {
+        return (program = client.item(QStringLiteral("pid"), windowPid(session, loose))).has_value();
+    }));
+    const QString programID = (*program)[QStringLiteral("id")].toString();
+    EXPECT_EQ(client.menu(programID), QStringList({"Options/Keep in Dock", "Options/Show in Files", "Hide", "Quit"}));
+    ASSERT_TRUE(client.choose(programID, QStringLiteral("Options/Keep in Dock")));
+    const QString written = session.dataHome() + QStringLiteral("/applications/wharf-bandclient.desktop");
+    std::optional<QJsonObject> kept;
+    ASSERT_TRUE(E2eSession::waitFor([&] {
+        kept = client.item(QStringLiteral("pid"), windowPid(session, loose));
+        return kept && (*kept)[QStringLiteral("pinned")].toBool();
+    })) << QJsonDocument(client.dock.items()).toJson().toStdString();
+    EXPECT_EQ((*kept)[QStringLiteral("id")].toString(), QFileInfo(written).canonicalFilePath());
+    const QByteArray entryText = readFile(written);
+    EXPECT_TRUE(entryText.contains("StartupWMClass=BandClient")) << entryText.toStdString();
+    const QString icon = QString::fromUtf8(entryText).section(QStringLiteral("Icon="), 1).section(QLatin1Char('\n'), 0, 0);
+    const QImage saved(icon);
+    ASSERT_FALSE(saved.isNull()) << "the window icon, saved: " << icon.toStdString();
+    EXPECT_EQ(saved.pixelColor(saved.width() / 2, saved.height() / 2), QColor(Qt::red));
+
+    // After a restart the pin starts the same command line.
+    EXPECT_TRUE(client.dock.quit());
+    EXPECT_EQ(E2eSession::stop(wharf, 10000), 0);
+    E2eSession::stop(band);
+    ASSERT_TRUE(E2eSession::waitFor([&] { return session.clientWindows(QStringLiteral("BandClient")).empty(); }));
+    ASSERT_NE(session.startWharf(), nullptr);
+    ASSERT_TRUE(client.dock.settledDock());
+    const QString keptID = QFileInfo(written).canonicalFilePath();
+    const auto restarted = client.item(QStringLiteral("id"), keptID);
+    ASSERT_TRUE(restarted);
+    EXPECT_TRUE((*restarted)[QStringLiteral("pinned")].toBool());
+    EXPECT_TRUE(client.activate(keptID));
+    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("BandClient"), 15000));
+    const qint64 again = windowPid(session, session.clientWindows(QStringLiteral("BandClient")).front());
+    EXPECT_EQ(readFile(QStringLiteral("/proc/%1/cmdline").arg(again)), looseCommand);
+    EXPECT_TRUE(E2eSession::waitFor([&] {
+        const auto item = client.item(QStringLiteral("id"), keptID);
+        return item && (*item)[QStringLiteral("pid")].toInteger() == again;
+    }));
+}
+
+TEST(Operations, FilesDroppedOntoTiles)
+{
+    E2eSession session;
+    WHARF_REQUIRE_SESSION(session);
+    const QString inbox = session.home() + QStringLiteral("/Inbox");
+    const QString locked = session.home() + QStringLiteral("/Locked");
+    const QString source = session.home() + QStringLiteral("/Desk");
+    const QString report = session.home() + QStringLiteral("/report.txt");
+    QDir().mkpath(inbox);
+    QDir().mkpath(locked);
+    writeFile(inbox + QStringLiteral("/kept.txt"));
+    writeFile(source + QStringLiteral("/a.txt"), "a");
+    writeFile(source + QStringLiteral("/sub/b.txt"), "b");
+    writeFile(report);
+    // Read-only, and (for root, whom permissions do not stop) already holding a "c.txt".
+    writeFile(locked + QStringLiteral("/c.txt"), "old");
+    QFile::setPermissions(locked, QFile::ReadOwner | QFile::ExeOwner);
+    // An application that writes down the files it is started with.
+    const QString received = session.root() + QStringLiteral("/received");
+    const QString recorder = session.writeScript(QStringLiteral("recorder"),
+                                                 QStringLiteral("#!/bin/sh\nprintf '%s\\n' \"$@\" > %1\n").arg(received));
+    const QString entry = session.writeDesktopEntry(
+        QStringLiteral("recorder.desktop"),
+        QStringLiteral("[Desktop Entry]\nType=Application\nName=Recorder\nExec=%1 %F\n").arg(recorder));
+    pin(session, {pinOf(entry, QStringLiteral("application")), pinOf(inbox, QStringLiteral("folder")),
+                  pinOf(locked, QStringLiteral("folder")), pinOf(report, QStringLiteral("file"))});
+    ASSERT_NE(session.startWharf(), nullptr);
+    OperationsClient client(session);
+    ASSERT_TRUE(client.dock.settledDock());
+    const QString inboxID = QFileInfo(inbox).canonicalFilePath();
+
+    // Onto an application: it is started with the files.
+    EXPECT_TRUE(client.drop({report, source + QStringLiteral("/a.txt")}, QFileInfo(entry).canonicalFilePath()));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return QFileInfo::exists(received); }));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return readFile(received) == (report + "\n" + source + "/a.txt\n").toUtf8(); }))
+        << readFile(received).toStdString();
+
+    // Onto a folder: copied with its contents, or moved; a file already there is left alone.
+    EXPECT_TRUE(client.drop({source + QStringLiteral("/sub")}, inboxID, true));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return readFile(inbox + QStringLiteral("/sub/b.txt")) == "b"; }));
+    EXPECT_TRUE(QFileInfo::exists(source + QStringLiteral("/sub/b.txt")));
+    EXPECT_TRUE(client.drop({source + QStringLiteral("/a.txt"), inbox + QStringLiteral("/kept.txt")}, inboxID));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return readFile(inbox + QStringLiteral("/a.txt")) == "a"; }));
+    EXPECT_FALSE(QFileInfo::exists(source + QStringLiteral("/a.txt")));
+    EXPECT_TRUE(QFileInfo::exists(inbox + QStringLiteral("/kept.txt")));
+    EXPECT_FALSE(client.alert()[QStringLiteral("open")].toBool()) << "a file dropped onto its own folder is skipped";
+
+    // A folder that cannot take them leaves the sources where they were; a vanished file says so.
+    writeFile(source + QStringLiteral("/c.txt"), "new");
+    EXPECT_TRUE(client.drop({source + QStringLiteral("/c.txt"), source + QStringLiteral("/gone.txt")},
+                            QFileInfo(locked).canonicalFilePath()));
+    const QJsonObject alert = client.alertWhenShown();
+    EXPECT_EQ(alert[QStringLiteral("text")].toString(), "Some items couldn’t be moved");
+    const QStringList lines = alert[QStringLiteral("informativeText")].toString().split(QStringLiteral("\n\n"));
+    ASSERT_EQ(lines.size(), 2) << alert[QStringLiteral("informativeText")].toString().toStdString();
+    EXPECT_TRUE(lines[0].startsWith(QStringLiteral("c.txt: "))) << lines[0].toStdString();
+    EXPECT_EQ(lines[1], "gone.txt: The file no longer exists.");
+    EXPECT_EQ(readFile(source + QStringLiteral("/c.txt")), "new");
+    EXPECT_EQ(readFile(locked + QStringLiteral("/c.txt")), "old");
+    EXPECT_TRUE(client.call(QStringLiteral("AnswerAlert"), {QStringLiteral("OK")}));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return !client.alert()[QStringLiteral("open")].toBool(); }));
+
+    // Onto the Trash: 5,000 files leave while the dock keeps answering.
+    QStringList many;
+    for (int i = 0; i < 5000; ++i) {
+        many << source + QStringLiteral("/many/%1.txt").arg(i);
+        writeFile(many.back());
+    }
+    EXPECT_TRUE(client.drop(many, QStringLiteral("wharf.trash")));
+    EXPECT_FALSE(client.dock.items().isEmpty()) << "the dock answers while the files move";
+    EXPECT_TRUE(E2eSession::waitFor([&] { return QDir(source + QStringLiteral("/many")).isEmpty(); }, 120000, 200));
+    EXPECT_TRUE(E2eSession::waitFor([&] {
+        const auto item = client.item(QStringLiteral("id"), QStringLiteral("wharf.trash"));
+        return item && (*item)[QStringLiteral("full")].toBool();
+    }));
+    EXPECT_TRUE(QFileInfo::exists(session.dataHome() + QStringLiteral("/Trash/files/4999.txt")));
+    EXPECT_FALSE(client.alert()[QStringLiteral("open")].toBool());
+}
+
+} // namespace
+} // namespace wharf::e2e
