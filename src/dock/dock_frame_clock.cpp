@@ -21,4 +21,10 @@ int DockFrameClock::nextInterval(double now)
     return std::max(1, int(std::lround((deadline - now) * 1000)));
 }
 
+int DockFrameClock::drewOnInput(double now)
+{
+    deadline = now + framePeriod;
+    return std::max(1, int(std::lround(1.25 * framePeriod * 1000)));
+}
+
 } // namespace wharf

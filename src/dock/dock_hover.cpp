@@ -12,6 +12,7 @@ constexpr double besideShelf = 20;
 constexpr double aboveIcons = 12;
 constexpr double emptyZoneHeight = 102;
 constexpr double hiddenLimit = 0.3;
+constexpr double edgeStrip = 4;
 
 } // namespace
 
@@ -37,6 +38,12 @@ bool DockHover::contains(const QPointF& pointer) const
 {
     return pointer.x() >= hoverShelf.left() - besideShelf && pointer.x() <= hoverShelf.right() + besideShelf &&
            pointer.y() >= 0 && pointer.y() < top;
+}
+
+bool DockHover::atEdge(const QPointF& pointer) const
+{
+    return pointer.x() >= hoverShelf.left() - besideShelf && pointer.x() <= hoverShelf.right() + besideShelf &&
+           pointer.y() >= 0 && pointer.y() < edgeStrip;
 }
 
 QRectF DockHover::clickFrame(const DockTile& tile)

@@ -21,6 +21,8 @@ public:
     // The whole zone: from the view's bottom edge up to a little above the tallest icon.
     QRectF zone() const;
     bool contains(const QPointF& pointer) const;
+    // The strip along the screen edge that reveals a hidden dock: the zone's width, 4 high.
+    bool atEdge(const QPointF& pointer) const;
     const QRectF& shelf() const { return hoverShelf; }
 
     // The part of the view that counts as `tile`.

@@ -1,5 +1,8 @@
 #include "dock/dock_panel.h"
 
+#include <QPaintEvent>
+#include <QPainter>
+
 namespace wharf {
 
 DockPanel::DockPanel(QWidget* parent) : QWidget(parent)
@@ -31,6 +34,24 @@ void DockPanel::windowFocusChanged(bool focused)
         activated = true;
     else if (activated)
         setKeyboardMode(false);
+}
+
+void DockPanel::setBackdrop(const QImage& image)
+{
+    if (image.isNull() && backdrop.isNull())
+        return;
+    backdrop = image;
+    update();
+}
+
+void DockPanel::paintEvent(QPaintEvent* event)
+{
+    if (backdrop.isNull())
+        return;
+    QPainter painter(this);
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
+    painter.setClipRegion(event->region());
+    painter.drawImage(QPoint(0, 0), backdrop);
 }
 
 } // namespace wharf

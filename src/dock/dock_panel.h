@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QImage>
 #include <QWidget>
 
 #include <cstdint>
@@ -22,6 +23,11 @@ public:
     void setKeyboardMode(bool on, std::uint32_t eventTime = 0);
     bool canBecomeKey() const { return keyboard; }
 
+    // What lies below the window, painted under the dock when no compositing manager blends it:
+    // anti-aliased edges then mix with the desktop instead of black. Null: nothing (translucent).
+    void setBackdrop(const QImage& image);
+    bool hasBackdrop() const { return !backdrop.isNull(); }
+
     // Told when keyboard mode changes, so the window system can let the focus in (and activate
     // the window) or give it back; answers whether the window holds the focus already.
     std::function<bool(bool on, std::uint32_t eventTime)> onKeyboardModeChanged;
@@ -33,9 +39,13 @@ public:
 Q_SIGNALS:
     void keyboardModeChanged(bool on);
 
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
 private:
     bool keyboard = false;
     bool activated = false; // the window has had the focus since keyboard mode began
+    QImage backdrop;
 };
 
 } // namespace wharf

@@ -1,7 +1,10 @@
 #include "dock/dock_view.h"
 
+#include "dock/dock_full_screen_state.h"
 #include "dock/dock_geometry.h"
+#include "dock/dock_panel.h"
 #include "dock/dock_layout.h"
+#include "dock/dock_panel.h"
 #include "dock/dock_tile.h"
 #include "dock/dock_view_accessible.h"
 #include "model/dock_model.h"
@@ -11,6 +14,7 @@
 #include <QAccessible>
 #include <QCursor>
 #include <QEnterEvent>
+#include <QLinearGradient>
 #include <QMouseEvent>
 #include <QPaintEvent>
 #include <QPainter>
@@ -62,6 +66,9 @@ DockView::DockView(DockViewContext ctx, bool isFullScreenOverlay, QWidget* paren
             timer->start(frameClock.nextInterval(now()));
     });
     lastTickTime = now();
+    autoHide.interacted(lastTickTime);
+    if (context.fullScreenState)
+        fullScreenSubscription = context.fullScreenState->onChange.add([this] { ensureTicking(); });
     reload();
 }
 
@@ -79,11 +86,14 @@ double DockView::now() const
 
 std::optional<QPointF> DockView::pointerInView() const
 {
+    // Motion events keep it current without a round trip to the server, in the window's own
+    // coordinates: a window manager that frames the dock can leave Qt's idea of where the window
+    // sits stale, which would misplace a pointer mapped from the screen.
+    if (!context.pointerLocation && pointerEvents)
+        return toLayoutPoint(lastEventPointer, height());
     std::optional<QPointF> global;
     if (context.pointerLocation)
         global = context.pointerLocation();
-    else if (pointerEvents)
-        global = lastEventPointer; // motion events keep it current; no round trip to the server
     else
         global = QCursor::pos();
     if (!global)
@@ -323,6 +333,16 @@ void DockView::ensureTicking()
     timer->start(frameClock.nextInterval(t));
 }
 
+void DockView::tickOnPointerMotion()
+{
+    const double t = now();
+    if (!ticking || !frameClock.frameDueOnInput(t, lastTickTime))
+        return;
+    tick();
+    if (ticking)
+        timer->start(frameClock.drewOnInput(t));
+}
+
 void DockView::stopTicking()
 {
     ticking = false;
@@ -337,7 +357,8 @@ void DockView::stopTickingWhenIdle(const std::optional<QPointF>& pointer)
     // nothing would notice it leave: outside the input region, or (without a compositor, where
     // the window is clipped to what is drawn) after a Leave over a transparent pixel. Anywhere
     // else, motion events or a reload wake the timer again.
-    if (pointer && hover.contains(*pointer)) {
+    // A hidden or inactive dock has nothing to follow there.
+    if (autoHide.active() && hiddenAmount() < 1 && pointer && hover.contains(*pointer)) {
         if (!pointerEvents || !inputArea.current().contains(toWidgetPoint(*pointer, height()).toPoint()))
             return;
     }
@@ -359,6 +380,7 @@ void DockView::tick()
     lastTickTime = t;
     const auto pointer = pointerInView();
 
+    followFullScreen();
     if (!autoHide.takesPart()) {
         animating = false;
         layoutDirty = false;
@@ -379,8 +401,17 @@ void DockView::tick()
     const bool wasAnimating = animating;
     hover.setRow(DockLayout::shelfFrame(frames.empty() ? resting : frames), frames);
 
-    const bool inside = pointer && hover.contains(*pointer);
-    const bool hiding = autoHide.advance(dt, inside);
+    // An inactive dock (the normal one on a full-screen display) feels no pointer.
+    const bool active = autoHide.active();
+    const bool inside = active && pointer && hover.contains(*pointer);
+    DockAutoHide::Step hideStep;
+    hideStep.now = t;
+    hideStep.dt = dt;
+    hideStep.hides = context.preferences && context.preferences->autoHide();
+    hideStep.inside = inside;
+    hideStep.edge = active && pointer && hover.atEdge(*pointer);
+    hideStep.keepShown = keepsShown();
+    const bool hiding = autoHide.advance(hideStep);
 
     const auto centre = magnificationCentre(inside ? pointer : std::nullopt, resting);
     targets = centre ? layoutFrames(centre, magnification(), baseSize, dockWidth) : resting;
@@ -404,7 +435,8 @@ void DockView::tick()
     hover.setRow(DockLayout::shelfFrame(frames.empty() ? resting : frames), frames);
     // The hovered tile stays while its menu is open; nothing is hovered while a tile is dragged.
     if (!isMenuTracking())
-        changed = hover.update(interaction.activeDragID.isEmpty() ? pointer : std::nullopt, tileList, hiddenAmount())
+        changed = hover.update(active && interaction.activeDragID.isEmpty() ? pointer : std::nullopt, tileList,
+                               hiddenAmount())
             || changed;
     updateInputRegion(pointer);
     hoverLabel.show(hoveredIndex(), tileList);
@@ -413,6 +445,35 @@ void DockView::tick()
         badges.redisplay(tileList);
     }
     stopTickingWhenIdle(pointer);
+}
+
+void DockView::followFullScreen()
+{
+    const QScreen* display = screen();
+    const bool inFullScreen = context.fullScreenState && display
+        && context.fullScreenState->contains(display->name());
+    if (!autoHide.setFullScreen(inFullScreen))
+        return;
+    layoutDirty = true;
+    animating = true;
+    if (overlay) {
+        hover.clear();
+        hoverLabel.show(std::nullopt, tileList);
+        if (!inFullScreen)
+            stacks.close();
+    }
+    updateInputRegion(std::nullopt); // an inactive dock takes no mouse from now on
+    if (onFullScreenChanged)
+        onFullScreenChanged(inFullScreen);
+}
+
+bool DockView::keepsShown() const
+{
+    const auto* panel = qobject_cast<const DockPanel*>(window());
+    return stacks.freezesRow() || !interaction.activeDragID.isEmpty() || isMenuTracking()
+        || (context.menuTracking && context.menuTracking()) || interaction.keyboardIndex.has_value()
+        || (panel && panel->keyboardMode())
+        || divider.resizing();
 }
 
 std::optional<double> DockView::magnificationCentre(const std::optional<QPointF>& pointerInZone,
@@ -460,8 +521,8 @@ bool DockView::placeTiles()
 void DockView::updateInputRegion(const std::optional<QPointF>& pointer)
 {
     QRegion region;
-    // The overlay dock only ever takes the mouse inside a full-screen space.
-    if (!overlay) {
+    // Only the dock that is active on its display takes the mouse.
+    if (autoHide.active()) {
         region = DockInputRegion::compute({&frames, &tileList, &hover, hiddenAmount(),
                                            hiddenAmount() * hideDistance(), double(height())});
     }
@@ -486,7 +547,9 @@ DockViewRenderer::Scene DockView::currentScene() const
     scene.dropIndex = interaction.dropIndex;
     scene.reordering = interaction.reorderSlot.has_value();
     scene.settled = !animating;
-    scene.clearedBackground = window()->testAttribute(Qt::WA_TranslucentBackground);
+    const auto* panel = qobject_cast<const DockPanel*>(window());
+    scene.clearedBackground =
+        window()->testAttribute(Qt::WA_TranslucentBackground) && !(panel && panel->hasBackdrop());
     scene.restingIconSize = DockLayout::metrics(targets.empty() ? frames : targets).iconSize;
     scene.accent = palette().color(QPalette::Highlight);
     scene.tiles.reserve(tileList.size());
@@ -516,9 +579,26 @@ void DockView::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
     drawing->paint(painter, currentScene());
+    if (opaqueEdge && hiddenAmount() > 0 && autoHide.active() && !frames.empty()) {
+        // Without a compositor the strip that brings the dock back cannot be clear: a lip, not black.
+        const QRectF shelf = hover.shelf();
+        const QRectF strip(shelf.left() - 20, height() - 4, shelf.width() + 40, 4);
+        QLinearGradient lip(strip.topLeft(), strip.bottomLeft());
+        lip.setColorAt(0, dark() ? QColor::fromRgbF(0.62, 0.62, 0.62) : QColor::fromRgbF(0.98, 0.98, 0.98));
+        lip.setColorAt(1, dark() ? QColor::fromRgbF(0.06, 0.06, 0.06) : QColor::fromRgbF(0.55, 0.55, 0.55));
+        painter.fillRect(strip, lip);
+    }
     ++framesRendered;
     if (onFrameRendered)
         onFrameRendered(framesRendered);
+}
+
+void DockView::setOpaqueEdge(bool opaque)
+{
+    if (opaque == opaqueEdge)
+        return;
+    opaqueEdge = opaque;
+    update();
 }
 
 void DockView::notifyAccessibility() { accessibility.announce(*this, tileList, context.accessibilityEvent); }
@@ -542,7 +622,7 @@ void DockView::resizeEvent(QResizeEvent* event)
 void DockView::enterEvent(QEnterEvent* event)
 {
     pointerEvents = true;
-    lastEventPointer = event->globalPosition();
+    lastEventPointer = event->position();
     ensureTicking();
     QWidget::enterEvent(event);
 }

@@ -13,6 +13,7 @@
 #include "dock/dock_stack_presenter.h"
 #include "dock/dock_view_accessible.h"
 #include "dock/dock_view_renderer.h"
+#include "platform/callback_list.h"
 #include "windows/dock_window.h"
 
 #include <QHash>
@@ -40,6 +41,7 @@ class QTimer;
 
 namespace wharf {
 
+class DockFullScreenState;
 class DockModel;
 class DockPreferences;
 class DockTile;
@@ -68,6 +70,8 @@ struct DockViewContext {
     DockPreferences* preferences = nullptr;
     std::function<bool()> platformIsDark;                      // desktop colour scheme (empty = light)
     std::function<bool()> reduceMotion;                        // empty = false
+    DockFullScreenState* fullScreenState = nullptr;            // null: no display is ever full screen
+    std::function<bool()> menuTracking;                        // a menu of the application is open
     // Seams for tests and benchmarks; empty = the real source.
     std::function<double()> uptime;                            // monotonic seconds
     std::function<std::optional<QPointF>()> pointerLocation;   // global pointer, Qt screen coordinates
@@ -112,6 +116,16 @@ public:
     void trackMenu(QMenu& menu);
 
     bool isFullScreenOverlay() const;
+    // 0 shown to 1 hidden (auto-hide, and the overlay dock waiting at the screen edge).
+    double hiddenAmount() const { return autoHide.hiddenAmount(); }
+    // The view's display shows a full-screen window (as of the last tick).
+    bool isInFullScreenSpace() const { return autoHide.isInFullScreenSpace(); }
+    // The normal dock off full-screen displays, the overlay dock on them.
+    bool isActiveDock() const { return autoHide.active(); }
+    // Told when the view's display enters (true) or leaves a full-screen space, during the tick.
+    std::function<void(bool)> onFullScreenChanged;
+    // The window shows no translucency (no compositor): a hidden dock draws its edge strip.
+    void setOpaqueEdge(bool opaque);
     const std::vector<DockEntry>& entries() const;
     std::vector<QRectF> tileFrames() const; // current frames in widget coordinates
     std::optional<int> hoveredIndex() const;
@@ -170,12 +184,14 @@ private:
                                               const std::vector<QRectF>& resting) const;
     std::vector<DockEntry> assembleEntries() const;
     QIcon iconForPid(pid_t pid) const;
-    double hiddenAmount() const { return autoHide.hiddenAmount(); }
     double hideDistance() const;
+    bool keepsShown() const;
+    void followFullScreen();
     bool placeTiles(); // true when a tile got a new frame
     void updateInputRegion(const std::optional<QPointF>& pointer);
     void repaintScene();
     void ensureTicking();
+    void tickOnPointerMotion();
     void stopTicking();
     void stopTickingWhenIdle(const std::optional<QPointF>& pointer);
     void notifyAccessibility();
@@ -210,7 +226,7 @@ private:
     std::optional<int> separator;
     QRegion paintedBounds; // widget area covered by the last scene
     bool pointerEvents = false; // the pointer is inside: motion events report it
-    QPointF lastEventPointer;   // global
+    QPointF lastEventPointer;   // widget coordinates
     DockAutoHide autoHide;
     DockHover hover;
     DockInteraction interaction;
@@ -224,7 +240,9 @@ private:
     int framesRendered = 0;
     int openMenus = 0;
     QPointer<DockTile> pressedTile; // the tile a press is in progress on
+    bool opaqueEdge = false;
     std::unique_ptr<DockViewRenderer> drawing;
+    Subscription fullScreenSubscription;
 };
 
 } // namespace wharf

@@ -92,8 +92,7 @@ void DockView::trackMenu(QMenu& menu)
     connect(&menu, &QMenu::aboutToHide, this, [self] {
         if (self && self->openMenus > 0) {
             --self->openMenus;
-            // The row follows the pointer again.
-            self->markLayoutDirty();
+            self->markLayoutDirty(); // a dock kept shown by the menu may hide now
         }
     });
 }

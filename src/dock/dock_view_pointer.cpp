@@ -82,8 +82,9 @@ void DockView::mousePressEvent(QMouseEvent* event)
 
 void DockView::mouseMoveEvent(QMouseEvent* event)
 {
-    lastEventPointer = event->globalPosition();
+    lastEventPointer = event->position();
     ensureTicking();
+    tickOnPointerMotion();
     DockTile* tile = pressedTile;
     if (!tile || !tile->downPoint || tile->dragged
         || !DockInteraction::movedFarEnough(*tile->downPoint, event->position())) {

@@ -1,5 +1,6 @@
 #include "dock/dock_window_controller.h"
 
+#include "dock/dock_full_screen_state.h"
 #include "dock/dock_panel.h"
 #include "platform/dock_window_platform.h"
 #include "settings/dock_preferences.h"
@@ -33,7 +34,7 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
 {
     displayID = displayIdentifier(name);
     if (system)
-        platform = system->attach(*window);
+        platform = system->attach(*window, fullScreenOverlay ? DockWindowRole::fullScreenOverlay : DockWindowRole::normal);
     else
         window->setWindowFlags(Qt::Window | Qt::FramelessWindowHint | Qt::WindowDoesNotAcceptFocus);
     window->setAttribute(Qt::WA_TranslucentBackground);
@@ -44,6 +45,7 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
     // The view lays itself out once while it still has a child widget's placeholder size; an icon
     // size derived from that must not stick.
     DockPreferences* preferences = context.preferences;
+    DockFullScreenState* fullScreen = context.fullScreenState;
     const bool hadRestingSize = preferences && preferences->restingIconSize() > 0;
     view = new DockView(std::move(context), fullScreenOverlay, window.get());
     auto* layout = new QVBoxLayout(window.get());
@@ -58,14 +60,29 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
     view->onInputRegionChanged = [this] { applyInputRegion(); };
     if (system)
         view->pointerButtonHeld = [system] { return system->pointerButtonHeld(); };
+    view->onFullScreenChanged = [this](bool inFullScreen) { followFullScreen(inFullScreen); };
+    if (fullScreenOverlay && fullScreen) {
+        // Anything raised since (the full-screen window itself, when clicked) goes below again.
+        stackingSubscription = fullScreen->onRestack.add([this] {
+            if (isMapped())
+                window->raise();
+        });
+    }
     window->onKeyboardModeChanged = [this](bool on, std::uint32_t eventTime) {
+        view->markLayoutDirty(); // keyboard mode keeps an auto-hiding dock shown
         return platform ? platform->setAcceptsFocus(on, eventTime) : window->isActiveWindow();
     };
     if (system) {
-        compositingSubscription = system->compositingChanged.add([this](bool) { applyInputRegion(); });
+        view->setOpaqueEdge(!system->isCompositing());
+        compositingSubscription = system->compositingChanged.add([this](bool on) {
+            view->setOpaqueEdge(!on);
+            updateBackdrop();
+            applyInputRegion();
+        });
         if (platform)
             focusSubscription = platform->focusChanged.add([this](bool focused) { window->windowFocusChanged(focused); });
         areaSubscription = system->availableAreaChanged.add([this] { place(); });
+        backgroundSubscription = system->desktopBackgroundChanged.add([this] { updateBackdrop(); });
     }
     applyInputRegion();
 
@@ -84,8 +101,11 @@ void DockWindowController::close()
         return;
     closed = true;
     view->onInputRegionChanged = nullptr;
+    view->onFullScreenChanged = nullptr;
+    stackingSubscription.reset();
     compositingSubscription.reset();
     areaSubscription.reset();
+    backgroundSubscription.reset();
     focusSubscription.reset();
     view->stop();
     window->onKeyboardModeChanged = nullptr;
@@ -119,6 +139,29 @@ void DockWindowController::place()
         view->setGeometry(window->rect());
     if (platform && reservation > 0)
         platform->setBottomReservation(reservation); // struts count from the window's new edge
+    updateBackdrop();
+}
+
+void DockWindowController::updateBackdrop()
+{
+    if (!system || closed)
+        return;
+    window->setBackdrop(system->isCompositing() ? QImage() : system->desktopBackground(window->geometry()));
+}
+
+void DockWindowController::followFullScreen(bool inFullScreen)
+{
+    // The normal dock stays out of full-screen spaces; the overlay dock lives only in them.
+    const bool shown = view->isFullScreenOverlay() == inFullScreen;
+    if (shown) {
+        window->show();
+        window->raise();
+        applyInputRegion();
+    } else {
+        window->hide();
+    }
+    if (onFullScreenChanged)
+        onFullScreenChanged();
 }
 
 bool DockWindowController::isMapped() const { return !closed && window->isVisible(); }

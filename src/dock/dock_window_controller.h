@@ -7,6 +7,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 class QScreen;
@@ -42,6 +43,9 @@ public:
     // Keeps maximized and newly placed windows out of the bottom `height` points; 0 for none.
     void setBottomReservation(int height);
 
+    // The display entered or left a full-screen space (the windows are already shown or hidden).
+    std::function<void()> onFullScreenChanged;
+
     // 0 when the screen has no name to derive it from.
     std::uint32_t displayID = 0;
 
@@ -50,7 +54,9 @@ public:
 
 private:
     void place();
+    void followFullScreen(bool inFullScreen);
     void applyInputRegion();
+    void updateBackdrop();
     QRegion drawnRegion();
 
     QPointer<QScreen> display;
@@ -61,6 +67,8 @@ private:
     DockWindowSystem* system = nullptr;
     CallbackList<bool>::Subscription compositingSubscription;
     CallbackList<>::Subscription areaSubscription;
+    CallbackList<>::Subscription backgroundSubscription;
+    Subscription stackingSubscription;
     CallbackList<bool>::Subscription focusSubscription;
     int reservation = 0;
     bool closed = false;

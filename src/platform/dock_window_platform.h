@@ -2,6 +2,7 @@
 
 #include "platform/callback_list.h"
 
+#include <QImage>
 #include <QRect>
 #include <QRegion>
 
@@ -21,7 +22,8 @@ public:
     // window below. Applied whenever it changes and again each time the window is mapped.
     virtual void setInputRegion(const QRegion& region) = 0;
     // The pixels drawn opaque enough to show without a compositing manager, in window
-    // coordinates; the window is clipped to them then. Empty: the input region is used.
+    // coordinates. The window is clipped to them and the input region then (X delivers input only
+    // inside what is shown); the dock paints the desktop background under both.
     virtual void setVisibleRegion(const QRegion& region) = 0;
     // Keyboard mode is the only time a dock window may take the focus; accepting also asks for
     // the window to be activated, quoting `eventTime` (the X server time of the key press that
@@ -37,19 +39,30 @@ public:
     virtual void setBottomReservation(int height) = 0;
 };
 
+// The normal dock lives with the other windows; the overlay dock must show above a full-screen
+// window, which window managers stack above their docks.
+enum class DockWindowRole { normal, fullScreenOverlay };
+
 // The process-wide side: turns top-level widgets into dock windows and follows compositing.
 class DockWindowSystem {
 public:
     virtual ~DockWindowSystem() = default;
 
     // Marks `window` (a top-level widget that has not been shown yet) as a dock window: dock type,
-    // above other windows, on every desktop, out of task bars and pagers, no focus.
-    virtual std::unique_ptr<DockWindowPlatform> attach(QWidget& window) = 0;
+    // above other windows, on every desktop, out of task bars and pagers, no focus. The overlay
+    // dock is kept out of the window manager's stacking, so it can go above full-screen windows.
+    virtual std::unique_ptr<DockWindowPlatform> attach(QWidget& window, DockWindowRole role) = 0;
 
     // Without a compositing manager translucent pixels come out black, so docks draw only the
     // shelf and clip the window to it.
     virtual bool isCompositing() const = 0;
     CallbackList<bool> compositingChanged;
+
+    // What lies below the docks without a compositing manager, for them to blend their edges
+    // against as panels do: the desktop background under `area` (global coordinates). A null image
+    // when there is none to read.
+    virtual QImage desktopBackground(const QRect& area) const = 0;
+    CallbackList<> desktopBackgroundChanged;
 
     // What other programs leave of `display` (global coordinates): the display less the edges
     // their panels and task bars reserve. The docks' own reservations never count.

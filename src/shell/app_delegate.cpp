@@ -1,5 +1,6 @@
 #include "shell/app_delegate.h"
 
+#include "dock/dock_full_screen_state.h"
 #include "dock/dock_window_controller.h"
 #include "settings/dock_preferences.h"
 #include "shell/login_item.h"
@@ -44,6 +45,7 @@ AppDelegate::AppDelegate(Parts parts, QObject* parent)
       dockModel(std::make_unique<DockModel>(*workspace, *preferences, modelProviders())),
       integration(std::move(parts.integration)),
       windowSystem(std::move(parts.windowSystem)),
+      windowStacking(std::move(parts.windowStacking)),
       folderWatcher(std::move(parts.folderWatcher)),
       windowControl(std::move(parts.windowControl)),
       applied(AppliedPreferences::current(*preferences)),
@@ -72,11 +74,11 @@ void AppDelegate::applicationDidFinishLaunching()
     wireSettings();
     wireStacks();
     wireTakeover();
+    wireFullScreen();
     wireDocks();
     wireWindows();
     wireTrash();
     wireHotKey();
-    wireSignals();
 
     qCInfo(lcLifecycle, "Wharf ready. Displays: %ld, native Dock replaced: %s",
            static_cast<long>(dockScreens().size()), integration->isEnabled() ? "true" : "false");
@@ -96,11 +98,6 @@ void AppDelegate::applicationWillTerminate()
     qCInfo(lcLifecycle, "Wharf stopped.");
 }
 
-void AppDelegate::wireSignals()
-{
-    signalSources = new SignalListener({SIGTERM, SIGINT}, [](int) { QCoreApplication::quit(); }, this);
-}
-
 int AppDelegate::run(QApplication& app, const std::function<Parts()>& makeParts)
 {
     // Single instance: the lock decides before anything is touched; the bus name backs it up
@@ -114,6 +111,14 @@ int AppDelegate::run(QApplication& app, const std::function<Parts()>& makeParts)
     if (lock.state() == SingleInstanceLock::State::unavailable)
         std::fprintf(stderr, "wharf: %s; relying on the session bus alone to run only once.\n",
                      qPrintable(lock.error()));
+
+    // Termination is caught before the bus name appears, so a script that sees the name may stop
+    // Wharf at once. A signal before the event loop runs is remembered: quit() does nothing then.
+    bool terminationRequested = false;
+    const SignalListener signalSources({SIGTERM, SIGINT}, [&terminationRequested](int) {
+        terminationRequested = true;
+        QCoreApplication::quit();
+    });
 
     QDBusConnection bus = QDBusConnection::sessionBus();
     WharfDBusService service;
@@ -170,7 +175,7 @@ int AppDelegate::run(QApplication& app, const std::function<Parts()>& makeParts)
 
     QObject::connect(&app, &QCoreApplication::aboutToQuit, &delegate, &AppDelegate::applicationWillTerminate);
     delegate.applicationDidFinishLaunching();
-    const int status = app.exec();
+    const int status = terminationRequested ? 0 : app.exec();
     delegate.applicationWillTerminate();
     service.source = {};
     return status;

@@ -11,6 +11,7 @@
 #include "platform/trash_volumes.h"
 #include "platform/folder_watcher.h"
 #include "platform/window_control.h"
+#include "platform/window_stacking.h"
 #include "platform/workspace.h"
 #include "shell/applied_preferences.h"
 #include "shell/login_item.h"
@@ -48,11 +49,11 @@ class QTimer;
 
 namespace wharf {
 
+class DockFullScreenState;
 class DockPreferences;
 class DockWindowController;
 class KeyEquivalents;
 class SettingsController;
-class SignalListener;
 struct DockSizing;
 class FolderAccessStore;
 class StackController;
@@ -83,6 +84,7 @@ public:
         std::unique_ptr<LoginItem> loginItem;           // null: the user's autostart folder
         std::unique_ptr<FolderWatcher> folderWatcher;   // null: open stacks do not refresh by themselves
         std::unique_ptr<WindowControl> windowControl;   // null: no minimized windows in the dock
+        std::unique_ptr<WindowStacking> windowStacking; // null: no display is ever full screen
     };
 
     // The whole process in normal mode: single instance, launch, event loop, shutdown.
@@ -97,9 +99,14 @@ public:
     void rebuildDocks();
     void updateWindowAvoidance();
     void integrationError(const QString& message);
-    // Keyboard access to the dock under the pointer (the global shortcut's handler); `eventTime` is
-    // the key press's X server time, 0 when none.
+    // Keyboard access to the dock under the pointer (the global shortcut's handler); on a
+    // display that shows a full-screen window, the overlay dock's. `eventTime` is the key press's
+    // X server time, 0 when none.
     void focusDock(std::uint32_t eventTime = 0);
+    // Which displays show a full-screen window; shared by every dock.
+    DockFullScreenState& fullScreenState() { return *fullScreen; }
+    // A menu of the application (the status item's, the divider's) is open: docks stay shown.
+    bool isMenuTracking() const { return openMenus > 0; }
 
     // The Trash (app_delegate_trash.cpp): its state as the model sees it, and the operations.
     TrashState trashState() const;
@@ -185,12 +192,12 @@ private:
     void wireModel();    // app_delegate_model.cpp: model, preferences and appearance changes
     void wireStacks();   // app_delegate_stacks.cpp: stack settings, piles and thumbnails
     void wireTakeover(); // app_delegate_takeover.cpp: hides the desktop's dock
+    void wireFullScreen(); // app_delegate_full_screen.cpp: which displays show a full-screen window
     void wireDocks();    // app_delegate_docks.cpp: dock windows and display changes
     void wireWindows();  // app_delegate_windows.cpp: window avoidance and the window poll
     void wireTrash();    // app_delegate_trash.cpp: the Trash monitor behind the Trash tile
     void wireHotKey();   // app_delegate_hot_key.cpp: Ctrl+Alt+D gives the keyboard to the dock
     void wireSettings(); // app_delegate_settings.cpp: the settings window follows the model and settings
-    void wireSignals();  // app_delegate.cpp: SIGTERM and SIGINT quit
 
     // Shutdown, in reverse.
     void unregisterHotKey();
@@ -231,6 +238,8 @@ private:
     std::unique_ptr<DockModel> dockModel;
     std::unique_ptr<SystemDockIntegration> integration;
     std::unique_ptr<DockWindowSystem> windowSystem;
+    std::unique_ptr<WindowStacking> windowStacking;
+    std::unique_ptr<DockFullScreenState> fullScreen; // before the docks, which read it
     std::vector<std::unique_ptr<DockWindowController>> dockControllers;
     std::unique_ptr<FolderWatcher> folderWatcher;
     std::unique_ptr<StackThumbnailCache> thumbnails;
@@ -246,11 +255,11 @@ private:
     bool windowScanRunning = false;
     bool windowScanPending = false;
     std::vector<DockWindow> minimized;
-    SignalListener* signalSources = nullptr;
     AppliedPreferences applied;
     std::vector<DockAvoidanceRegion> avoidance;
     bool avoidanceEnabled = false;
     quint64 frames = 0;
+    int openMenus = 0;
     bool rebuildPending = false;
     bool launched = false;
     bool terminated = false;

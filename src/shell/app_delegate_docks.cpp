@@ -2,6 +2,7 @@
 // displays come, go or move.
 #include "shell/app_delegate.h"
 
+#include "dock/dock_full_screen_state.h"
 #include "dock/dock_panel.h"
 #include "dock/dock_window_controller.h"
 #include "settings/dock_preferences.h"
@@ -86,12 +87,16 @@ void AppDelegate::rebuildDocks()
     dockControllers.clear();
 
     const std::vector<QScreen*> screens = dockScreens();
+    // The displays changed: a full-screen window may cover another display now, or none.
+    fullScreen->refresh();
 
     const QPointer<AppDelegate> self(this);
     DockViewContext context;
     context.model = dockModel.get();
     context.preferences = preferences;
     context.minimizedWindows = [self] { return self ? self->minimized : std::vector<DockWindow>{}; };
+    context.fullScreenState = fullScreen.get();
+    context.menuTracking = [self] { return self && self->isMenuTracking(); };
     context.actions = interactionActions();
     // Ctrl-click on a folder: the folder itself, not its stack.
     context.actions.openItem = [self](const QString& id, std::uint32_t eventTime) {
@@ -122,6 +127,7 @@ void AppDelegate::rebuildDocks()
                                                                         + now.tv_nsec / 1000);
                 }
             };
+            dock->onFullScreenChanged = [this] { updateWindowAvoidance(); };
             dockControllers.push_back(std::move(dock));
         }
     }
@@ -164,14 +170,16 @@ void AppDelegate::focusDock(std::uint32_t eventTime)
     const QPoint pointer = QCursor::pos();
     DockWindowController* target = dockControllers.front().get();
     for (auto& dock : dockControllers) {
-        // Full-screen spaces are not tracked yet, so the normal dock is the active one.
-        const bool fullScreen = false;
-        if (dock->screen() && dock->screen()->geometry().contains(pointer)
-            && dock->dockView().isFullScreenOverlay() == fullScreen) {
+        // On a display that shows a full-screen window the overlay dock takes the keyboard.
+        QScreen* display = dock->screen();
+        if (display && display->geometry().contains(pointer)
+            && dock->dockView().isFullScreenOverlay() == fullScreen->contains(display->name())) {
             target = dock.get();
             break;
         }
     }
+    if (target->dockView().isFullScreenOverlay())
+        target->dockView().tick(); // maps the overlay before it takes the focus
     target->dockView().beginKeyboardNavigation(eventTime);
 }
 
@@ -190,6 +198,8 @@ std::vector<DockSnapshot> AppDelegate::dockSnapshots() const
         for (const QRectF& frame : view.tileFrames())
             snapshot.tiles.push_back(frame.translated(view.pos()));
         snapshot.hoveredIndex = view.hoveredIndex();
+        snapshot.hiddenAmount = view.hiddenAmount();
+        snapshot.fullScreen = view.isInFullScreenSpace();
         snapshot.keyboardIndex = view.keyboardIndex();
         out.push_back(std::move(snapshot));
     }

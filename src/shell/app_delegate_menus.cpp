@@ -13,6 +13,8 @@
 #include <QMenu>
 #include <QSystemTrayIcon>
 
+#include <algorithm>
+
 namespace wharf {
 
 QIcon AppDelegate::applicationIcon()
@@ -26,6 +28,12 @@ QMenu* AppDelegate::makeMenu(QWidget* parent)
 {
     auto* menu = new QMenu(parent);
     const QPointer<AppDelegate> self(this);
+    // While it is open the docks stay shown; when it closes an auto-hiding dock may hide.
+    connect(menu, &QMenu::aboutToShow, this, [this] { ++openMenus; });
+    connect(menu, &QMenu::aboutToHide, this, [this] {
+        openMenus = std::max(0, openMenus - 1);
+        relayoutDocks();
+    });
     const auto add = [&](const QString& title, const QString& key, std::function<void(AppDelegate&)> action) {
         auto* item = new ActionMenuItem(title, key, [self, action] {
             if (self)

@@ -122,8 +122,10 @@ bool AppDelegate::openStack(const QString& id, QString* error)
     const QPointer<StackController> weak(controller);
     controller->onClose = [weak, view] {
         // The dock that showed it lets its row move again.
-        if (view)
+        if (view) {
             view->stackPresenter().closeStack = nullptr;
+            view->markLayoutDirty(); // and an auto-hiding dock may hide again
+        }
         if (weak)
             weak->deleteLater();
     };

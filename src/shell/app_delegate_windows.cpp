@@ -28,10 +28,11 @@ void AppDelegate::updateWindowAvoidance()
     }
     std::vector<AvoidanceDock> docks;
     for (const auto& dock : dockControllers) {
-        // Full-screen state is not tracked yet: the normal dock is the active one everywhere.
+        // A display that shows a full-screen window keeps no band clear.
         if (dock->dockView().isFullScreenOverlay())
             continue;
-        docks.push_back({dock->displayID, false, dock->dockView().restingContentHeight()});
+        docks.push_back({dock->displayID, dock->dockView().isInFullScreenSpace(),
+                         dock->dockView().restingContentHeight()});
     }
     avoidance = avoidanceRegions(displays, docks);
     avoidanceEnabled = preferences->keepWindowsAboveDock() && !preferences->autoHide();

@@ -10,6 +10,7 @@
 #include "platform/x11/icon_theme_setup.h"
 #include "platform/x11/x11_dock_window.h"
 #include "platform/x11/x11_window_control.h"
+#include "platform/x11/x11_window_stacking.h"
 #include "platform/x11/x11_workspace.h"
 #include "settings/dock_preferences.h"
 #include "shell/app_delegate.h"
@@ -140,6 +141,7 @@ int main(int argc, char** argv)
             std::move(nativeDock), std::make_unique<wharf::GioDesktopEntryLocator>());
         parts.folderWatcher = std::make_unique<wharf::GioFolderWatcher>();
         parts.windowControl = std::make_unique<wharf::X11WindowControl>();
+        parts.windowStacking = std::make_unique<wharf::X11WindowStacking>();
         return parts;
     });
 }

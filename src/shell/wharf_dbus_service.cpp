@@ -43,6 +43,9 @@ QJsonArray docksJson(const std::vector<DockSnapshot>& docks)
             {QStringLiteral("tiles"), tiles},
             {QStringLiteral("hoveredIndex"), dock.hoveredIndex ? QJsonValue(*dock.hoveredIndex) : QJsonValue()},
             {QStringLiteral("keyboardIndex"), dock.keyboardIndex ? QJsonValue(*dock.keyboardIndex) : QJsonValue()},
+            {QStringLiteral("hiddenAmount"), dock.hiddenAmount},
+            {QStringLiteral("hidden"), dock.hiddenAmount >= 1},
+            {QStringLiteral("fullScreen"), dock.fullScreen},
         });
     }
     return out;

@@ -29,6 +29,8 @@ struct DockSnapshot {
     std::vector<QRectF> tiles;
     std::optional<int> hoveredIndex;
     std::optional<int> keyboardIndex; // the selection while the dock has the keyboard
+    double hiddenAmount = 0;
+    bool fullScreen = false;
 };
 
 QJsonArray docksJson(const std::vector<DockSnapshot>& docks);

@@ -116,29 +116,32 @@ TEST(DockLayout, WidthIsClampedToIconLimitsAndMargin)
 TEST(DockLayout, TooNarrowDockScalesEverythingInProportion)
 {
     const int n = 10;
-    const double minWidth = DockLayout::preferredWidth(n, 16, 4);
-    const double available = minWidth / 2 + 16;
-    const auto frames = resting(n, available, 58, 4);
-    ASSERT_EQ(frames.size(), size_t(n));
-    const double r = 0.5;
-    EXPECT_NEAR(frames[0].width(), 16 * r, 1e-9);
-    EXPECT_NEAR(frames[1].left() - frames[0].right(), 0.09 * 16 * r, 1e-9);
-    EXPECT_NEAR(frames[4].left() - frames[3].right(), 8 * r, 1e-9);
-    EXPECT_NEAR(frames[0].top(), 0.42 * 16 * r + 4, 1e-9);
+    const double available = DockLayout::preferredWidth(n, 16, 4) / 2 + 16;
+    const auto narrow = resting(n, available, 58, 4);
+    const auto wide = resting(n, 3000, 16, 4);
+    ASSERT_EQ(narrow.size(), size_t(n));
+    EXPECT_LE(rowWidth(narrow), available - 16 + 1e-9) << "the row fits";
+    // The same row as at the smallest icon size, only smaller: every gap keeps its share.
+    const double r = narrow[0].width() / wide[0].width();
+    EXPECT_LT(r, 1);
+    for (int i = 1; i < n; ++i)
+        EXPECT_NEAR(narrow[i].left() - narrow[i - 1].right(), r * (wide[i].left() - wide[i - 1].right()), 1e-9) << i;
 }
 
-TEST(DockLayout, MagnificationIsARaisedCosineAroundThePointer)
+TEST(DockLayout, MagnificationPeaksUnderThePointerAndFallsOffToRest)
 {
     // Wide enough that the fit factor stays 1.
     const auto rest = resting(9, 3000, 40);
     const double centre = rest[4].center().x();
     const auto mag = DockLayout::frames(9, 3000, 40, 2, centre, 150, {}, {});
-    EXPECT_NEAR(mag[4].width(), 80, 1e-9);
-    // Icon 1 is 3 * 43.6 = 130.8 points away.
-    const double d = centre - rest[1].center().x();
-    EXPECT_NEAR(mag[1].width(), 40 * (1 + (1 + std::cos(M_PI * d / 150)) / 2), 1e-9);
-    EXPECT_DOUBLE_EQ(mag[0].width(), 40);    // 174.4 points away
-    EXPECT_DOUBLE_EQ(mag[0].top(), rest[0].top());
+    EXPECT_NEAR(mag[4].width(), 2 * 40, 1e-9) << "the full factor right under the pointer";
+    EXPECT_NEAR(mag[4].center().x(), centre, 1e-9);
+    for (int d = 1; d <= 4; ++d) {
+        EXPECT_NEAR(mag[4 - d].width(), mag[4 + d].width(), 1e-9) << "symmetric, " << d;
+        EXPECT_LE(mag[4 - d].width(), mag[5 - d].width()) << "monotone, " << d;
+    }
+    EXPECT_DOUBLE_EQ(mag[0].width(), 40) << "at rest beyond the radius";
+    EXPECT_DOUBLE_EQ(mag[0].top(), rest[0].top()) << "on the same baseline";
 
     // Magnification below 1 or non-finite leaves the row at rest.
     for (double m : {0.5, kNaN, kInf}) {
@@ -189,23 +192,22 @@ TEST(DockLayout, DegenerateInputGivesEmptyOrZeroResults)
         EXPECT_TRUE(finite(f));
 }
 
-TEST(DockLayout, ShelfAndRestingHeight)
+TEST(DockLayout, ShelfHoldsTheRowAndTheRestingHeightIsWholeDevicePixels)
 {
-    const auto frames50 = resting(4, 1000, 50);
-    const QRectF shelf = DockLayout::shelfFrame(frames50);
-    EXPECT_NEAR(shelf.left(), frames50[0].left() - 15, 1e-9);
-    EXPECT_NEAR(shelf.width(), rowWidth(frames50) + 30, 1e-9);
-    EXPECT_NEAR(shelf.bottom(), 49, 1e-9);
-    EXPECT_NEAR(DockLayout::restingContentHeight(frames50, 1), 75, 1e-9);
-    EXPECT_NEAR(DockLayout::hideDistance({QRectF(0, kNaN, 1, 1)}, 1), 27.52 + 56 + 20, 1e-9);
-
-    // baseline + s = 1.42 s + 4 = 83.3
-    const double s = (83.3 - 4) / 1.42;
-    const std::vector<QRectF> frames{QRectF(0, 0.42 * s + 4, s, s)};
-    EXPECT_DOUBLE_EQ(DockLayout::restingContentHeight(frames, 2), 83.5);
-    EXPECT_DOUBLE_EQ(DockLayout::restingContentHeight(frames, 1), 84);
+    const auto frames = resting(4, 1000, 50);
+    const QRectF shelf = DockLayout::shelfFrame(frames);
+    EXPECT_LT(shelf.left(), frames.front().left());
+    EXPECT_GT(shelf.right(), frames.back().right());
+    EXPECT_NEAR(shelf.center().x(), 500, 1e-9);
+    EXPECT_LT(shelf.top(), frames.front().top()) << "under the icons";
+    for (double scale : {1.0, 1.5, 2.0}) {
+        const double height = DockLayout::restingContentHeight(frames, scale);
+        EXPECT_GE(height, frames.front().bottom()) << scale;
+        EXPECT_DOUBLE_EQ(height * scale, std::round(height * scale)) << scale;
+    }
     for (double badScale : {0.0, -2.0, kNaN, kInf})
-        EXPECT_DOUBLE_EQ(DockLayout::restingContentHeight(frames, badScale), 84) << badScale;
+        EXPECT_DOUBLE_EQ(DockLayout::restingContentHeight(frames, badScale),
+                         DockLayout::restingContentHeight(frames, 1)) << badScale;
     EXPECT_EQ(DockLayout::restingContentHeight({QRectF(0, kNaN, 1, 1)}, 1), 0);
 }
 

@@ -1,4 +1,4 @@
-// Pointer tracking: the hovered index, magnification, the idle timer and the input region.
+// Pointer tracking: the hovered index, the idle timer and the input region.
 #include "dock_view_test_support.h"
 
 #include <QCoreApplication>
@@ -29,26 +29,6 @@ protected:
     std::vector<QRectF> resting;
     int regionChanges = 0;
 };
-
-TEST_F(DockViewPointer, MagnifiesAroundThePointerAsTheLayoutSays)
-{
-    const QPointF over = resting[2].center();
-    h.pointer = over;
-    h.settle();
-    EXPECT_EQ(h.view->hoveredIndex(), 2);
-    const auto expected = h.expectedFrames(over.x(), h.preferences.magnification());
-    const auto frames = h.view->tileFrames();
-    ASSERT_EQ(frames.size(), expected.size());
-    for (size_t i = 0; i < frames.size(); ++i)
-        expectNear(frames[i], expected[i], 1.0, "magnified frame");
-    EXPECT_GT(frames[2].width(), resting[2].width() * 1.5);
-
-    // Away from the dock everything returns to rest.
-    h.pointer = QPointF(over.x(), -50);
-    h.settle();
-    EXPECT_EQ(h.view->hoveredIndex(), std::nullopt);
-    EXPECT_EQ(h.view->tileFrames(), resting);
-}
 
 TEST_F(DockViewPointer, HoveredIndex)
 {

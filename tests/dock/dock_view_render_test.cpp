@@ -22,8 +22,6 @@ QImage renderView(DockView& view)
     return image;
 }
 
-double luminance(QRgb pixel) { return 0.3 * qRed(pixel) + 0.59 * qGreen(pixel) + 0.11 * qBlue(pixel); }
-
 class DockViewRender : public ::testing::Test {
 protected:
     void SetUp() override
@@ -42,45 +40,6 @@ protected:
     DockViewHarness h;
     QString red, blue, docs;
 };
-
-TEST_F(DockViewRender, ShelfAndIconsAreWhereTheFramesSay)
-{
-    QImage images[2];
-    for (const bool dark : {false, true}) {
-        SCOPED_TRACE(dark ? "dark" : "light");
-        h.platformDark = dark;
-        const QImage image = renderView(*h.view);
-        images[dark] = image;
-        const auto frames = h.view->tileFrames();
-        const QRectF redFrame = frames[size_t(h.indexOf(red))];
-        const QRectF blueFrame = frames[size_t(h.indexOf(blue))];
-
-        const QRgb redPixel = image.pixel(redFrame.center().toPoint());
-        EXPECT_EQ(qAlpha(redPixel), 255);
-        EXPECT_GT(qRed(redPixel), 240);
-        EXPECT_LT(qBlue(redPixel), 15);
-        const QRgb bluePixel = image.pixel(blueFrame.center().toPoint());
-        EXPECT_GT(qBlue(bluePixel), 240);
-        EXPECT_LT(qRed(bluePixel), 15);
-
-        // The shelf band under the icons: the reflection tints it with the icon's colour.
-        const int baseline = int(redFrame.bottom());
-        const QRgb underRed = image.pixel(int(redFrame.center().x()), baseline + 3);
-        const QRgb underBlue = image.pixel(int(blueFrame.center().x()), baseline + 3);
-        EXPECT_GT(qAlpha(underRed), 100);
-        EXPECT_GT(qRed(underRed), qBlue(underRed) + 8);
-        EXPECT_GT(qBlue(underBlue), qRed(underBlue) + 8);
-
-        // Outside the shelf and above the icons nothing is drawn.
-        EXPECT_EQ(qAlpha(image.pixel(2, image.height() - 10)), 0);
-        EXPECT_EQ(qAlpha(image.pixel(int(redFrame.center().x()), int(redFrame.top()) - 20)), 0);
-        EXPECT_EQ(qAlpha(image.pixel(image.width() - 3, image.height() - 10)), 0);
-    }
-    // Between the icons, the glass is much darker in the dark appearance.
-    const auto frames = h.view->tileFrames();
-    const QPoint gap(int((frames[0].right() + frames[1].left()) / 2), int(frames[0].bottom()) - 4);
-    EXPECT_GT(luminance(images[0].pixel(gap)), luminance(images[1].pixel(gap)) + 60);
-}
 
 TEST_F(DockViewRender, IconsRenderOncePerSizeStep)
 {
@@ -128,27 +87,6 @@ TEST_F(DockViewRender, ARecreatedIconIsDrawnAgainOnlyWhenItsPixelsChange)
     EXPECT_EQ(renders(), first + 1);
     const QRectF frame = h.view->tileFrames()[size_t(h.indexOf(red))];
     EXPECT_EQ(image.pixelColor(frame.center().toPoint()), QColor(Qt::green));
-}
-
-TEST(DockViewRendererSteps, SizeStep)
-{
-    struct Row {
-        const char* name;
-        double pixels;
-        bool exact;
-        int step;
-    };
-    const Row rows[] = {
-        {"settled frames use their own size", 57.4, true, 57},
-        {"moving frames round up to the next step", 57.4, false, 60},
-        {"a step boundary is its own step", 60, false, 60},
-        {"just past a boundary", 60.1, false, 66},
-        {"nothing below one pixel", 0.2, false, 1},
-        {"nothing absurdly large", 1e9, false, 1024},
-        {"not a number", std::nan(""), false, 1},
-    };
-    for (const auto& row : rows)
-        EXPECT_EQ(DockViewRenderer::sizeStep(row.pixels, row.exact), row.step) << row.name;
 }
 
 // Stored settings can hold anything; the dock still lays out inside its view and draws.

@@ -69,7 +69,7 @@ public:
         model.setPins(std::move(list));
     }
 
-    DockView& makeView()
+    DockView& makeView(bool overlay = false)
     {
         DockViewContext context;
         context.model = &model;
@@ -84,7 +84,9 @@ public:
             return QPointF(view->mapToGlobal(QPoint(0, 0))) + *pointer;
         };
         context.accessibilityEvent = accessibilityEvent;
-        view = std::make_unique<DockView>(std::move(context), false);
+        context.fullScreenState = fullScreenState;
+        context.menuTracking = [this] { return menuOpen; };
+        view = std::make_unique<DockView>(std::move(context), overlay);
         view->resize(size);
         view->reload();
         return *view;
@@ -144,6 +146,8 @@ public:
     double clock = 1000;
     std::optional<QPointF> pointer;
     std::function<void(QAccessibleEvent*)> accessibilityEvent;
+    DockFullScreenState* fullScreenState = nullptr;
+    bool menuOpen = false;
     std::unique_ptr<DockView> view;
 
 private:

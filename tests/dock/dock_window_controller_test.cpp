@@ -27,10 +27,10 @@ protected:
 
     DockViewContext context()
     {
-        DockViewContext result;
-        result.model = &model;
-        result.preferences = &preferences;
-        return result;
+        DockViewContext c;
+        c.model = &model;
+        c.preferences = &preferences;
+        return c;
     }
 };
 

@@ -25,16 +25,18 @@ struct FakeWindow {
     std::vector<std::uint32_t> focusTimes;
     DockWindowPlatform* platform = nullptr; // to play the window system's focus changes
     std::vector<int> reservations;
+    DockWindowRole role = DockWindowRole::normal;
 };
 
 class FakeDockWindowSystem : public DockWindowSystem {
 public:
     std::vector<std::shared_ptr<FakeWindow>> windows;
 
-    std::unique_ptr<DockWindowPlatform> attach(QWidget& widget) override
+    std::unique_ptr<DockWindowPlatform> attach(QWidget& widget, DockWindowRole role) override
     {
         auto window = std::make_shared<FakeWindow>();
         window->widget = &widget;
+        window->role = role;
         windows.push_back(window);
         struct Platform : DockWindowPlatform {
             std::shared_ptr<FakeWindow> window;
@@ -54,6 +56,7 @@ public:
         return platform;
     }
     bool isCompositing() const override { return true; }
+    QImage desktopBackground(const QRect&) const override { return {}; }
     QRect availableArea(const QRect& display) const override { return display.intersected(area); }
 
     QRect area{-100000, -100000, 200000, 200000}; // what other programs leave

@@ -28,6 +28,9 @@ struct DockInfo {
     QStringList ids;
     std::optional<int> hoveredIndex;
     std::optional<int> keyboardIndex;
+    double hiddenAmount = 0;
+    bool hidden = false;
+    bool fullScreen = false;
 };
 
 inline QRectF rectFrom(const QJsonValue& value)
@@ -61,6 +64,9 @@ public:
                 dock.tiles.push_back(rectFrom(tile.toObject()[QStringLiteral("frame")]));
                 dock.ids << tile.toObject()[QStringLiteral("id")].toString();
             }
+            dock.hiddenAmount = o[QStringLiteral("hiddenAmount")].toDouble();
+            dock.hidden = o[QStringLiteral("hidden")].toBool();
+            dock.fullScreen = o[QStringLiteral("fullScreen")].toBool();
             if (!o[QStringLiteral("hoveredIndex")].isNull())
                 dock.hoveredIndex = o[QStringLiteral("hoveredIndex")].toInt();
             if (!o[QStringLiteral("keyboardIndex")].isNull())

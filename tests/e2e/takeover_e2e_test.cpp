@@ -110,6 +110,15 @@ TEST_F(TakeoverE2eTest, QuitAndCrashesGiveBackExactlyWhatTheUserHad)
     EXPECT_EQ(wharf->state(), QProcess::Running);
     EXPECT_FALSE(stopped(wharf).contains(QStringLiteral("Restore failed")));
     EXPECT_EQ(desktop.values(), userValues);
+
+    // SIGTERM the moment the name is on the bus, while Wharf is still launching.
+    wharf = desktop.session.startWharf();
+    ASSERT_NE(wharf, nullptr);
+    ::kill(pid_t(wharf->processId()), SIGTERM);
+    ASSERT_TRUE(wharf->waitForFinished(10000));
+    EXPECT_EQ(wharf->exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(wharf->exitCode(), 0);
+    EXPECT_TRUE(desktop.restoredAndHelperGone());
 }
 
 TEST_F(TakeoverE2eTest, SecondWharfOfTheSameUserIsTurnedAwayButTheCommandLineRestores)

@@ -7,13 +7,12 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <random>
 
 namespace wharf::test {
 namespace {
 
-TEST(CrashRecovery, FiftyCrashesLoseNothing)
+TEST(CrashRecovery, RepeatedCrashesLoseNothing)
 {
     ASSERT_TRUE(dashToDockSchemaAvailable()) << missingSchemaHint;
     DriverHome home;
@@ -21,13 +20,13 @@ TEST(CrashRecovery, FiftyCrashesLoseNothing)
     ASSERT_EQ(home.values(), DriverHome::userValues());
     std::mt19937 random(20261123);
     std::uniform_int_distribution<int> delayMs(0, 150);
-    std::vector<double> restoreMs;
-    // Rounds 1-50 kill once the dock is hidden; 51-60 at any moment of the start, also halfway
+    // Rounds 1-10 kill once the dock is hidden; 11-24 at any moment of the start, also halfway
     // through enabling, where whatever is left behind is repaired by the helper or the next start.
-    for (int round = 1; round <= 60; ++round) {
+    // (Restore latency is measured in bench/takeover_restore_bench.)
+    for (int round = 1; round <= 24; ++round) {
         SCOPED_TRACE(round);
         const auto driver = home.start();
-        if (round <= 50) {
+        if (round <= 10) {
             const auto line = DriverHome::readLine(*driver);
             ASSERT_TRUE(line && line->startsWith(QStringLiteral("ENABLED "))) << (line ? line->toStdString() : "no answer");
             ASSERT_EQ(home.values(), DriverHome::hidingValues());
@@ -35,10 +34,8 @@ TEST(CrashRecovery, FiftyCrashesLoseNothing)
         QThread::msleep(static_cast<unsigned long>(delayMs(random)));
         const qint64 killedAt = monotonicNs();
         driver->kill();
-        if (round <= 50) {
-            const auto took = millisecondsUntilBackupGone(home, killedAt);
-            ASSERT_TRUE(took) << "the backup was not restored";
-            restoreMs.push_back(*took);
+        if (round <= 10) {
+            ASSERT_TRUE(millisecondsUntilBackupGone(home, killedAt)) << "the backup was not restored";
         }
         driver->waitForFinished();
         ASSERT_TRUE(home.waitForNoHelpers());
@@ -51,10 +48,6 @@ TEST(CrashRecovery, FiftyCrashesLoseNothing)
     last->waitForFinished();
     EXPECT_FALSE(home.backupExists());
     EXPECT_EQ(home.values(), DriverHome::userValues());
-
-    std::sort(restoreMs.begin(), restoreMs.end());
-    std::printf("death to restore over 50 rounds: median %.1f ms, worst %.1f ms\n", (restoreMs[24] + restoreMs[25]) / 2,
-                restoreMs.back());
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include <QEvent>
 #include <QGuiApplication>
 #include <QLoggingCategory>
+#include <QPainter>
 #include <QPointer>
 #include <QWidget>
 #include <QWindow>
@@ -45,11 +46,36 @@ std::vector<xcb_rectangle_t> rectangles(const QRegion& region, qreal scale)
     return out;
 }
 
+// Pixels of a drawable of depth 24 or 32 as an opaque image; null for any other layout.
+QImage grabImage(xcb_connection_t* connection, xcb_drawable_t drawable, const QRect& rect)
+{
+    if (rect.isEmpty() || xcb_get_setup(connection)->image_byte_order != XCB_IMAGE_ORDER_LSB_FIRST)
+        return {};
+    const Reply<xcb_get_image_reply_t> reply(xcb_get_image_reply(
+        connection,
+        xcb_get_image(connection, XCB_IMAGE_FORMAT_Z_PIXMAP, drawable, static_cast<int16_t>(rect.x()),
+                      static_cast<int16_t>(rect.y()), static_cast<uint16_t>(rect.width()),
+                      static_cast<uint16_t>(rect.height()), ~0u),
+        nullptr));
+    if (!reply || (reply->depth != 24 && reply->depth != 32))
+        return {};
+    const int length = xcb_get_image_data_length(reply.get());
+    const int stride = length / rect.height();
+    if (stride < rect.width() * 4) // not 32 bits per pixel
+        return {};
+    QImage image(rect.size(), QImage::Format_RGB32);
+    const uint8_t* data = xcb_get_image_data(reply.get());
+    for (int y = 0; y < rect.height(); ++y)
+        std::memcpy(image.scanLine(y), data + std::ptrdiff_t(y) * stride, std::size_t(rect.width()) * 4);
+    return image;
+}
+
 } // namespace
 
 struct X11DockWindow::Atoms {
     xcb_atom_t windowType, windowTypeDock, state, stateAbove, stateSticky, stateSkipTaskbar,
-        stateSkipPager, desktop, strutPartial, strut, activeWindow, wmProtocols, wmTakeFocus, clientList, workArea;
+        stateSkipPager, desktop, strutPartial, strut, activeWindow, wmProtocols, wmTakeFocus, clientList, workArea,
+        rootPixmap, esetrootPixmap, xsetrootId;
 };
 
 namespace {
@@ -147,9 +173,15 @@ public:
             previous = activeWindow();
             if (const auto own = ownWindows.lock(); own && own->count(previous))
                 previous = XCB_WINDOW_NONE;
-            // Qt will not activate a window flagged as taking no focus; ask the window manager
-            // directly, as a pager would, so that keys reach the dock.
-            activate(window(), eventTime);
+            if (widget->windowFlags().testFlag(Qt::X11BypassWindowManagerHint)) {
+                // No window manager hands the focus to an override-redirect window: take it.
+                xcb_set_input_focus(connection, XCB_INPUT_FOCUS_PARENT, window(),
+                                    eventTime ? eventTime : XCB_CURRENT_TIME);
+            } else {
+                // Qt will not activate a window flagged as taking no focus; ask the window manager
+                // directly, as a pager would, so that keys reach the dock.
+                activate(window(), eventTime);
+            }
         } else if (previous != XCB_WINDOW_NONE) {
             // Only while the dock still has the keyboard: a window the user chose keeps it.
             if (focused)
@@ -263,11 +295,13 @@ private:
         if (compositing) {
             xcb_shape_mask(connection, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, window(), 0, 0, XCB_PIXMAP_NONE);
         } else {
-            // Translucent pixels would be black: show only what is drawn (else the shelf and tiles).
-            const auto drawn = visibleRegion.isEmpty() ? rects : rectangles(visibleRegion, scale);
+            // Translucent pixels would be black: show what is drawn, and the input region too,
+            // or X would deliver no input (not even the Leave) where the pointer sees nothing.
+            // The dock paints the desktop background under both.
+            const auto shown = rectangles(visibleRegion.united(inputRegion), scale);
             xcb_shape_rectangles(connection, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING,
                                  XCB_CLIP_ORDERING_UNSORTED, window(), 0, 0,
-                                 static_cast<uint32_t>(drawn.size()), drawn.data());
+                                 static_cast<uint32_t>(shown.size()), shown.data());
         }
         xcb_flush(connection);
         shaped = true;
@@ -344,6 +378,9 @@ X11DockWindow::X11DockWindow(xcb_connection_t* connection, xcb_window_t root, in
     atoms->wmTakeFocus = intern(connection, "WM_TAKE_FOCUS");
     atoms->clientList = intern(connection, "_NET_CLIENT_LIST");
     atoms->workArea = intern(connection, "_NET_WORKAREA");
+    atoms->rootPixmap = intern(connection, "_XROOTPMAP_ID");
+    atoms->esetrootPixmap = intern(connection, "ESETROOT_PMAP_ID");
+    atoms->xsetrootId = intern(connection, "_XSETROOT_ID");
     compositorSelection = intern(connection, QByteArray("_NET_WM_CM_S" + QByteArray::number(screenNumber)).constData());
 
     // Qt's xcb backend already asks XFixes for owner changes of this selection; we only need to
@@ -365,10 +402,15 @@ X11DockWindow::~X11DockWindow()
         qApp->removeNativeEventFilter(this);
 }
 
-std::unique_ptr<DockWindowPlatform> X11DockWindow::attach(QWidget& window)
+std::unique_ptr<DockWindowPlatform> X11DockWindow::attach(QWidget& window, DockWindowRole role)
 {
-    window.setWindowFlags(Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint
-                          | Qt::WindowDoesNotAcceptFocus | Qt::NoDropShadowWindowHint);
+    Qt::WindowFlags flags = Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint
+        | Qt::WindowDoesNotAcceptFocus | Qt::NoDropShadowWindowHint;
+    // Window managers stack a focused full-screen window above every dock (openbox's full-screen
+    // layer): the overlay dock is override-redirect, and raises itself while shown.
+    if (role == DockWindowRole::fullScreenOverlay)
+        flags |= Qt::X11BypassWindowManagerHint;
+    window.setWindowFlags(flags);
     window.setAttribute(Qt::WA_X11NetWmWindowTypeDock);
     window.setAttribute(Qt::WA_TranslucentBackground);
     window.setAttribute(Qt::WA_ShowWithoutActivating);
@@ -409,6 +451,11 @@ bool X11DockWindow::nativeEventFilter(const QByteArray& eventType, void* message
         const auto* property = reinterpret_cast<const xcb_property_notify_event_t*>(event);
         if (property->window == root && (property->atom == atoms->workArea || property->atom == atoms->clientList))
             updateStruts();
+        // Background setters publish their pixmap (or, like xsetroot, drop _XSETROOT_ID).
+        if (property->window == root
+            && (property->atom == atoms->rootPixmap || property->atom == atoms->esetrootPixmap
+                || property->atom == atoms->xsetrootId))
+            desktopBackgroundChanged.notify();
     } else if (type == XCB_DESTROY_NOTIFY) {
         const auto* destroy = reinterpret_cast<const xcb_destroy_notify_event_t*>(event);
         if (destroy->window == compositorOwner && compositorOwner != XCB_WINDOW_NONE)
@@ -522,6 +569,67 @@ QRect X11DockWindow::availableArea(const QRect& display) const
         return display;
     return QRect(QPoint(qRound(left / scale), qRound(top / scale)),
                  QPoint(qRound(right / scale) - 1, qRound(bottom / scale) - 1));
+}
+
+QImage X11DockWindow::desktopBackground(const QRect& area) const
+{
+    const qreal scale = qApp->devicePixelRatio();
+    const QRect pixels(QPoint(qRound(area.left() * scale), qRound(area.top() * scale)),
+                       QSize(qRound(area.width() * scale), qRound(area.height() * scale)));
+    if (pixels.isEmpty())
+        return {};
+    QImage tile;
+    QPoint tileOrigin; // where the tile's top-left pixel sits on the root
+    for (const xcb_atom_t property : {atoms->rootPixmap, atoms->esetrootPixmap}) {
+        const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+            connection, xcb_get_property(connection, 0, root, property, XCB_ATOM_PIXMAP, 0, 1), nullptr));
+        if (!reply || reply->format != 32 || xcb_get_property_value_length(reply.get()) < 4)
+            continue;
+        const auto pixmap = *static_cast<const xcb_pixmap_t*>(xcb_get_property_value(reply.get()));
+        const Reply<xcb_get_geometry_reply_t> geometry(
+            xcb_get_geometry_reply(connection, xcb_get_geometry(connection, pixmap), nullptr));
+        if (!geometry) // a stale id: its owner is gone
+            continue;
+        const QRect whole(0, 0, geometry->width, geometry->height);
+        // Usually the pixmap covers the screen and only the dock's part is read; a smaller one tiles.
+        if (whole.contains(pixels)) {
+            tile = grabImage(connection, pixmap, pixels);
+            tileOrigin = pixels.topLeft();
+        } else {
+            tile = grabImage(connection, pixmap, whole);
+        }
+        if (!tile.isNull())
+            break;
+    }
+    if (tile.isNull())
+        tile = rootBackgroundSample();
+    if (tile.isNull())
+        return {};
+    QImage image(pixels.size(), QImage::Format_RGB32);
+    {
+        QPainter painter(&image);
+        painter.setBrushOrigin(tileOrigin - pixels.topLeft());
+        painter.fillRect(image.rect(), QBrush(tile));
+    }
+    image.setDevicePixelRatio(scale);
+    return image;
+}
+
+QImage X11DockWindow::rootBackgroundSample() const
+{
+    // X tells no one the root window's background; a window of its own that shows its parent's
+    // background (ParentRelative), mapped for a moment in the corner, does show it.
+    constexpr int size = 32; // a whole number of repeats of xsetroot's patterns
+    const xcb_window_t probe = xcb_generate_id(connection);
+    const uint32_t values[] = {XCB_BACK_PIXMAP_PARENT_RELATIVE, 1};
+    xcb_create_window(connection, XCB_COPY_FROM_PARENT, probe, root, 0, 0, size, size, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
+                      XCB_CW_BACK_PIXMAP | XCB_CW_OVERRIDE_REDIRECT, values);
+    xcb_map_window(connection, probe);
+    QImage sample = grabImage(connection, probe, QRect(0, 0, size, size));
+    xcb_destroy_window(connection, probe);
+    xcb_flush(connection);
+    return sample;
 }
 
 void X11DockWindow::updateCompositing()

@@ -15,7 +15,8 @@
 namespace wharf {
 
 // Dock windows on X11, on Qt's own xcb connection: EWMH window type and state, the SHAPE input
-// region, the strut, and the compositing manager's selection (_NET_WM_CM_Sn).
+// region, the strut, the compositing manager's selection (_NET_WM_CM_Sn) and the desktop
+// background (_XROOTPMAP_ID, else the root window's own background).
 class X11DockWindow final : public DockWindowSystem, public QAbstractNativeEventFilter {
 public:
     // Whether an X display can be opened; otherwise a sentence saying why in `error`.
@@ -27,10 +28,11 @@ public:
     X11DockWindow(const X11DockWindow&) = delete;
     X11DockWindow& operator=(const X11DockWindow&) = delete;
 
-    std::unique_ptr<DockWindowPlatform> attach(QWidget& window) override;
+    std::unique_ptr<DockWindowPlatform> attach(QWidget& window, DockWindowRole role) override;
     bool isCompositing() const override { return compositing; }
     QRect availableArea(const QRect& display) const override;
     bool pointerButtonHeld() const override;
+    QImage desktopBackground(const QRect& area) const override;
 
     bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr* result) override;
 
@@ -43,6 +45,7 @@ private:
     X11DockWindow(xcb_connection_t* connection, xcb_window_t root, int screenNumber);
     void updateCompositing();
     void updateStruts();
+    QImage rootBackgroundSample() const;
 
     xcb_connection_t* connection;
     xcb_window_t root;

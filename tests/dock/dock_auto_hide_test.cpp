@@ -1,0 +1,169 @@
+// Auto-hide and the full-screen overlay dock, driven by a settable clock and pointer.
+#include "dock_view_test_support.h"
+
+#include "dock/dock_full_screen_state.h"
+#include "doubles/fake_window_stacking.h"
+
+#include <QGuiApplication>
+#include <QScreen>
+
+namespace wharf::test {
+namespace {
+
+class DockAutoHideTest : public ::testing::Test {
+protected:
+    void build(bool overlay, bool autoHide)
+    {
+        std::vector<std::pair<QString, DockItem::Kind>> pins;
+        for (int i = 0; i < 4; ++i)
+            pins.push_back({h.app(QStringLiteral("app%1").arg(i)), DockItem::Kind::application});
+        h.pin(pins);
+        h.preferences.setValue(DockPreferences::autoHideKey, autoHide);
+        h.fullScreenState = &state;
+        h.makeView(overlay);
+        h.view->start();
+        h.settle();
+        measure();
+    }
+
+    void measure()
+    {
+        resting = h.view->tileFrames();
+        std::vector<QRectF> layoutFrames; // y up from the view's bottom
+        for (const QRectF& f : resting)
+            layoutFrames.emplace_back(f.x(), DockViewHarness::viewHeight - f.bottom(), f.width(), f.height());
+        shelf = DockLayout::shelfFrame(layoutFrames);
+    }
+
+    void run(double seconds)
+    {
+        for (double t = 0; t < seconds; t += 1.0 / 60)
+            h.advance(1.0 / 60);
+    }
+    // `above` pixels over the view's bottom edge, `beside` from the shelf's left edge.
+    QPointF edge(double beside, double above) const
+    {
+        return {shelf.left() + beside, DockViewHarness::viewHeight - above};
+    }
+    QPointF away() const { return {shelf.center().x(), -100}; }
+    void setFullScreen(bool on)
+    {
+        const QRect display = QGuiApplication::primaryScreen()->geometry();
+        stacking.windows = on ? std::vector<StackedWindow>{{display, true}} : std::vector<StackedWindow>{};
+        state.refresh();
+    }
+
+    DockViewHarness h;
+    FakeWindowStacking stacking;
+    DockFullScreenState state{{&stacking,
+                               [] {
+                                   QScreen* screen = QGuiApplication::primaryScreen();
+                                   return std::vector<DockFullScreenState::Display>{{screen->name(), screen->geometry()}};
+                               },
+                               [this] { return h.clock; }}};
+    std::vector<QRectF> resting;
+    QRectF shelf;
+};
+
+TEST_F(DockAutoHideTest, StaysUpUnderThePointerAndHidesOnlyAfterTheDelay)
+{
+    build(false, true);
+    h.pointer = resting[1].center();
+    run(3);
+    EXPECT_EQ(h.view->hiddenAmount(), 0) << "the pointer in the hover zone holds the dock";
+
+    h.pointer = away();
+    run(0.7);
+    EXPECT_EQ(h.view->hiddenAmount(), 0) << "still within the delay";
+    EXPECT_TRUE(h.view->isTicking()) << "counting down to hide";
+    run(0.3);
+    EXPECT_GT(h.view->hiddenAmount(), 0);
+    h.settle();
+    EXPECT_EQ(h.view->hiddenAmount(), 1);
+    for (const QRectF& tile : h.view->tileFrames())
+        EXPECT_GE(tile.top(), DockViewHarness::viewHeight) << "hidden tiles sit below the screen edge";
+    EXPECT_FALSE(h.view->isTicking()) << "a hidden dock at rest wakes nothing";
+    EXPECT_FALSE(h.view->inputRegion().contains(edge(100, 5).toPoint()));
+    EXPECT_TRUE(h.view->inputRegion().contains(edge(100, 2).toPoint())) << "the edge strip still takes the mouse";
+}
+
+TEST_F(DockAutoHideTest, OnlyTheEdgeStripBesideTheShelfRevealsAHiddenDock)
+{
+    const struct {
+        const char* name;
+        double beside, above; // from the shelf's left edge and the screen edge
+        bool reveals;
+    } rows[] = {
+        {"in the edge strip", 100, 3.9, true},
+        {"just above the strip", 100, 5, false},
+        {"19 beside the shelf", -19, 1, true},
+        {"21 beside the shelf", -21, 1, false},
+        {"over the hidden icons", 100, 40, false},
+    };
+    build(false, true);
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        h.pointer = away();
+        run(1.5);
+        h.settle();
+        ASSERT_EQ(h.view->hiddenAmount(), 1);
+        h.pointer = edge(row.beside, row.above);
+        run(0.5);
+        EXPECT_EQ(h.view->hiddenAmount() < 0.5, row.reveals) << h.view->hiddenAmount();
+    }
+}
+
+TEST_F(DockAutoHideTest, AnOpenMenuKeepsTheDockShownUntilItCloses)
+{
+    build(false, true);
+    h.menuOpen = true;
+    h.pointer = away();
+    run(3);
+    EXPECT_EQ(h.view->hiddenAmount(), 0);
+    h.menuOpen = false;
+    h.view->markLayoutDirty(); // what closing a menu does
+    run(0.5);
+    EXPECT_EQ(h.view->hiddenAmount(), 0) << "the delay counts from the menu closing";
+    run(1.5);
+    EXPECT_GT(h.view->hiddenAmount(), 0.9);
+}
+
+TEST_F(DockAutoHideTest, TheOverlayEntersHiddenAndWaitsForTheEdgeEvenUnderThePointer)
+{
+    build(true, false);
+    std::vector<bool> changes;
+    h.view->onFullScreenChanged = [&](bool on) { changes.push_back(on); };
+    setFullScreen(true);
+    run(0.1);
+    measure();
+    h.pointer = edge(100, 30);
+    run(2);
+    EXPECT_EQ(h.view->hiddenAmount(), 1) << "the hover zone does not reveal a waiting overlay";
+    h.pointer = edge(100, 1);
+    run(0.5);
+    EXPECT_LT(h.view->hiddenAmount(), 0.5);
+    h.pointer = away();
+    run(2);
+    EXPECT_EQ(h.view->hiddenAmount(), 1) << "the overlay hides again without autoHide";
+
+    setFullScreen(false);
+    run(0.1);
+    EXPECT_EQ(changes, (std::vector<bool>{true, false}));
+    EXPECT_TRUE(h.view->inputRegion().isEmpty()) << "an overlay outside full screen takes no mouse";
+}
+
+TEST_F(DockAutoHideTest, TheNormalDockStandsAsideOnAFullScreenDisplay)
+{
+    build(false, true);
+    setFullScreen(true);
+    h.pointer = edge(100, 1);
+    run(1);
+    EXPECT_EQ(h.view->hoveredIndex(), std::nullopt);
+    EXPECT_TRUE(h.view->inputRegion().isEmpty()) << "the inactive dock takes no mouse";
+    setFullScreen(false);
+    run(0.5);
+    EXPECT_LT(h.view->hiddenAmount(), 0.5) << "active again, the edge reveals it";
+}
+
+} // namespace
+} // namespace wharf::test
