@@ -3,6 +3,7 @@
 #include "dock/dock_entry.h"
 
 #include <QObject>
+#include <QPointF>
 #include <QRectF>
 
 #include <optional>
@@ -23,6 +24,10 @@ public:
 
     QRectF frame;       // layout coordinates (y up), moved down with the dock
     double alpha = 1.0;
+
+    // A press in progress: where it went down (widget coordinates), and whether it became a drag.
+    std::optional<QPointF> downPoint;
+    bool dragged = false;
 
     QString label() const;                // the entry's title
     std::optional<QString> value() const; // "Badge: …"

@@ -56,6 +56,7 @@ DockView::DockView(DockViewContext ctx, bool isFullScreenOverlay, QWidget* paren
     setAttribute(Qt::WA_NoSystemBackground);
     setAutoFillBackground(false);
     setMouseTracking(true);
+    setAcceptDrops(true); // files from other programs, and the dock's own tiles
     setAccessibleName(QStringLiteral("Wharf"));
     timer = new QTimer(this);
     timer->setTimerType(Qt::PreciseTimer);
@@ -248,7 +249,9 @@ void DockView::reload()
         return;
     }
 
-    // Membership changed.
+    // Membership changed: slots captured for a drag no longer match the row.
+    interaction.reorderSlot.reset();
+    interaction.reorderSlots.clear();
     QHash<QString, DockTile*> oldTiles;
     for (auto* tile : tileList)
         oldTiles.insert(tile->entry().identifier(), tile);
@@ -443,9 +446,13 @@ void DockView::tick()
 
     const auto centre = magnificationCentre(inside ? pointer : std::nullopt, resting);
     targets = centre ? layoutFrames(centre, magnification(), baseSize, dockWidth) : resting;
-    if (stacks.freezesRow() && frames.size() == targets.size())
+    // An open stack or menu keeps the row as it stands.
+    const bool frozen = stacks.freezesRow() || isMenuTracking();
+    if (frozen && frames.size() == targets.size())
         targets = frames;
-    interaction.reorderTargets(targets);
+    interaction.reorderTargets(targets, interaction.activeDragID.isEmpty()
+                                            ? std::nullopt
+                                            : indexOf(interaction.activeDragID));
 
     const bool snapping = !restedOnce || reducesMotion() || divider.resizing();
     const auto step = animation.advance(t, dt, snapping, frames, targets, tileList);
@@ -457,7 +464,11 @@ void DockView::tick()
     divider.place(frames, separator, hiddenAmount(), hiddenAmount() * hideDistance(), height());
     // The zone follows the row as now placed, so the input region never lags a step behind.
     hover.setRow(DockLayout::shelfFrame(frames.empty() ? resting : frames), frames);
-    changed = hover.update(active ? pointer : std::nullopt, tileList, hiddenAmount()) || changed;
+    // The hovered tile stays while its menu is open; nothing is hovered while a tile is dragged.
+    if (!isMenuTracking())
+        changed = hover.update(active && interaction.activeDragID.isEmpty() ? pointer : std::nullopt, tileList,
+                               hiddenAmount())
+            || changed;
     updateInputRegion(pointer);
     hoverLabel.show(hoveredIndex(), tileList,
                     interaction.activeDragID.isEmpty() && !stacks.freezesRow() && hiddenAmount() < 0.3);
@@ -566,6 +577,7 @@ DockViewRenderer::Scene DockView::currentScene() const
     scene.frames = frames;
     scene.separatorIndex = separator;
     scene.dropIndex = interaction.dropIndex;
+    scene.reordering = interaction.reorderSlot.has_value();
     scene.settled = !animating;
     const auto* panel = qobject_cast<const DockPanel*>(window());
     scene.clearedBackground =
@@ -578,7 +590,8 @@ DockViewRenderer::Scene DockView::currentScene() const
         const QString id = tile->entry().identifier();
         scene.tiles.push_back({&tile->entry(), tile->frame, i < frames.size() ? frames[i] : tile->frame,
                                tile->alpha, runningIDs.contains(id),
-                               !interaction.activeDragID.isEmpty() && id == interaction.activeDragID});
+                               !interaction.activeDragID.isEmpty() && id == interaction.activeDragID,
+                               interaction.dropTarget == int(i)});
     }
     for (const auto& icon : animation.retiring())
         scene.retiring.push_back({&icon.entry, icon.frame, QRectF(), icon.alpha, false, false});
@@ -636,14 +649,6 @@ void DockView::resizeEvent(QResizeEvent* event)
 {
     QWidget::resizeEvent(event);
     markLayoutDirty();
-}
-
-void DockView::mouseMoveEvent(QMouseEvent* event)
-{
-    lastEventPointer = event->position();
-    ensureTicking();
-    tickOnPointerMotion();
-    QWidget::mouseMoveEvent(event);
 }
 
 void DockView::enterEvent(QEnterEvent* event)

@@ -19,6 +19,7 @@
 #include <QHash>
 #include <QImage>
 #include <QPointF>
+#include <QPointer>
 #include <QRectF>
 #include <QRegion>
 #include <QSet>
@@ -33,6 +34,8 @@
 #include <vector>
 
 class QAccessibleEvent;
+class QDrag;
+class QDropEvent;
 class QMenu;
 class QTimer;
 
@@ -49,6 +52,8 @@ class DockTile;
 struct DockViewActions {
     // A click, Return or an accessibility press: open or switch to the entry.
     std::function<void(const QString& entryID, std::uint32_t eventTime)> activate;
+    // Ctrl-click on a folder: open the item itself (the folder in the file manager, not its stack).
+    std::function<void(const QString& entryID, std::uint32_t eventTime)> openItem;
     // Fills the entry's context menu (the item's own entries and its windows).
     std::function<void(const QString& entryID, QMenu& menu)> fillMenu;
     // Drags inside the dock and drops from other programs.
@@ -147,6 +152,13 @@ public:
 
     std::function<void()> onInputRegionChanged; // called only when inputRegion changes
     std::function<void(int)> onFrameRendered;   // optional, counts frames for benchmarks
+    // Whether a mouse button is down now, asked of the window system; empty = Qt's last known state.
+    std::function<bool()> pointerButtonHeld;
+    // Runs a drag of one of the dock's own tiles to its end; empty = QDrag::exec. A seam for tests.
+    std::function<Qt::DropAction(QDrag&)> runDrag;
+
+    // The private drag type of the dock's own items; its value is the entry identifier.
+    static inline const QString internalType = QStringLiteral("com.tamberly.Wharf.item");
 
     // Introspection for tests and the benchmark.
     const std::vector<DockTile*>& tiles() const;
@@ -161,6 +173,12 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
     void showEvent(QShowEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dragMoveEvent(QDragMoveEvent* event) override;
+    void dragLeaveEvent(QDragLeaveEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
     void enterEvent(QEnterEvent* event) override;
     void leaveEvent(QEvent* event) override;
     bool event(QEvent* event) override;
@@ -195,6 +213,13 @@ private:
     void stopTicking();
     void stopTickingWhenIdle(const std::optional<QPointF>& pointer);
     void notifyAccessibility();
+    // Pointer and drag-and-drop (dock_view_pointer.cpp).
+    void activateTile(int index, std::uint32_t eventTime, Qt::KeyboardModifiers modifiers);
+    void beginDrag(int index, const QPointF& pressPoint);
+    void dragUpdated(QDropEvent& event);
+    void performDrop(QDropEvent& event);
+    std::optional<int> indexOf(const QString& entryID) const;
+    std::optional<int> dropTargetAt(const QPointF& layoutPoint) const;
     void keyboardModeChanged(bool on);
     void keepSelectionInRange();
     void announceSelection();
@@ -232,6 +257,7 @@ private:
     DockAccessibilityAnnouncer accessibility;
     int framesRendered = 0;
     int openMenus = 0;
+    QPointer<DockTile> pressedTile; // the tile a press is in progress on
     bool opaqueEdge = false;
     std::unique_ptr<DockViewRenderer> drawing;
     Subscription fullScreenSubscription;

@@ -194,6 +194,13 @@ void DockViewRenderer::drawTile(QPainter& painter, const Tile& tile, const Scene
     const bool window = tile.entry->kind() == DockEntry::Kind::window;
     const double pad = window ? 0 : (image.width() - pixels) / 2.0 / dpr;
 
+    if (tile.dropTarget) {
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(QColor(255, 255, 255, 90));
+        painter.drawRoundedRect(target.adjusted(-3, -3, 3, 3), 8, 8);
+        painter.setRenderHint(QPainter::Antialiasing, false);
+    }
     if (tile.alpha < 1)
         painter.setOpacity(tile.alpha);
     if (std::abs(pixels - target.width() * dpr) < 1) {

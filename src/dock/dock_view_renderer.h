@@ -31,6 +31,7 @@ public:
         double alpha = 1;
         bool running = false;
         bool dragged = false;
+        bool dropTarget = false; // files dragged from another program would land here
     };
 
     struct Scene {

@@ -58,6 +58,8 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
         preferences->setRestingIconSize(0);
 
     view->onInputRegionChanged = [this] { applyInputRegion(); };
+    if (system)
+        view->pointerButtonHeld = [system] { return system->pointerButtonHeld(); };
     view->onFullScreenChanged = [this](bool inFullScreen) { followFullScreen(inFullScreen); };
     if (fullScreenOverlay && fullScreen) {
         // Anything raised since (the full-screen window itself, when clicked) goes below again.

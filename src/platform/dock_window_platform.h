@@ -68,6 +68,10 @@ public:
     // their panels and task bars reserve. The docks' own reservations never count.
     virtual QRect availableArea(const QRect& display) const = 0;
     CallbackList<> availableAreaChanged;
+
+    // Whether a mouse button is down right now, as the server sees it (a drag given up with Escape
+    // still has it down). Without a way to ask, none is.
+    virtual bool pointerButtonHeld() const { return false; }
 };
 
 } // namespace wharf

@@ -168,6 +168,7 @@ int AppDelegate::run(QApplication& app, const std::function<Parts()>& makeParts)
     };
     service.source.windows = [&delegate](const QString& id) { return delegate.windowsOfItem(id); };
     service.source.minimize = [&delegate](const QString& id) { return delegate.minimizeEntry(id); };
+    service.source.showMenu = [&delegate](const QString& id) { return delegate.showEntryMenu(id); };
     service.source.quit = [] { QCoreApplication::quit(); };
     service.source.openStack = [&delegate](const QString& id, QString* error) { return delegate.openStack(id, error); };
     service.source.stack = [&delegate] { return delegate.stackSnapshot(); };

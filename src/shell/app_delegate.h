@@ -63,6 +63,7 @@ class StackController;
 class StackPreferences;
 class StackArtwork;
 class StackThumbnailCache;
+struct DockViewActions;
 
 // Owns every long-lived part of the running dock and wires them together. Each subsystem's
 // wiring lives in app_delegate_<subsystem>.cpp as one `wire<Subsystem>()` function that
@@ -153,6 +154,8 @@ public:
     // Minimizes the window "window-<id>" of a running application; false when none has it.
     bool minimizeEntry(const QString& id);
     WindowManager* windows() const { return windowManager.get(); }
+    // Pops up the context menu of tile `id` over the first dock that shows it; false when none does.
+    bool showEntryMenu(const QString& id);
 
     // Stacks: opens the stack of the pinned folder `id` over its tile (a second call for the
     // same folder closes it); false with a reason when there is no such folder tile.
@@ -223,6 +226,11 @@ private:
     std::optional<DockSizing> firstDockSizing() const;
     std::function<std::optional<QIcon>(const QString&)> stackArtworkProvider() const;
     std::unique_ptr<StackArtwork> makeStackArtwork() const;
+    // A tile's context menu (app_delegate_entry_menu.cpp): the stack menu of a folder, and the
+    // windows of a running application around the item's own entries.
+    void fillEntryMenu(const QString& id, QMenu& menu, const DockViewActions& actions);
+    void addStackMenu(const DockItem& folder, QMenu& menu, const DockViewActions& actions);
+    void addWindowEntries(const DockItem& item, QMenu& menu);
 
     std::unique_ptr<Workspace> workspace;
     DockPreferences* preferences;

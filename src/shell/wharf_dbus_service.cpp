@@ -208,6 +208,11 @@ bool WharfDBusService::Minimize(const QString& id)
     return source.minimize && source.minimize(id);
 }
 
+bool WharfDBusService::ShowMenu(const QString& id)
+{
+    return source.showMenu && source.showMenu(id);
+}
+
 QString WharfDBusService::Alert() const
 {
     const QJsonObject alert = source.alert ? source.alert() : QJsonObject{{QStringLiteral("open"), false}};

@@ -76,6 +76,7 @@ public:
         std::function<bool(const QString& id)> activate;
         std::function<std::vector<DockWindow>(const QString& id)> windows;
         std::function<bool(const QString& id)> minimize;
+        std::function<bool(const QString& id)> showMenu;
         std::function<void()> quit;
         // Stacks: open (or toggle off) a folder tile's stack, read it, change its view mode.
         std::function<bool(const QString& id, QString* error)> openStack;
@@ -130,6 +131,9 @@ public Q_SLOTS:
     Q_SCRIPTABLE QString Windows(const QString& id) const;
     // Sends the window "window-<id>" to the dock; false when no running application has it.
     Q_SCRIPTABLE bool Minimize(const QString& id);
+    // Pops up the context menu of the tile `id` above it, as a right-click does; false when no
+    // dock shows that tile.
+    Q_SCRIPTABLE bool ShowMenu(const QString& id);
     // The alert Wharf shows now, as a JSON object ({"open": false} when none).
     Q_SCRIPTABLE QString Alert() const;
     // Clicks the button titled `button` of the alert on screen; false when there is none.

@@ -4,13 +4,17 @@
 #include "model/dock_model.h"
 #include "shell/app_delegate.h"
 #include "settings/dock_preferences.h"
+#include "stacks/stack_preferences.h"
 #include "takeover/system_dock_integration.h"
 
 #include "doubles/fake_dock_window_system.h"
 #include "doubles/fake_native_dock.h"
 #include "doubles/fake_workspace.h"
 
+#include <QDir>
+#include <QFileInfo>
 #include <QGuiApplication>
+#include <QMenu>
 #include <QScreen>
 #include <QTemporaryDir>
 
@@ -162,6 +166,64 @@ TEST_F(AppDelegateTest, LaterIntegrationErrorsShowTheWharfAlert)
     integration->onIntegrationError.notify(QString());
     ASSERT_EQ(alerts.size(), 1u) << "an empty message shows nothing";
     EXPECT_EQ(alerts.front(), std::make_pair(QStringLiteral("Wharf"), QStringLiteral("The recovery helper stopped.")));
+}
+
+// The menu a tile's right-click pops up, found among the first dock's children; null when none.
+QMenu* openMenu(AppDelegate& delegate)
+{
+    for (QMenu* menu : delegate.docks().front()->dockView().findChildren<QMenu*>()) {
+        if (menu->isVisible() && !menu->actions().isEmpty())
+            return menu;
+    }
+    return nullptr;
+}
+
+QAction* entry(const QMenu& menu, const QString& title)
+{
+    for (QAction* action : menu.actions()) {
+        if (action->text() == title)
+            return action;
+    }
+    return nullptr;
+}
+
+TEST_F(AppDelegateTest, AFolderMenuChangesItsStackSettingsAndTheTrashMenuItsIcon)
+{
+    auto delegate = launchedDelegate();
+    const QString folder = QFileInfo(dir.path()).canonicalFilePath() + QStringLiteral("/Papers");
+    ASSERT_TRUE(QDir().mkpath(folder));
+    delegate->model().setPins({{folder, DockItem::Kind::folder, std::nullopt}});
+
+    ASSERT_TRUE(delegate->showEntryMenu(folder));
+    QMenu* menu = openMenu(*delegate);
+    ASSERT_TRUE(menu);
+    EXPECT_TRUE(delegate->docks().front()->dockView().isMenuTracking());
+    ASSERT_TRUE(entry(*menu, QStringLiteral("Sort by")));
+    EXPECT_FALSE(entry(*menu, QStringLiteral("Sort by"))->isEnabled()) << "a heading";
+    EXPECT_TRUE(entry(*menu, QStringLiteral("Name"))->isChecked());
+    ASSERT_TRUE(entry(*menu, QStringLiteral("Grid")));
+    entry(*menu, QStringLiteral("Grid"))->trigger();
+    entry(*menu, QStringLiteral("Date Modified"))->trigger();
+    const StackSettings settings = delegate->stackPreferences().settings(folder);
+    EXPECT_EQ(settings.viewMode, StackViewMode::grid);
+    EXPECT_EQ(settings.sortOrder, StackSortOrder::dateModified);
+    EXPECT_EQ(settings.displayMode, StackDisplayMode::folder) << "only the chosen field changes";
+    menu->hide();
+    EXPECT_FALSE(delegate->docks().front()->dockView().isMenuTracking());
+
+    ASSERT_TRUE(delegate->showEntryMenu(DockModel::trashID));
+    menu = openMenu(*delegate);
+    ASSERT_TRUE(menu);
+    QAction* appearance = entry(*menu, QStringLiteral("Appearance"));
+    ASSERT_TRUE(appearance && appearance->menu());
+    QAction* alwaysEmpty = entry(*appearance->menu(), QStringLiteral("Always Empty"));
+    ASSERT_TRUE(alwaysEmpty);
+    EXPECT_FALSE(alwaysEmpty->isChecked());
+    alwaysEmpty->trigger();
+    EXPECT_TRUE(preferences.alwaysEmptyTrashIcon());
+    menu->hide();
+
+    EXPECT_FALSE(delegate->showEntryMenu(QStringLiteral("/no/such/tile")));
 }
 
 } // namespace

@@ -538,6 +538,13 @@ void X11DockWindow::updateStruts()
     availableAreaChanged.notify();
 }
 
+bool X11DockWindow::pointerButtonHeld() const
+{
+    const Reply<xcb_query_pointer_reply_t> reply(
+        xcb_query_pointer_reply(connection, xcb_query_pointer(connection, root), nullptr));
+    return reply && (reply->mask & (XCB_BUTTON_MASK_1 | XCB_BUTTON_MASK_2 | XCB_BUTTON_MASK_3));
+}
+
 QRect X11DockWindow::availableArea(const QRect& display) const
 {
     const qreal scale = qApp->devicePixelRatio();
