@@ -40,7 +40,7 @@ bool isDesktopEntry(const QUrl& url)
     return QFileInfo(url.toLocalFile()).suffix().compare(QLatin1String("desktop"), Qt::CaseInsensitive) == 0;
 }
 
-// Control-click on macOS is a secondary click; Qt names that key Meta.
+// Ctrl-click opens a folder itself, so the secondary click held on the keyboard is Meta (Super)-click.
 bool asksForMenu(const QMouseEvent& event)
 {
     return event.button() == Qt::RightButton

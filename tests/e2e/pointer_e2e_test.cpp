@@ -33,9 +33,12 @@ QStringList openMenus(E2eSession& session, qint64 pid)
                                          QStringLiteral("--pid"), QString::number(pid), QStringLiteral("--name"),
                                          QString()});
     QStringList menus;
+    // Menus only: the hover label is an unmanaged window of the dock too.
     for (const QString& window : r.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
         if (session.run(QStringLiteral("xwininfo"), {QStringLiteral("-id"), window})
-                .out.contains(QStringLiteral("Override Redirect State: yes")))
+                .out.contains(QStringLiteral("Override Redirect State: yes"))
+            && !session.xprop({QStringLiteral("-id"), window, QStringLiteral("_NET_WM_WINDOW_TYPE")})
+                    .contains(QStringLiteral("_TOOLTIP")))
             menus << window;
     }
     return menus;
