@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace wharf::e2e {
 namespace {
 
@@ -289,6 +291,23 @@ TEST_F(PointerE2e, TheMenuOfAnApplicationListsItsWindowsAndChoosingOneFocusesIt)
     session.xdotool({QStringLiteral("key"), QStringLiteral("Down"), QStringLiteral("Down"), QStringLiteral("Return")});
     EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == second; }));
     EXPECT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).isEmpty(); }));
+
+    // "Keep in Dock" from the keyboard, past the two windows into Options; the pin outlives a restart.
+    const auto pinned = [&] {
+        const auto items = client.items();
+        return std::any_of(items.begin(), items.end(), [&](const QJsonValue& item) {
+            return item.toObject()[QStringLiteral("id")].toString() == appID
+                && item.toObject()[QStringLiteral("pinned")].toBool();
+        });
+    };
+    const bool wasPinned = pinned();
+    click(session, tileOf(client, appID).center(), 3);
+    ASSERT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).size() == 1; }));
+    session.xdotool({QStringLiteral("key"), QStringLiteral("Down"), QStringLiteral("Down"), QStringLiteral("Down"),
+                     QStringLiteral("Right"), QStringLiteral("Return")});
+    ASSERT_TRUE(E2eSession::waitFor([&] { return pinned() != wasPinned; })) << "Keep in Dock toggles the pin";
+    restart();
+    EXPECT_EQ(pinned(), !wasPinned) << "and the pin is stored";
 
     // The same menu over D-Bus, closed with Escape; then the application quits under an open menu.
     EXPECT_TRUE(QDBusReply<bool>(call(session, QStringLiteral("ShowMenu"), {appID})).value());
