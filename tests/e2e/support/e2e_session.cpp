@@ -67,12 +67,6 @@ QString E2eSession::home() const { return root() + "/home"; }
 QString E2eSession::configHome() const { return home() + "/.config"; }
 QString E2eSession::dataHome() const { return home() + "/.local/share"; }
 QString E2eSession::cacheHome() const { return home() + "/.cache"; }
-QString E2eSession::runtimeDir() const { return root() + "/runtime"; }
-
-QString E2eSession::sessionScript()
-{
-    return QStringLiteral(WHARF_SESSION_SCRIPT);
-}
 
 // scripts/session.sh --hold starts the X server, bus, window manager and compositor, prints the
 // session's environment and holds everything until its stdin closes.
@@ -90,9 +84,9 @@ void E2eSession::startSession()
     session_->setProcessEnvironment(env);
     session_->setStandardErrorFile(root() + "/session.log");
     startInOwnGroup(*session_);
-    session_->start(sessionScript(), {"--hold"});
+    session_->start(WHARF_SESSION_SCRIPT, {"--hold"});
     if (!session_->waitForStarted(5000)) {
-        error_ = "cannot run " + sessionScript();
+        error_ = "cannot run " WHARF_SESSION_SCRIPT;
         return;
     }
 

@@ -46,13 +46,11 @@ public:
     QString error() const { return error_; }
 
     QString display() const { return display_; }
-    QString dbusAddress() const { return dbusAddress_; }
     QString root() const;          // the temporary directory
     QString home() const;
     QString configHome() const;    // $XDG_CONFIG_HOME
     QString dataHome() const;      // $XDG_DATA_HOME
     QString cacheHome() const;
-    QString runtimeDir() const;
 
     // The environment every child gets; setEnv() adds to it for later starts.
     QProcessEnvironment environment() const { return env_; }
@@ -74,8 +72,6 @@ public:
 
     // The built wharf executable.
     static QString wharfBinary();
-    // The script that runs every private session (scripts/session.sh).
-    static QString sessionScript();
     // Starts wharf with `args` and waits until its D-Bus name is on the bus (nullptr on timeout).
     QProcess* startWharf(const QStringList& args = {}, int timeoutMs = 15000);
 
