@@ -1,5 +1,5 @@
-// The global shortcut Ctrl+Alt+D: pressed anywhere it gives the keyboard to the dock; held by
-// another program, Wharf says so and runs on without it.
+// The global shortcut Ctrl+Alt+D: Wharf holds it while it runs; held by another program, Wharf
+// says so and runs on without it.
 #include "dock_e2e_client.h"
 
 #include <gtest/gtest.h>
@@ -44,32 +44,16 @@ private:
     xcb_connection_t* connection;
 };
 
-TEST(HotKey, CtrlAltDGivesTheKeyboardToTheDockAndIsReleasedOnQuit)
+// (What the shortcut does once held is the keyboard test's part.)
+TEST(HotKey, CtrlAltDIsHeldByWharfAndReleasedOnQuit)
 {
     E2eSession session;
     WHARF_REQUIRE_SESSION(session);
     QProcess* wharf = session.startWharf();
     ASSERT_NE(wharf, nullptr);
     DockClient client(session);
-    const auto dock = client.settledDock();
-    ASSERT_TRUE(dock);
-    const QStringList windows = wharfWindows(session, wharf->processId());
-
-    session.start(QStringLiteral("xterm"));
-    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
-    const quint32 xterm = session.clientWindows(QStringLiteral("xterm")).front();
-    session.xdotool({QStringLiteral("windowactivate"), QString::number(xterm)});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterm; }, 3000));
-    session.xdotool({QStringLiteral("mousemove"), QString::number(int(dock->frame.center().x())),
-                     QString::number(int(dock->frame.bottom()) - 20)});
-
-    // Held by Wharf: nobody else gets it.
-    EXPECT_FALSE(KeyGrabber(session.display()).grab());
-
-    session.xdotool({QStringLiteral("key"), QStringLiteral("ctrl+alt+d")});
-    EXPECT_TRUE(E2eSession::waitFor([&] { return windows.contains(QString::number(activeWindow(session))); }, 3000))
-        << "the dock under the pointer is the active window";
-
+    ASSERT_TRUE(client.settledDock());
+    EXPECT_FALSE(KeyGrabber(session.display()).grab()) << "nobody else gets it";
     ASSERT_TRUE(client.quit());
     ASSERT_TRUE(wharf->waitForFinished(10000));
     EXPECT_TRUE(KeyGrabber(session.display()).grab()) << "released when Wharf quits";
