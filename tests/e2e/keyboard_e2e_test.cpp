@@ -53,10 +53,6 @@ protected:
         WHARF_REQUIRE_SESSION(session);
         folder = session.home() + QStringLiteral("/Samples");
         QDir().mkpath(folder);
-        QFile note(folder + QStringLiteral("/note.txt"));
-        ASSERT_TRUE(note.open(QIODevice::WriteOnly));
-        note.write("text\n");
-        note.close();
         writeWharfSettings(session, {{QStringLiteral("Wharf.pinnedItems.v1"), pinnedItems({{folder, QStringLiteral("folder")}})},
                                      {QStringLiteral("replaceSystemDock"), false}});
 
