@@ -31,7 +31,7 @@ std::optional<DockInfo> findDock(DockClient& client, const QString& display, boo
 
 // Waits until the dock of `display` satisfies `condition`.
 bool waitForDock(DockClient& client, const QString& display, bool overlay,
-                 const std::function<bool(const DockInfo&)>& condition, int timeoutMs = 5000)
+                 const std::function<bool(const DockInfo&)>& condition, int timeoutMs = 10000)
 {
     return E2eSession::waitFor([&] {
         const auto dock = findDock(client, display, overlay);
