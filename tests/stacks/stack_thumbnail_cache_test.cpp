@@ -2,7 +2,6 @@
 
 #include "support/thumbnail_png.h"
 
-#include <QBuffer>
 #include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QDeadlineTimer>
@@ -156,12 +155,8 @@ TEST(StackThumbnailCache, ThePicturesOfFiles)
     }
     QFile::remove(thumbPath);
 
-    // Garbage, and a header that claims an enormous picture, make nothing.
-    QFile corrupt(dir.filePath("corrupt.png"));
-    ASSERT_TRUE(corrupt.open(QIODevice::WriteOnly));
-    corrupt.write("\x89PNG\r\n\x1a\nnot really");
-    corrupt.close();
-    EXPECT_TRUE(StackThumbnailCache::freedesktopThumbnail(corrupt.fileName(), nullptr).isNull());
+    // A header that claims an enormous picture makes nothing (a corrupt file's icon is checked on
+    // screen by the stacks end-to-end test).
     QFile huge(dir.filePath("huge.ppm"));
     ASSERT_TRUE(huge.open(QIODevice::WriteOnly));
     huge.write("P6\n60000 60000\n255\n");
