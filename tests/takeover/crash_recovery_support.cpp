@@ -1,8 +1,5 @@
 #include "crash_recovery_support.h"
 
-#include "platform/x11/dash_to_dock_native_dock.h"
-#include "takeover/process_identity.h"
-
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
@@ -30,14 +27,6 @@ DockValues DriverHome::userValues()
             {QStringLiteral("require-pressure-to-show"), std::nullopt}};
 }
 
-DockValues DriverHome::hidingValues()
-{
-    DockValues values;
-    for (const NativeDockKey& key : DashToDockNativeDock::hidingKeys())
-        values.insert(key.name, key.hidingValue);
-    return values;
-}
-
 std::unique_ptr<QProcess> DriverHome::start(const QStringList& args) const
 {
     auto driver = std::make_unique<QProcess>();
@@ -63,12 +52,10 @@ std::optional<QString> DriverHome::readLine(QProcess& driver, int timeoutMs)
     return QString::fromUtf8(driver.readLine()).trimmed();
 }
 
-QList<qint64> DriverHome::helpers() const { return recoveryHelpers(backupPath()); }
-
 bool DriverHome::waitForNoHelpers(int timeoutMs) const
 {
     const QDeadlineTimer deadline(timeoutMs);
-    while (!helpers().isEmpty()) {
+    while (!recoveryHelpers(backupPath()).isEmpty()) {
         if (deadline.hasExpired())
             return false;
         QThread::msleep(10);

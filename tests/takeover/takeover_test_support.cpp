@@ -7,14 +7,9 @@
 #include "platform/x11/dash_to_dock_native_dock.h"
 #include "takeover/process_identity.h"
 
-#include <QFile>
-
 #include <QDir>
+#include <QFile>
 #include <QStandardPaths>
-
-#include <csignal>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace wharf::test {
 namespace {
@@ -79,33 +74,6 @@ void writeKeyfileValues(const QString& keyfile, const DockValues& values)
             g_settings_set_value(store.settings, key.constData(), parsed);
     }
     g_settings_sync();
-}
-
-OtherProcess::OtherProcess()
-{
-    ::usleep(20'000);
-    child = ::fork();
-    if (child == 0) {
-        ::pause();
-        ::_exit(0);
-    }
-}
-
-OtherProcess::~OtherProcess()
-{
-    if (child > 0) {
-        ::kill(child, SIGKILL);
-        ::waitpid(child, nullptr, 0);
-    }
-}
-
-qint32 endedProcessPid()
-{
-    const pid_t child = ::fork();
-    if (child == 0)
-        ::_exit(0);
-    ::waitpid(child, nullptr, 0);
-    return child;
 }
 
 QList<qint64> recoveryHelpers(const QString& backupPath)
