@@ -16,6 +16,7 @@
 #include <QRectF>
 #include <QSettings>
 
+#include <cstdlib>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -149,14 +150,16 @@ inline QByteArray pinnedItems(const std::vector<std::pair<QString, QString>>& pi
     return QJsonDocument(list).toJson(QJsonDocument::Compact);
 }
 
-// How many pixels of `image` inside `area` are pure red (an opaque red picture drawn by the dock).
-inline int redPixels(const QImage& image, const QRect& area)
+// How many pixels of `image` inside `area` are close to the pure colour `pure` (a picture of one
+// colour drawn by the dock).
+inline int pixelsOf(const QImage& image, const QRect& area, const QColor& pure)
 {
     int n = 0;
     for (int y = area.top(); y <= area.bottom(); ++y) {
         for (int x = area.left(); x <= area.right(); ++x) {
             const QColor c = image.pixelColor(x, y);
-            n += c.red() > 200 && c.green() < 60 && c.blue() < 60;
+            n += std::abs(c.red() - pure.red()) < 60 && std::abs(c.green() - pure.green()) < 60
+                && std::abs(c.blue() - pure.blue()) < 60;
         }
     }
     return n;

@@ -1,9 +1,14 @@
-// Folder stacks in the running dock: a pinned folder opened over its tile as a grid, a fan and a
-// list; its pile on the tile; walking into a sub-folder and back and the preview from the keyboard;
-// closing by Escape and by a click elsewhere; a live refresh; a picture's thumbnail.
+// Folder stacks in the running dock: a pinned folder of twelve entries opened over its tile as a
+// grid, a fan and a list, and its pile on the tile; walking into a sub-folder and back; the
+// preview; closing by Escape and by a click elsewhere; a live refresh when files appear; thumbnails.
+#include "support/thumbnail_png.h"
 #include "dock_e2e_client.h"
 
 #include <QColor>
+#include <QDBusMessage>
+#include <QCryptographicHash>
+#include <QFileInfo>
+#include <QUrl>
 
 #include <gtest/gtest.h>
 
@@ -36,12 +41,28 @@ protected:
         for (int i = 1; i <= 11; ++i)
             write(QStringLiteral("Note %1.txt").arg(i), "sample text\n");
         write(QStringLiteral("Sub/inner.txt"), "inner\n");
-        // A folder with a picture, whose thumbnail is the picture itself.
+        // A second folder of pictures: one the desktop has a thumbnail of, one without, one corrupt.
         pictures = session.home() + QStringLiteral("/Pictures");
         QDir().mkpath(pictures);
         QImage red(300, 200, QImage::Format_ARGB32);
         red.fill(Qt::red);
-        ASSERT_TRUE(red.save(pictures + QStringLiteral("/red.png")));
+        ASSERT_TRUE(red.save(pictures + QStringLiteral("/cached.png")));
+        ASSERT_TRUE(red.save(pictures + QStringLiteral("/plain.png")));
+        QFile broken(pictures + QStringLiteral("/broken.png"));
+        ASSERT_TRUE(broken.open(QIODevice::WriteOnly));
+        broken.write("\x89PNG\r\n\x1a\nthis is not an image");
+        broken.close();
+        const QString cached = pictures + QStringLiteral("/cached.png");
+        const QByteArray uri = QUrl::fromLocalFile(cached).toEncoded();
+        const QString thumbs = session.cacheHome() + QStringLiteral("/thumbnails/normal/");
+        QDir().mkpath(thumbs);
+        QFile thumb(thumbs + QCryptographicHash::hash(uri, QCryptographicHash::Md5).toHex() + QStringLiteral(".png"));
+        ASSERT_TRUE(thumb.open(QIODevice::WriteOnly));
+        QImage green(128, 128, QImage::Format_ARGB32);
+        green.fill(Qt::green);
+        thumb.write(test::pngWithText(green, "Thumb::MTime",
+                                      QByteArray::number(QFileInfo(cached).lastModified().toSecsSinceEpoch())));
+        thumb.close();
 
         // Samples shows as a pile of its first documents.
         const QByteArray stackSettings = QJsonDocument(QJsonObject{
@@ -68,6 +89,7 @@ protected:
         file.write(contents);
     }
     void key(const QString& name) { session.xdotool({QStringLiteral("key"), name}); }
+    QRect frameOf(const QJsonObject& stack) { return rectFrom(stack[QStringLiteral("frame")]).toRect(); }
     QDBusMessage::MessageType call(const QString& method, const QVariantList& args)
     {
         return wharf.call(method, args).type();
@@ -91,7 +113,7 @@ protected:
     QRectF tile;
 };
 
-TEST_F(StacksE2e, TheFolderOpensAsGridFanAndListOverItsTileWhichShowsItsPile)
+TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheTileWhichShowsTheirPile)
 {
     const QRect icon = tile.toRect().adjusted(4, 4, -4, -4);
     const QImage folderIcon = session.screenshot().copy(icon);
@@ -99,26 +121,47 @@ TEST_F(StacksE2e, TheFolderOpensAsGridFanAndListOverItsTileWhichShowsItsPile)
     const QJsonObject grid = until([](const QJsonObject& s) { return shows(s, "grid") && !s["pile"].toArray().isEmpty(); });
     ASSERT_TRUE(shows(grid, "grid")) << QJsonDocument(grid).toJson().toStdString();
     EXPECT_EQ(grid["count"].toInt(), 12);
-    const QRect gridFrame = rectFrom(grid["frame"]).toRect();
+    EXPECT_EQ(grid["columns"].toInt(), 4);
+    EXPECT_EQ(strings(grid["entries"]).first(), "Note 1.txt");
+    EXPECT_EQ(strings(grid["entries"]).last(), "Sub");
+    const QRect gridFrame = frameOf(grid);
+    EXPECT_EQ(gridFrame.size(), QSize(4 * 112 + 38, 3 * 124 + 102));
     EXPECT_LE(gridFrame.bottom(), tile.top()) << "above the tile";
     EXPECT_TRUE(gridFrame.left() < tile.center().x() && tile.center().x() < gridFrame.right()) << "over the tile";
+
     // The bubble is drawn: its inside is dark, not the desktop behind it.
     const QImage shot = session.screenshot();
+    ASSERT_FALSE(shot.isNull());
     const QColor inside = shot.pixelColor(gridFrame.center().x(), gridFrame.top() + 60);
+    const QColor desktop = shot.pixelColor(gridFrame.left() - 40, gridFrame.top() + 60);
     EXPECT_LT(inside.lightness(), 80);
-    EXPECT_NE(inside, shot.pixelColor(gridFrame.left() - 40, gridFrame.top() + 60));
+    EXPECT_NE(inside, desktop);
     // Once read, the tile's picture changes from the folder icon to a pile of the first three.
     EXPECT_EQ(strings(grid["pile"]).size(), 3);
     EXPECT_TRUE(E2eSession::waitFor([&] { return session.screenshot().copy(icon) != folderIcon; }, 5000, 200));
 
-    for (const QString& mode : {QStringLiteral("fan"), QStringLiteral("list")}) {
-        ASSERT_EQ(call(QStringLiteral("SetStackViewMode"), {folder, mode}), QDBusMessage::ReplyMessage);
-        const QJsonObject shown = until([&](const QJsonObject& s) { return shows(s, mode) && rectFrom(s["frame"]).height() > 0; });
-        ASSERT_TRUE(shows(shown, mode));
-        EXPECT_LE(rectFrom(shown["frame"]).bottom(), tile.top()) << mode.toStdString() << " opens upward from the dock";
-    }
+    ASSERT_EQ(call(QStringLiteral("SetStackViewMode"), {folder, QStringLiteral("fan")}), QDBusMessage::ReplyMessage);
+    const QJsonObject fan = until(QStringLiteral("fan"));
+    ASSERT_TRUE(shows(fan, "fan"));
+    EXPECT_EQ(strings(fan["entries"]).size(), 9);
+    EXPECT_EQ(fan["button"].toString(), QStringLiteral("↗  3 More in Files"));
+    const QRect fanFrame = frameOf(fan);
+    EXPECT_EQ(fanFrame.size(), QSize(370, 9 * 67 + 61));
+    EXPECT_LE(fanFrame.bottom(), tile.top());
+
+    ASSERT_EQ(call(QStringLiteral("SetStackViewMode"), {folder, QStringLiteral("list")}), QDBusMessage::ReplyMessage);
+    const QJsonObject list = until([](const QJsonObject& s) {
+        return shows(s, "list") && rectFrom(s["frame"]).height() > 0;
+    });
+    ASSERT_TRUE(shows(list, "list"));
+    EXPECT_EQ(strings(list["entries"]).size(), 13);
+    EXPECT_EQ(strings(list["entries"]).last(), "Open in Files");
+    const QRect menuFrame = frameOf(list);
+    EXPECT_LE(menuFrame.bottom(), tile.top()) << "the menu opens upward from the dock";
+
     EXPECT_EQ(call(QStringLiteral("SetStackViewMode"), {folder, QStringLiteral("carousel")}), QDBusMessage::ErrorMessage);
     EXPECT_EQ(call(QStringLiteral("OpenStack"), {session.home()}), QDBusMessage::ErrorMessage) << "not a folder tile";
+
 }
 
 TEST_F(StacksE2e, KeyboardPreviewDismissalAndLiveRefresh)
@@ -131,11 +174,24 @@ TEST_F(StacksE2e, KeyboardPreviewDismissalAndLiveRefresh)
         key(name);
     ASSERT_EQ(until([](const QJsonObject& s) { return s["selected"].toInt() == 11; })["selected"].toInt(), 11);
     key("Return");
-    const QJsonObject sub = until([](const QJsonObject& s) { return s["back"].toBool() && shows(s, "grid"); });
+    QJsonObject sub = until([](const QJsonObject& s) { return s["back"].toBool() && shows(s, "grid"); });
     ASSERT_TRUE(sub["back"].toBool());
     EXPECT_EQ(strings(sub["entries"]), QStringList{"inner.txt"});
     key("BackSpace");
-    EXPECT_EQ(until([](const QJsonObject& s) { return !s["back"].toBool() && shows(s, "grid"); })["count"].toInt(), 12);
+    QJsonObject root = until([](const QJsonObject& s) { return !s["back"].toBool() && shows(s, "grid"); });
+    EXPECT_EQ(root["count"].toInt(), 12);
+
+    // And with the "‹" button.
+    for (const char* name : {"Down", "Down", "Down", "Down", "Right", "Right", "Right", "Return"})
+        key(name);
+    sub = until([](const QJsonObject& s) { return s["back"].toBool() && shows(s, "grid"); });
+    ASSERT_TRUE(sub["back"].toBool());
+    const QRect subFrame = frameOf(sub);
+    session.xdotool({"mousemove", QString::number(subFrame.left() + 28), QString::number(subFrame.top() + 23)});
+    session.xdotool({"click", "1"});
+    root = until([](const QJsonObject& s) { return !s["back"].toBool() && shows(s, "grid"); });
+    EXPECT_FALSE(root["back"].toBool());
+    session.xdotool({"mousemove", "5", "5"});
 
     // Space previews the selection; Escape closes the preview, then the stack.
     key("Left");
@@ -156,28 +212,46 @@ TEST_F(StacksE2e, KeyboardPreviewDismissalAndLiveRefresh)
     session.xdotool({"mousemove", "100", "100", "click", "1"});
     EXPECT_TRUE(closed(until(closed)));
 
-    // New files show in the open stack and on the tile's pile.
+    // Three files within a tenth of a second refresh the open stack once, and the tile's pile.
     ASSERT_EQ(call(QStringLiteral("OpenStack"), {folder}), QDBusMessage::ReplyMessage);
-    EXPECT_EQ(strings(until(QStringLiteral("grid"))["pile"]), (QStringList{"Note 1.txt", "Note 2.txt", "Note 3.txt"}));
+    const QJsonObject before = until(QStringLiteral("grid"));
+    const int loads = before["loads"].toInt();
+    EXPECT_EQ(strings(before["pile"]), (QStringList{"Note 1.txt", "Note 2.txt", "Note 3.txt"}));
+    const int renders = before["pileRenders"].toInt();
     for (const char* name : {"New A.txt", "New B.txt", "New C.txt"})
         write(name, "new\n");
     const QJsonObject after = until([](const QJsonObject& s) { return s["count"].toInt() == 15; });
     EXPECT_EQ(after["count"].toInt(), 15);
-    EXPECT_EQ(strings(until([](const QJsonObject& s) { return strings(s["pile"]).contains("New A.txt"); })["pile"]),
-              (QStringList{"New A.txt", "New B.txt", "New C.txt"}));
+    E2eSession::waitFor([] { return false; }, 1000); // time for any further refresh
+    const QJsonObject settled = wharf.object(QStringLiteral("Stack"));
+    EXPECT_EQ(settled["loads"].toInt(), loads + 1);
+    EXPECT_EQ(strings(settled["pile"]), (QStringList{"New A.txt", "New B.txt", "New C.txt"}));
+    EXPECT_EQ(settled["pileRenders"].toInt(), renders + 1);
 }
 
-// (Where thumbnails come from, the desktop's cache first, is the thumbnail cache test's part.)
-TEST_F(StacksE2e, APictureShowsItsThumbnail)
+TEST_F(StacksE2e, ThumbnailsComeFromTheDesktopsCacheFirstAndCorruptImagesShowTheirIcon)
 {
     ASSERT_EQ(call(QStringLiteral("SetStackViewMode"), {pictures, QStringLiteral("grid")}), QDBusMessage::ReplyMessage);
     ASSERT_EQ(call(QStringLiteral("OpenStack"), {pictures}), QDBusMessage::ReplyMessage);
     const QJsonObject grid = until([](const QJsonObject& s) {
-        return shows(s, "grid") && strings(s["thumbnails"]) == QStringList{"image"};
+        const QStringList sources = strings(s["thumbnails"]);
+        return shows(s, "grid") && sources.size() == 3 && !sources.contains(QString());
     });
     ASSERT_TRUE(shows(grid, "grid"));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return redPixels(session.screenshot(), rectFrom(grid["frame"]).toRect()) > 500; }))
-        << "the red picture is drawn in the stack";
+    std::map<QString, QString> sources;
+    const QStringList titles = strings(grid["entries"]);
+    const QStringList from = strings(grid["thumbnails"]);
+    for (qsizetype i = 0; i < titles.size() && i < from.size(); ++i)
+        sources[titles[i]] = from[i];
+    EXPECT_EQ(sources["cached.png"], "cache");
+    EXPECT_EQ(sources["plain.png"], "image");
+    EXPECT_EQ(sources["broken.png"], "icon");
+
+    // On screen: the cached thumbnail is green although the file itself is red.
+    const QRect frame = rectFrom(grid["frame"]).toRect();
+    const QImage shot = session.screenshot();
+    EXPECT_GT(pixelsOf(shot, frame, Qt::green), 500);
+    EXPECT_GT(pixelsOf(shot, frame, Qt::red), 500) << "the file without a cached thumbnail shows itself";
 }
 
 } // namespace

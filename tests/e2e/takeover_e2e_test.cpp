@@ -1,6 +1,6 @@
 // The wharf executable taking over the real Dash to Dock settings (keyfile backend) in a private
-// desktop session: quitting, kill -9 of its helper, a second Wharf of the same user and the
-// command-line restore. (kill -9 of Wharf itself is the crash-recovery test's, round after round.)
+// desktop session: quitting, kill -9 of Wharf or of its helper, a second Wharf of the same user
+// and the command-line restore.
 #include "e2e_session.h"
 
 #include "takeover/takeover_test_support.h"
@@ -95,6 +95,11 @@ TEST_F(TakeoverE2eTest, QuitAndCrashesGiveBackExactlyWhatTheUserHad)
     log += stopped(wharf);
     EXPECT_TRUE(log.contains(QStringLiteral("Wharf stopped."))) << log.toStdString();
     EXPECT_FALSE(log.contains(QStringLiteral("Restore failed"))) << log.toStdString();
+    EXPECT_TRUE(desktop.restoredAndHelperGone());
+
+    // kill -9 of Wharf: its helper restores.
+    ASSERT_GT(desktop.startHiding(wharf, log), 0);
+    wharf->kill();
     EXPECT_TRUE(desktop.restoredAndHelperGone());
 
     // kill -9 of the helper: Wharf restores at once and keeps running.

@@ -141,7 +141,7 @@ TEST_F(WindowAvoidance, DialogsAndFullScreenWindowsAreLeftAlone)
     EXPECT_EQ(outerFrame(session, fullScreen), screen);
 }
 
-TEST_F(WindowAvoidance, AWindowThatSnapsBackIsNotFoughtOver)
+TEST_F(WindowAvoidance, AWindowThatSnapsBackIsRetriedOnlyAfterTheCooldown)
 {
     QProcess* client = startBandClient(QRect(400, bandTop - 60, 300, 160), QStringLiteral("--snap-back"));
     ASSERT_NE(client, nullptr);
@@ -153,6 +153,7 @@ TEST_F(WindowAvoidance, AWindowThatSnapsBackIsNotFoughtOver)
     ASSERT_TRUE(E2eSession::waitFor([&] { return moves() >= 1; })) << "Wharf tries once";
     // Its snapping back reads as a refusal, not as a new place to correct at once.
     EXPECT_FALSE(E2eSession::waitFor([&] { return moves() >= 2; }, 2000)) << "and leaves the refusing window alone";
+    EXPECT_TRUE(E2eSession::waitFor([&] { return moves() >= 2; }, 10000)) << "until the cooldown is over";
 }
 
 } // namespace

@@ -88,8 +88,9 @@ TEST(WindowControl, MinimizedWindowsBecomeTilesAndActivatingOneRestoresIt)
         return windowTiles(client) == QStringList{tileID(xterms[0]), tileID(xterms[1])};
     })) << client.docks().front().ids.join(QLatin1Char(' ')).toStdString();
 
-    // Activating a tile restores that one window (a click's part is the pointer test's).
+    // Activating a tile restores that one window and makes it active; its tile goes away.
     EXPECT_TRUE(called(client, QStringLiteral("Activate"), tileID(xterms[0])));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterms[0] && !isIconic(session, xterms[0]); }));
     EXPECT_TRUE(E2eSession::waitFor([&] { return windowTiles(client) == QStringList{tileID(xterms[1])}; }));
     EXPECT_TRUE(isIconic(session, xterms[1])) << "the other window stays minimized";
 
@@ -130,7 +131,7 @@ TEST(WindowControl, AWindowOfAProcessTheDockHasNoIconForShowsItsOwnIcon)
     const auto dock = client.settledDock();
     ASSERT_TRUE(dock);
     const QPoint centre = dock->tiles[dock->ids.indexOf(tileID(other))].center().toPoint();
-    EXPECT_GT(redPixels(session.screenshot(), QRect(centre - QPoint(6, 6), QSize(13, 13))), 13 * 13 / 2)
+    EXPECT_GT(pixelsOf(session.screenshot(), QRect(centre - QPoint(6, 6), QSize(13, 13)), Qt::red), 13 * 13 / 2)
         << "the tile shows the window's red icon, not a generic one";
 }
 
