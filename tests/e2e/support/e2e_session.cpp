@@ -352,4 +352,20 @@ bool isIconic(E2eSession& session, quint32 window)
         .contains(QStringLiteral("Iconic"));
 }
 
+QStringList openMenus(E2eSession& session, qint64 pid)
+{
+    const RunResult r = session.xdotool({QStringLiteral("search"), QStringLiteral("--all"), QStringLiteral("--onlyvisible"),
+                                         QStringLiteral("--pid"), QString::number(pid), QStringLiteral("--name"),
+                                         QString()});
+    QStringList menus;
+    for (const QString& window : r.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
+        if (session.run(QStringLiteral("xwininfo"), {QStringLiteral("-id"), window})
+                .out.contains(QStringLiteral("Override Redirect State: yes"))
+            && !session.xprop({QStringLiteral("-id"), window, QStringLiteral("_NET_WM_WINDOW_TYPE")})
+                    .contains(QStringLiteral("_TOOLTIP")))
+            menus << window;
+    }
+    return menus;
+}
+
 } // namespace wharf::e2e

@@ -120,4 +120,8 @@ bool isIconic(E2eSession& session, quint32 window);
 #define WHARF_REQUIRE_SESSION(session) \
     ASSERT_TRUE((session).ok()) << (session).error().toStdString()
 
+// Pop-up menus on screen: the visible override-redirect windows of process `pid` other than
+// tooltips (the dock's hover label is one).
+QStringList openMenus(E2eSession& session, qint64 pid);
+
 } // namespace wharf::e2e
