@@ -1,4 +1,4 @@
-// The mouse on the running dock, driven by xdotool: clicks on window and folder tiles, context
+// The mouse on the running dock, driven by xdotool: clicks on folder tiles, context
 // menus and their window lists, dragging tiles along the row and out of it, and files dropped from
 // another program over XDND.
 #include "dock_e2e_client.h"
@@ -142,17 +142,12 @@ class PointerE2e : public testing::Test {
 protected:
     void SetUp() override { WHARF_REQUIRE_SESSION(session); }
 
-    // Two applications of their own (stub programs) and a folder, pinned; Wharf started.
+    // Two applications of their own and a folder, pinned; Wharf started.
     void startWithPins()
     {
-        for (const char* name : {"alpha", "beta"}) {
-            // Each records what it was asked to open.
-            const QString program = session.writeScript(
-                QLatin1String(name), QStringLiteral("#!/bin/sh\necho \"$@\" >> \"$HOME/%1-opened\"\nsleep 600\n").arg(QLatin1String(name)));
-            apps << session.writeDesktopEntry(QLatin1String(name) + QStringLiteral(".desktop"),
-                                              QStringLiteral("[Desktop Entry]\nType=Application\nName=%1\nExec=%2 %F\n")
-                                                  .arg(QLatin1String(name), program));
-        }
+        for (const QString& name : {QStringLiteral("alpha"), QStringLiteral("beta")})
+            apps << session.writeDesktopEntry(name + QStringLiteral(".desktop"),
+                                              QStringLiteral("[Desktop Entry]\nType=Application\nName=%1\nExec=true\n").arg(name));
         folder = session.home() + QStringLiteral("/Inbox");
         QDir().mkpath(folder);
         writeWharfSettings(session, {{QStringLiteral("Wharf.pinnedItems.v1"),
@@ -171,13 +166,13 @@ protected:
         ASSERT_TRUE(client.settledDock());
     }
 
-    // The drag-source program at (x, y) offering `path`, once the window manager shows its window
+    // The drag-source program at (100, 100) offering `path`, once the window manager shows its window
     // and the dock has settled with its tile.
-    QProcess* startDragSource(int x, int y, const QString& path)
+    QProcess* startDragSource(const QString& path)
     {
         const QString wmClass = QStringLiteral("rag_source");
         const std::size_t before = session.clientWindows(wmClass).size();
-        QProcess* source = session.start(QStringLiteral(DRAG_SOURCE), {QString::number(x), QString::number(y), path});
+        QProcess* source = session.start(QStringLiteral(DRAG_SOURCE), {QStringLiteral("100"), QStringLiteral("100"), path});
         if (!source->waitForReadyRead(10000)
             || !E2eSession::waitFor([&] { return session.clientWindows(wmClass).size() > before; }))
             return nullptr;
@@ -339,7 +334,7 @@ TEST_F(PointerE2e, FilesDroppedFromAnotherProgramMoveIntoAFolderCopyWithAltAndAn
     // Drags `path` from another program onto the tile `id`, or to `to` when there is no id, and
     // returns what the drop site answered.
     const auto dragFrom = [&](const QString& path, const QString& id, const QString& keys = {}, const QPointF& to = {}) {
-        QProcess* source = startDragSource(100, 100, path);
+        QProcess* source = startDragSource(path);
         if (!source)
             return QByteArray("no drag source");
         if (id.isEmpty())

@@ -1,5 +1,5 @@
-// The X11 workspace in this process against a private desktop: launching, events, actions,
-// late class changes, vanishing windows and a lost server connection.
+// The X11 workspace in this process against a private desktop: launching, events, actions, the
+// order of running programs, late class changes, vanishing windows and a lost server connection.
 #include "e2e_session.h"
 #include "platform/x11/x11_workspace.h"
 
@@ -8,6 +8,7 @@
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <QGuiApplication>
+#include <QThread>
 #include <QTimer>
 
 #include <gtest/gtest.h>
@@ -276,6 +277,36 @@ TEST_F(LiveWorkspace, ActionsReachTheWindowsAndEventsReportThem)
     const wharf::Status gone = workspace->activate(before);
     ASSERT_FALSE(gone.ok()) << "acting on a program that quit";
     EXPECT_TRUE(gone.error().message.contains("no longer running")) << gone.error().message.toStdString();
+}
+
+TEST_F(LiveWorkspace, RunningProgramsAreListedOldestFirstAcrossAWindowManagerRestart)
+{
+    // The older program shows its window last, so the window manager lists it second.
+    QProcess* slow = session->start("sh", {"-c", QString("sleep 1.5; exec %1 400 400 120 80").arg(BAND_CLIENT)});
+    QThread::msleep(200); // start times count in clock ticks
+    QProcess* xterm = session->start("xterm", {"-geometry", "40x10+50+50"});
+    const auto order = [&] {
+        QStringList names;
+        for (const auto& app : workspace->runningApplications()) {
+            if (app->bundleIdentifier == "test-terminal")
+                names << "terminal";
+            else if (app->processIdentifier == slow->processId())
+                names << "slow";
+        }
+        return names;
+    };
+    const QStringList oldestFirst{"slow", "terminal"};
+    ASSERT_TRUE(waitFor([&] { return order().size() == 2; }));
+    EXPECT_EQ(order(), oldestFirst);
+
+    ASSERT_EQ(session->run("openbox", {"--restart"}).exitCode, 0);
+    ASSERT_TRUE(waitFor([&] { return session->xprop({"-root", "_NET_SUPPORTING_WM_CHECK"}).contains("window id"); }));
+    // A fresh workspace reads the window manager's new list as a restarted Wharf would.
+    workspace = std::make_unique<X11Workspace>();
+    ASSERT_TRUE(waitFor([&] { return order().size() == 2; }));
+    EXPECT_EQ(order(), oldestFirst);
+    E2eSession::stop(slow);
+    E2eSession::stop(xterm);
 }
 
 TEST_F(LiveWorkspace, ClassSetAfterMappingIsMatchedAgain)
