@@ -1,6 +1,6 @@
 // What the dock does to its items, against real programs and files: activation under openbox,
 // Mutter and KWin; the Trash's alert; keeping a program without a desktop entry; showing a file in
-// the file manager; and files dropped onto folders and the Trash.
+// the file manager; and files dropped onto folders.
 #include "dock_e2e_client.h"
 
 #include <QDBusInterface>
@@ -346,22 +346,6 @@ TEST(Operations, FilesDroppedOntoTiles)
     EXPECT_EQ(readFile(locked + QStringLiteral("/c.txt")), "old");
     EXPECT_TRUE(client.call(QStringLiteral("AnswerAlert"), {QStringLiteral("OK")}));
     EXPECT_TRUE(E2eSession::waitFor([&] { return !client.alert()[QStringLiteral("open")].toBool(); }));
-
-    // Onto the Trash: 5,000 files leave while the dock keeps answering.
-    QStringList many;
-    for (int i = 0; i < 5000; ++i) {
-        many << source + QStringLiteral("/many/%1.txt").arg(i);
-        writeFile(many.back());
-    }
-    EXPECT_TRUE(client.drop(many, QStringLiteral("wharf.trash")));
-    EXPECT_FALSE(client.dock.items().isEmpty()) << "the dock answers while the files move";
-    EXPECT_TRUE(E2eSession::waitFor([&] { return QDir(source + QStringLiteral("/many")).isEmpty(); }, 120000, 200));
-    EXPECT_TRUE(E2eSession::waitFor([&] {
-        const auto item = client.item(QStringLiteral("id"), QStringLiteral("wharf.trash"));
-        return item && (*item)[QStringLiteral("full")].toBool();
-    }));
-    EXPECT_TRUE(QFileInfo::exists(session.dataHome() + QStringLiteral("/Trash/files/4999.txt")));
-    EXPECT_FALSE(client.alert()[QStringLiteral("open")].toBool());
 }
 
 } // namespace
