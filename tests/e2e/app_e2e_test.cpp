@@ -93,7 +93,21 @@ TEST(App, FirstStartPinsGnomeFavouritesInOrderSkippingUnknownIds)
     EXPECT_EQ(pinned, (QStringList{beta, alpha})) << pinned.join(QLatin1Char(' ')).toStdString();
 }
 
-TEST(App, SettingsWindowDrivesTheDockAndTheLoginItemFromTheKeyboard)
+// Where xdotool sees a window's top-left corner.
+QPoint windowPosition(E2eSession& session, const QString& window)
+{
+    const RunResult r = session.xdotool({QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), window});
+    QPoint position(-1, -1);
+    for (const QString& line : r.out.split(QLatin1Char('\n'))) {
+        if (line.startsWith(QStringLiteral("X=")))
+            position.setX(line.mid(2).toInt());
+        else if (line.startsWith(QStringLiteral("Y=")))
+            position.setY(line.mid(2).toInt());
+    }
+    return position;
+}
+
+TEST(App, SettingsWindowDrivesTheDockAndTheLoginItemFromTheKeyboardAndReopensWhereItWasLeft)
 {
     E2eSession session;
     WHARF_REQUIRE_SESSION(session);
@@ -104,6 +118,12 @@ TEST(App, SettingsWindowDrivesTheDockAndTheLoginItemFromTheKeyboard)
     ASSERT_EQ(callWharf(session, QStringLiteral("ShowSettings")).type(), QDBusMessage::ReplyMessage);
     const QString window = findWindow(session, settingsTitle);
     ASSERT_FALSE(window.isEmpty()) << "no settings window";
+    const QPoint opened = windowPosition(session, window);
+    session.xdotool({QStringLiteral("windowmove"), QStringLiteral("--sync"), window, QStringLiteral("300"),
+                     QStringLiteral("150")});
+    QPoint left;
+    ASSERT_TRUE(E2eSession::waitFor([&] { return (left = windowPosition(session, window)) != opened; }))
+        << "the window did not move";
     session.xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), window});
     ASSERT_TRUE(E2eSession::waitFor([&] { return QString::number(activeWindow(session)) == window; }));
 
@@ -133,66 +153,17 @@ TEST(App, SettingsWindowDrivesTheDockAndTheLoginItemFromTheKeyboard)
     keys(session, {QStringLiteral("space")});
     EXPECT_TRUE(E2eSession::waitFor([&] { return !QFile::exists(entry); }, 5000)) << "autostart entry stays";
 
-    // Ctrl+Q quits while the settings window has the keyboard.
+    // Ctrl+Q quits while the settings window has the keyboard; the next start opens it where it was.
     keys(session, {QStringLiteral("ctrl+q")});
     ASSERT_TRUE(wharf->waitForFinished(10000));
     EXPECT_EQ(wharf->exitCode(), 0);
-}
-
-// Where xdotool sees a window's top-left corner.
-QPoint windowPosition(E2eSession& session, const QString& window)
-{
-    const RunResult r = session.xdotool({QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), window});
-    QPoint position(-1, -1);
-    for (const QString& line : r.out.split(QLatin1Char('\n'))) {
-        if (line.startsWith(QStringLiteral("X=")))
-            position.setX(line.mid(2).toInt());
-        else if (line.startsWith(QStringLiteral("Y=")))
-            position.setY(line.mid(2).toInt());
-    }
-    return position;
-}
-
-TEST(App, SettingsWindowReopensWhereItWasLeft)
-{
-    E2eOptions options;
-    options.twoMonitors = true;
-    E2eSession session(options);
-    WHARF_REQUIRE_SESSION(session);
-    // Opens the settings window in a fresh Wharf and returns where it appeared.
-    const auto openSettings = [&](QProcess*& wharf, int docks) {
-        wharf = session.startWharf();
-        EXPECT_NE(wharf, nullptr);
-        EXPECT_TRUE(wharf && DockClient(session).settledDock(docks));
-        callWharf(session, QStringLiteral("ShowSettings"));
-        const QString window = findWindow(session, settingsTitle);
-        EXPECT_FALSE(window.isEmpty()) << "no settings window";
-        return window;
-    };
-    const auto quit = [&](QProcess* wharf) {
-        callWharf(session, QStringLiteral("Quit"));
-        ASSERT_TRUE(wharf->waitForFinished(10000));
-    };
-
-    QProcess* wharf = nullptr;
-    QString window = openSettings(wharf, 4);
-    session.xdotool({QStringLiteral("windowmove"), QStringLiteral("--sync"), window, QStringLiteral("2300"),
-                     QStringLiteral("150")});
-    QPoint left;
-    ASSERT_TRUE(E2eSession::waitFor([&] {
-        left = windowPosition(session, window);
-        return left.x() > 1920;
-    })) << "the window did not move onto the right display";
-    quit(wharf); // with the window open
-    EXPECT_EQ(storedSetting(session, QStringLiteral("settingsWindowDisplay")).toString(), QStringLiteral("RIGHT"));
-
-    window = openSettings(wharf, 4);
-    QPoint reopened;
-    EXPECT_TRUE(E2eSession::waitFor([&] {
-        reopened = windowPosition(session, window);
-        return reopened == left;
-    })) << reopened.x() << "," << reopened.y() << " instead of " << left.x() << "," << left.y();
-    quit(wharf);
+    ASSERT_NE(session.startWharf(), nullptr);
+    ASSERT_EQ(callWharf(session, QStringLiteral("ShowSettings")).type(), QDBusMessage::ReplyMessage);
+    const QString reopened = findWindow(session, settingsTitle);
+    ASSERT_FALSE(reopened.isEmpty()) << "no settings window";
+    QPoint now;
+    EXPECT_TRUE(E2eSession::waitFor([&] { return (now = windowPosition(session, reopened)) == left; }))
+        << now.x() << "," << now.y() << " instead of " << left.x() << "," << left.y();
 }
 
 // The pixels in `area` of a screenshot that differ from the tray's empty background.
