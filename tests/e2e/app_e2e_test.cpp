@@ -55,44 +55,6 @@ void keys(E2eSession& session, const QStringList& names)
         session.xdotool({QStringLiteral("key"), QStringLiteral("--delay"), QStringLiteral("40"), name});
 }
 
-TEST(App, FirstStartPinsGnomeFavouritesInOrderSkippingUnknownIds)
-{
-    E2eSession session;
-    WHARF_REQUIRE_SESSION(session);
-    const QString alpha = session.writeDesktopEntry(
-        QStringLiteral("alpha.desktop"), QStringLiteral("[Desktop Entry]\nType=Application\nName=Alpha\nExec=true\n"));
-    const QString beta = session.writeDesktopEntry(
-        QStringLiteral("beta.desktop"), QStringLiteral("[Desktop Entry]\nType=Application\nName=Beta\nExec=true\n"));
-
-    // GNOME's favourites through a private schema and the keyfile backend.
-    const QString schemas = session.root() + QStringLiteral("/schemas");
-    QDir().mkpath(schemas);
-    QFile schema(schemas + QStringLiteral("/org.gnome.shell.gschema.xml"));
-    ASSERT_TRUE(schema.open(QIODevice::WriteOnly));
-    schema.write("<schemalist><schema id=\"org.gnome.shell\" path=\"/org/gnome/shell/\">"
-                 "<key name=\"favorite-apps\" type=\"as\"><default>[]</default></key></schema></schemalist>\n");
-    schema.close();
-    ASSERT_EQ(session.run(QStringLiteral("glib-compile-schemas"), {schemas}).exitCode, 0);
-    session.setEnv(QStringLiteral("GSETTINGS_SCHEMA_DIR"), schemas);
-    const QString keyfile = session.configHome() + QStringLiteral("/glib-2.0/settings/keyfile");
-    QDir().mkpath(QFileInfo(keyfile).path());
-    QFile settings(keyfile);
-    ASSERT_TRUE(settings.open(QIODevice::WriteOnly));
-    settings.write("[org/gnome/shell]\nfavorite-apps=['beta.desktop', 'missing.desktop', 'alpha.desktop']\n");
-    settings.close();
-
-    ASSERT_NE(session.startWharf(), nullptr);
-    DockClient client(session);
-    ASSERT_TRUE(client.settledDock());
-    QStringList pinned;
-    for (const QJsonValue& item : client.items()) {
-        const QJsonObject object = item.toObject();
-        if (object[QStringLiteral("pinned")].toBool() && object[QStringLiteral("kind")] == QStringLiteral("application"))
-            pinned << object[QStringLiteral("id")].toString();
-    }
-    EXPECT_EQ(pinned, (QStringList{beta, alpha})) << pinned.join(QLatin1Char(' ')).toStdString();
-}
-
 // Where xdotool sees a window's top-left corner.
 QPoint windowPosition(E2eSession& session, const QString& window)
 {
@@ -177,7 +139,7 @@ QRect paintedArea(const QImage& shot, const QRect& area, QRgb background)
     return painted;
 }
 
-TEST(App, TrayIconOpensTheMenuAndDBusShowsTheSameMenu)
+TEST(App, FirstStartPinsGnomeFavouritesAndTheTrayIconAndDBusShowTheSameMenu)
 {
     E2eSession session;
     WHARF_REQUIRE_SESSION(session);
@@ -191,10 +153,39 @@ TEST(App, TrayIconOpensTheMenuAndDBusShowsTheSameMenu)
     const QImage before = session.screenshot();
     const QRgb background = before.pixel(tray.center());
 
+    // GNOME's favourites through a private schema and the keyfile backend: the first start pins
+    // them in order, skipping unknown ids.
+    const QString alpha = session.writeDesktopEntry(
+        QStringLiteral("alpha.desktop"), QStringLiteral("[Desktop Entry]\nType=Application\nName=Alpha\nExec=true\n"));
+    const QString beta = session.writeDesktopEntry(
+        QStringLiteral("beta.desktop"), QStringLiteral("[Desktop Entry]\nType=Application\nName=Beta\nExec=true\n"));
+    const QString schemas = session.root() + QStringLiteral("/schemas");
+    QDir().mkpath(schemas);
+    QFile schema(schemas + QStringLiteral("/org.gnome.shell.gschema.xml"));
+    ASSERT_TRUE(schema.open(QIODevice::WriteOnly));
+    schema.write("<schemalist><schema id=\"org.gnome.shell\" path=\"/org/gnome/shell/\">"
+                 "<key name=\"favorite-apps\" type=\"as\"><default>[]</default></key></schema></schemalist>\n");
+    schema.close();
+    ASSERT_EQ(session.run(QStringLiteral("glib-compile-schemas"), {schemas}).exitCode, 0);
+    session.setEnv(QStringLiteral("GSETTINGS_SCHEMA_DIR"), schemas);
+    const QString keyfile = session.configHome() + QStringLiteral("/glib-2.0/settings/keyfile");
+    QDir().mkpath(QFileInfo(keyfile).path());
+    QFile settings(keyfile);
+    ASSERT_TRUE(settings.open(QIODevice::WriteOnly));
+    settings.write("[org/gnome/shell]\nfavorite-apps=['beta.desktop', 'missing.desktop', 'alpha.desktop']\n");
+    settings.close();
     QProcess* wharf = session.startWharf();
     ASSERT_NE(wharf, nullptr);
     DockClient client(session);
     ASSERT_TRUE(client.settledDock());
+    QStringList pinned;
+    for (const QJsonValue& item : client.items()) {
+        const QJsonObject object = item.toObject();
+        if (object[QStringLiteral("pinned")].toBool() && object[QStringLiteral("kind")] == QStringLiteral("application"))
+            pinned << object[QStringLiteral("id")].toString();
+    }
+    EXPECT_EQ(pinned, (QStringList{beta, alpha})) << pinned.join(QLatin1Char(' ')).toStdString();
+
     QRect icon;
     ASSERT_TRUE(E2eSession::waitFor([&] {
         icon = paintedArea(session.screenshot(), tray, background);
