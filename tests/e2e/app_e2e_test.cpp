@@ -75,7 +75,8 @@ TEST(App, SettingsWindowDrivesTheDockAndTheLoginItemFromTheKeyboardAndReopensWhe
     WHARF_REQUIRE_SESSION(session);
     QProcess* wharf = session.startWharf();
     ASSERT_NE(wharf, nullptr);
-    ASSERT_TRUE(DockClient(session).settledDock());
+    const auto dock = DockClient(session).settledDock();
+    ASSERT_TRUE(dock);
 
     ASSERT_EQ(callWharf(session, QStringLiteral("ShowSettings")).type(), QDBusMessage::ReplyMessage);
     const QString window = findWindow(session, settingsTitle);
@@ -104,6 +105,8 @@ TEST(App, SettingsWindowDrivesTheDockAndTheLoginItemFromTheKeyboardAndReopensWhe
         return 0;
     };
     ASSERT_GT(bottomStrut(), 0) << "the resting dock reserves its band";
+    EXPECT_LE(1080 - bottomStrut(), int(dock->tiles.front().top())) << "the band ends just above the icons";
+    EXPECT_LT(bottomStrut(), 340) << "and not at the top of the dock window";
     keys(session, {QStringLiteral("Tab"), QStringLiteral("space")});
     EXPECT_TRUE(waitForSetting(session, QStringLiteral("autoHide"), true));
     EXPECT_TRUE(E2eSession::waitFor([&] { return bottomStrut() == 0; })) << "the dock still reserves its band";

@@ -7,6 +7,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
+#include <QSet>
 #include <QGuiApplication>
 #include <QThread>
 #include <QTimer>
@@ -305,6 +306,57 @@ TEST_F(LiveWorkspace, RunningProgramsAreListedOldestFirstAcrossAWindowManagerRes
     E2eSession::stop(xterm);
 }
 
+// A bare X client in Python without a toolkit: one window of the WM_CLASS given as its argument.
+const char* pythonClient = R"py(#!/usr/bin/python3
+import ctypes, os, sys, time
+from ctypes import c_int, c_uint32, c_void_p
+class Screens(ctypes.Structure):
+    _fields_ = [("data", c_void_p), ("rem", c_int), ("index", c_int)]
+xcb = ctypes.CDLL("libxcb.so.1")
+xcb.xcb_connect.restype = xcb.xcb_get_setup.restype = xcb.xcb_intern_atom_reply.restype = c_void_p
+xcb.xcb_setup_roots_iterator.restype = Screens
+xcb.xcb_generate_id.restype = xcb.xcb_intern_atom.restype = c_uint32
+c = c_void_p(xcb.xcb_connect(None, None))
+root = c_uint32.from_address(xcb.xcb_setup_roots_iterator(c_void_p(xcb.xcb_get_setup(c))).data)
+window = c_uint32(xcb.xcb_generate_id(c))
+xcb.xcb_create_window(c, 0, window, root, 0, 0, 120, 80, 0, 1, 0, 0, None)
+cookie = c_uint32(xcb.xcb_intern_atom(c, 0, 11, b"_NET_WM_PID"))
+pid_atom = c_uint32.from_address(xcb.xcb_intern_atom_reply(c, cookie, None) + 8)
+wm_class = sys.argv[1].lower().encode() + b"\0" + sys.argv[1].encode() + b"\0"
+xcb.xcb_change_property(c, 0, window, 67, 31, 8, len(wm_class), wm_class)  # WM_CLASS, STRING
+xcb.xcb_change_property(c, 0, window, pid_atom, 6, 32, 1, ctypes.byref(c_uint32(os.getpid())))  # CARDINAL
+xcb.xcb_map_window(c, window)
+xcb.xcb_flush(c)
+time.sleep(3600)
+)py";
+
+// Programs one interpreter runs are each their own application; a window that names no process
+// has no pid, not another program's.
+TEST_F(LiveWorkspace, InterpretedProgramsAreTheirOwnApplicationsAndUnknownPidsStayUnknown)
+{
+    const QString client = session->writeScript("tool.py", pythonClient);
+    const QStringList classes{"ToolA", "ToolB", "ToolC"};
+    std::vector<QProcess*> tools;
+    for (const QString& wmClass : classes)
+        tools.push_back(session->start(client, {wmClass}));
+    QProcess* eyes = session->start("xeyes", {"-geometry", "60x60+300+300"}); // names no _NET_WM_PID
+    const auto named = [&](const QString& name) {
+        return find([&](const RunningApplication& a) { return a.localizedName == name; });
+    };
+    ASSERT_TRUE(waitFor([&] { return named("ToolA") && named("ToolB") && named("ToolC") && named("XEyes"); }));
+    QSet<QString> locations; // what the dock knows them by
+    for (const QString& wmClass : classes) {
+        EXPECT_GT(named(wmClass)->processIdentifier.value_or(0), 0) << wmClass.toStdString();
+        locations << named(wmClass)->bundleLocation.value_or(QString());
+    }
+    EXPECT_EQ(locations.size(), 3) << "one application each";
+    EXPECT_EQ(named("XEyes")->processIdentifier, std::nullopt);
+    EXPECT_EQ(named("XEyes")->bundleLocation, QFileInfo("/usr/bin/xeyes").canonicalFilePath());
+    for (QProcess* process : tools)
+        E2eSession::stop(process);
+    E2eSession::stop(eyes);
+}
+
 TEST_F(LiveWorkspace, ClassSetAfterMappingIsMatchedAgain)
 {
     session->start("xeyes", {"-geometry", "60x60+300+300"});
@@ -359,9 +411,15 @@ TEST_F(LiveWorkspace, OldClientsShowTheirOwnIconPixmaps)
     ASSERT_FALSE(clock.isNull());
     ASSERT_FALSE(eyes.isNull());
     EXPECT_NE(clock, eyes) << "each its own bitmap, not a stock icon";
-    // The mask leaves the corners of both icons transparent.
-    EXPECT_EQ(qAlpha(clock.pixel(0, 0)), 0);
-    EXPECT_EQ(qAlpha(eyes.pixel(0, 0)), 0);
+    // The mask leaves the corners of both icons transparent, and the bitmap draws something.
+    for (const QImage& icon : {clock, eyes}) {
+        EXPECT_EQ(qAlpha(icon.pixel(0, 0)), 0);
+        bool opaque = false;
+        for (int y = 0; y < icon.height() && !opaque; ++y)
+            for (int x = 0; x < icon.width() && !opaque; ++x)
+                opaque = qAlpha(icon.pixel(x, y)) == 255;
+        EXPECT_TRUE(opaque);
+    }
     E2eSession::stop(clockProcess);
     E2eSession::stop(eyesProcess);
 }
