@@ -3,7 +3,6 @@
 // menu and its D-Bus twin.
 #include "dock_e2e_client.h"
 
-#include <QDBusInterface>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
@@ -15,13 +14,6 @@ namespace wharf::e2e {
 namespace {
 
 const QString settingsTitle = QStringLiteral("^Wharf Settings$");
-
-QDBusMessage callWharf(E2eSession& session, const QString& method)
-{
-    QDBusInterface wharf(QStringLiteral("com.tamberly.Wharf"), QStringLiteral("/com/tamberly/Wharf"),
-                         QStringLiteral("com.tamberly.Wharf"), session.bus());
-    return wharf.call(method);
-}
 
 // The first visible window whose title matches, as an xdotool window id; empty when none.
 QString findWindow(E2eSession& session, const QString& title, int timeoutMs = 10000)

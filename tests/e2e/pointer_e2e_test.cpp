@@ -3,7 +3,6 @@
 // XDND.
 #include "dock_e2e_client.h"
 
-#include <QDBusInterface>
 #include <QDBusReply>
 #include <QFileInfo>
 #include <QThread>
@@ -14,13 +13,6 @@
 
 namespace wharf::e2e {
 namespace {
-
-QDBusMessage call(E2eSession& session, const QString& method, const QVariantList& args = {})
-{
-    QDBusInterface wharf(QStringLiteral("com.tamberly.Wharf"), QStringLiteral("/com/tamberly/Wharf"),
-                         QStringLiteral("com.tamberly.Wharf"), session.bus());
-    return wharf.callWithArgumentList(QDBus::Block, method, args);
-}
 
 qint64 windowPid(E2eSession& session, quint32 window)
 {
@@ -126,7 +118,7 @@ QStringList itemIDs(DockClient& client)
 
 QJsonObject stack(E2eSession& session)
 {
-    const QDBusReply<QString> reply = call(session, QStringLiteral("Stack"));
+    const QDBusReply<QString> reply = callWharf(session, QStringLiteral("Stack"));
     return QJsonDocument::fromJson(reply.value().toUtf8()).object();
 }
 
@@ -216,7 +208,7 @@ TEST_F(PointerE2e, TheMenuOfAnApplicationListsItsWindowsAndChoosingOneFocusesIt)
     QStringList listed;
     ASSERT_TRUE(E2eSession::waitFor([&] {
         listed.clear();
-        const QDBusReply<QString> reply = call(session, QStringLiteral("Windows"), {appID});
+        const QDBusReply<QString> reply = callWharf(session, QStringLiteral("Windows"), {appID});
         for (const QJsonValue& w : QJsonDocument::fromJson(reply.value().toUtf8()).array())
             listed << w.toObject()[QStringLiteral("id")].toString();
         return listed.size() == 2;
@@ -258,7 +250,7 @@ TEST_F(PointerE2e, TheMenuOfAnApplicationListsItsWindowsAndChoosingOneFocusesIt)
     EXPECT_EQ(pinned(), !wasPinned) << "and the pin is stored";
 
     // The application quits under its open menu (shown over D-Bus this time).
-    EXPECT_TRUE(QDBusReply<bool>(call(session, QStringLiteral("ShowMenu"), {appID})).value());
+    EXPECT_TRUE(QDBusReply<bool>(callWharf(session, QStringLiteral("ShowMenu"), {appID})).value());
     ASSERT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).size() == 1; }));
     for (const quint32 w : xterms)
         session.run(QStringLiteral("kill"), {QString::number(windowPid(session, w))});

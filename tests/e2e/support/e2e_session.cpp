@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QDBusConnectionInterface>
+#include <QDBusInterface>
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
@@ -366,6 +367,12 @@ QStringList openMenus(E2eSession& session, qint64 pid)
             menus << window;
     }
     return menus;
+}
+
+QDBusMessage callWharf(E2eSession& session, const QString& method, const QVariantList& args)
+{
+    QDBusInterface wharf(kWharfBusName, QStringLiteral("/com/tamberly/Wharf"), kWharfBusName, session.bus());
+    return wharf.callWithArgumentList(QDBus::Block, method, args);
 }
 
 } // namespace wharf::e2e
