@@ -328,18 +328,16 @@ TEST_F(PointerE2e, FilesDroppedFromAnotherProgramMoveIntoAFolderCopyWithAltAndAn
     const QString gamma = session.writeDesktopEntry(
         QStringLiteral("gamma.desktop"),
         QStringLiteral("[Desktop Entry]\nType=Application\nName=gamma\nExec=%1\n").arg(program));
-    const QRectF left = tileOf(client, QFileInfo(apps[0]).canonicalFilePath());
+    const QString alpha = QFileInfo(apps[0]).canonicalFilePath();
+    const QRectF left = tileOf(client, alpha);
     const QRectF right = tileOf(client, QFileInfo(apps[1]).canonicalFilePath());
     EXPECT_EQ(dragFrom(gamma, {}, {}, QPointF((left.right() + right.left()) / 2, left.center().y())),
               QByteArray("dropped copy"));
     const QString gammaID = QFileInfo(gamma).canonicalFilePath();
     EXPECT_TRUE(E2eSession::waitFor([&] {
-        for (const QJsonValue& item : client.items()) {
-            if (item.toObject()[QStringLiteral("id")].toString() == gammaID)
-                return item.toObject()[QStringLiteral("pinned")].toBool();
-        }
-        return false;
-    })) << itemIDs(client).join(QLatin1Char(' ')).toStdString();
+        const QStringList ids = itemIDs(client);
+        return ids.indexOf(gammaID) == ids.indexOf(alpha) + 1;
+    })) << "pinned where it was let go: " << itemIDs(client).join(QLatin1Char(' ')).toStdString();
 }
 
 } // namespace
