@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QDBusConnectionInterface>
+#include <QDBusInterface>
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
@@ -344,6 +345,28 @@ bool isIconic(E2eSession& session, quint32 window)
 {
     return session.xprop({QStringLiteral("-id"), QString::number(window), QStringLiteral("WM_STATE")})
         .contains(QStringLiteral("Iconic"));
+}
+
+QStringList openMenus(E2eSession& session, qint64 pid)
+{
+    const RunResult r = session.xdotool({QStringLiteral("search"), QStringLiteral("--all"), QStringLiteral("--onlyvisible"),
+                                         QStringLiteral("--pid"), QString::number(pid), QStringLiteral("--name"),
+                                         QString()});
+    QStringList menus;
+    for (const QString& window : r.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
+        if (session.run(QStringLiteral("xwininfo"), {QStringLiteral("-id"), window})
+                .out.contains(QStringLiteral("Override Redirect State: yes"))
+            && !session.xprop({QStringLiteral("-id"), window, QStringLiteral("_NET_WM_WINDOW_TYPE")})
+                    .contains(QStringLiteral("_TOOLTIP")))
+            menus << window;
+    }
+    return menus;
+}
+
+QDBusMessage callWharf(E2eSession& session, const QString& method, const QVariantList& args)
+{
+    QDBusInterface wharf(kWharfBusName, QStringLiteral("/com/tamberly/Wharf"), kWharfBusName, session.bus());
+    return wharf.callWithArgumentList(QDBus::Block, method, args);
 }
 
 } // namespace wharf::e2e

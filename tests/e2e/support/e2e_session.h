@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QDBusConnection>
+#include <QDBusMessage>
 #include <QImage>
 #include <QProcess>
 #include <QProcessEnvironment>
@@ -115,5 +116,11 @@ bool isIconic(E2eSession& session, quint32 window);
 // For test bodies: skips nothing, fails loudly when the session did not come up.
 #define WHARF_REQUIRE_SESSION(session) \
     ASSERT_TRUE((session).ok()) << (session).error().toStdString()
+
+// Pop-up menus on screen: the visible override-redirect windows of process `pid` other than
+// tooltips (the dock's hover label is one).
+QStringList openMenus(E2eSession& session, qint64 pid);
+// Calls a method of Wharf's D-Bus interface and waits for the answer.
+QDBusMessage callWharf(E2eSession& session, const QString& method, const QVariantList& args = {});
 
 } // namespace wharf::e2e
