@@ -1,4 +1,5 @@
-// Auto-hide and the full-screen overlay dock, driven by a settable clock and pointer.
+// Auto-hide and the full-screen overlay dock, driven by a settable clock and pointer: the timings
+// and limits that the end-to-end test on the real server does not pin down.
 #include "dock_view_test_support.h"
 
 #include "dock/dock_full_screen_state.h"
@@ -80,11 +81,7 @@ TEST_F(DockAutoHideTest, StaysUpUnderThePointerAndHidesOnlyAfterTheDelay)
     EXPECT_GT(h.view->hiddenAmount(), 0);
     h.settle();
     EXPECT_EQ(h.view->hiddenAmount(), 1);
-    for (const QRectF& tile : h.view->tileFrames())
-        EXPECT_GE(tile.top(), DockViewHarness::viewHeight) << "hidden tiles sit below the screen edge";
     EXPECT_FALSE(h.view->isTicking()) << "a hidden dock at rest wakes nothing";
-    EXPECT_FALSE(h.view->inputRegion().contains(edge(100, 5).toPoint()));
-    EXPECT_TRUE(h.view->inputRegion().contains(edge(100, 2).toPoint())) << "the edge strip still takes the mouse";
 }
 
 TEST_F(DockAutoHideTest, OnlyTheEdgeStripBesideTheShelfRevealsAHiddenDock)
@@ -128,41 +125,23 @@ TEST_F(DockAutoHideTest, AnOpenMenuKeepsTheDockShownUntilItCloses)
     EXPECT_GT(h.view->hiddenAmount(), 0.9);
 }
 
-TEST_F(DockAutoHideTest, TheOverlayEntersHiddenAndWaitsForTheEdgeEvenUnderThePointer)
+// The overlay's coming and going on a full-screen display is checked end to end; that the hover
+// zone alone does not bring it up, only here.
+TEST_F(DockAutoHideTest, TheOverlayWaitsForTheEdgeEvenUnderThePointer)
 {
     build(true, false);
-    std::vector<bool> changes;
-    h.view->onFullScreenChanged = [&](bool on) { changes.push_back(on); };
     setFullScreen(true);
     run(0.1);
     measure();
     h.pointer = edge(100, 30);
     run(2);
-    EXPECT_EQ(h.view->hiddenAmount(), 1) << "the hover zone does not reveal a waiting overlay";
+    EXPECT_EQ(h.view->hiddenAmount(), 1);
     h.pointer = edge(100, 1);
     run(0.5);
     EXPECT_LT(h.view->hiddenAmount(), 0.5);
-    h.pointer = away();
-    run(2);
-    EXPECT_EQ(h.view->hiddenAmount(), 1) << "the overlay hides again without autoHide";
-
     setFullScreen(false);
     run(0.1);
-    EXPECT_EQ(changes, (std::vector<bool>{true, false}));
     EXPECT_TRUE(h.view->inputRegion().isEmpty()) << "an overlay outside full screen takes no mouse";
-}
-
-TEST_F(DockAutoHideTest, TheNormalDockStandsAsideOnAFullScreenDisplay)
-{
-    build(false, true);
-    setFullScreen(true);
-    h.pointer = edge(100, 1);
-    run(1);
-    EXPECT_EQ(h.view->hoveredIndex(), std::nullopt);
-    EXPECT_TRUE(h.view->inputRegion().isEmpty()) << "the inactive dock takes no mouse";
-    setFullScreen(false);
-    run(0.5);
-    EXPECT_LT(h.view->hiddenAmount(), 0.5) << "active again, the edge reveals it";
 }
 
 } // namespace

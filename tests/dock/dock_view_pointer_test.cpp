@@ -140,8 +140,7 @@ TEST(DockViewRestingSize, DerivedOnlyOnceShown)
     view.markLayoutDirty();
     h.settle();
     const double stored = h.preferences.restingIconSize();
-    EXPECT_NEAR(stored, std::clamp(DockLayout::iconSize(3, 1000 * h.preferences.dockWidthFraction(), 2), 16.0, 96.0),
-                1e-9);
+    EXPECT_EQ(stored, 96) << "86 % of 1000 points holds three icons of the largest size; of 300, not";
     EXPECT_NEAR(view.tileFrames().front().width(), stored, 1.0);
 }
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "dock/dock_layout.h"
 #include "dock/dock_tile.h"
 #include "dock/dock_view.h"
 #include "doubles/fake_workspace.h"
@@ -69,7 +68,8 @@ public:
         model.setPins(std::move(list));
     }
 
-    DockView& makeView(bool overlay = false)
+    // The view's context over this harness; `actions` record what gestures ask for.
+    DockViewContext context()
     {
         DockViewContext context;
         context.model = &model;
@@ -86,7 +86,13 @@ public:
         context.accessibilityEvent = accessibilityEvent;
         context.fullScreenState = fullScreenState;
         context.menuTracking = [this] { return menuOpen; };
-        view = std::make_unique<DockView>(std::move(context), overlay);
+        context.actions = actions;
+        return context;
+    }
+
+    DockView& makeView(bool overlay = false)
+    {
+        view = std::make_unique<DockView>(context(), overlay);
         view->resize(size);
         view->reload();
         return *view;
@@ -106,20 +112,6 @@ public:
     {
         clock += seconds;
         view->tick();
-    }
-
-    // What DockLayout says the tiles should be, flipped into view coordinates.
-    std::vector<QRectF> expectedFrames(std::optional<double> pointerX, double magnification)
-    {
-        const int n = int(view->entries().size());
-        const auto sep = view->separatorIndex();
-        const auto width = DockLayout::preferredDockWidth(n, size.width(), preferences.restingIconSize(),
-                                                          preferences.dockWidthFraction(), sep);
-        auto frames = DockLayout::frames(n, size.width(), preferences.iconSize(), magnification, pointerX,
-                                         DockLayout::influence, width.width, sep);
-        for (auto& f : frames)
-            f = QRectF(f.x(), size.height() - f.y() - f.height(), f.width(), f.height());
-        return frames;
     }
 
     int indexOf(const QString& path) const
@@ -148,6 +140,7 @@ public:
     std::function<void(QAccessibleEvent*)> accessibilityEvent;
     DockFullScreenState* fullScreenState = nullptr;
     bool menuOpen = false;
+    DockViewActions actions;
     std::unique_ptr<DockView> view;
 
 private:
@@ -168,13 +161,5 @@ private:
         file.write("[Desktop Entry]\nType=Application\nName=x\nExec=true\n");
     }
 };
-
-inline void expectNear(const QRectF& actual, const QRectF& expected, double tolerance, const char* what)
-{
-    EXPECT_NEAR(actual.x(), expected.x(), tolerance) << what;
-    EXPECT_NEAR(actual.y(), expected.y(), tolerance) << what;
-    EXPECT_NEAR(actual.width(), expected.width(), tolerance) << what;
-    EXPECT_NEAR(actual.height(), expected.height(), tolerance) << what;
-}
 
 } // namespace wharf::test
