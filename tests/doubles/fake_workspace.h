@@ -34,10 +34,8 @@ public:
     QStringList actions;        // "activate:<key>", "launch:<path> <uris>", "open:<path>", ...
     bool refuseActions = false; // actions fail with "refused"
 
-    // How often the model asked; caches are checked against these.
+    // How often the model asked for an icon; its cache is checked against this.
     mutable int iconRequests = 0;
-    mutable int nameRequests = 0;
-    mutable int bundleIDRequests = 0;
 
     // A running program; `location` is its desktop entry or executable; `pid` none when unknown.
     static RunningApplication app(const QString& key, std::optional<pid_t> pid, std::optional<QString> location,
@@ -97,14 +95,12 @@ public:
 
     QString displayName(const QString& path) const override
     {
-        ++nameRequests;
         const auto found = names.find(path);
         return found != names.end() ? found->second : path.section(QLatin1Char('/'), -1);
     }
 
     std::optional<QString> bundleIdentifier(const QString& path) const override
     {
-        ++bundleIDRequests;
         const auto found = bundleIDs.find(path);
         return found != bundleIDs.end() ? std::optional(found->second) : std::nullopt;
     }
