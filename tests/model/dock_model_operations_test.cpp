@@ -1,51 +1,34 @@
-#include "model/dock_model.h"
-#include "settings/dock_preferences.h"
+#include "model_test_support.h"
 
-#include "doubles/fake_workspace.h"
-
-#include <QDir>
-#include <QFile>
 #include <QMenu>
-#include <QTemporaryDir>
 
-#include <gtest/gtest.h>
-
-inline void PrintTo(const QString& text, std::ostream* os) { *os << '"' << text.toStdString() << '"'; }
-
-using namespace wharf;
-using Kind = DockItem::Kind;
-using Pin = DockModel::Pin;
-
+namespace wharf::test {
 namespace {
 
 // Dock shown: Files, A (pinned, titled "Alpha"), B (pinned), R (running, not pinned),
 // folder (pinned), doc.txt (pinned), Trash — displayed indices 0 to 6.
-class DockModelOperations : public testing::Test {
-public:
+class DockModelOperations : public ModelTest {
+protected:
     DockModelOperations()
-        : store(std::make_shared<QSettings>(dir.filePath("wharf.conf"), QSettings::IniFormat)), preferences(store)
     {
-        workspace.fileManager = path("files.desktop");
-        workspace.bundleIDs[*workspace.fileManager] = "org.gnome.Nautilus";
-        for (const char* name : {"a.desktop", "b.desktop", "c.desktop", "r.desktop", "files.desktop", "doc.txt"})
-            QFile(path(name)).open(QIODevice::WriteOnly);
-        for (const char* name : {"folder", "other"})
-            QDir(dir.path()).mkdir(name);
-        store->setValue(DockModel::pinnedItemsKey,
-                        DockModel::encodePins({{path("a.desktop"), Kind::application, "Alpha"},
-                                               {path("b.desktop"), Kind::application, std::nullopt},
-                                               {path("folder"), Kind::folder, std::nullopt},
-                                               {path("doc.txt"), Kind::file, std::nullopt}}));
         workspace.running.push_back(std::make_shared<const RunningApplication>(
             FakeWorkspace::app("R", 40, path("r.desktop"), QString("org.example.R"), "R")));
         providers.alertPresenter = [this](const DockModel::Alert& alert) {
             alerts.push_back(alert);
             return answer;
         };
+        reset();
+    }
+
+    void reset()
+    {
+        storePins({{path("a.desktop"), Kind::application, "Alpha"},
+                   {path("b.desktop"), Kind::application, std::nullopt},
+                   {path("folder"), Kind::folder, std::nullopt},
+                   {path("doc.txt"), Kind::file, std::nullopt}});
         model = std::make_unique<DockModel>(workspace, preferences, providers);
     }
 
-    QString path(const QString& name) const { return dir.filePath(name); }
     QStringList pinNames() const
     {
         QStringList names;
@@ -63,64 +46,44 @@ public:
         return {};
     }
 
-    QTemporaryDir dir;
-    std::shared_ptr<QSettings> store;
-    DockPreferences preferences;
-    FakeWorkspace workspace;
-    DockModel::Providers providers;
     std::vector<DockModel::Alert> alerts;
     int answer = 0;
     std::unique_ptr<DockModel> model;
 };
 
-struct PlacementCase {
-    const char* name;
-    std::function<void(DockModelOperations&)> act;
-    QStringList pins; // file names in stored order
-};
-
-void PrintTo(const PlacementCase& row, std::ostream* os) { *os << row.name; }
-
-class Placement : public DockModelOperations, public testing::WithParamInterface<PlacementCase> {};
-
-TEST_P(Placement, StoredOrderFollowsTheDisplayedOrder)
+TEST_F(DockModelOperations, StoredOrderFollowsTheDisplayedOrder)
 {
-    GetParam().act(*this);
-    EXPECT_EQ(pinNames(), GetParam().pins);
-    // The store holds what the model holds.
-    EXPECT_EQ(DockModel::decodePins(store->value(DockModel::pinnedItemsKey).toByteArray()), model->pins());
+    const auto url = [this](const char* name) { return QUrl::fromLocalFile(path(name)); };
+    const struct {
+        const char* name;
+        std::function<void()> act;
+        QStringList pins; // file names in stored order
+    } rows[] = {
+        {"a pinned app dropped further right moves", [&] { model->pin(url("a.desktop"), 3); },
+         {"b.desktop", "a.desktop", "folder", "doc.txt"}},
+        {"a new app dropped at the front", [&] { model->pin(url("c.desktop"), 1); },
+         {"c.desktop", "a.desktop", "b.desktop", "folder", "doc.txt"}},
+        {"a new app before the file manager still goes first", [&] { model->pin(url("c.desktop"), 0); },
+         {"c.desktop", "a.desktop", "b.desktop", "folder", "doc.txt"}},
+        {"a new folder without index ends its section", [&] { model->pin(url("other")); },
+         {"a.desktop", "b.desktop", "folder", "doc.txt", "other"}},
+        {"an index past the end is clamped", [&] { model->pin(url("other"), 99); },
+         {"a.desktop", "b.desktop", "folder", "doc.txt", "other"}},
+        {"a file moved among applications stays with folders", [&] { model->move(itemNamed("doc.txt"), 2); },
+         {"a.desktop", "b.desktop", "doc.txt", "folder"}},
+        {"a folder moved past the running app counts only pinned files", [&] { model->move(itemNamed("folder"), 6); },
+         {"a.desktop", "b.desktop", "doc.txt", "folder"}},
+        {"a running app moved is pinned where dropped", [&] { model->move(itemNamed("R"), 2); },
+         {"a.desktop", "r.desktop", "b.desktop", "folder", "doc.txt"}},
+        {"unpinning a folder", [&] { model->remove(itemNamed("folder")); }, {"a.desktop", "b.desktop", "doc.txt"}},
+    };
+    for (const auto& row : rows) {
+        reset();
+        row.act();
+        EXPECT_EQ(pinNames(), row.pins) << row.name;
+        EXPECT_EQ(storedPins(), model->pins()) << row.name;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Rules, Placement,
-    testing::Values(
-        PlacementCase{"pinned_app_dropped_further_right_moves",
-                      [](auto& t) { t.model->pin(QUrl::fromLocalFile(t.path("a.desktop")), 3); },
-                      {"b.desktop", "a.desktop", "folder", "doc.txt"}},
-        PlacementCase{"new_app_dropped_at_the_front",
-                      [](auto& t) { t.model->pin(QUrl::fromLocalFile(t.path("c.desktop")), 1); },
-                      {"c.desktop", "a.desktop", "b.desktop", "folder", "doc.txt"}},
-        PlacementCase{"new_app_before_the_file_manager_still_goes_first",
-                      [](auto& t) { t.model->pin(QUrl::fromLocalFile(t.path("c.desktop")), 0); },
-                      {"c.desktop", "a.desktop", "b.desktop", "folder", "doc.txt"}},
-        PlacementCase{"new_folder_without_index_ends_its_section",
-                      [](auto& t) { t.model->pin(QUrl::fromLocalFile(t.path("other"))); },
-                      {"a.desktop", "b.desktop", "folder", "doc.txt", "other"}},
-        PlacementCase{"index_past_the_end_is_clamped",
-                      [](auto& t) { t.model->pin(QUrl::fromLocalFile(t.path("other")), 99); },
-                      {"a.desktop", "b.desktop", "folder", "doc.txt", "other"}},
-        PlacementCase{"file_moved_among_applications_stays_with_folders",
-                      [](auto& t) { t.model->move(t.itemNamed("doc.txt"), 2); },
-                      {"a.desktop", "b.desktop", "doc.txt", "folder"}},
-        PlacementCase{"folder_moved_past_the_running_app_counts_only_pinned_files",
-                      [](auto& t) { t.model->move(t.itemNamed("folder"), 6); },
-                      {"a.desktop", "b.desktop", "doc.txt", "folder"}},
-        PlacementCase{"running_app_moved_is_pinned_where_dropped",
-                      [](auto& t) { t.model->move(t.itemNamed("R"), 2); },
-                      {"a.desktop", "r.desktop", "b.desktop", "folder", "doc.txt"}},
-        PlacementCase{"unpinning_a_folder", [](auto& t) { t.model->remove(t.itemNamed("folder")); },
-                      {"a.desktop", "b.desktop", "doc.txt"}}),
-    [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(DockModelOperations, MovingAPinKeepsItsTitle)
 {
@@ -239,3 +202,4 @@ TEST_F(DockModelOperations, DropsThatCannotBeTakenDoNothing)
 }
 
 } // namespace
+} // namespace wharf::test

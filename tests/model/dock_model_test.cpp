@@ -1,49 +1,14 @@
-#include "model/dock_model.h"
-#include "settings/dock_preferences.h"
-
-#include "doubles/fake_workspace.h"
+#include "model_test_support.h"
 
 #include <QCoreApplication>
-#include <QFile>
 #include <QStandardPaths>
-#include <QTemporaryDir>
 
-#include <gtest/gtest.h>
-
-// Readable failure messages.
-inline void PrintTo(const QString& text, std::ostream* os) { *os << '"' << text.toStdString() << '"'; }
-
-using namespace wharf;
-using Kind = DockItem::Kind;
-using Pin = DockModel::Pin;
-
+namespace wharf::test {
 namespace {
 
-class DockModelTest : public testing::Test {
+class DockModelTest : public ModelTest {
 protected:
-    DockModelTest()
-        : store(std::make_shared<QSettings>(dir.filePath("wharf.conf"), QSettings::IniFormat)),
-          preferences(store)
-    {
-        workspace.fileManager = path("files.desktop");
-        workspace.bundleIDs[*workspace.fileManager] = "org.gnome.Nautilus";
-        for (const char* name : {"a.desktop", "b.desktop", "c.desktop", "files.desktop", "doc.txt"})
-            touch(name);
-        QDir(dir.path()).mkdir("folder");
-        storePins({});
-    }
-
-    QString path(const QString& name) const { return dir.filePath(name); }
-    void touch(const QString& name) const
-    {
-        QFile file(path(name));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    }
-
-    void storePins(const std::vector<Pin>& pins)
-    {
-        store->setValue(DockModel::pinnedItemsKey, DockModel::encodePins(pins));
-    }
+    DockModelTest() { storePins({}); }
 
     std::unique_ptr<DockModel> makeModel()
     {
@@ -66,16 +31,9 @@ protected:
                                             "org.example." + name, name));
     }
 
-    QTemporaryDir dir;
-    std::shared_ptr<QSettings> store;
-    DockPreferences preferences;
-    FakeWorkspace workspace;
-    DockModel::Providers providers;
     int changes = 0;
     std::vector<Subscription> subscriptions;
 };
-
-} // namespace
 
 TEST(PinDecoding, AnyMalformedPinRejectsTheWholeList)
 {
@@ -111,7 +69,7 @@ TEST_F(DockModelTest, LoadingCleansPinsWithoutWritingBack)
     const auto model = makeModel();
     EXPECT_EQ(model->pins(), (std::vector<Pin>{{path("folder"), Kind::folder, "First"},
                                                {path("a.desktop"), Kind::application, std::nullopt}}));
-    EXPECT_EQ(DockModel::decodePins(store->value(DockModel::pinnedItemsKey).toByteArray()), stored);
+    EXPECT_EQ(storedPins(), stored);
     EXPECT_EQ(titles(*model), QStringList({"Files", "a.desktop", "First", "Trash"}));
 }
 
@@ -129,8 +87,7 @@ TEST_F(DockModelTest, UnreadablePinsAreReplacedByTheImportAndSaved)
         const auto model = makeModel();
         const std::vector<Pin> imported{{path("b.desktop"), Kind::application, "B"}};
         EXPECT_EQ(model->pins(), imported);
-        EXPECT_EQ(DockModel::decodePins(store->value(DockModel::pinnedItemsKey).toByteArray()),
-                  imported);
+        EXPECT_EQ(storedPins(), imported);
     }
 }
 
@@ -362,3 +319,6 @@ TEST_F(DockModelTest, WatchesThePinsAndRefreshesOnlyWhenTold)
     model->setPins({});
     EXPECT_TRUE(workspace.watched.isEmpty());
 }
+
+} // namespace
+} // namespace wharf::test
