@@ -134,7 +134,7 @@ TEST_F(DockViewRender, ReflectionsAreDroppedOnlyWhenTheIconObjectChanges)
     EXPECT_EQ(h.view->renderer().statistics().reflectionRenders, made + 1);
 }
 
-TEST(DockViewAccessibility, EveryTileIsANamedButton)
+TEST(DockViewAccessibility, TilesDescribeWhatAClickDoesAndTheirBadge)
 {
     DockViewHarness h;
     const QString mail = h.app(QStringLiteral("mail"));
@@ -152,22 +152,12 @@ TEST(DockViewAccessibility, EveryTileIsANamedButton)
     view.start();
     h.settle();
 
+    // Roles, names and the selection are read over AT-SPI end to end; descriptions and badges here.
     QAccessibleInterface* dock = QAccessible::queryAccessibleInterface(&view);
     ASSERT_NE(dock, nullptr);
-    EXPECT_EQ(dock->role(), QAccessible::ToolBar);
     EXPECT_EQ(dock->text(QAccessible::Name), QStringLiteral("Wharf"));
     ASSERT_EQ(dock->childCount(), int(view.entries().size()));
-
-    for (int i = 0; i < dock->childCount(); ++i) {
-        QAccessibleInterface* tile = dock->child(i);
-        ASSERT_NE(tile, nullptr);
-        const auto& entry = view.entries()[size_t(i)];
-        SCOPED_TRACE(entry.identifier().toStdString());
-        EXPECT_EQ(tile->role(), QAccessible::Button);
-        EXPECT_EQ(tile->text(QAccessible::Name), entry.title());
-        EXPECT_EQ(tile->parent()->object(), &view);
-        EXPECT_EQ(dock->indexOfChild(tile), i);
-    }
+    EXPECT_EQ(dock->indexOfChild(dock->child(2)), 2);
     EXPECT_EQ(dock->child(0)->text(QAccessible::Name), QStringLiteral("Mail"));
     EXPECT_EQ(dock->child(0)->text(QAccessible::Description),
               QStringLiteral("Running. Click to switch. Right-click for app and window actions."));
