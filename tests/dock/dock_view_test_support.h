@@ -22,14 +22,7 @@ namespace wharf::test {
 // pointer, and the view under test. Pointer positions are given in view coordinates.
 class DockViewHarness {
 public:
-    static constexpr int viewWidth = 1000;
     static constexpr int viewHeight = 200;
-
-    DockViewHarness()
-        : settings(std::make_shared<QSettings>(dir.filePath(QStringLiteral("wharf.conf")), QSettings::IniFormat)),
-          preferences(settings)
-    {
-    }
 
     // A desktop entry with a solid icon of `color`; returns its path.
     QString app(const QString& name, const QColor& color = Qt::red)
@@ -75,7 +68,7 @@ public:
         context.model = &model;
         context.minimizedWindows = [this] { return minimized; };
         context.preferences = &preferences;
-        context.platformIsDark = [this] { return platformDark; };
+        context.platformIsDark = [] { return false; };
         context.reduceMotion = [this] { return reduceMotion; };
         context.uptime = [this] { return clock; };
         context.pointerLocation = [this]() -> std::optional<QPointF> {
@@ -125,15 +118,15 @@ public:
         return -1;
     }
 
-    QSize size{viewWidth, viewHeight};
+    QSize size{1000, viewHeight};
     QTemporaryDir dir;
-    std::shared_ptr<QSettings> settings;
-    DockPreferences preferences;
+    std::shared_ptr<QSettings> settings =
+        std::make_shared<QSettings>(dir.filePath(QStringLiteral("wharf.conf")), QSettings::IniFormat);
+    DockPreferences preferences{settings};
     FakeWorkspace workspace;
     std::function<std::optional<QString>(const QString& identity)> badges;
     DockModel model{workspace, preferences, providers()};
     std::vector<DockWindow> minimized;
-    bool platformDark = false;
     bool reduceMotion = false;
     double clock = 1000;
     std::optional<QPointF> pointer;

@@ -109,23 +109,17 @@ public:
     std::optional<QString> webBrowserLocation() const override { return webBrowser; }
     QString ownBundleLocation() const override { return ownLocation; }
 
-    Status activate(const RunningApplication& a, std::uint32_t eventTime) override
-    {
-        lastEventTime = eventTime;
-        return record(QStringLiteral("activate:") + a.key);
-    }
+    Status activate(const RunningApplication& a, std::uint32_t) override { return record(QStringLiteral("activate:") + a.key); }
     Status hide(const RunningApplication& a) override { return record(QStringLiteral("hide:") + a.key); }
     Status unhide(const RunningApplication& a) override { return record(QStringLiteral("unhide:") + a.key); }
     Status terminate(const RunningApplication& a) override { return record(QStringLiteral("terminate:") + a.key); }
-    Status launchApplication(const QString& entryPath, const QStringList& uris, std::uint32_t eventTime) override
+    Status launchApplication(const QString& entryPath, const QStringList& uris, std::uint32_t) override
     {
-        lastEventTime = eventTime;
         return record(QStringLiteral("launch:") + entryPath
                       + (uris.isEmpty() ? QString() : QLatin1Char(' ') + uris.join(' ')));
     }
-    Status openLocation(const QString& path, std::uint32_t eventTime) override
+    Status openLocation(const QString& path, std::uint32_t) override
     {
-        lastEventTime = eventTime;
         if (refusedLocations.contains(path)) {
             actions.append(QStringLiteral("open:") + path);
             return Error{QStringLiteral("refused")};
@@ -133,14 +127,9 @@ public:
         return record(QStringLiteral("open:") + path);
     }
     Status showInFiles(const QString& path) override { return record(QStringLiteral("show:") + path); }
-    // Records "copy:<from> <to>" or "move:<from> <to>"; fails for sources in `failingTransfers`.
     Status transferFile(const QString& source, const QString& destination, bool copy) override
     {
-        actions.append((copy ? QStringLiteral("copy:") : QStringLiteral("move:")) + source + QLatin1Char(' ')
-                       + destination);
-        if (failingTransfers.contains(source))
-            return Error{QStringLiteral("No such file or directory")};
-        return {};
+        return record((copy ? QStringLiteral("copy:") : QStringLiteral("move:")) + source + QLatin1Char(' ') + destination);
     }
     void beep() override { actions.append(QStringLiteral("beep")); }
     Result<QString> writeDesktopEntry(const RunningApplication& a) override
@@ -148,15 +137,12 @@ public:
         if (refuseActions)
             return record(QStringLiteral("entry:") + a.key).error();
         actions.append(QStringLiteral("entry:") + a.key);
-        return writtenEntry;
+        return QStringLiteral("/home/user/.local/share/applications/wharf-") + a.key + QStringLiteral(".desktop");
     }
     void watchLocations(const QStringList& paths) override { watched = paths; }
 
     QStringList watched;
-    std::uint32_t lastEventTime = 0;
     QStringList refusedLocations;                   // openLocation fails for these
-    QStringList failingTransfers;                   // transferFile fails for these sources
-    QString writtenEntry = QStringLiteral("/home/user/.local/share/applications/wharf-prog.desktop");
 
 private:
     Status record(const QString& action)
