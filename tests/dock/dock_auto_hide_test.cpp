@@ -89,6 +89,7 @@ TEST_F(DockAutoHideTest, ThePointerAndAnOpenMenuHoldTheDockAndItHidesOnlyAfterTh
     EXPECT_FALSE(h.view->isTicking()) << "a hidden dock at rest wakes nothing";
 }
 
+// The strip along the edge and just above it are tried on the real server; its ends here.
 TEST_F(DockAutoHideTest, OnlyTheEdgeStripBesideTheShelfRevealsAHiddenDock)
 {
     const struct {
@@ -96,8 +97,7 @@ TEST_F(DockAutoHideTest, OnlyTheEdgeStripBesideTheShelfRevealsAHiddenDock)
         double beside, above; // from the shelf's left edge and the screen edge
         bool reveals;
     } rows[] = {
-        {"in the edge strip", 100, 3.9, true},
-        {"just above the strip", 100, 5, false},
+        {"the top of the edge strip", 100, 3.9, true},
         {"19 beside the shelf", -19, 1, true},
         {"21 beside the shelf", -21, 1, false},
         {"over the hidden icons", 100, 40, false},

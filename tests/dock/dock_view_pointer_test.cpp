@@ -41,7 +41,6 @@ TEST_F(DockViewPointer, HoveredIndex)
         std::optional<int> hovered;
     };
     const Row rows[] = {
-        {"over an icon", app.center(), 1},
         {"below an application, down to the screen edge", QPointF(app.center().x(), bottom - 1), 1},
         {"below a folder", QPointF(folder.center().x(), bottom - 1), std::nullopt},
         {"3 points beside the last icon", QPointF(folder.right() + 3, folder.center().y()), 6},

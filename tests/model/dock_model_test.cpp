@@ -192,7 +192,7 @@ TEST_F(DockModelTest, ChangeDetection)
     EXPECT_EQ(changes, 2);
 }
 
-// Labels, progress and attention arriving from applications are checked end to end.
+// Progress and attention, and labels as applications send them, are checked end to end.
 TEST_F(DockModelTest, BadgesFollowPermissionsAndIdentity)
 {
     // Keyed by desktop-file id when the application has one, else by its item id.
