@@ -1,4 +1,5 @@
-// Badge text: what is stored, what is drawn, and what a launcher entry asks for.
+// Badge text: what is stored and what is drawn. (What a launcher entry shows or hides, and where
+// the badge sits, are checked end to end from the signal applications send.)
 #include "model/dock_badge.h"
 
 #include <gtest/gtest.h>
@@ -45,23 +46,6 @@ TEST(DockBadge, DisplayedFormIsShort)
         EXPECT_EQ(DockBadge::display(QString::fromUtf8(row.label)), QString::fromUtf8(row.shown)) << row.label;
 }
 
-TEST(DockBadge, LauncherEntryShowsOnlyWhatIsVisible)
-{
-    LauncherEntry entry;
-    entry.count = 5;
-    entry.progress = 0.5;
-    EXPECT_EQ(DockBadge::rawLabel(entry), std::nullopt);
-    EXPECT_EQ(DockBadge::status(entry).progress, std::nullopt);
-    entry.countVisible = true;
-    entry.progressVisible = true;
-    entry.urgent = true;
-    EXPECT_EQ(DockBadge::rawLabel(entry), QStringLiteral("5"));
-    EXPECT_EQ(DockBadge::status(entry), (DockBadge::Status{0.5, true}));
-    EXPECT_EQ(DockBadge::label(DockBadge::rawLabel(LauncherEntry{0, true, 0, false, false})), std::nullopt)
-        << "a zero count shows nothing";
-}
-
-// Where the badge sits over the icon is checked on screen end to end.
 TEST(DockBadge, GrowsWithItsTextAndHasAFloor)
 {
     const QRectF icon(100, 200, 64, 64);
