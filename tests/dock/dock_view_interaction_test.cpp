@@ -189,10 +189,10 @@ TEST_F(DockViewInteraction, DropsFromOtherPrograms)
     } rows[] = {
         {"a source that cannot move copies", document, onFolder(), Qt::CopyAction, Qt::CopyAction,
          {"copy note.txt onto " + id(h.indexOf(folder))}},
-        {"a desktop entry on a folder is pinned", entry, onFolder(), both, Qt::MoveAction,
-         {"pin " + entry.toLocalFile() + " at end"}},
-        {"a document between tiles is pinned", document, between, both, Qt::CopyAction,
-         {"pin " + document.toLocalFile() + " at end"}},
+        {"a desktop entry on a folder's left half is pinned before it", entry, onFolder() - QPointF(5, 0), both,
+         Qt::MoveAction, {QStringLiteral("pin %1 at %2").arg(entry.toLocalFile()).arg(h.indexOf(folder))}},
+        {"a document between tiles is pinned there", document, between, both, Qt::CopyAction,
+         {"pin " + document.toLocalFile() + " at 1"}},
         {"no file URLs are refused", QUrl(QStringLiteral("https://example.org/")), onFolder(), both, Qt::IgnoreAction, {}},
     };
     for (const auto& row : rows) {

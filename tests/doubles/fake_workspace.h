@@ -127,9 +127,13 @@ public:
         return record(QStringLiteral("open:") + path);
     }
     Status showInFiles(const QString& path) override { return record(QStringLiteral("show:") + path); }
+    // Records "copy:<from> <to>" or "move:<from> <to>"; fails for sources in `failingTransfers`.
     Status transferFile(const QString& source, const QString& destination, bool copy) override
     {
-        return record((copy ? QStringLiteral("copy:") : QStringLiteral("move:")) + source + QLatin1Char(' ') + destination);
+        actions.append((copy ? QStringLiteral("copy:") : QStringLiteral("move:")) + source + QLatin1Char(' ') + destination);
+        if (failingTransfers.contains(source))
+            return Error{QStringLiteral("No such file or directory")};
+        return {};
     }
     void beep() override { actions.append(QStringLiteral("beep")); }
     Result<QString> writeDesktopEntry(const RunningApplication& a) override
@@ -143,6 +147,7 @@ public:
 
     QStringList watched;
     QStringList refusedLocations;                   // openLocation fails for these
+    QStringList failingTransfers;                   // transferFile fails for these sources
 
 private:
     Status record(const QString& action)

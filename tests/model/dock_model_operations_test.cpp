@@ -1,5 +1,6 @@
 #include "model_test_support.h"
 
+#include <QCoreApplication>
 #include <QMenu>
 
 namespace wharf::test {
@@ -199,6 +200,18 @@ TEST_F(DockModelOperations, DropsThatCannotBeTakenDoNothing)
     model->open({QUrl("https://example.org")}, model->items().back(), false);
     EXPECT_EQ(workspace.actions, QStringList({"beep"})) << "a file is no place to drop onto";
     EXPECT_TRUE(alerts.empty());
+}
+
+// Files dropped onto a folder move on a worker; what they do and the alert that comes back are
+// checked end to end.
+TEST_F(DockModelOperations, AModelThatGoesWhileFilesMoveWaitsForThemAndAnswersNobody)
+{
+    workspace.failingTransfers = {path("gone.txt")};
+    model->open({QUrl::fromLocalFile(path("doc.txt")), QUrl::fromLocalFile(path("gone.txt"))}, itemNamed("folder"), true);
+    model.reset();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(workspace.actions.last(), "copy:" + path("gone.txt") + " " + path("folder/gone.txt"));
+    EXPECT_TRUE(alerts.empty()) << "nobody is left to answer";
 }
 
 } // namespace
