@@ -5,13 +5,10 @@
 #include "dock/dock_view.h"
 #include "platform/dock_window_platform.h"
 
-#include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QRegion>
 #include <QStringList>
 #include <QWidget>
 
-#include <functional>
 #include <memory>
 #include <vector>
 
@@ -57,18 +54,6 @@ public:
 
     QRect area{-100000, -100000, 200000, 200000}; // what other programs leave
 };
-
-inline bool waitFor(const std::function<bool()>& condition, int timeoutMs = 3000)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (!condition()) {
-        if (timer.elapsed() > timeoutMs)
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    }
-    return true;
-}
 
 // The identifiers of a view's entries, in dock order.
 inline QStringList entryIDs(const DockView& view)

@@ -5,9 +5,8 @@
 #include "stacks/stack_preferences.h"
 
 #include "doubles/fake_workspace.h"
+#include "support/wait_for.h"
 
-#include <QCoreApplication>
-#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
@@ -18,14 +17,6 @@
 using namespace wharf;
 
 namespace {
-
-bool waitFor(const std::function<bool()>& condition)
-{
-    QDeadlineTimer deadline(5000);
-    while (!condition() && !deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-    return condition();
-}
 
 class StackControllerTest : public testing::Test {
 protected:
