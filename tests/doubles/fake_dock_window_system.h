@@ -2,11 +2,9 @@
 
 // A window system that records what it was told about each dock window, for tests on the
 // offscreen platform.
-#include "dock/dock_view.h"
 #include "platform/dock_window_platform.h"
 
 #include <QRegion>
-#include <QStringList>
 #include <QWidget>
 
 #include <memory>
@@ -54,14 +52,5 @@ public:
 
     QRect area{-100000, -100000, 200000, 200000}; // what other programs leave
 };
-
-// The identifiers of a view's entries, in dock order.
-inline QStringList entryIDs(const DockView& view)
-{
-    QStringList ids;
-    for (const DockEntry& entry : view.entries())
-        ids << entry.identifier();
-    return ids;
-}
 
 } // namespace wharf
