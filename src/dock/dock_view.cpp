@@ -620,6 +620,7 @@ void DockView::paintEvent(QPaintEvent*)
         lip.setColorAt(1, dark() ? QColor::fromRgbF(0.06, 0.06, 0.06) : QColor::fromRgbF(0.55, 0.55, 0.55));
         painter.fillRect(strip, lip);
     }
+    hoverLabel.paint(painter);
     ++framesRendered;
     if (onFrameRendered)
         onFrameRendered(framesRendered);
@@ -630,6 +631,7 @@ void DockView::setOpaqueEdge(bool opaque)
     if (opaque == opaqueEdge)
         return;
     opaqueEdge = opaque;
+    hoverLabel.setOwnWindow(opaque); // opaque: no compositor
     update();
 }
 
