@@ -54,13 +54,17 @@ void DockHoverLabel::showInDock(const QRect& frame, const QString& text)
     if (drawnFrame == frame && drawnText == text)
         return;
     const double scale = dock->devicePixelRatioF();
-    if (text != drawnText || frame.size() * scale != drawnImage.size() || scale != drawnImage.devicePixelRatio()) {
-        // Filling the rounded backdrop is the costly part; a move is a copy of the same pixels.
-        drawnImage = QImage(frame.size() * scale, QImage::Format_ARGB32_Premultiplied);
-        drawnImage.setDevicePixelRatio(scale);
-        drawnImage.fill(Qt::transparent);
-        QPainter painter(&drawnImage);
+    const QImage& cached = images[text];
+    if (cached.size() != frame.size() * scale || cached.devicePixelRatio() != scale) {
+        if (images.size() > 64)
+            images.clear();
+        QImage image(frame.size() * scale, QImage::Format_ARGB32_Premultiplied);
+        image.setDevicePixelRatio(scale);
+        image.fill(Qt::transparent);
+        QPainter painter(&image);
         DockHoverLabelWindow::paint(painter, QRectF(QPointF(0, 0), QSizeF(frame.size())), text);
+        painter.end();
+        images.insert(text, image);
     }
     QRegion dirty(frame);
     if (drawnFrame)
@@ -90,7 +94,7 @@ void DockHoverLabel::setOwnWindow(bool own)
 void DockHoverLabel::paint(QPainter& painter) const
 {
     if (drawnFrame)
-        painter.drawImage(drawnFrame->topLeft(), drawnImage);
+        painter.drawImage(drawnFrame->topLeft(), images.value(drawnText));
 }
 
 bool DockHoverLabel::isVisible() const { return drawnFrame || (window && window->isVisible()); }

@@ -2,6 +2,7 @@
 
 #include "dock/dock_hover_label_window.h"
 
+#include <QHash>
 #include <QImage>
 #include <QPointer>
 #include <QRect>
@@ -55,7 +56,9 @@ private:
     bool ownWindow = false;
     std::optional<QRect> drawnFrame; // dock coordinates, while the dock draws the label
     QString drawnText;
-    QImage drawnImage; // the label as drawn, made again only when its text or size changes
+    // Each title's label as drawn, made once: a sweep along the row shows the same few labels again
+    // and again, and filling the rounded backdrop is the costly part of drawing one.
+    QHash<QString, QImage> images;
 };
 
 } // namespace wharf
