@@ -243,7 +243,7 @@ private:
     double lastTickTime = 0;
     QSet<QString> runningIDs;
     std::optional<int> separator;
-    QRegion paintedBounds; // widget area covered by the last scene
+    DockViewRenderer::Footprint painted; // what the last scene put where
     bool pointerEvents = false; // the pointer is inside: motion events report it
     QPointF lastEventPointer;   // widget coordinates
     DockAutoHide autoHide;
