@@ -62,7 +62,13 @@ void DockHoverLabel::showInDock(const QRect& frame, const QString& text)
         image.setDevicePixelRatio(scale);
         image.fill(Qt::transparent);
         QPainter painter(&image);
-        DockHoverLabelWindow::paint(painter, QRectF(QPointF(0, 0), QSizeF(frame.size())), text);
+        // A few rows at a time: QPainter hands a fill of many spans to worker threads and waits
+        // for them, several wakeups for a label this small.
+        constexpr int rows = 6;
+        for (int y = 0; y < frame.height(); y += rows) {
+            painter.setClipRect(QRect(0, y, frame.width(), rows));
+            DockHoverLabelWindow::paint(painter, QRectF(QPointF(0, 0), QSizeF(frame.size())), text);
+        }
         painter.end();
         images.insert(text, image);
     }
