@@ -19,24 +19,20 @@ namespace wharf {
 
 // What the window system was told about each dock window.
 struct FakeWindow {
-    QWidget* widget = nullptr;
     std::vector<QRegion> inputRegions;
     std::vector<bool> focus;
     std::vector<std::uint32_t> focusTimes;
     DockWindowPlatform* platform = nullptr; // to play the window system's focus changes
     std::vector<int> reservations;
-    DockWindowRole role = DockWindowRole::normal;
 };
 
 class FakeDockWindowSystem : public DockWindowSystem {
 public:
     std::vector<std::shared_ptr<FakeWindow>> windows;
 
-    std::unique_ptr<DockWindowPlatform> attach(QWidget& widget, DockWindowRole role) override
+    std::unique_ptr<DockWindowPlatform> attach(QWidget&, DockWindowRole) override
     {
         auto window = std::make_shared<FakeWindow>();
-        window->widget = &widget;
-        window->role = role;
         windows.push_back(window);
         struct Platform : DockWindowPlatform {
             std::shared_ptr<FakeWindow> window;
