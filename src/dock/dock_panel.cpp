@@ -50,8 +50,12 @@ void DockPanel::paintEvent(QPaintEvent* event)
         return;
     QPainter painter(this);
     painter.setCompositionMode(QPainter::CompositionMode_Source);
-    painter.setClipRegion(event->region());
-    painter.drawImage(QPoint(0, 0), backdrop);
+    // One rectangle at a time: under a clip of one QPainter blits the image, under a clip of
+    // several it blends span by span and hands a tall area to worker threads, waking them.
+    for (const QRect& rect : event->region()) {
+        painter.setClipRect(rect);
+        painter.drawImage(QPoint(0, 0), backdrop);
+    }
 }
 
 } // namespace wharf
