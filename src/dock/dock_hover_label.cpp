@@ -1,17 +1,63 @@
 #include "dock/dock_hover_label.h"
 
 #include "dock/dock_geometry.h"
-#include "dock/dock_hover_label_window.h"
 #include "dock/dock_tile.h"
 
+#include <QFontMetricsF>
 #include <QPainter>
-#include <QRegion>
+#include <QPainterPath>
 #include <QWidget>
 
 #include <algorithm>
 #include <cmath>
 
 namespace wharf {
+
+namespace {
+
+constexpr double cornerRadius = 13;
+constexpr double textInset = 12;
+
+QFont labelFont()
+{
+    QFont font;
+    font.setPixelSize(14);
+    return font;
+}
+
+QPainterPath backdrop(const QRectF& area)
+{
+    QPainterPath path;
+    path.addRoundedRect(area, cornerRadius, cornerRadius);
+    return path;
+}
+
+// A rounded backdrop with one line of text, elided at the tail when too long.
+QImage drawLabel(const QSize& size, qreal scale, const QString& text)
+{
+    QImage image(size * scale, QImage::Format_ARGB32_Premultiplied);
+    image.setDevicePixelRatio(scale);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const QRectF area(QPointF(0, 0), QSizeF(size));
+    // A few rows at a time: QPainter hands a fill of many spans to worker threads and waits for
+    // them, several wakeups for a label this small.
+    constexpr int rows = 6;
+    for (int y = 0; y < size.height(); y += rows) {
+        painter.setClipRect(QRect(0, y, size.width(), rows));
+        painter.fillPath(backdrop(area), QColor(246, 246, 246, 240));
+    }
+    painter.setClipping(false);
+    const QFont font = labelFont();
+    painter.setFont(font);
+    painter.setPen(QColor(28, 28, 30));
+    const QRectF container = area.adjusted(textInset, 0, -textInset, 0);
+    painter.drawText(container, Qt::AlignCenter, QFontMetricsF(font).elidedText(text, Qt::ElideRight, container.width()));
+    return image;
+}
+
+} // namespace
 
 QRectF DockHoverLabel::place(double naturalWidth, const QRectF& tile, const QRectF& bounds)
 {
@@ -23,6 +69,8 @@ QRectF DockHoverLabel::place(double naturalWidth, const QRectF& tile, const QRec
     return QRectF(x, y, w, labelHeight);
 }
 
+double DockHoverLabel::naturalWidth(const QString& text) { return QFontMetricsF(labelFont()).horizontalAdvance(text); }
+
 void DockHoverLabel::show(std::optional<int> hovered, const std::vector<DockTile*>& tiles, bool allowed)
 {
     if (!dock || !allowed || !hovered || *hovered < 0 || size_t(*hovered) >= tiles.size()) {
@@ -32,69 +80,47 @@ void DockHoverLabel::show(std::optional<int> hovered, const std::vector<DockTile
     const DockTile& tile = *tiles[size_t(*hovered)];
     const QString title = tile.entry().title();
     const QRectF bounds(0, 0, dock->width(), dock->height());
-    const QRectF frame = place(DockHoverLabelWindow::naturalWidth(title), tile.frame, bounds);
-    const QRect local(toWidgetRect(frame, dock->height()).topLeft().toPoint(),
-                      QSize(int(std::lround(frame.width())), int(labelHeight)));
-    if (!ownWindow) {
-        showInDock(local, title);
-        return;
-    }
-    if (!window)
-        window = new DockHoverLabelWindow(dock);
-    window->setText(title);
-    const QRect global(dock->mapToGlobal(local.topLeft()), local.size());
-    if (window->geometry() != global)
-        window->setGeometry(global);
-    if (window->isHidden())
-        window->show();
+    const QRectF frame = place(naturalWidth(title), tile.frame, bounds);
+    setFrame(QRect(toWidgetRect(frame, dock->height()).topLeft().toPoint(),
+                   QSize(int(std::lround(frame.width())), int(labelHeight))),
+             title);
 }
 
-void DockHoverLabel::showInDock(const QRect& frame, const QString& text)
+void DockHoverLabel::hide() { setFrame(std::nullopt, QString()); }
+
+void DockHoverLabel::setFrame(std::optional<QRect> frame, const QString& text)
 {
     if (drawnFrame == frame && drawnText == text)
         return;
-    const double scale = dock->devicePixelRatioF();
-    const QImage& cached = images[text];
-    if (cached.size() != frame.size() * scale || cached.devicePixelRatio() != scale) {
-        if (images.size() > 64)
-            images.clear();
-        QImage image(frame.size() * scale, QImage::Format_ARGB32_Premultiplied);
-        image.setDevicePixelRatio(scale);
-        image.fill(Qt::transparent);
-        QPainter painter(&image);
-        // A few rows at a time: QPainter hands a fill of many spans to worker threads and waits
-        // for them, several wakeups for a label this small.
-        constexpr int rows = 6;
-        for (int y = 0; y < frame.height(); y += rows) {
-            painter.setClipRect(QRect(0, y, frame.width(), rows));
-            DockHoverLabelWindow::paint(painter, QRectF(QPointF(0, 0), QSizeF(frame.size())), text);
+    if (frame) {
+        const double scale = dock->devicePixelRatioF();
+        const QImage& cached = images[text];
+        if (cached.size() != frame->size() * scale || cached.devicePixelRatio() != scale) {
+            if (images.size() > 64)
+                images.clear();
+            images.insert(text, drawLabel(frame->size(), scale, text));
         }
-        painter.end();
-        images.insert(text, image);
     }
-    QRegion dirty(frame);
+    QRegion dirty;
     if (drawnFrame)
         dirty += *drawnFrame;
+    if (frame)
+        dirty += *frame;
+    const bool moved = drawnFrame != frame;
     drawnFrame = frame;
     drawnText = text;
-    dock->update(dirty);
-}
-
-void DockHoverLabel::hide()
-{
-    if (window && !window->isHidden())
-        window->hide();
-    if (drawnFrame && dock)
-        dock->update(*drawnFrame);
-    drawnFrame.reset();
-}
-
-void DockHoverLabel::setOwnWindow(bool own)
-{
-    if (own == ownWindow)
+    if (dock)
+        dock->update(dirty);
+    if (!moved)
         return;
-    hide(); // the next tick shows it the new way
-    ownWindow = own;
+    if (frame && frame->size() != originSize) {
+        // The pixels at half opacity or more, as the path's polygon covers them.
+        originSize = frame->size();
+        originOutline = QRegion(backdrop(QRectF(QPointF(0, 0), QSizeF(originSize))).toFillPolygon().toPolygon());
+    }
+    shownOutline = frame ? originOutline.translated(frame->topLeft()) : QRegion();
+    if (onOutlineChanged)
+        onOutlineChanged(shownOutline);
 }
 
 void DockHoverLabel::paint(QPainter& painter) const
@@ -103,20 +129,9 @@ void DockHoverLabel::paint(QPainter& painter) const
         painter.drawImage(drawnFrame->topLeft(), images.value(drawnText));
 }
 
-bool DockHoverLabel::isVisible() const { return drawnFrame || (window && window->isVisible()); }
-
-QString DockHoverLabel::text() const
-{
-    if (drawnFrame)
-        return drawnText;
-    return window ? window->text() : QString();
-}
-
 QRect DockHoverLabel::globalFrame() const
 {
-    if (drawnFrame)
-        return drawnFrame->translated(dock->mapToGlobal(QPoint(0, 0)));
-    return window ? window->geometry() : QRect();
+    return drawnFrame && dock ? drawnFrame->translated(dock->mapToGlobal(QPoint(0, 0))) : QRect();
 }
 
 } // namespace wharf

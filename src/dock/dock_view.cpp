@@ -637,7 +637,6 @@ void DockView::setOpaqueEdge(bool opaque)
     if (opaque == opaqueEdge)
         return;
     opaqueEdge = opaque;
-    hoverLabel.setOwnWindow(opaque); // opaque: no compositor
     update();
 }
 

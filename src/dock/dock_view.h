@@ -131,6 +131,7 @@ public:
     void showApplicationMenu(const QPoint& globalPosition);
 
     const DockHoverLabel& hoverLabelView() const { return hoverLabel; }
+    DockHoverLabel& hoverLabelView() { return hoverLabel; }
     const DockBadgeOverlay& badgeOverlay() const { return *badges; }
 
     bool isFullScreenOverlay() const;
@@ -142,8 +143,7 @@ public:
     bool isActiveDock() const { return autoHide.active(); }
     // Told when the view's display enters (true) or leaves a full-screen space, during the tick.
     std::function<void(bool)> onFullScreenChanged;
-    // The window shows no translucency (no compositor): a hidden dock draws its edge strip, and the
-    // hover label takes a window of its own.
+    // The window shows no translucency (no compositor): a hidden dock draws its edge strip.
     void setOpaqueEdge(bool opaque);
     const std::vector<DockEntry>& entries() const;
     std::vector<QRectF> tileFrames() const; // current frames in widget coordinates

@@ -58,6 +58,10 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
         preferences->setRestingIconSize(0);
 
     view->onInputRegionChanged = [this] { applyInputRegion(); };
+    view->hoverLabelView().onOutlineChanged = [this](const QRegion& outline) {
+        if (platform)
+            platform->setLabelRegion(outline.translated(view->pos()));
+    };
     if (system)
         view->pointerButtonHeld = [system] { return system->pointerButtonHeld(); };
     view->onFullScreenChanged = [this](bool inFullScreen) { followFullScreen(inFullScreen); };
@@ -102,6 +106,7 @@ void DockWindowController::close()
     closed = true;
     view->onInputRegionChanged = nullptr;
     view->onFullScreenChanged = nullptr;
+    view->hoverLabelView().onOutlineChanged = nullptr;
     stackingSubscription.reset();
     compositingSubscription.reset();
     areaSubscription.reset();
@@ -178,16 +183,18 @@ void DockWindowController::applyInputRegion()
 QRegion DockWindowController::drawnRegion()
 {
     // Only without a compositor, and only when the input region changes (the row settled or
-    // the pointer left it): one extra frame, thresholded at half opacity.
+    // the pointer left it): one extra frame, thresholded at half opacity. The hover label moves
+    // on its own (the platform's label region).
     const QImage frame = view->grab().toImage();
-    const QRegion drawn(QBitmap::fromImage(frame.createAlphaMask(Qt::ThresholdAlphaDither)));
+    QRegion drawn(QBitmap::fromImage(frame.createAlphaMask(Qt::ThresholdAlphaDither)));
     const qreal scale = frame.devicePixelRatio();
-    if (qFuzzyCompare(scale, 1.0))
-        return drawn.translated(view->pos());
-    QRegion logical;
-    for (const QRect& r : drawn)
-        logical += QRectF(r.x() / scale, r.y() / scale, r.width() / scale, r.height() / scale).toAlignedRect();
-    return logical.translated(view->pos());
+    if (!qFuzzyCompare(scale, 1.0)) {
+        QRegion logical;
+        for (const QRect& r : drawn)
+            logical += QRectF(r.x() / scale, r.y() / scale, r.width() / scale, r.height() / scale).toAlignedRect();
+        drawn = logical;
+    }
+    return drawn.subtracted(view->hoverLabelView().outline()).translated(view->pos());
 }
 
 } // namespace wharf

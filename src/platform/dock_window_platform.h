@@ -25,6 +25,9 @@ public:
     // coordinates. The window is clipped to them and the input region then (X delivers input only
     // inside what is shown); the dock paints the desktop background under both.
     virtual void setVisibleRegion(const QRegion& region) = 0;
+    // Shown as well without a compositing manager, and never taking input: what the dock draws
+    // outside the visible region and moves every frame (the hover label), in window coordinates.
+    virtual void setLabelRegion(const QRegion& region) = 0;
     // Keyboard mode is the only time a dock window may take the focus; accepting also asks for
     // the window to be activated, quoting `eventTime` (the X server time of the key press that
     // asked for it, 0 for none). Refusing while the window still holds the focus gives it back

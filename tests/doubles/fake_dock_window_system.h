@@ -39,6 +39,7 @@ public:
                 return false;
             }
             void setVisibleRegion(const QRegion&) override {}
+            void setLabelRegion(const QRegion&) override {}
             void setBottomReservation(int height) override { window->reservations.push_back(height); }
         };
         auto platform = std::make_unique<Platform>();

@@ -275,14 +275,33 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
         }
     }
     EXPECT_TRUE(magnified->tiles[target].contains(point)) << "the icon under the pointer stays under it";
+    const QRectF tile = magnified->tiles[target];
+    const auto windowUnderPointer = [&] {
+        const QString under = session.xdotool({QStringLiteral("getmouselocation"), QStringLiteral("--shell")}).out;
+        const QString window = under.section(QStringLiteral("WINDOW="), 1).section(QLatin1Char('\n'), 0, 0);
+        return session.run(QStringLiteral("xwininfo"), {QStringLiteral("-id"), window}).out;
+    };
+    // The hover label above it shows (its dark title over the white terminal) and takes no input:
+    // the pointer on it is in the terminal, out of the dock, and the hover ends.
+    const QRect label(int(tile.center().x()) - 20, int(tile.top()) - 36, 40, 26);
+    EXPECT_TRUE(E2eSession::waitFor([&] {
+        const QImage shot = session.screenshot();
+        int dark = 0;
+        for (int y = label.top(); y <= label.bottom(); ++y)
+            for (int x = label.left(); x <= label.right(); ++x)
+                dark += qGray(shot.pixel(x, y)) < 100;
+        return dark > 10;
+    })) << "the label's title on screen";
+    ASSERT_TRUE(mouseMove(session, label.center()));
+    EXPECT_FALSE(windowUnderPointer().contains(QStringLiteral("Height: 340"))) << "the label takes no input";
+    EXPECT_TRUE(E2eSession::waitFor([&] { return client.hoveredIndex() == -1; })) << "hover ends on the label";
+    ASSERT_TRUE(mouseMove(session, point));
+    ASSERT_TRUE(E2eSession::waitFor([&] { return client.hoveredIndex() == target; }));
     // In the magnified tile's transparent corner X puts the pointer, and so the clicks, in the dock
     // (its frame), not in the desktop below.
-    const QRectF tile = magnified->tiles[target];
     ASSERT_TRUE(mouseMove(session, QPoint(int(tile.left()) + 2, int(tile.top()) + 2)));
     ASSERT_TRUE(client.settledDock()) << "the row settles around the corner";
-    const QString under = session.xdotool({QStringLiteral("getmouselocation"), QStringLiteral("--shell")}).out;
-    const QString window = under.section(QStringLiteral("WINDOW="), 1).section(QLatin1Char('\n'), 0, 0);
-    const QString geometry = session.run(QStringLiteral("xwininfo"), {QStringLiteral("-id"), window}).out;
+    const QString geometry = windowUnderPointer();
     EXPECT_TRUE(geometry.contains(QStringLiteral("Height: 340"))) << geometry.toStdString();
     // Leaving through it ends the hover and brings the row back to rest.
     ASSERT_TRUE(mouseMove(session, QPoint(960, 200)));

@@ -149,6 +149,18 @@ public:
             applyShapes();
     }
 
+    void setLabelRegion(const QRegion& region) override
+    {
+        if (region == labelRegion)
+            return;
+        labelRegion = region;
+        // The input shape stays: one request, no reply awaited.
+        if (widget && !compositing && shaped) {
+            applyBoundingShape();
+            xcb_flush(connection);
+        }
+    }
+
     bool setAcceptsFocus(bool accepts, std::uint32_t eventTime) override
     {
         if (!widget)
@@ -288,23 +300,27 @@ private:
     {
         if (!widget || !widget->windowHandle() || !widget->windowHandle()->isExposed())
             return;
-        const qreal scale = widget->devicePixelRatioF();
-        const auto rects = rectangles(inputRegion, scale);
+        const auto rects = rectangles(inputRegion, widget->devicePixelRatioF());
         xcb_shape_rectangles(connection, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT, XCB_CLIP_ORDERING_UNSORTED,
                              window(), 0, 0, static_cast<uint32_t>(rects.size()), rects.data());
-        if (compositing) {
-            xcb_shape_mask(connection, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, window(), 0, 0, XCB_PIXMAP_NONE);
-        } else {
-            // Translucent pixels would be black: show what is drawn, and the input region too,
-            // or X would deliver no input (not even the Leave) where the pointer sees nothing.
-            // The dock paints the desktop background under both.
-            const auto shown = rectangles(visibleRegion.united(inputRegion), scale);
-            xcb_shape_rectangles(connection, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING,
-                                 XCB_CLIP_ORDERING_UNSORTED, window(), 0, 0,
-                                 static_cast<uint32_t>(shown.size()), shown.data());
-        }
+        shownBelowLabel = visibleRegion.united(inputRegion);
+        applyBoundingShape();
         xcb_flush(connection);
         shaped = true;
+    }
+
+    void applyBoundingShape()
+    {
+        if (compositing) {
+            xcb_shape_mask(connection, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, window(), 0, 0, XCB_PIXMAP_NONE);
+            return;
+        }
+        // Translucent pixels would be black: show what is drawn, and the input region too,
+        // or X would deliver no input (not even the Leave) where the pointer sees nothing.
+        // The dock paints the desktop background under both.
+        const auto shown = rectangles(shownBelowLabel.united(labelRegion), widget->devicePixelRatioF());
+        xcb_shape_rectangles(connection, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, XCB_CLIP_ORDERING_UNSORTED,
+                             window(), 0, 0, static_cast<uint32_t>(shown.size()), shown.data());
     }
 
     QPointer<QWidget> widget;
@@ -314,6 +330,8 @@ private:
     CallbackList<bool>::Subscription compositingSubscription;
     QRegion inputRegion;
     QRegion visibleRegion;
+    QRegion labelRegion;
+    QRegion shownBelowLabel; // the visible and input regions
     bool compositing;
     bool shaped = false;
     xcb_window_t id;
