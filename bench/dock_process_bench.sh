@@ -3,7 +3,8 @@
 #   scripts/session.sh bench/dock_process_bench.sh [path/to/wharf]
 # Startup to first frame, idle wakeups and CPU with the pointer away, CPU and frame rate during a
 # pointer sweep across 30 icons with each thread's wakeups per frame, and resident memory with
-# 30 entries. WHARF_BENCH_ONLY=sweep skips the start-up and idle parts.
+# 30 entries. WHARF_BENCH_ONLY=sweep skips the start-up and idle parts; WHARF_NO_COMPOSITOR=1
+# measures without a compositing manager.
 set -euo pipefail
 wharf=${1:-${WHARF_BIN:-$(dirname "$0")/../build/wharf}}
 idle_seconds=${WHARF_BENCH_IDLE:-30}
@@ -56,6 +57,7 @@ cpu_ticks() { awk '{ print $14 + $15 }' "/proc/${1:-$pid}/stat"; }
 session_pid=$(awk '{ print $4 }' "/proc/$PPID/stat")
 xserver=${WHARF_XSERVER_PID:-$(pgrep -P "$session_pid" -x Xvfb || true)}
 compositor=$(pgrep -P "$session_pid" -x xcompmgr || true)
+echo "compositing manager: ${compositor:+xcompmgr}${compositor:-none}"
 frames() { call FramesRendered | sed -E 's/.*uint64 ([0-9]+).*/\1/'; }
 
 if [ "$only" != sweep ]; then

@@ -11,6 +11,8 @@
 #   WHARF_MONITORS=2           split the screen into two RandR monitors, LEFT and RIGHT
 #   WHARF_WM=0                 no window manager
 #   WHARF_COMPOSITOR=0         no compositor
+#   WHARF_NO_COMPOSITOR=1      no compositor even where the caller asks for one: a whole test run or
+#                              benchmark without one (WHARF_NO_COMPOSITOR=1 ctest -R e2e)
 #   WHARF_SESSION_DIR=DIR      keep HOME, the runtime folder and logs in DIR (kept afterwards)
 set -euo pipefail
 [ $# -gt 0 ] || { echo "usage: session.sh COMMAND [ARGS...] | --hold" >&2; exit 2; }
@@ -76,7 +78,7 @@ if [ "${WHARF_WM:-1}" = 1 ]; then
   xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id' ||
     { echo "openbox did not start: $(cat "$tmp/openbox.log")" >&2; exit 1; }
 fi
-if [ "${WHARF_COMPOSITOR:-1}" = 1 ]; then
+if [ "${WHARF_COMPOSITOR:-1}" = 1 ] && [ "${WHARF_NO_COMPOSITOR:-0}" != 1 ]; then
   xcompmgr >"$tmp/xcompmgr.log" 2>&1 &
   cm_pid=$!
   # xcompmgr claims the compositing selection right after it connects; the dock follows a
