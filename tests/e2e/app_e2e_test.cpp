@@ -47,37 +47,24 @@ void keys(E2eSession& session, const QStringList& names)
         session.xdotool({QStringLiteral("key"), QStringLiteral("--delay"), QStringLiteral("40"), name});
 }
 
-// Where xdotool sees a window's top-left corner.
-QPoint windowPosition(E2eSession& session, const QString& window)
-{
-    const RunResult r = session.xdotool({QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), window});
-    QPoint position(-1, -1);
-    for (const QString& line : r.out.split(QLatin1Char('\n'))) {
-        if (line.startsWith(QStringLiteral("X=")))
-            position.setX(line.mid(2).toInt());
-        else if (line.startsWith(QStringLiteral("Y=")))
-            position.setY(line.mid(2).toInt());
-    }
-    return position;
-}
-
 TEST(App, SettingsWindowDrivesTheDockAndTheLoginItemFromTheKeyboardAndReopensWhereItWasLeft)
 {
     E2eSession session;
     WHARF_REQUIRE_SESSION(session);
     QProcess* wharf = session.startWharf();
     ASSERT_NE(wharf, nullptr);
-    const auto dock = DockClient(session).settledDock();
+    DockClient client(session);
+    const auto dock = client.settledDock();
     ASSERT_TRUE(dock);
 
-    ASSERT_EQ(callWharf(session, QStringLiteral("ShowSettings")).type(), QDBusMessage::ReplyMessage);
+    ASSERT_EQ(client.call(QStringLiteral("ShowSettings")).type(), QDBusMessage::ReplyMessage);
     const QString window = findWindow(session, settingsTitle);
     ASSERT_FALSE(window.isEmpty()) << "no settings window";
-    const QPoint opened = windowPosition(session, window);
+    const QPoint opened = windowFrame(session, window).topLeft();
     session.xdotool({QStringLiteral("windowmove"), QStringLiteral("--sync"), window, QStringLiteral("300"),
                      QStringLiteral("150")});
     QPoint left;
-    ASSERT_TRUE(E2eSession::waitFor([&] { return (left = windowPosition(session, window)) != opened; }))
+    ASSERT_TRUE(E2eSession::waitFor([&] { return (left = windowFrame(session, window).topLeft()) != opened; }))
         << "the window did not move";
     session.xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), window});
     ASSERT_TRUE(E2eSession::waitFor([&] { return QString::number(activeWindow(session)) == window; }));
@@ -87,15 +74,7 @@ TEST(App, SettingsWindowDrivesTheDockAndTheLoginItemFromTheKeyboardAndReopensWhe
     EXPECT_TRUE(waitForSetting(session, QStringLiteral("magnification"), 1.8)) << storedSetting(session, "magnification").toString().toStdString();
 
     // Auto-hide: at once the running dock stops reserving its band at the bottom of the screen.
-    const auto bottomStrut = [&] {
-        for (const QString& dockWindow : wharfWindows(session, wharf->processId())) {
-            const QStringList values = session.xprop({QStringLiteral("-id"), dockWindow, QStringLiteral("_NET_WM_STRUT_PARTIAL")})
-                                           .section(QLatin1Char('='), 1).split(QLatin1Char(','));
-            if (values.size() == 12 && values[3].trimmed().toInt() > 0)
-                return values[3].trimmed().toInt();
-        }
-        return 0;
-    };
+    const auto bottomStrut = [&] { return reservedBottom(session, wharf->processId()); };
     ASSERT_GT(bottomStrut(), 0) << "the resting dock reserves its band";
     EXPECT_LE(1080 - bottomStrut(), int(dock->tiles.front().top())) << "the band ends just above the icons";
     EXPECT_LT(bottomStrut(), 340) << "and not at the top of the dock window";
@@ -115,11 +94,11 @@ TEST(App, SettingsWindowDrivesTheDockAndTheLoginItemFromTheKeyboardAndReopensWhe
     ASSERT_TRUE(wharf->waitForFinished(10000));
     EXPECT_EQ(wharf->exitCode(), 0);
     ASSERT_NE(session.startWharf(), nullptr);
-    ASSERT_EQ(callWharf(session, QStringLiteral("ShowSettings")).type(), QDBusMessage::ReplyMessage);
+    ASSERT_EQ(client.call(QStringLiteral("ShowSettings")).type(), QDBusMessage::ReplyMessage);
     const QString reopened = findWindow(session, settingsTitle);
     ASSERT_FALSE(reopened.isEmpty()) << "no settings window";
     QPoint now;
-    EXPECT_TRUE(E2eSession::waitFor([&] { return (now = windowPosition(session, reopened)) == left; }))
+    EXPECT_TRUE(E2eSession::waitFor([&] { return (now = windowFrame(session, reopened).topLeft()) == left; }))
         << now.x() << "," << now.y() << " instead of " << left.x() << "," << left.y();
 }
 
@@ -201,7 +180,7 @@ TEST(App, FirstStartPinsGnomeFavouritesAndTheTrayIconAndDBusShowTheSameMenu)
     ASSERT_TRUE(E2eSession::waitFor([&] { return findWindow(session, settingsTitle, 0).isEmpty(); }));
 
     // Ctrl+, from a dock that has the keyboard.
-    ASSERT_EQ(callWharf(session, QStringLiteral("FocusDock")).type(), QDBusMessage::ReplyMessage);
+    ASSERT_EQ(client.call(QStringLiteral("FocusDock")).type(), QDBusMessage::ReplyMessage);
     const QStringList docks = wharfWindows(session, wharf->processId());
     ASSERT_TRUE(E2eSession::waitFor([&] { return docks.contains(QString::number(activeWindow(session))); }));
     keys(session, {QStringLiteral("ctrl+comma")});
@@ -210,7 +189,7 @@ TEST(App, FirstStartPinsGnomeFavouritesAndTheTrayIconAndDBusShowTheSameMenu)
 
     // Without a tray the same menu comes from D-Bus; its last entry quits.
     session.xdotool({QStringLiteral("mousemove"), QStringLiteral("400"), QStringLiteral("300")});
-    ASSERT_EQ(callWharf(session, QStringLiteral("ShowApplicationMenu")).type(), QDBusMessage::ReplyMessage);
+    ASSERT_EQ(client.call(QStringLiteral("ShowApplicationMenu")).type(), QDBusMessage::ReplyMessage);
     ASSERT_TRUE(E2eSession::waitFor(menuShown));
     keys(session, {QStringLiteral("Up"), QStringLiteral("Return")});
     ASSERT_TRUE(wharf->waitForFinished(10000)) << "\"Restore System Dock & Quit\" did not quit";

@@ -41,12 +41,7 @@ bool waitForDock(DockClient& client, const QString& display, bool overlay,
 // Sum of the channel differences between the mean colours of `rect` in two images.
 int difference(const QImage& a, const QImage& b, const QRect& rect)
 {
-    // Smooth scaling down to one pixel averages the area.
-    const auto mean = [&](const QImage& image) {
-        return image.copy(rect).scaled(1, 1, Qt::IgnoreAspectRatio, Qt::SmoothTransformation).pixelColor(0, 0);
-    };
-    const QColor x = mean(a), y = mean(b);
-    return std::abs(x.red() - y.red()) + std::abs(x.green() - y.green()) + std::abs(x.blue() - y.blue());
+    return colorDistance(meanColor(a, rect), meanColor(b, rect));
 }
 
 // The rows where the shelf is drawn, above the 4-pixel edge strip, across the row of tiles.

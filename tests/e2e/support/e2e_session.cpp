@@ -2,7 +2,6 @@
 
 #include <QCoreApplication>
 #include <QDBusConnectionInterface>
-#include <QDBusInterface>
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
@@ -361,12 +360,6 @@ QStringList openMenus(E2eSession& session, qint64 pid)
             menus << window;
     }
     return menus;
-}
-
-QDBusMessage callWharf(E2eSession& session, const QString& method, const QVariantList& args)
-{
-    QDBusInterface wharf(kWharfBusName, QStringLiteral("/com/tamberly/Wharf"), kWharfBusName, session.bus());
-    return wharf.callWithArgumentList(QDBus::Block, method, args);
 }
 
 } // namespace wharf::e2e

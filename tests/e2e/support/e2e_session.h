@@ -120,7 +120,5 @@ bool isIconic(E2eSession& session, quint32 window);
 // Pop-up menus on screen: the visible override-redirect windows of process `pid` other than
 // tooltips (the dock's hover label is one).
 QStringList openMenus(E2eSession& session, qint64 pid);
-// Calls a method of Wharf's D-Bus interface and waits for the answer.
-QDBusMessage callWharf(E2eSession& session, const QString& method, const QVariantList& args = {});
 
 } // namespace wharf::e2e
