@@ -134,20 +134,13 @@ TEST(App, FirstStartPinsGnomeFavouritesAndTheTrayIconAndDBusShowTheSameMenu)
     const QString beta = session.writeDesktopEntry(
         QStringLiteral("beta.desktop"), QStringLiteral("[Desktop Entry]\nType=Application\nName=Beta\nExec=true\n"));
     const QString schemas = session.root() + QStringLiteral("/schemas");
-    QDir().mkpath(schemas);
-    QFile schema(schemas + QStringLiteral("/org.gnome.shell.gschema.xml"));
-    ASSERT_TRUE(schema.open(QIODevice::WriteOnly));
-    schema.write("<schemalist><schema id=\"org.gnome.shell\" path=\"/org/gnome/shell/\">"
-                 "<key name=\"favorite-apps\" type=\"as\"><default>[]</default></key></schema></schemalist>\n");
-    schema.close();
+    writeFile(schemas + QStringLiteral("/org.gnome.shell.gschema.xml"),
+              "<schemalist><schema id=\"org.gnome.shell\" path=\"/org/gnome/shell/\">"
+              "<key name=\"favorite-apps\" type=\"as\"><default>[]</default></key></schema></schemalist>\n");
     ASSERT_EQ(session.run(QStringLiteral("glib-compile-schemas"), {schemas}).exitCode, 0);
     session.setEnv(QStringLiteral("GSETTINGS_SCHEMA_DIR"), schemas);
-    const QString keyfile = session.configHome() + QStringLiteral("/glib-2.0/settings/keyfile");
-    QDir().mkpath(QFileInfo(keyfile).path());
-    QFile settings(keyfile);
-    ASSERT_TRUE(settings.open(QIODevice::WriteOnly));
-    settings.write("[org/gnome/shell]\nfavorite-apps=['beta.desktop', 'missing.desktop', 'alpha.desktop']\n");
-    settings.close();
+    writeFile(session.configHome() + QStringLiteral("/glib-2.0/settings/keyfile"),
+              "[org/gnome/shell]\nfavorite-apps=['beta.desktop', 'missing.desktop', 'alpha.desktop']\n");
     QProcess* wharf = session.startWharf();
     ASSERT_NE(wharf, nullptr);
     DockClient client(session);

@@ -17,8 +17,6 @@
 #include <QRectF>
 #include <QSettings>
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <optional>
@@ -238,21 +236,6 @@ inline QRect windowFrame(E2eSession& session, const QString& window)
                  field(QStringLiteral("Width:")), field(QStringLiteral("Height:")));
 }
 
-inline QByteArray readFile(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-// Writes `contents` to `path`, making its folder first; returns the path.
-inline QString writeFile(const QString& path, const QByteArray& contents = "x")
-{
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(contents) != contents.size())
-        ADD_FAILURE() << "cannot write " << path.toStdString();
-    return path;
-}
 
 // Wharf's own top-level windows, from xdotool.
 inline QStringList wharfWindows(E2eSession& session, qint64 pid)

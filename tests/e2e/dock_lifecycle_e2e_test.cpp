@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QFile>
-
 #include <csignal>
 
 namespace wharf::e2e {
@@ -17,12 +15,6 @@ bool waitForOutput(QProcess& process, QByteArray& seen, const QByteArray& text, 
         seen += process.readAllStandardError();
         return seen.contains(text) || process.state() != QProcess::Running;
     }, timeoutMs) && seen.contains(text);
-}
-
-QByteArray fileBytes(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 TEST(DockLifecycle, ASecondInstanceIsTurnedAwayWithOrWithoutASessionBusAndLeavesTheFirstAlone)
@@ -41,7 +33,7 @@ TEST(DockLifecycle, ASecondInstanceIsTurnedAwayWithOrWithoutASessionBusAndLeaves
         // file holds still.
         QByteArray settings;
         ASSERT_TRUE(E2eSession::waitFor([&] {
-            const QByteArray now = fileBytes(conf);
+            const QByteArray now = readFile(conf);
             const bool settled = !now.isEmpty() && now == settings;
             settings = now;
             return settled;
@@ -52,7 +44,7 @@ TEST(DockLifecycle, ASecondInstanceIsTurnedAwayWithOrWithoutASessionBusAndLeaves
         EXPECT_EQ(second.exitCode, 0);
         EXPECT_TRUE(second.err.contains(QStringLiteral("already running"))) << second.err.toStdString();
         EXPECT_FALSE(second.err.contains(QStringLiteral("Wharf ready"))) << "the second instance built nothing";
-        EXPECT_EQ(fileBytes(conf), settings);
+        EXPECT_EQ(readFile(conf), settings);
         EXPECT_EQ(first->state(), QProcess::Running);
     }
 }
@@ -70,10 +62,10 @@ TEST(DockLifecycle, OddArgumentsStartTheDockAndSignalsAndQuitEndThroughTheShutdo
         {"Quit over D-Bus",
          {QStringLiteral("--dock-watchdog"), QStringLiteral("not-a-pid"), QStringLiteral("/tmp/backup")}, 0},
     };
+    E2eSession session;
+    WHARF_REQUIRE_SESSION(session);
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
-        E2eSession session;
-        WHARF_REQUIRE_SESSION(session);
         QProcess* wharf = session.startWharf(row.args);
         ASSERT_NE(wharf, nullptr) << "did not start the dock";
         DockClient client(session);

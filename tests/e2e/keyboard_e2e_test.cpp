@@ -157,17 +157,10 @@ TEST_F(KeyboardE2e, ShortcutSelectsArrowsMoveAndEscapeGivesTheKeyboardBackAndAno
         << "the focus follows the selection: " << name1.toStdString();
 
     // Space opens the selected tile's menu; closing it leaves the dock in keyboard mode.
-    const auto shownWindows = [&] {
-        return session.xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--pid"),
-                                QString::number(wharf->processId())})
-            .out.split(QLatin1Char('\n'), Qt::SkipEmptyParts)
-            .size();
-    };
-    const auto withoutMenu = shownWindows();
     key(QStringLiteral("space"));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return shownWindows() == withoutMenu + 1; }, 3000)) << "a menu is up";
+    EXPECT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).size() == 1; }, 3000)) << "a menu is up";
     key(QStringLiteral("Escape"));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return shownWindows() == withoutMenu; }, 3000)) << "and gone";
+    EXPECT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).isEmpty(); }, 3000)) << "and gone";
     EXPECT_EQ(dock().keyboardIndex, 1);
 
     key(QStringLiteral("Escape"));

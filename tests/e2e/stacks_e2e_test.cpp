@@ -37,7 +37,6 @@ protected:
     {
         WHARF_REQUIRE_SESSION(session);
         folder = session.home() + QStringLiteral("/Samples");
-        QDir().mkpath(folder + QStringLiteral("/Sub"));
         for (int i = 1; i <= 11; ++i)
             write(QStringLiteral("Note %1.txt").arg(i), "sample text\n");
         write(QStringLiteral("Sub/inner.txt"), "inner\n");
@@ -48,21 +47,15 @@ protected:
         red.fill(Qt::red);
         ASSERT_TRUE(red.save(pictures + QStringLiteral("/cached.png")));
         ASSERT_TRUE(red.save(pictures + QStringLiteral("/plain.png")));
-        QFile broken(pictures + QStringLiteral("/broken.png"));
-        ASSERT_TRUE(broken.open(QIODevice::WriteOnly));
-        broken.write("\x89PNG\r\n\x1a\nthis is not an image");
-        broken.close();
+        writeFile(pictures + QStringLiteral("/broken.png"), "\x89PNG\r\n\x1a\nthis is not an image");
         const QString cached = pictures + QStringLiteral("/cached.png");
         const QByteArray uri = QUrl::fromLocalFile(cached).toEncoded();
-        const QString thumbs = session.cacheHome() + QStringLiteral("/thumbnails/normal/");
-        QDir().mkpath(thumbs);
-        QFile thumb(thumbs + QCryptographicHash::hash(uri, QCryptographicHash::Md5).toHex() + QStringLiteral(".png"));
-        ASSERT_TRUE(thumb.open(QIODevice::WriteOnly));
         QImage green(128, 128, QImage::Format_ARGB32);
         green.fill(Qt::green);
-        thumb.write(test::pngWithText(green, "Thumb::MTime",
-                                      QByteArray::number(QFileInfo(cached).lastModified().toSecsSinceEpoch())));
-        thumb.close();
+        writeFile(session.cacheHome() + QStringLiteral("/thumbnails/normal/")
+                      + QCryptographicHash::hash(uri, QCryptographicHash::Md5).toHex() + QStringLiteral(".png"),
+                  test::pngWithText(green, "Thumb::MTime",
+                                    QByteArray::number(QFileInfo(cached).lastModified().toSecsSinceEpoch())));
 
         // Samples shows as a pile of its first documents.
         const QByteArray stackSettings = QJsonDocument(QJsonObject{
@@ -82,12 +75,7 @@ protected:
         ASSERT_GE(index, 0) << "the pinned folder has a tile";
         tile = dock->tiles[std::size_t(index)];
     }
-    void write(const QString& name, const QByteArray& contents) const
-    {
-        QFile file(folder + QLatin1Char('/') + name);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(contents);
-    }
+    void write(const QString& name, const QByteArray& contents) const { writeFile(folder + QLatin1Char('/') + name, contents); }
     void key(const QString& name) { session.xdotool({QStringLiteral("key"), name}); }
     QRect frameOf(const QJsonObject& stack) { return rectFrom(stack[QStringLiteral("frame")]).toRect(); }
     QDBusMessage::MessageType call(const QString& method, const QVariantList& args)

@@ -8,6 +8,7 @@
 #include <QRegularExpression>
 #include <QThread>
 
+#include <gtest/gtest.h>
 #include <xcb/xcb.h>
 
 #include <atomic>
@@ -34,15 +35,6 @@ void killGroup(QProcess& process, int signal)
         ::kill(-static_cast<pid_t>(pid), signal);
         ::kill(static_cast<pid_t>(pid), signal);
     }
-}
-
-bool writeFile(const QString& path, const QByteArray& contents)
-{
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        return false;
-    return file.write(contents) == contents.size();
 }
 
 } // namespace
@@ -218,11 +210,7 @@ QString E2eSession::writeDesktopEntry(const QString& fileName, const QString& co
 void E2eSession::setDefaultApplication(const QString& mimeType, const QString& desktopId)
 {
     const QString path = configHome() + "/mimeapps.list";
-    QFile file(path);
-    QByteArray contents;
-    if (file.open(QIODevice::ReadOnly))
-        contents = file.readAll();
-    file.close();
+    QByteArray contents = readFile(path);
     if (!contents.contains("[Default Applications]"))
         contents.append("[Default Applications]\n");
     contents.append(QString("%1=%2\n").arg(mimeType, desktopId).toUtf8());
@@ -330,6 +318,21 @@ void E2eSession::stopAll()
         }
     }
     session_.reset();
+}
+
+QByteArray readFile(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QString writeFile(const QString& path, const QByteArray& contents)
+{
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(contents) != contents.size())
+        ADD_FAILURE() << "cannot write " << path.toStdString();
+    return path;
 }
 
 quint32 activeWindow(E2eSession& session)

@@ -109,6 +109,11 @@ private:
     std::vector<std::unique_ptr<QProcess>> children_;
 };
 
+// A file's contents; empty when it cannot be read.
+QByteArray readFile(const QString& path);
+// Writes `contents` to `path`, making its folder first (a test failure when it cannot); returns the path.
+QString writeFile(const QString& path, const QByteArray& contents = "x");
+
 // The window manager's active window (0 when none), and whether `window` is minimized.
 quint32 activeWindow(E2eSession& session);
 bool isIconic(E2eSession& session, quint32 window);
