@@ -148,13 +148,22 @@ public:
     }
 };
 
-TEST(Operations, TheTrashAlertShowInFilesAndKeepingAProgramWithoutAnEntry)
+TEST(Operations, TheTrashAlertShowInFilesDropsOntoFoldersAndKeepingAProgramWithoutAnEntry)
 {
     E2eSession session;
     WHARF_REQUIRE_SESSION(session);
     const QString note = session.home() + QStringLiteral("/note.txt");
     writeFile(note);
-    pin(session, {{note, QStringLiteral("file")}});
+    const QString inbox = session.home() + QStringLiteral("/Inbox");
+    const QString locked = session.home() + QStringLiteral("/Locked");
+    const QString source = session.home() + QStringLiteral("/Desk");
+    writeFile(inbox + QStringLiteral("/kept.txt"));
+    writeFile(source + QStringLiteral("/a.txt"), "a");
+    writeFile(source + QStringLiteral("/sub/b.txt"), "b");
+    // Read-only, and (for root, whom permissions do not stop) already holding a "c.txt".
+    writeFile(locked + QStringLiteral("/c.txt"), "old");
+    QFile::setPermissions(locked, QFile::ReadOwner | QFile::ExeOwner);
+    pin(session, {{note, QStringLiteral("file")}, {inbox, QStringLiteral("folder")}, {locked, QStringLiteral("folder")}});
     const QString trash = session.dataHome() + QStringLiteral("/Trash");
     writeFile(trash + QStringLiteral("/files/old.txt"));
     writeFile(trash + QStringLiteral("/info/old.txt.trashinfo"), "[Trash Info]\nPath=/tmp/old.txt\nDeletionDate=2024-01-01T00:00:00\n");
@@ -190,6 +199,35 @@ TEST(Operations, TheTrashAlertShowInFilesAndKeepingAProgramWithoutAnEntry)
     EXPECT_TRUE(E2eSession::waitFor([&] { return !fileManager.shown.isEmpty(); }));
     EXPECT_EQ(fileManager.shown, QStringList{QUrl::fromLocalFile(noteID).toString()});
     bus.unregisterService(QStringLiteral("org.freedesktop.FileManager1"));
+
+    const QString inboxID = QFileInfo(inbox).canonicalFilePath();
+    const auto drop = [&](const QStringList& paths, const QString& id, bool copy = false) {
+        return client.succeeds(QStringLiteral("Drop"), {paths, id, copy});
+    };
+    // Onto a folder: copied with its contents, or moved; a file already there is left alone.
+    EXPECT_TRUE(drop({source + QStringLiteral("/sub")}, inboxID, true));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return readFile(inbox + QStringLiteral("/sub/b.txt")) == "b"; }));
+    EXPECT_TRUE(QFileInfo::exists(source + QStringLiteral("/sub/b.txt")));
+    EXPECT_TRUE(drop({source + QStringLiteral("/a.txt"), inbox + QStringLiteral("/kept.txt")}, inboxID));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return readFile(inbox + QStringLiteral("/a.txt")) == "a"; }));
+    EXPECT_FALSE(QFileInfo::exists(source + QStringLiteral("/a.txt")));
+    EXPECT_TRUE(QFileInfo::exists(inbox + QStringLiteral("/kept.txt")));
+    EXPECT_FALSE(client.object(QStringLiteral("Alert"))[QStringLiteral("open")].toBool()) << "a file dropped onto its own folder is skipped";
+
+    // A folder that cannot take them leaves the sources where they were; a vanished file says so.
+    writeFile(source + QStringLiteral("/c.txt"), "new");
+    EXPECT_TRUE(drop({source + QStringLiteral("/c.txt"), source + QStringLiteral("/gone.txt")},
+                            QFileInfo(locked).canonicalFilePath()));
+    const QJsonObject alert = alertWhenShown(client);
+    EXPECT_EQ(alert[QStringLiteral("text")].toString(), "Some items couldn’t be moved");
+    const QStringList lines = alert[QStringLiteral("informativeText")].toString().split(QStringLiteral("\n\n"));
+    ASSERT_EQ(lines.size(), 2) << alert[QStringLiteral("informativeText")].toString().toStdString();
+    EXPECT_TRUE(lines[0].startsWith(QStringLiteral("c.txt: "))) << lines[0].toStdString();
+    EXPECT_EQ(lines[1], "gone.txt: The file no longer exists.");
+    EXPECT_EQ(readFile(source + QStringLiteral("/c.txt")), "new");
+    EXPECT_EQ(readFile(locked + QStringLiteral("/c.txt")), "old");
+    EXPECT_TRUE(client.succeeds(QStringLiteral("AnswerAlert"), {QStringLiteral("OK")}));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return !client.object(QStringLiteral("Alert"))[QStringLiteral("open")].toBool(); }));
 
     // A running program without an entry is kept through one written for it.
     std::optional<QJsonObject> program;
@@ -231,56 +269,6 @@ TEST(Operations, TheTrashAlertShowInFilesAndKeepingAProgramWithoutAnEntry)
         const auto item = client.item(QStringLiteral("id"), keptID);
         return item && (*item)[QStringLiteral("pid")].toInteger() == again;
     }));
-}
-
-TEST(Operations, FilesDroppedOntoTiles)
-{
-    E2eSession session;
-    WHARF_REQUIRE_SESSION(session);
-    const QString inbox = session.home() + QStringLiteral("/Inbox");
-    const QString locked = session.home() + QStringLiteral("/Locked");
-    const QString source = session.home() + QStringLiteral("/Desk");
-    QDir().mkpath(inbox);
-    QDir().mkpath(locked);
-    writeFile(inbox + QStringLiteral("/kept.txt"));
-    writeFile(source + QStringLiteral("/a.txt"), "a");
-    writeFile(source + QStringLiteral("/sub/b.txt"), "b");
-    // Read-only, and (for root, whom permissions do not stop) already holding a "c.txt".
-    writeFile(locked + QStringLiteral("/c.txt"), "old");
-    QFile::setPermissions(locked, QFile::ReadOwner | QFile::ExeOwner);
-    pin(session, {{inbox, QStringLiteral("folder")}, {locked, QStringLiteral("folder")}});
-    ASSERT_NE(session.startWharf(), nullptr);
-    DockClient client(session);
-    ASSERT_TRUE(client.settledDock());
-    const QString inboxID = QFileInfo(inbox).canonicalFilePath();
-    const auto drop = [&](const QStringList& paths, const QString& id, bool copy = false) {
-        return client.succeeds(QStringLiteral("Drop"), {paths, id, copy});
-    };
-
-    // Onto a folder: copied with its contents, or moved; a file already there is left alone.
-    EXPECT_TRUE(drop({source + QStringLiteral("/sub")}, inboxID, true));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return readFile(inbox + QStringLiteral("/sub/b.txt")) == "b"; }));
-    EXPECT_TRUE(QFileInfo::exists(source + QStringLiteral("/sub/b.txt")));
-    EXPECT_TRUE(drop({source + QStringLiteral("/a.txt"), inbox + QStringLiteral("/kept.txt")}, inboxID));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return readFile(inbox + QStringLiteral("/a.txt")) == "a"; }));
-    EXPECT_FALSE(QFileInfo::exists(source + QStringLiteral("/a.txt")));
-    EXPECT_TRUE(QFileInfo::exists(inbox + QStringLiteral("/kept.txt")));
-    EXPECT_FALSE(client.object(QStringLiteral("Alert"))[QStringLiteral("open")].toBool()) << "a file dropped onto its own folder is skipped";
-
-    // A folder that cannot take them leaves the sources where they were; a vanished file says so.
-    writeFile(source + QStringLiteral("/c.txt"), "new");
-    EXPECT_TRUE(drop({source + QStringLiteral("/c.txt"), source + QStringLiteral("/gone.txt")},
-                            QFileInfo(locked).canonicalFilePath()));
-    const QJsonObject alert = alertWhenShown(client);
-    EXPECT_EQ(alert[QStringLiteral("text")].toString(), "Some items couldn’t be moved");
-    const QStringList lines = alert[QStringLiteral("informativeText")].toString().split(QStringLiteral("\n\n"));
-    ASSERT_EQ(lines.size(), 2) << alert[QStringLiteral("informativeText")].toString().toStdString();
-    EXPECT_TRUE(lines[0].startsWith(QStringLiteral("c.txt: "))) << lines[0].toStdString();
-    EXPECT_EQ(lines[1], "gone.txt: The file no longer exists.");
-    EXPECT_EQ(readFile(source + QStringLiteral("/c.txt")), "new");
-    EXPECT_EQ(readFile(locked + QStringLiteral("/c.txt")), "old");
-    EXPECT_TRUE(client.succeeds(QStringLiteral("AnswerAlert"), {QStringLiteral("OK")}));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return !client.object(QStringLiteral("Alert"))[QStringLiteral("open")].toBool(); }));
 }
 
 } // namespace

@@ -119,13 +119,6 @@ protected:
         return source;
     }
 
-    void restart()
-    {
-        ASSERT_TRUE(client.quit());
-        ASSERT_TRUE(wharf->waitForFinished(10000));
-        start();
-    }
-
     E2eSession session;
     DockClient client{session};
     QProcess* wharf = nullptr;
@@ -175,7 +168,8 @@ TEST_F(PointerE2e, TheMenuOfAnApplicationListsItsWindowsAndChoosingOneFocusesIt)
     EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == second; }));
     EXPECT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).isEmpty(); }));
 
-    // "Keep in Dock" from the keyboard, past the two windows into Options; the pin outlives a restart.
+    // "Keep in Dock" from the keyboard, past the two windows into Options (the operations test
+    // restarts Wharf with a pin kept this way).
     const auto pinned = [&] {
         const auto item = client.item(QStringLiteral("id"), appID);
         return item && (*item)[QStringLiteral("pinned")].toBool();
@@ -186,8 +180,6 @@ TEST_F(PointerE2e, TheMenuOfAnApplicationListsItsWindowsAndChoosingOneFocusesIt)
     session.xdotool({QStringLiteral("key"), QStringLiteral("Down"), QStringLiteral("Down"), QStringLiteral("Down"),
                      QStringLiteral("Right"), QStringLiteral("Return")});
     ASSERT_TRUE(E2eSession::waitFor([&] { return pinned() != wasPinned; })) << "Keep in Dock toggles the pin";
-    restart();
-    EXPECT_EQ(pinned(), !wasPinned) << "and the pin is stored";
 
     // The application quits under its open menu (shown over D-Bus this time).
     EXPECT_TRUE(client.succeeds(QStringLiteral("ShowMenu"), {appID}));
