@@ -50,7 +50,7 @@ TEST(DockLifecycle, ASecondInstanceIsTurnedAwayWithOrWithoutASessionBusAndLeaves
 }
 
 // Arguments Wharf does not know (a session manager's, a bad watchdog's) still start the dock.
-TEST(DockLifecycle, OddArgumentsStartTheDockAndSignalsAndQuitEndThroughTheShutdownSequence)
+TEST(DockLifecycle, OddArgumentsStartTheDockSignalsAndQuitEndItCleanlyAndWithoutADisplayItExitsWithOne)
 {
     const struct {
         const char* name;
@@ -83,24 +83,20 @@ TEST(DockLifecycle, OddArgumentsStartTheDockAndSignalsAndQuitEndThroughTheShutdo
         EXPECT_FALSE(err.contains(QStringLiteral("Restore failed"))) << err.toStdString();
         EXPECT_FALSE(session.bus().interface()->isServiceRegistered(QStringLiteral("com.tamberly.Wharf")).value());
     }
-}
 
-TEST(DockLifecycle, WithoutADisplayTheDockAndTheListingSaySoAndExitWithOne)
-{
-    E2eSession session;
-    WHARF_REQUIRE_SESSION(session);
+    // Without a display the dock and the listing say so and exit with 1.
     const struct {
         QStringList args;
         const char* display; // nullptr: unset
         const char* platform;
         const char* message;
-    } rows[] = {
+    } displayless[] = {
         {{}, ":9999", "", "cannot open the X display \":9999\""},
         {{}, nullptr, "", "DISPLAY is not set"},
         {{QStringLiteral("--list-items")}, ":9999", "", ":9999"},
         {{QStringLiteral("--list-items")}, ":9999", "offscreen", ":9999"},
     };
-    for (const auto& row : rows) {
+    for (const auto& row : displayless) {
         SCOPED_TRACE((row.args.join(' ') + QLatin1Char(' ') + QLatin1String(row.platform)).toStdString());
         if (row.display)
             session.setEnv(QStringLiteral("DISPLAY"), QLatin1String(row.display));

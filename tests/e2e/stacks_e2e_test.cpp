@@ -101,7 +101,7 @@ protected:
     QRectF tile;
 };
 
-TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheTileWhichShowsTheirPile)
+TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheTileWhichShowsTheirPileAndPicturesShowThumbnails)
 {
     const QRect icon = tile.toRect().adjusted(4, 4, -4, -4);
     const QImage folderIcon = session.screenshot().copy(icon);
@@ -150,6 +150,28 @@ TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheTileWhichShowsTheirPil
     EXPECT_EQ(call(QStringLiteral("SetStackViewMode"), {folder, QStringLiteral("carousel")}), QDBusMessage::ErrorMessage);
     EXPECT_EQ(call(QStringLiteral("OpenStack"), {session.home()}), QDBusMessage::ErrorMessage) << "not a folder tile";
 
+    // Thumbnails come from the desktop's cache first, and a corrupt image shows its icon.
+    ASSERT_EQ(call(QStringLiteral("SetStackViewMode"), {pictures, QStringLiteral("grid")}), QDBusMessage::ReplyMessage);
+    ASSERT_EQ(call(QStringLiteral("OpenStack"), {pictures}), QDBusMessage::ReplyMessage);
+    const QJsonObject thumbnails = until([](const QJsonObject& s) {
+        const QStringList sources = strings(s["thumbnails"]);
+        return shows(s, "grid") && sources.size() == 3 && !sources.contains(QString());
+    });
+    ASSERT_TRUE(shows(thumbnails, "grid"));
+    std::map<QString, QString> sources;
+    const QStringList titles = strings(thumbnails["entries"]);
+    const QStringList from = strings(thumbnails["thumbnails"]);
+    for (qsizetype i = 0; i < titles.size() && i < from.size(); ++i)
+        sources[titles[i]] = from[i];
+    EXPECT_EQ(sources["cached.png"], "cache");
+    EXPECT_EQ(sources["plain.png"], "image");
+    EXPECT_EQ(sources["broken.png"], "icon");
+
+    // On screen: the cached thumbnail is green although the file itself is red.
+    const QRect frame = rectFrom(thumbnails["frame"]).toRect();
+    const QImage pictured = session.screenshot();
+    EXPECT_GT(pixelsOf(pictured, frame, Qt::green), 500);
+    EXPECT_GT(pixelsOf(pictured, frame, Qt::red), 500) << "the file without a cached thumbnail shows itself";
 }
 
 TEST_F(StacksE2e, KeyboardPreviewDismissalAndLiveRefresh)
@@ -215,31 +237,6 @@ TEST_F(StacksE2e, KeyboardPreviewDismissalAndLiveRefresh)
     EXPECT_EQ(settled["loads"].toInt(), loads + 1);
     EXPECT_EQ(strings(settled["pile"]), (QStringList{"New A.txt", "New B.txt", "New C.txt"}));
     EXPECT_EQ(settled["pileRenders"].toInt(), renders + 1);
-}
-
-TEST_F(StacksE2e, ThumbnailsComeFromTheDesktopsCacheFirstAndCorruptImagesShowTheirIcon)
-{
-    ASSERT_EQ(call(QStringLiteral("SetStackViewMode"), {pictures, QStringLiteral("grid")}), QDBusMessage::ReplyMessage);
-    ASSERT_EQ(call(QStringLiteral("OpenStack"), {pictures}), QDBusMessage::ReplyMessage);
-    const QJsonObject grid = until([](const QJsonObject& s) {
-        const QStringList sources = strings(s["thumbnails"]);
-        return shows(s, "grid") && sources.size() == 3 && !sources.contains(QString());
-    });
-    ASSERT_TRUE(shows(grid, "grid"));
-    std::map<QString, QString> sources;
-    const QStringList titles = strings(grid["entries"]);
-    const QStringList from = strings(grid["thumbnails"]);
-    for (qsizetype i = 0; i < titles.size() && i < from.size(); ++i)
-        sources[titles[i]] = from[i];
-    EXPECT_EQ(sources["cached.png"], "cache");
-    EXPECT_EQ(sources["plain.png"], "image");
-    EXPECT_EQ(sources["broken.png"], "icon");
-
-    // On screen: the cached thumbnail is green although the file itself is red.
-    const QRect frame = rectFrom(grid["frame"]).toRect();
-    const QImage shot = session.screenshot();
-    EXPECT_GT(pixelsOf(shot, frame, Qt::green), 500);
-    EXPECT_GT(pixelsOf(shot, frame, Qt::red), 500) << "the file without a cached thumbnail shows itself";
 }
 
 } // namespace
