@@ -112,10 +112,8 @@ TEST(AutoHide, AFullScreenWindowHandsItsDisplayToTheOverlayDockUntilItOrTheDispl
     options.twoMonitors = true;
     E2eSession session(options);
     WHARF_REQUIRE_SESSION(session);
-    session.start(QStringLiteral("xterm"), {QStringLiteral("-bg"), QStringLiteral("red"), QStringLiteral("-geometry"),
-                                            QStringLiteral("80x20+100+100")});
-    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
-    const QString xterm = QString::number(session.clientWindows(QStringLiteral("xterm")).front());
+    const QString xterm = QString::number(startXterm(session, {"-bg", "red", "-geometry", "80x20+100+100"}));
+    ASSERT_NE(xterm, "0");
     movePointer(session, QPointF(960, 400));
     QProcess* wharf = session.startWharf();
     ASSERT_NE(wharf, nullptr);

@@ -206,6 +206,16 @@ inline void movePointer(E2eSession& session, const QPointF& at)
     session.xdotool({QStringLiteral("mousemove"), QString::number(int(at.x())), QString::number(int(at.y()))});
 }
 
+// Starts an xterm with `args` and waits for its window; returns it (0 when none shows up).
+inline quint32 startXterm(E2eSession& session, const QStringList& args = {})
+{
+    const std::size_t before = session.clientWindows(QStringLiteral("xterm")).size();
+    session.start(QStringLiteral("xterm"), args);
+    if (!E2eSession::waitFor([&] { return session.clientWindows(QStringLiteral("xterm")).size() > before; }, 10000, 100))
+        return 0;
+    return session.clientWindows(QStringLiteral("xterm")).back();
+}
+
 // Mean colour of `rect` in `image` (smooth scaling to one pixel averages it).
 inline QColor meanColor(const QImage& image, const QRect& rect)
 {

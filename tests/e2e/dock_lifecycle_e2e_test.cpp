@@ -8,15 +8,6 @@
 namespace wharf::e2e {
 namespace {
 
-// Reads a process's standard error until `text` shows up.
-bool waitForOutput(QProcess& process, QByteArray& seen, const QByteArray& text, int timeoutMs = 15000)
-{
-    return E2eSession::waitFor([&] {
-        seen += process.readAllStandardError();
-        return seen.contains(text) || process.state() != QProcess::Running;
-    }, timeoutMs) && seen.contains(text);
-}
-
 TEST(DockLifecycle, ASecondInstanceIsTurnedAwayWithOrWithoutASessionBusAndLeavesTheFirstAlone)
 {
     for (const bool bus : {true, false}) {
@@ -26,8 +17,8 @@ TEST(DockLifecycle, ASecondInstanceIsTurnedAwayWithOrWithoutASessionBusAndLeaves
         if (!bus)
             session.setEnv(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("disabled:"));
         QProcess* first = session.start(E2eSession::wharfBinary());
-        QByteArray firstOutput;
-        ASSERT_TRUE(waitForOutput(*first, firstOutput, "Wharf ready.")) << firstOutput.toStdString();
+        QString firstOutput;
+        ASSERT_TRUE(waitForLog(*first, firstOutput, QStringLiteral("Wharf ready."), 15000)) << firstOutput.toStdString();
         const QString conf = session.configHome() + QStringLiteral("/wharf/wharf.conf");
         // The first start saves its pins (and the view its resting size) soon after: wait until the
         // file holds still.

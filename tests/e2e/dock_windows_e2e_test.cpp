@@ -56,7 +56,8 @@ TEST(DockWindows, EveryDisplayGetsTwoUnfocusedDocksAboveTheOthersThatLetClicksTh
     }
     EXPECT_EQ(displays, (QStringList{QStringLiteral("LEFT"), QStringLiteral("LEFT"), QStringLiteral("RIGHT"),
                                      QStringLiteral("RIGHT")}));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return wharf->readAllStandardError().contains("Wharf ready. Displays: 2,"); }))
+    QString log;
+    EXPECT_TRUE(waitForLog(*wharf, log, QStringLiteral("Wharf ready. Displays: 2,")))
         << "the ready line counts the displays that carry docks";
 
     // What the window manager sees on the dock windows.
@@ -91,16 +92,10 @@ TEST(DockWindows, EveryDisplayGetsTwoUnfocusedDocksAboveTheOthersThatLetClicksTh
 
     // Clicks reach the window below except over tiles: an xterm across the whole bottom of the
     // left display, under the dock window.
-    session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("320x90+0+0")});
-    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
-    const auto xterms = session.clientWindows(QStringLiteral("xterm"));
-    ASSERT_EQ(xterms.size(), 1u);
-    const quint32 xterm = xterms.front();
+    const quint32 xterm = startXterm(session, {"-geometry", "320x90+0+0"});
     // A second terminal (xclock takes no focus) that is made active before each click.
-    session.start(QStringLiteral("xterm"), {QStringLiteral("-class"), QStringLiteral("OtherTerm"),
-                                            QStringLiteral("-geometry"), QStringLiteral("40x10+800+100")});
-    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("OtherTerm")));
-    const quint32 other = session.clientWindows(QStringLiteral("OtherTerm")).front();
+    const quint32 other = startXterm(session, {"-geometry", "40x10+800+100"});
+    ASSERT_TRUE(xterm && other);
 
     const auto clickAt = [&](QPoint p) {
         // Start from the other terminal being active, so the xterm's activation can only come from the click.
@@ -143,8 +138,7 @@ TEST(DockWindows, ShelfAndRunningIndicatorsAreDrawnWhereTheFramesSayInLightAndDa
         WHARF_REQUIRE_SESSION(session);
         writeWharfSettings(session, {{QStringLiteral("dockAppearance"), appearance}});
         const QImage empty = session.screenshot().convertToFormat(QImage::Format_RGB32);
-        session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x10+100+100")});
-        ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
+        ASSERT_NE(startXterm(session, {"-geometry", "40x10+100+100"}), 0u);
         QProcess* wharf = session.startWharf();
         ASSERT_NE(wharf, nullptr);
         DockClient client(session);
@@ -205,9 +199,8 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
     // would turn it black. It must stay there, so windows are not kept clear of the dock here.
     writeWharfSettings(session, {{QStringLiteral("keepWindowsAboveDock"), false}, {QStringLiteral("iconSize"), 58},
                                  {QStringLiteral("restingIconSize"), 58}, {QStringLiteral("magnification"), 1.65}});
-    session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x70+0+100")});
     session.start(QStringLiteral("xclock"), {QStringLiteral("-geometry"), QStringLiteral("100x100+600+100")});
-    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
+    ASSERT_NE(startXterm(session, {"-geometry", "40x70+0+100"}), 0u);
     ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xclock")));
     QProcess* wharf = session.startWharf();
     ASSERT_NE(wharf, nullptr);
@@ -218,12 +211,6 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
     const int count = int(dock->tiles.size());
     ASSERT_GE(count, 3);
     QString log;
-    const auto logged = [&](const QString& text) {
-        return E2eSession::waitFor([&] {
-            log += QString::fromUtf8(wharf->readAllStandardError());
-            return log.contains(text);
-        });
-    };
 
     const QPoint clear(100, 800); // inside the dock window, far from the shelf
     const QPoint icon = center(dock->tiles.front());
@@ -267,7 +254,7 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
     })) << "the hover ends and the row is back at rest; hovered " << client.hoveredIndex();
 
     QProcess* compositor = session.start(QStringLiteral("xcompmgr"));
-    ASSERT_TRUE(logged(QStringLiteral("Compositing manager running"))) << log.toStdString();
+    ASSERT_TRUE(waitForLog(*wharf, log, QStringLiteral("Compositing manager running"))) << log.toStdString();
     ASSERT_TRUE(E2eSession::waitFor([&] { return session.screenshot().pixelColor(icon) != desktop; }, 3000));
     const QImage blended = session.screenshot();
     EXPECT_EQ(blended.pixelColor(clear), white) << "translucent, and still nothing drawn far from the shelf";
@@ -283,7 +270,7 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
     EXPECT_LE(darker, 10) << "dark fringes around the icons without a compositor";
 
     E2eSession::stop(compositor);
-    EXPECT_TRUE(logged(QStringLiteral("Compositing manager gone"))) << log.toStdString();
+    EXPECT_TRUE(waitForLog(*wharf, log, QStringLiteral("Compositing manager gone"))) << log.toStdString();
 }
 
 // icewm keeps its task bar along the bottom edge: the dock sits on top of it instead of over it.

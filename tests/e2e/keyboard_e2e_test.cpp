@@ -65,9 +65,8 @@ protected:
         ASSERT_EQ(bus.exitCode, 0) << bus.err.toStdString();
         session.setEnv(QStringLiteral("QT_LINUX_ACCESSIBILITY_ALWAYS_ON"), QStringLiteral("1"));
 
-        session.start(QStringLiteral("xterm"));
-        ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
-        xterm = session.clientWindows(QStringLiteral("xterm")).front();
+        xterm = startXterm(session);
+        ASSERT_NE(xterm, 0u);
         wharf = session.startWharf();
         ASSERT_NE(wharf, nullptr);
         const auto dock = client.settledDock();
@@ -181,10 +180,7 @@ TEST_F(KeyboardE2e, ShortcutSelectsArrowsMoveAndEscapeGivesTheKeyboardBackAndAno
     const QString expected = QStringLiteral(
         "Keyboard shortcut unavailable: Control–Option–D is already assigned to another application. Change that "
         "application's shortcut, then relaunch Wharf to enable keyboard access.");
-    EXPECT_TRUE(E2eSession::waitFor([&] {
-        err += QString::fromUtf8(wharf->readAllStandardError());
-        return err.contains(expected);
-    })) << err.toStdString();
+    EXPECT_TRUE(waitForLog(*wharf, err, expected)) << err.toStdString();
     EXPECT_TRUE(client.settledDock()) << "the dock runs on";
     EXPECT_EQ(wharf->state(), QProcess::Running);
 }

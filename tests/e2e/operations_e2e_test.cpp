@@ -76,9 +76,8 @@ TEST_P(Activation, AClickBringsARunningProgramBackAndStartsAPinnedOne)
         QStringLiteral("[Desktop Entry]\nType=Application\nName=Test Terminal\nExec=xterm -class TestTerm -geometry "
                        "40x10+300+300\nStartupWMClass=TestTerm\nStartupNotify=true\nIcon=utilities-terminal\n"));
     pin(session, {{entry, QStringLiteral("application")}});
-    session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x10+100+100")});
-    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
-    const quint32 xterm = session.clientWindows(QStringLiteral("xterm")).front();
+    const quint32 xterm = startXterm(session, {"-geometry", "40x10+100+100"});
+    ASSERT_NE(xterm, 0u);
     ASSERT_NE(session.startWharf(), nullptr);
     DockClient client(session);
     ASSERT_TRUE(client.settledDock());

@@ -128,10 +128,9 @@ protected:
 
 TEST_F(PointerE2e, TheMenuOfAnApplicationListsItsWindowsAndChoosingOneFocusesIt)
 {
-    for (const char* at : {"40x10+100+100", "40x10+600+100"})
-        session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QLatin1String(at)});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return session.clientWindows(QStringLiteral("xterm")).size() == 2; }));
-    const std::vector<quint32> xterms = session.clientWindows(QStringLiteral("xterm"));
+    const std::vector<quint32> xterms{startXterm(session, {"-geometry", "40x10+100+100"}),
+                                      startXterm(session, {"-geometry", "40x10+600+100"})};
+    ASSERT_TRUE(xterms[0] && xterms[1]);
     start();
     QString appID;
     ASSERT_TRUE(E2eSession::waitFor([&] {

@@ -46,15 +46,6 @@ protected:
         return last;
     }
 
-    quint32 startXterm(const QString& geometry, const QStringList& extra = {})
-    {
-        const std::size_t before = session.clientWindows(QStringLiteral("xterm")).size();
-        session.start(QStringLiteral("xterm"), QStringList{QStringLiteral("-geometry"), geometry} + extra);
-        if (!E2eSession::waitFor([&] { return session.clientWindows(QStringLiteral("xterm")).size() > before; }))
-            return 0;
-        return session.clientWindows(QStringLiteral("xterm")).back();
-    }
-
     QProcess* startBandClient(const QRect& rect, const QString& flag)
     {
         QProcess* client = session.start(QStringLiteral(BAND_CLIENT),
@@ -72,7 +63,7 @@ protected:
 
 TEST_F(WindowAvoidance, AWindowDraggedIntoTheBandMovesUpOnlyAfterRelease)
 {
-    const quint32 xterm = startXterm(QStringLiteral("60x15+300+200"));
+    const quint32 xterm = startXterm(session, {"-geometry", "60x15+300+200"});
     ASSERT_NE(xterm, 0u);
     // Placed and decorated: the title bar is where the frame says.
     const QRect start = frameWhen(xterm, [](const QRect& f) { return f.top() < 300 && f.height() > 0; });
@@ -102,7 +93,7 @@ TEST_F(WindowAvoidance, AWindowDraggedIntoTheBandMovesUpOnlyAfterRelease)
 // dock windows test checks.)
 TEST_F(WindowAvoidance, DialogsAndFullScreenWindowsAreLeftAlone)
 {
-    const quint32 fullScreen = startXterm(QStringLiteral("40x10+0+0"), {QStringLiteral("-fullscreen")});
+    const quint32 fullScreen = startXterm(session, {"-geometry", "40x10+0+0", "-fullscreen"});
     ASSERT_NE(fullScreen, 0u);
     const QRect screen(0, 0, 1920, 1080);
     ASSERT_EQ(frameWhen(fullScreen, [&](const QRect& f) { return f == screen; }), screen);

@@ -320,6 +320,14 @@ void E2eSession::stopAll()
     session_.reset();
 }
 
+bool waitForLog(QProcess& process, QString& log, const QString& text, int timeoutMs)
+{
+    return E2eSession::waitFor([&] {
+        log += QString::fromUtf8(process.readAllStandardError());
+        return log.contains(text);
+    }, timeoutMs);
+}
+
 QByteArray readFile(const QString& path)
 {
     QFile file(path);

@@ -109,6 +109,9 @@ private:
     std::vector<std::unique_ptr<QProcess>> children_;
 };
 
+// Reads `process`'s standard error into `log` until `log` holds `text`.
+bool waitForLog(QProcess& process, QString& log, const QString& text, int timeoutMs = 10000);
+
 // A file's contents; empty when it cannot be read.
 QByteArray readFile(const QString& path);
 // Writes `contents` to `path`, making its folder first (a test failure when it cannot); returns the path.
