@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <map>
+#include <utility>
 #include <cmath>
 
 namespace wharf {
@@ -25,18 +26,25 @@ QFont badgeFont(double badgeHeight)
     return font;
 }
 
-// Measuring goes through the font database: once per size, not once per badge drawn.
+// Measuring shapes the text: once per label and size, not each of the several times a frame
+// asks for a badge's frame.
 double textWidth(const QString& text, double badgeHeight)
 {
     static std::map<int, QFontMetricsF> metrics;
+    static std::map<std::pair<QString, int>, double> widths;
     const QFont font = badgeFont(badgeHeight);
+    const auto key = std::pair(text, font.pixelSize());
+    if (const auto known = widths.find(key); known != widths.end())
+        return known->second;
     auto found = metrics.find(font.pixelSize());
     if (found == metrics.end()) {
         if (metrics.size() > 8)
             metrics.clear();
         found = metrics.emplace(font.pixelSize(), QFontMetricsF(font)).first;
     }
-    return found->second.horizontalAdvance(text);
+    if (widths.size() >= 64)
+        widths.clear();
+    return widths.emplace(key, found->second.horizontalAdvance(text)).first->second;
 }
 
 // The shadow and the red body of a badge filling `badge`.
