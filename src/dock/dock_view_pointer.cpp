@@ -320,11 +320,13 @@ void DockView::performDrop(QDropEvent& event)
     event.setDropAction(target && target->kind == DockItem::Kind::folder && !copy ? Qt::MoveAction : Qt::CopyAction);
     event.accept();
 
+    // Pins land where they were let go, in the order they were dragged.
     const auto pinEach = [&] {
         if (!actions.pin)
             return;
+        int index = entryList.empty() ? 0 : DockInteraction::insertionIndex(point.x(), frames);
         for (const QUrl& url : urls)
-            actions.pin(url.toLocalFile(), std::nullopt);
+            actions.pin(url.toLocalFile(), index++);
     };
     if (target && target->kind == DockItem::Kind::trash) {
         if (actions.open)

@@ -2,6 +2,7 @@
 
 #include "settings/dock_appearance.h"
 #include "settings/dock_preferences.h"
+#include "windows/serial_worker.h"
 
 #include <QDir>
 #include <QFileInfo>

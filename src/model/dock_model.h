@@ -27,6 +27,7 @@ class QMenu;
 namespace wharf {
 
 class DockPreferences;
+class SerialWorker;
 
 // The ordered list of dock tiles: the file manager, pinned applications, running
 // applications that are not pinned, pinned folders and files, and the Trash.
@@ -213,6 +214,8 @@ private:
     std::optional<QString> fileManagerID;
 
     CallbackList<WorkspaceNotification>::Subscription subscription;
+    // Runs drops into folders off the main thread; joined (letting a copy finish) before the rest goes.
+    std::unique_ptr<SerialWorker> transferWorker;
     // Menu entries and late answers hold this weakly and do nothing once the model is gone.
     std::shared_ptr<int> lifetime = std::make_shared<int>(0);
 };

@@ -3,6 +3,7 @@
 #include "model/dock_model.h"
 
 #include "settings/action_menu_item.h"
+#include "windows/serial_worker.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -232,21 +233,35 @@ void DockModel::open(const QList<QUrl>& urls, const DockItem& target, bool copyF
 
 void DockModel::transfer(const QStringList& paths, const QString& folder, bool copyFiles)
 {
-    QStringList failures;
+    std::vector<std::pair<QString, QString>> moves;
     for (const QString& source : paths) {
-        const QString name = QFileInfo(source).fileName();
-        const QString destination = folder + QLatin1Char('/') + name;
+        const QString destination = folder + QLatin1Char('/') + QFileInfo(source).fileName();
         // A file dropped onto its own folder stays where it is.
-        if (standardized(source) == standardized(destination))
-            continue;
-        if (const Status moved = workspace.transferFile(source, destination, copyFiles); !moved)
-            failures << name + QStringLiteral(": ") + moved.error().message;
+        if (standardized(source) != standardized(destination))
+            moves.emplace_back(source, destination);
     }
-    if (!failures.isEmpty())
-        presentAlert({QStringLiteral("Some items couldn’t be ")
-                          + (copyFiles ? QStringLiteral("copied") : QStringLiteral("moved")),
-                      failures.join(QStringLiteral("\n\n"))});
-    refresh();
+    if (moves.empty())
+        return;
+    // Copying a large folder takes as long as it takes; the dock keeps drawing meanwhile. One worker
+    // keeps drops in the order they were made.
+    if (!transferWorker)
+        transferWorker = std::make_unique<SerialWorker>(QStringLiteral("Wharf.fileTransfers"));
+    transferWorker->post([&files = workspace, this, alive = std::weak_ptr<int>(lifetime), moves = std::move(moves), copyFiles] {
+        QStringList failures;
+        for (const auto& [source, destination] : moves) {
+            if (const Status moved = files.transferFile(source, destination, copyFiles); !moved)
+                failures << QFileInfo(source).fileName() + QStringLiteral(": ") + moved.error().message;
+        }
+        SerialWorker::postToMain([this, alive, failures, copyFiles] {
+            if (!alive.lock())
+                return;
+            if (!failures.isEmpty())
+                presentAlert({QStringLiteral("Some items couldn’t be ")
+                                  + (copyFiles ? QStringLiteral("copied") : QStringLiteral("moved")),
+                              failures.join(QStringLiteral("\n\n"))});
+            refresh();
+        });
+    });
 }
 
 // --- The Trash ---

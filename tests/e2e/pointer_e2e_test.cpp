@@ -479,12 +479,9 @@ TEST_F(PointerE2e, DropsOnTheTrashAndOnAnApplicationAndADesktopEntryBesideTheIco
     dragFrom(gamma, {}, QPointF((left.right() + right.left()) / 2, left.center().y()));
     const QString gammaID = QFileInfo(gamma).canonicalFilePath();
     EXPECT_TRUE(E2eSession::waitFor([&] {
-        for (const QJsonValue& item : client.items()) {
-            if (item.toObject()[QStringLiteral("id")].toString() == gammaID)
-                return item.toObject()[QStringLiteral("pinned")].toBool();
-        }
-        return false;
-    })) << itemIDs(client).join(QLatin1Char(' ')).toStdString();
+        const QStringList ids = itemIDs(client);
+        return ids.indexOf(gammaID) == ids.indexOf(alpha) + 1;
+    })) << "pinned where it was let go: " << itemIDs(client).join(QLatin1Char(' ')).toStdString();
 }
 
 } // namespace

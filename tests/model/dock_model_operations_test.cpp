@@ -3,6 +3,8 @@
 
 #include "doubles/fake_workspace.h"
 
+#include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QMenu>
@@ -283,6 +285,9 @@ TEST_F(DockModelOperations, Drops)
     workspace.failingTransfers = {path("gone.txt")};
 
     model->open(files, itemNamed("folder"), false);
+    QDeadlineTimer deadline(5000); // the files move on a worker; the answer comes back to this thread
+    while (alerts.empty() && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
     EXPECT_EQ(workspace.actions, QStringList({"move:" + path("doc.txt") + " " + path("folder/doc.txt"),
                                               "move:" + path("gone.txt") + " " + path("folder/gone.txt")}));
     ASSERT_EQ(alerts.size(), 1u);
@@ -299,6 +304,12 @@ TEST_F(DockModelOperations, Drops)
     model->open(files.mid(1, 1), model->items().back(), false);
     EXPECT_EQ(recycled, QStringList({path("doc.txt")}));
     EXPECT_EQ(alerts.back().text, "Couldn’t move to Trash");
+
+    // A model that goes while files are still moving waits for them and answers nobody.
+    model->open(files, itemNamed("folder"), true);
+    model.reset();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(workspace.actions.last(), "copy:" + path("gone.txt") + " " + path("folder/gone.txt"));
 }
 
 } // namespace

@@ -26,26 +26,18 @@ bool apply(LauncherEntry& entry, const char* properties)
     return changed;
 }
 
-TEST(UnityLauncherEntries, KnownPropertiesOfTheRightTypeAreTaken)
+// A count, its visibility, progress, attention and values of the wrong type are followed on
+// screen by the decorations end-to-end test; these are the values it does not send.
+TEST(UnityLauncherEntries, OtherWidthsOutOfRangeValuesAndRepeats)
 {
     LauncherEntry entry;
-    EXPECT_TRUE(apply(entry, "{'count': <int64 5>, 'count-visible': <true>, 'quicklist': <'/menu'>}"));
-    EXPECT_EQ(entry, (LauncherEntry{5, true, 0, false, false}));
-
-    // Wrong types are skipped, not read as 0 or false.
-    EXPECT_FALSE(apply(entry, "{'count': <'seven'>, 'count-visible': <'no'>, 'urgent': <1>}"));
-    EXPECT_EQ(entry.count, 5);
-    EXPECT_TRUE(entry.countVisible);
-
-    // Other integer widths count too; progress is held to 0…1; a repeat changes nothing.
-    EXPECT_TRUE(apply(entry, "{'count': <uint32 7>, 'progress': <1.7>, 'progress-visible': <true>, 'urgent': <true>}"));
-    EXPECT_EQ(entry, (LauncherEntry{7, true, 1.0, true, true}));
-    EXPECT_FALSE(apply(entry, "{'urgent': <true>}"));
+    EXPECT_TRUE(apply(entry, "{'count': <uint32 7>, 'progress': <1.7>, 'quicklist': <'/menu'>, 'urgent': <true>}"));
+    EXPECT_EQ(entry, (LauncherEntry{7, false, 1.0, false, true}));
+    EXPECT_FALSE(apply(entry, "{'urgent': <true>}")) << "a repeat changes nothing";
     EXPECT_FALSE(apply(entry, "{'progress': <inf>}"));
+    EXPECT_FALSE(apply(entry, "('count', <int64 1>)")) << "not a dictionary";
     EXPECT_TRUE(apply(entry, "{'count': <uint64 18446744073709551615>}"));
     EXPECT_EQ(entry.count, std::numeric_limits<qint64>::max());
-    // Not a dictionary at all.
-    EXPECT_FALSE(apply(entry, "('count', <int64 1>)"));
 }
 
 } // namespace

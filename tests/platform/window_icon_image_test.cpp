@@ -73,19 +73,12 @@ TEST(NetWmIcon, BestImageIsTheSmallestLargeEnoughElseTheLargest)
     EXPECT_TRUE(bestImage({}, 32).isNull());
 }
 
-TEST(PixmapIcon, BitmapWithMaskAndDeepPixmap)
+// A bitmap with its mask, as old clients set them, is drawn by the workspace end-to-end test.
+TEST(PixmapIcon, OtherBitOrdersDeepPixmapsAndShortData)
 {
-    // 3x2 bitmap, rows padded to 32 bits, least significant bit first: row 0 = 1 0 1, row 1 = 0 1 0.
+    // 3x2 bitmap, rows padded to 32 bits: row 0 = 1 0 1, row 1 = 0 1 0.
     const std::vector<uint8_t> bits{0b101, 0, 0, 0, 0b010, 0, 0, 0};
-    const std::vector<uint8_t> mask{0b011, 0, 0, 0, 0b111, 0, 0, 0};
     const ImageLayout layout;
-    const QImage image = imageFromPixmapData(bits, 1, mask, 3, 2, layout);
-    ASSERT_FALSE(image.isNull());
-    EXPECT_EQ(image.pixel(0, 0), 0xff000000u);
-    EXPECT_EQ(image.pixel(1, 0), 0xffffffffu);
-    EXPECT_EQ(image.pixel(2, 0), 0u) << "masked out";
-    EXPECT_EQ(image.pixel(1, 1), 0xff000000u);
-
     ImageLayout msb = layout;
     msb.lsbFirstBits = false;
     EXPECT_EQ(imageFromPixmapData({0b10000000, 0, 0, 0}, 1, {}, 1, 1, msb).pixel(0, 0), 0xff000000u);

@@ -56,13 +56,6 @@ TEST_F(StackContentsTest, SkipsDotFilesAndNamesTheFolderHides)
     const auto result = StackContents::load(dir.path(), {});
     ASSERT_TRUE(result.ok());
     EXPECT_EQ(titles(result.value()), QStringList{"shown.txt"});
-
-    QTemporaryDir onlyHidden;
-    for (const char* name : {".DS_Store", ".localized"})
-        QFile(onlyHidden.filePath(name)).open(QIODevice::WriteOnly);
-    const auto empty = StackContents::load(onlyHidden.path(), {});
-    ASSERT_TRUE(empty.ok());
-    EXPECT_TRUE(empty.value().empty());
 }
 
 TEST_F(StackContentsTest, AFolderThatCannotBeListedFailsWithTheSystemError)

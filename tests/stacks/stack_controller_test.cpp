@@ -1,6 +1,5 @@
 #include "stacks/stack_controller.h"
 
-#include "platform/folder_watcher.h"
 #include "settings/dock_preferences.h"
 #include "stacks/folder_access_store.h"
 #include "stacks/stack_preferences.h"
@@ -20,42 +19,12 @@ using namespace wharf;
 
 namespace {
 
-// Watches that fire only when the test says so.
-class FakeFolderWatcher : public FolderWatcher {
-public:
-    struct Watch : FolderWatch {
-        Watch(FakeFolderWatcher& owner, std::function<void()> callback) : owner(owner) { owner.active = std::move(callback); }
-        ~Watch() override { owner.active = nullptr; }
-        FakeFolderWatcher& owner;
-    };
-    std::unique_ptr<FolderWatch> watch(const QString& folder, std::function<void()> onChange) override
-    {
-        watched << folder;
-        return std::make_unique<Watch>(*this, std::move(onChange));
-    }
-    void fire() const
-    {
-        if (active)
-            active();
-    }
-    QStringList watched;
-    std::function<void()> active;
-};
-
 bool waitFor(const std::function<bool()>& condition)
 {
     QDeadlineTimer deadline(5000);
     while (!condition() && !deadline.hasExpired())
         QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
     return condition();
-}
-
-QStringList strings(const QJsonValue& value)
-{
-    QStringList out;
-    for (const QJsonValue& v : value.toArray())
-        out << v.toString();
-    return out;
 }
 
 class StackControllerTest : public testing::Test {
@@ -69,14 +38,13 @@ protected:
         QDir(dir.path()).mkpath("stack/sub");
         for (int i = 1; i <= 11; ++i)
             touch(QStringLiteral("stack/file %1.txt").arg(i));
-        touch("stack/sub/inner.txt");
     }
     void touch(const QString& name) const { QFile(dir.filePath(name)).open(QIODevice::WriteOnly); }
 
     std::unique_ptr<StackController> open(StackViewMode mode, const QString& folder = "stack")
     {
         stackPreferences.setSettings({mode, StackSortOrder::name, StackDisplayMode::folder}, dir.filePath(folder));
-        StackController::Services services{&workspace, &stackPreferences, &access, &watcher, nullptr, 1, {}};
+        StackController::Services services{&workspace, &stackPreferences, &access, nullptr, nullptr, 1, {}};
         auto stack = std::make_unique<StackController>(dir.filePath(folder), services);
         stack->onClose = [this] { ++closed; };
         stack->open(QRectF(380, 540, 40, 40));
@@ -90,60 +58,8 @@ protected:
     StackPreferences stackPreferences;
     FolderAccessStore access;
     FakeWorkspace workspace;
-    FakeFolderWatcher watcher;
     int closed = 0;
 };
-
-TEST_F(StackControllerTest, EachModeShowsTheFolder)
-{
-    auto fan = open(StackViewMode::fan);
-    QJsonObject shown = fan->snapshot();
-    EXPECT_EQ(shown["mode"].toString(), "fan");
-    EXPECT_EQ(shown["count"].toInt(), 12);
-    const int cards = int(shown["entries"].toArray().size());
-    EXPECT_GE(cards, 1);
-    EXPECT_LT(cards, 12);
-    EXPECT_EQ(strings(shown["entries"]).first(), "file 1.txt");
-    EXPECT_EQ(shown["button"].toString(), QStringLiteral("↗  %1 More in Files").arg(12 - cards));
-    fan->close();
-
-    auto grid = open(StackViewMode::grid);
-    shown = grid->snapshot();
-    EXPECT_EQ(shown["mode"].toString(), "grid");
-    EXPECT_EQ(shown["columns"].toInt(), 4);
-    EXPECT_EQ(strings(shown["entries"]).last(), "sub") << "numeric order, then the folder";
-    grid->close();
-
-    auto list = open(StackViewMode::list);
-    shown = list->snapshot();
-    EXPECT_EQ(shown["mode"].toString(), "list");
-    EXPECT_EQ(strings(shown["entries"]).size(), 13);
-    EXPECT_EQ(strings(shown["entries"]).last(), "Open in Files");
-    list->close();
-    EXPECT_EQ(closed, 3);
-    EXPECT_TRUE(access.savedAncestor(dir.filePath("stack"))) << "a readable root is remembered";
-}
-
-TEST_F(StackControllerTest, WalksIntoSubFoldersAndBack)
-{
-    auto stack = open(StackViewMode::fan);
-    const int sub = int(stack->currentEntries().size()) - 1;
-    ASSERT_EQ(stack->currentEntries()[std::size_t(sub)].title, "sub");
-    stack->openEntry(sub);
-    ASSERT_TRUE(waitFor([&] { return stack->snapshot()["loads"].toInt() == 2; }));
-    EXPECT_EQ(stack->snapshot()["mode"].toString(), "grid") << "sub-folders are always grids";
-    EXPECT_TRUE(stack->snapshot()["back"].toBool());
-    EXPECT_EQ(strings(stack->snapshot()["entries"]), QStringList{"inner.txt"});
-    EXPECT_EQ(watcher.watched.last(), dir.filePath("stack/sub"));
-
-    EXPECT_TRUE(stack->handleKey(Qt::Key_BracketLeft, Qt::ControlModifier));
-    ASSERT_TRUE(waitFor([&] { return stack->snapshot()["loads"].toInt() == 3; }));
-    EXPECT_EQ(stack->currentFolder(), dir.filePath("stack"));
-    EXPECT_EQ(stack->snapshot()["mode"].toString(), "fan");
-    EXPECT_FALSE(stack->snapshot()["back"].toBool());
-    EXPECT_TRUE(stack->handleKey(Qt::Key_Backspace, {})) << "nothing to go back to, still consumed";
-    EXPECT_EQ(closed, 0);
-}
 
 TEST_F(StackControllerTest, ArrowsMoveTheSelectionWithinBounds)
 {
@@ -170,25 +86,6 @@ TEST_F(StackControllerTest, ArrowsMoveTheSelectionWithinBounds)
     EXPECT_FALSE(fan->handleKey(Qt::Key_A, {}));
     EXPECT_TRUE(fan->handleKey(Qt::Key_Escape, {}));
     EXPECT_EQ(closed, 2);
-}
-
-TEST_F(StackControllerTest, ABurstOfChangesRefreshesOnce)
-{
-    auto stack = open(StackViewMode::grid);
-    touch("stack/new 1.txt");
-    touch("stack/new 2.txt");
-    watcher.fire();
-    watcher.fire();
-    watcher.fire();
-    ASSERT_TRUE(waitFor([&] { return stack->snapshot()["loads"].toInt() == 2; }));
-    EXPECT_EQ(stack->snapshot()["count"].toInt(), 14);
-    for (int i = 0; i < 20; ++i)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-    EXPECT_EQ(stack->snapshot()["loads"].toInt(), 2);
-
-    stackPreferences.setSettings({StackViewMode::list, StackSortOrder::name, {}}, dir.filePath("stack"));
-    ASSERT_TRUE(waitFor([&] { return stack->snapshot()["mode"].toString() == "list"; }))
-        << "a settings change redraws the open stack";
 }
 
 TEST_F(StackControllerTest, MessagesForEmptyAndUnreadableFolders)

@@ -24,7 +24,6 @@ public:
 
     // The values a user might have: some keys set, others never touched.
     static DockValues userValues();
-    static DockValues hidingValues();
     void seed(const DockValues& values) const { writeKeyfileValues(keyfile(), values); }
     DockValues values() const { return readKeyfileValues(keyfile(), dashToDockKeys()); }
 
@@ -32,8 +31,6 @@ public:
     std::unique_ptr<QProcess> start(const QStringList& args = {}) const;
     // The next line the driver prints, without its line break; nullopt after timeoutMs.
     static std::optional<QString> readLine(QProcess& driver, int timeoutMs = 10000);
-    // Pids of live recovery helpers watching this home's backup.
-    QList<qint64> helpers() const;
     // Waits until no helper of this home runs any more.
     bool waitForNoHelpers(int timeoutMs = 10000) const;
 

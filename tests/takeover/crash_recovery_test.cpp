@@ -20,23 +20,14 @@ TEST(CrashRecovery, RepeatedCrashesLoseNothing)
     ASSERT_EQ(home.values(), DriverHome::userValues());
     std::mt19937 random(20261123);
     std::uniform_int_distribution<int> delayMs(0, 150);
-    // Rounds 1-10 kill once the dock is hidden; 11-24 at any moment of the start, also halfway
-    // through enabling, where whatever is left behind is repaired by the helper or the next start.
-    // (Restore latency is measured in bench/takeover_restore_bench.)
-    for (int round = 1; round <= 24; ++round) {
+    // Killed at any moment of the start, also halfway through enabling: whatever is left behind is
+    // repaired by the helper or by the next start. (A kill once the dock is hidden is the takeover
+    // end-to-end test's; restore latency is measured in bench/takeover_restore_bench.)
+    for (int round = 1; round <= 14; ++round) {
         SCOPED_TRACE(round);
         const auto driver = home.start();
-        if (round <= 10) {
-            const auto line = DriverHome::readLine(*driver);
-            ASSERT_TRUE(line && line->startsWith(QStringLiteral("ENABLED "))) << (line ? line->toStdString() : "no answer");
-            ASSERT_EQ(home.values(), DriverHome::hidingValues());
-        }
         QThread::msleep(static_cast<unsigned long>(delayMs(random)));
-        const qint64 killedAt = monotonicNs();
         driver->kill();
-        if (round <= 10) {
-            ASSERT_TRUE(millisecondsUntilBackupGone(home, killedAt)) << "the backup was not restored";
-        }
         driver->waitForFinished();
         ASSERT_TRUE(home.waitForNoHelpers());
         ASSERT_EQ(home.values(), DriverHome::userValues());

@@ -14,10 +14,47 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace wharf {
 namespace {
+
+// A live process other than this one, started later than it (start times have a 10 ms grain).
+class OtherProcess {
+public:
+    OtherProcess()
+    {
+        ::usleep(20'000);
+        child = ::fork();
+        if (child == 0) {
+            ::pause();
+            ::_exit(0);
+        }
+    }
+    ~OtherProcess()
+    {
+        ::kill(child, SIGKILL);
+        ::waitpid(child, nullptr, 0);
+    }
+    OtherProcess(const OtherProcess&) = delete;
+    OtherProcess& operator=(const OtherProcess&) = delete;
+    qint32 pid() const { return child; }
+
+private:
+    pid_t child = 0;
+};
+
+// The pid of a process that has ended and been reaped.
+qint32 endedProcessPid()
+{
+    const pid_t child = ::fork();
+    if (child == 0)
+        ::_exit(0);
+    ::waitpid(child, nullptr, 0);
+    return child;
+}
 
 class SystemDockIntegrationTest : public testing::Test {
 protected:
@@ -69,21 +106,7 @@ protected:
     test::DockValues userValues;
 };
 
-TEST_F(SystemDockIntegrationTest, SecondSessionCanNeitherEnableNorRestore)
-{
-    SystemDockIntegration first(std::make_unique<DashToDockNativeDock>());
-    ASSERT_SUCCESS(first.enable());
-    const auto hidden = stored();
-    ASSERT_NE(hidden, userValues);
-    SystemDockIntegration second(std::make_unique<DashToDockNativeDock>());
-    EXPECT_EQ(second.enable().failure(), DockIntegrationError{QStringLiteral("Another Wharf session already manages the system Dock.")});
-    EXPECT_EQ(second.restore().failure(), DockIntegrationError{QStringLiteral("The system Dock is managed by another running Wharf session.")});
-    EXPECT_EQ(second.lastError, QStringLiteral("The system Dock is managed by another running Wharf session."));
-    EXPECT_EQ(stored(), hidden);
-    ASSERT_SUCCESS(first.restore());
-    EXPECT_EQ(stored(), userValues);
-}
-
+// A second session of the same user is turned away by the takeover end-to-end test.
 TEST_F(SystemDockIntegrationTest, FailedEnableRollsBackAndNamesEveryFailure)
 {
     // The helper watches only the backup in the standard place, so elsewhere it will not start.
@@ -123,10 +146,10 @@ TEST_F(SystemDockIntegrationTest, WithoutANativeDockNothingIsHidden)
 
 TEST_F(SystemDockIntegrationTest, NextStartRestoresStaleBackupsAndReportsBadOnes)
 {
-    const test::OtherProcess other;
+    const OtherProcess other;
     const QString ownStart = *processStart(getpid());
     // The owner has ended; or its pid now names another process, which started at another time.
-    for (const qint32 pid : {test::endedProcessPid(), other.pid()}) {
+    for (const qint32 pid : {endedProcessPid(), other.pid()}) {
         leaveBackupOf(pid, ownStart);
         ASSERT_NE(stored(), userValues);
         const SystemDockIntegration integration(std::make_unique<DashToDockNativeDock>());
@@ -135,7 +158,7 @@ TEST_F(SystemDockIntegrationTest, NextStartRestoresStaleBackupsAndReportsBadOnes
         EXPECT_FALSE(QFile::exists(backupPath())) << pid;
     }
 
-    leaveBackupOf(test::endedProcessPid(), ownStart);
+    leaveBackupOf(endedProcessPid(), ownStart);
     const auto hidden = stored();
     QFile file(backupPath());
     ASSERT_TRUE(file.open(QIODevice::ReadWrite));
@@ -158,7 +181,7 @@ TEST_F(SystemDockIntegrationTest, NextStartRestoresStaleBackupsAndReportsBadOnes
 
 TEST_F(SystemDockIntegrationTest, HelperLeavesQuietlyWhenThereIsNothingToWatch)
 {
-    const test::OtherProcess other;
+    const OtherProcess other;
     leaveBackupOf(getpid(), *processStart(getpid()));
     const QByteArray backup = backupBytes();
     const auto hidden = stored();
@@ -171,7 +194,7 @@ TEST_F(SystemDockIntegrationTest, HelperLeavesQuietlyWhenThereIsNothingToWatch)
     };
     const std::vector<Row> rows{
         {"another path", own, backupPath() + QStringLiteral(".old"), 0},
-        {"pid of an ended process", QString::number(test::endedProcessPid()), backupPath(), 0},
+        {"pid of an ended process", QString::number(endedProcessPid()), backupPath(), 0},
         {"negative pid", QStringLiteral("-1"), backupPath(), 0},
         {"pid of another process", QString::number(other.pid()), backupPath(), 0},
         // Not a number: no helper at all; the program starts normally (here: exit status 3).

@@ -28,23 +28,6 @@ DockValues readKeyfileValues(const QString& keyfile, const QStringList& keys);
 // Writes (or, for nullopt, resets) the values through a fresh keyfile backend.
 void writeKeyfileValues(const QString& keyfile, const DockValues& values);
 
-// A live process other than this one, started later than it (start times have a 10 ms grain),
-// ended by the destructor.
-class OtherProcess {
-public:
-    OtherProcess();
-    ~OtherProcess();
-    OtherProcess(const OtherProcess&) = delete;
-    OtherProcess& operator=(const OtherProcess&) = delete;
-    qint32 pid() const { return child; }
-
-private:
-    qint32 child = 0;
-};
-
-// The pid of a process that has ended and been reaped.
-qint32 endedProcessPid();
-
 // Pids of live recovery helpers ("--dock-watchdog PID PATH") watching the backup at `backupPath`.
 QList<qint64> recoveryHelpers(const QString& backupPath);
 

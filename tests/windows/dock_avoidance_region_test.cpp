@@ -29,8 +29,6 @@ TEST_P(AvoidanceRegionTest, ComputesRegions)
 INSTANTIATE_TEST_SUITE_P(
     Displays, AvoidanceRegionTest,
     ::testing::Values(
-        RegionCase{"DockReservesItsRestingHeight", {{7u, fullHD, fullHD}}, {{7u, false, 80}},
-                   {{7u, fullHD, QRectF(0, 0, 1920, 1000)}}},
         RegionCase{"DisplayWithoutDockKeepsWholeBounds", {{7u, fullHD, fullHD}}, {{9u, false, 80}},
                    {{7u, fullHD, fullHD}}},
         RegionCase{"FullScreenDisplayHasNoRegion", {{7u, fullHD, fullHD}}, {{7u, true, 80}}, {}},

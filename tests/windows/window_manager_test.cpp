@@ -89,16 +89,13 @@ TEST_F(WindowManagerTest, ScanDeliversOnlyMinimizedWindowsAndDropsRequestsWhileR
     EXPECT_TRUE(answered) << "without permission the answer is an empty list, at once";
 }
 
-TEST_F(WindowManagerTest, FocusRestoresOrRaisesAndReportsFailuresInWords)
+// Restoring, raising and minimizing real windows is the window control end-to-end test's; what
+// the user hears when the window system refuses is checked here.
+TEST_F(WindowManagerTest, FailuresAreReportedInWords)
 {
     control.setWindows({client(1, 10, QStringLiteral("Shell"), true), client(2, 10, QStringLiteral("Log"))});
     const auto windows = manager.windows(10, QStringLiteral("Terminal"));
     ASSERT_EQ(windows.size(), 2u);
-
-    manager.focus(windows[0]);
-    EXPECT_EQ(control.activated, std::vector<std::uint32_t>{1});
-    EXPECT_TRUE(reported.empty());
-
     control.failure = WindowControlFailure{WindowControlFailure::Kind::noResponse, 0};
     manager.focus(windows[0]);
     manager.focus(windows[1]);
