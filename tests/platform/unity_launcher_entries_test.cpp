@@ -17,26 +17,19 @@ TEST(UnityLauncherEntries, ApplicationURIsNameDesktopEntries)
         EXPECT_FALSE(UnityLauncherEntries::desktopID(QString::fromLatin1(bad))) << bad;
 }
 
-// `properties` in GVariant text form: "{'count': <int64 5>}".
-bool apply(LauncherEntry& entry, const char* properties)
-{
-    GVariant* value = g_variant_ref_sink(g_variant_new_parsed(properties));
-    const bool changed = UnityLauncherEntries::apply(entry, value);
-    g_variant_unref(value);
-    return changed;
-}
-
 // A count, its visibility, progress, attention and values of the wrong type are followed on
 // screen by the decorations end-to-end test; these are the values it does not send.
 TEST(UnityLauncherEntries, OtherWidthsOutOfRangeValuesAndRepeats)
 {
     LauncherEntry entry;
-    EXPECT_TRUE(apply(entry, "{'count': <uint32 7>, 'progress': <1.7>, 'quicklist': <'/menu'>, 'urgent': <true>}"));
+    EXPECT_TRUE(UnityLauncherEntries::apply(entry, {{QStringLiteral("count"), 7u},
+                                                    {QStringLiteral("progress"), 1.7},
+                                                    {QStringLiteral("quicklist"), QStringLiteral("/menu")},
+                                                    {QStringLiteral("urgent"), true}}));
     EXPECT_EQ(entry, (LauncherEntry{7, false, 1.0, false, true}));
-    EXPECT_FALSE(apply(entry, "{'urgent': <true>}")) << "a repeat changes nothing";
-    EXPECT_FALSE(apply(entry, "{'progress': <inf>}"));
-    EXPECT_FALSE(apply(entry, "('count', <int64 1>)")) << "not a dictionary";
-    EXPECT_TRUE(apply(entry, "{'count': <uint64 18446744073709551615>}"));
+    EXPECT_FALSE(UnityLauncherEntries::apply(entry, {{QStringLiteral("urgent"), true}})) << "a repeat changes nothing";
+    EXPECT_FALSE(UnityLauncherEntries::apply(entry, {{QStringLiteral("progress"), std::numeric_limits<double>::quiet_NaN()}}));
+    EXPECT_TRUE(UnityLauncherEntries::apply(entry, {{QStringLiteral("count"), std::numeric_limits<qulonglong>::max()}}));
     EXPECT_EQ(entry.count, std::numeric_limits<qint64>::max());
 }
 

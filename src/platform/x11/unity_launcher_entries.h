@@ -1,15 +1,16 @@
 #pragma once
 
 #include "platform/launcher_entries.h"
-#include "platform/x11/gobject_ptr.h"
 
+#include <QDBusConnection>
 #include <QObject>
 #include <QString>
+#include <QVariantMap>
 
-#include <functional>
 #include <map>
 #include <memory>
 
+class QDBusMessage;
 class QTimer;
 
 namespace wharf {
@@ -19,18 +20,18 @@ namespace wharf {
 // changed, and answer Query(), on their libunity path, with all of them.
 //
 // A flood of updates must cost the dock next to nothing. The bus daemon delivers only the
-// updates of watched applications (one arg0 match rule each), on a private connection whose
-// messages are read on GIO's D-Bus thread: an update is taken there, without waking the main
-// thread unless a value changed, and the main thread hears of changes at most once a frame.
+// updates of watched applications (one arg0 match rule each); they are taken on the thread that
+// reads the bus, without waking the main thread unless a value changed, and the main thread hears
+// of changes at most once a frame.
 class UnityLauncherEntries : public QObject, public LauncherEntries {
     Q_OBJECT
 
 public:
-    static constexpr const char* interfaceName = "com.canonical.Unity.LauncherEntry";
+    static inline const QString interfaceName = QStringLiteral("com.canonical.Unity.LauncherEntry");
     // How often a stream of changes reaches the dock: one frame.
     static constexpr int framePeriodMs = 16;
 
-    UnityLauncherEntries();
+    explicit UnityLauncherEntries(QDBusConnection bus = QDBusConnection::sessionBus());
     ~UnityLauncherEntries() override;
 
     std::optional<LauncherEntry> entry(const QString& desktopID) const override;
@@ -40,27 +41,27 @@ public:
     static std::optional<QString> desktopID(const QString& appURI);
     // libunity's object path for an application: its URI's djb hash.
     static QString objectPath(const QString& appURI);
-    // Takes the known properties of an a{sv} into `entry`; a value of the wrong type is
+    // Takes the known properties of `properties` into `entry`; a value of the wrong type is
     // skipped. True when the entry changed.
-    static bool apply(LauncherEntry& entry, GVariant* properties);
+    static bool apply(LauncherEntry& entry, const QVariantMap& properties);
+
+    struct Inbox;
 
 private:
-    struct Inbox;
+    class Receiver;
+    struct ReceiverDeleter {
+        void operator()(Receiver* receiver) const;
+    };
 
     void deliver();
     void frameEnded();
+    void listen(const QString& desktopID, bool on);
     void query(const std::vector<Application>& applications);
     void queryName(const QString& name, const std::vector<Application>& applications);
-    void match(const QString& desktopID, bool add);
-    // An asynchronous call on the bus; `done` gets the reply, and never runs once the object is gone.
-    void call(const QString& destination, const QString& path, const char* interface, const char* method,
-              GVariant* parameters, std::function<void(GVariant*)> done);
 
+    QDBusConnection bus;
     std::shared_ptr<Inbox> inbox;
-    GObjectPtr<GDBusConnection> bus;
-    GObjectPtr<GCancellable> cancellable;
-    unsigned filterID = 0;
-    unsigned nameID = 0;
+    std::unique_ptr<Receiver, ReceiverDeleter> receiver;
     QTimer* frameTimer = nullptr;
     std::map<QString, std::vector<pid_t>> watched; // desktop id -> its processes when last asked
 };
