@@ -4,13 +4,18 @@
 # An xterm with its own desktop entry runs; Wharf starts; then badge_signal_bench measures signal
 # to frame and a flood of 1,000 signals a second, with the CPU of each of Wharf's threads.
 #
-# Figures (2-core VM shared with builds; CPU in % of one core, 1,000 signals/s for 5 s):
-#                                   no tile    a tile's count changes each time    signal to frame
-#   one catch-all rule, Qt D-Bus     3.0 %      6.2-6.6 % (57 frames/s)            median 1.1 ms, p90 5.8 ms
-#   arg0 rules per tile, GDBus       0.0 %      4.6 % (54-60 frames/s):            median 1.0 ms, p90 6-7 ms
-#   thread, badge body copied                   D-Bus thread 2.4-2.8 %, main 1.8-2.0 %
-# The rest of the changing-tile cost is GDBus reading and parsing each message (about 1 % of the 2.6)
-# and one redraw per frame of the badge's rect.
+# Figures, % of one core at 1,000 signals/s for 5 s (2-core VM, load average 8 from parallel builds;
+# the two builds run alternately, twice each):
+#   one catch-all rule; every signal woken on the main thread, a refresh per frame, badge paths
+#   filled each frame:
+#     no tile 2.8-3.0 %; a tile's count changing each time 6.4-6.8 % at 56-59 frames/s
+#     (D-Bus thread 1.6-1.8 %, main 4.2-4.6 %, painting helpers up to 0.6 %); signal to frame
+#     median 1.1-1.2 ms, p90 1.2-5.4 ms
+#   an arg0 match rule per application with a tile; updates taken on the D-Bus thread, the main
+#   thread told at most once a frame; badge bodies copied from a picture, text measured once:
+#     no tile 0.0 %; a tile's count changing each time 3.8-4.2 % at 57 frames/s
+#     (D-Bus thread 1.6-1.8 %, main 2.2 %); signal to frame median 0.8-1.0 ms, p90 1.3-6.0 ms
+#   (GDBus on its own connection, tried instead: its thread alone took 3.4 % reading and parsing.)
 set -euo pipefail
 build=$(dirname "$0")/../build
 wharf=${1:-$build/wharf}
