@@ -1,4 +1,5 @@
-// Auto-hide and the full-screen overlay dock, driven by a settable clock and pointer.
+// Auto-hide and the full-screen overlay dock, driven by a settable clock and pointer: the timings
+// and limits that the end-to-end test on the real server does not pin down.
 #include "dock_view_test_support.h"
 
 #include "dock/dock_full_screen_state.h"
@@ -65,28 +66,30 @@ protected:
     QRectF shelf;
 };
 
-TEST_F(DockAutoHideTest, StaysUpUnderThePointerAndHidesOnlyAfterTheDelay)
+TEST_F(DockAutoHideTest, ThePointerAndAnOpenMenuHoldTheDockAndItHidesOnlyAfterTheDelay)
 {
     build(false, true);
     h.pointer = resting[1].center();
     run(3);
-    EXPECT_EQ(h.view->hiddenAmount(), 0) << "the pointer in the hover zone holds the dock";
-
+    EXPECT_EQ(h.view->hiddenAmount(), 0) << "the pointer in the hover zone";
     h.pointer = away();
+    h.menuOpen = true;
+    run(3);
+    EXPECT_EQ(h.view->hiddenAmount(), 0) << "an open menu";
+
+    h.menuOpen = false;
+    h.view->markLayoutDirty(); // what closing a menu does
     run(0.7);
-    EXPECT_EQ(h.view->hiddenAmount(), 0) << "still within the delay";
+    EXPECT_EQ(h.view->hiddenAmount(), 0) << "the delay counts from the menu closing";
     EXPECT_TRUE(h.view->isTicking()) << "counting down to hide";
     run(0.3);
     EXPECT_GT(h.view->hiddenAmount(), 0);
     h.settle();
     EXPECT_EQ(h.view->hiddenAmount(), 1);
-    for (const QRectF& tile : h.view->tileFrames())
-        EXPECT_GE(tile.top(), DockViewHarness::viewHeight) << "hidden tiles sit below the screen edge";
     EXPECT_FALSE(h.view->isTicking()) << "a hidden dock at rest wakes nothing";
-    EXPECT_FALSE(h.view->inputRegion().contains(edge(100, 5).toPoint()));
-    EXPECT_TRUE(h.view->inputRegion().contains(edge(100, 2).toPoint())) << "the edge strip still takes the mouse";
 }
 
+// The strip along the edge and just above it are tried on the real server; its ends here.
 TEST_F(DockAutoHideTest, OnlyTheEdgeStripBesideTheShelfRevealsAHiddenDock)
 {
     const struct {
@@ -94,8 +97,7 @@ TEST_F(DockAutoHideTest, OnlyTheEdgeStripBesideTheShelfRevealsAHiddenDock)
         double beside, above; // from the shelf's left edge and the screen edge
         bool reveals;
     } rows[] = {
-        {"in the edge strip", 100, 3.9, true},
-        {"just above the strip", 100, 5, false},
+        {"the top of the edge strip", 100, 3.9, true},
         {"19 beside the shelf", -19, 1, true},
         {"21 beside the shelf", -21, 1, false},
         {"over the hidden icons", 100, 40, false},
@@ -113,56 +115,23 @@ TEST_F(DockAutoHideTest, OnlyTheEdgeStripBesideTheShelfRevealsAHiddenDock)
     }
 }
 
-TEST_F(DockAutoHideTest, AnOpenMenuKeepsTheDockShownUntilItCloses)
-{
-    build(false, true);
-    h.menuOpen = true;
-    h.pointer = away();
-    run(3);
-    EXPECT_EQ(h.view->hiddenAmount(), 0);
-    h.menuOpen = false;
-    h.view->markLayoutDirty(); // what closing a menu does
-    run(0.5);
-    EXPECT_EQ(h.view->hiddenAmount(), 0) << "the delay counts from the menu closing";
-    run(1.5);
-    EXPECT_GT(h.view->hiddenAmount(), 0.9);
-}
-
-TEST_F(DockAutoHideTest, TheOverlayEntersHiddenAndWaitsForTheEdgeEvenUnderThePointer)
+// The overlay's coming and going on a full-screen display is checked end to end; that the hover
+// zone alone does not bring it up, only here.
+TEST_F(DockAutoHideTest, TheOverlayWaitsForTheEdgeEvenUnderThePointer)
 {
     build(true, false);
-    std::vector<bool> changes;
-    h.view->onFullScreenChanged = [&](bool on) { changes.push_back(on); };
     setFullScreen(true);
     run(0.1);
     measure();
     h.pointer = edge(100, 30);
     run(2);
-    EXPECT_EQ(h.view->hiddenAmount(), 1) << "the hover zone does not reveal a waiting overlay";
+    EXPECT_EQ(h.view->hiddenAmount(), 1);
     h.pointer = edge(100, 1);
     run(0.5);
     EXPECT_LT(h.view->hiddenAmount(), 0.5);
-    h.pointer = away();
-    run(2);
-    EXPECT_EQ(h.view->hiddenAmount(), 1) << "the overlay hides again without autoHide";
-
     setFullScreen(false);
     run(0.1);
-    EXPECT_EQ(changes, (std::vector<bool>{true, false}));
     EXPECT_TRUE(h.view->inputRegion().isEmpty()) << "an overlay outside full screen takes no mouse";
-}
-
-TEST_F(DockAutoHideTest, TheNormalDockStandsAsideOnAFullScreenDisplay)
-{
-    build(false, true);
-    setFullScreen(true);
-    h.pointer = edge(100, 1);
-    run(1);
-    EXPECT_EQ(h.view->hoveredIndex(), std::nullopt);
-    EXPECT_TRUE(h.view->inputRegion().isEmpty()) << "the inactive dock takes no mouse";
-    setFullScreen(false);
-    run(0.5);
-    EXPECT_LT(h.view->hiddenAmount(), 0.5) << "active again, the edge reveals it";
 }
 
 } // namespace

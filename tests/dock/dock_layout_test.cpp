@@ -1,3 +1,5 @@
+// Properties of the dock's geometry: round trips, limits, the magnified row's shape, and total
+// functions on any input.
 #include "dock/dock_layout.h"
 
 #include <gtest/gtest.h>
@@ -18,119 +20,74 @@ std::vector<QRectF> resting(int count, double width, double base, std::optional<
     return DockLayout::frames(count, width, base, 1, std::nullopt, 150, dockWidth, sep);
 }
 
-double rowWidth(const std::vector<QRectF>& frames)
-{
-    return frames.back().right() - frames.front().left();
-}
+double rowWidth(const std::vector<QRectF>& frames) { return frames.back().right() - frames.front().left(); }
+
+double gap(const std::vector<QRectF>& frames, int after) { return frames[after + 1].left() - frames[after].right(); }
 
 bool finite(const QRectF& r)
 {
-    return std::isfinite(r.x()) && std::isfinite(r.y()) && std::isfinite(r.width())
-        && std::isfinite(r.height());
+    return std::isfinite(r.x()) && std::isfinite(r.y()) && std::isfinite(r.width()) && std::isfinite(r.height());
 }
 
 } // namespace
 
-struct InverseCase {
-    const char* name;
-    int count;
-    double size;
-    std::optional<int> separator;
-};
-
-class DockLayoutInverse : public testing::TestWithParam<InverseCase> {};
-
-TEST_P(DockLayoutInverse, IconSizeUndoesPreferredWidth)
+TEST(DockLayout, IconSizeUndoesPreferredWidth)
 {
-    const auto& c = GetParam();
-    const double width = DockLayout::preferredWidth(c.count, c.size, c.separator);
-    EXPECT_NEAR(DockLayout::iconSize(c.count, width, c.separator), c.size, 1e-9);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Sizes, DockLayoutInverse,
-    testing::Values(InverseCase{"one_icon", 1, 58, {}}, InverseCase{"plain_row", 12, 58, {}},
-                    InverseCase{"separator_wide_gap", 12, 58, 5},
-                    // 0.36 * 20 < 8: the separator sits at its 8-point minimum.
-                    InverseCase{"separator_held_at_minimum", 12, 20, 5},
-                    InverseCase{"separator_exactly_at_minimum", 6, 8 / 0.36, 3},
-                    InverseCase{"two_icons_separator", 2, 16, 1},
-                    InverseCase{"tiny_icons_separator", 40, 0.5, 20}),
-    [](const auto& info) { return std::string(info.param.name); });
-
-TEST(DockLayout, PreferredWidthAndIconSizeGuards)
-{
-    EXPECT_EQ(DockLayout::preferredWidth(-3, 58, {}), 0);
-    EXPECT_DOUBLE_EQ(DockLayout::preferredWidth(1, kNaN, {}), 56 * 1.6);
-    EXPECT_DOUBLE_EQ(DockLayout::preferredWidth(1, -10, {}), 0);
+    // Including separators held at their minimum gap (small icons) and just at it.
+    const struct {
+        int count;
+        double size;
+        std::optional<int> separator;
+    } rows[] = {{1, 58, {}}, {12, 58, {}}, {12, 58, 5}, {12, 20, 5}, {6, 8 / 0.36, 3}, {2, 16, 1}, {40, 0.5, 20}};
+    for (const auto& row : rows) {
+        const double width = DockLayout::preferredWidth(row.count, row.size, row.separator);
+        EXPECT_NEAR(DockLayout::iconSize(row.count, width, row.separator), row.size, 1e-9) << row.count << " " << row.size;
+    }
     // A separator at 0, below 0 or at/after the count is no separator.
-    const double plain = DockLayout::preferredWidth(4, 40, {});
     for (int bad : {0, -1, 4, 9})
-        EXPECT_DOUBLE_EQ(DockLayout::preferredWidth(4, 40, bad), plain) << bad;
-    EXPECT_NEAR(DockLayout::preferredWidth(4, 40, 2) - plain, 0.36 * 40 - 0.09 * 40, 1e-9);
-
+        EXPECT_DOUBLE_EQ(DockLayout::preferredWidth(4, 40, bad), DockLayout::preferredWidth(4, 40, {})) << bad;
     for (double bad : {0.0, -5.0, kNaN, kInf})
         EXPECT_EQ(DockLayout::iconSize(3, bad, {}), 0) << bad;
-    EXPECT_EQ(DockLayout::iconSize(0, 500, {}), 0);
-    // Narrower than the separator minimum alone.
-    EXPECT_EQ(DockLayout::iconSize(2, 4, 1), 0);
+    EXPECT_EQ(DockLayout::iconSize(2, 4, 1), 0) << "narrower than the separator alone";
 }
 
-TEST(DockLayout, RestingFramesAreCentredSquaresOnOneBaseline)
+TEST(DockLayout, RestingRowIsCentredEquallySpacedSquaresWithAWiderSeparator)
 {
-    const auto frames = resting(5, 1000, 58);
+    const auto frames = resting(5, 1000, 58, 2);
     ASSERT_EQ(frames.size(), 5u);
     for (const auto& f : frames) {
         EXPECT_DOUBLE_EQ(f.width(), 58);
         EXPECT_DOUBLE_EQ(f.height(), 58);
-        EXPECT_DOUBLE_EQ(f.top(), 0.42 * 58 + 4);
+        EXPECT_DOUBLE_EQ(f.top(), frames[0].top()) << "one baseline";
     }
-    EXPECT_NEAR(frames[1].left() - frames[0].right(), 0.09 * 58, 1e-9);
     EXPECT_NEAR(frames.front().left(), 1000 - frames.back().right(), 1e-9);
-
-    EXPECT_NEAR(resting(1, 300, 58).at(0).center().x(), 150, 1e-9);
+    EXPECT_NEAR(gap(frames, 0), gap(frames, 3), 1e-9);
+    EXPECT_GT(gap(frames, 1), 2 * gap(frames, 0)) << "the separator";
+    EXPECT_GE(gap(resting(4, 1000, 16, 2), 1), 8) << "the separator keeps 8 points at small sizes";
 }
 
-TEST(DockLayout, SeparatorGapHasAnEightPointFloor)
+TEST(DockLayout, SizeIsHeldBetween16And96AndTheRowFitsTheView)
 {
-    const auto wide = resting(4, 1000, 58, 2);
-    EXPECT_NEAR(wide[2].left() - wide[1].right(), 0.36 * 58, 1e-9);
-    EXPECT_NEAR(wide[1].left() - wide[0].right(), 0.09 * 58, 1e-9);
-
-    const auto small = resting(4, 1000, 16, 2);
-    EXPECT_NEAR(small[2].left() - small[1].right(), 8, 1e-9);
-}
-
-TEST(DockLayout, WidthIsClampedToIconLimitsAndMargin)
-{
-    // Requested dock widths beyond the 16..96 sizes clamp to them.
     EXPECT_NEAR(resting(3, 2000, 58, {}, 5000)[0].width(), 96, 1e-9);
     EXPECT_NEAR(resting(3, 2000, 58, {}, 1)[0].width(), 16, 1e-9);
     EXPECT_NEAR(resting(3, 2000, 300)[0].width(), 96, 1e-9);
-    // The available width less 16 caps the row including its insets.
-    const auto capped = resting(10, 400, 96);
-    const double s = capped[0].width();
-    EXPECT_NEAR(rowWidth(capped) + 0.6 * s, 400 - 16, 1e-9);
-}
+    EXPECT_NEAR(DockLayout::shelfFrame(resting(10, 400, 96)).width(), 400 - 16, 1e-9) << "the shelf fills the view less 16";
 
-TEST(DockLayout, TooNarrowDockScalesEverythingInProportion)
-{
+    // Too narrow even for 16-point icons: the smallest row scaled down, every gap keeping its share.
     const int n = 10;
     const double available = DockLayout::preferredWidth(n, 16, 4) / 2 + 16;
     const auto narrow = resting(n, available, 58, 4);
-    const auto wide = resting(n, 3000, 16, 4);
+    const auto smallest = resting(n, 3000, 16, 4);
     ASSERT_EQ(narrow.size(), size_t(n));
-    EXPECT_LE(rowWidth(narrow), available - 16 + 1e-9) << "the row fits";
-    // The same row as at the smallest icon size, only smaller: every gap keeps its share.
-    const double r = narrow[0].width() / wide[0].width();
+    EXPECT_LE(rowWidth(narrow), available - 16 + 1e-9);
+    const double r = narrow[0].width() / smallest[0].width();
     EXPECT_LT(r, 1);
-    for (int i = 1; i < n; ++i)
-        EXPECT_NEAR(narrow[i].left() - narrow[i - 1].right(), r * (wide[i].left() - wide[i - 1].right()), 1e-9) << i;
+    for (int i = 0; i + 1 < n; ++i)
+        EXPECT_NEAR(gap(narrow, i), r * gap(smallest, i), 1e-9) << i;
 }
 
 TEST(DockLayout, MagnificationPeaksUnderThePointerAndFallsOffToRest)
 {
-    // Wide enough that the fit factor stays 1.
     const auto rest = resting(9, 3000, 40);
     const double centre = rest[4].center().x();
     const auto mag = DockLayout::frames(9, 3000, 40, 2, centre, 150, {}, {});
@@ -142,39 +99,26 @@ TEST(DockLayout, MagnificationPeaksUnderThePointerAndFallsOffToRest)
     }
     EXPECT_DOUBLE_EQ(mag[0].width(), 40) << "at rest beyond the radius";
     EXPECT_DOUBLE_EQ(mag[0].top(), rest[0].top()) << "on the same baseline";
+    for (double m : {0.5, kNaN, kInf})
+        EXPECT_DOUBLE_EQ(DockLayout::frames(9, 3000, 40, m, centre, 150, {}, {})[4].width(), 40) << m;
+    EXPECT_EQ(DockLayout::frames(9, 3000, 40, 2, kNaN, 150, {}, {}), rest) << "a non-finite pointer is none";
 
-    // Magnification below 1 or non-finite leaves the row at rest.
-    for (double m : {0.5, kNaN, kInf}) {
-        const auto flat = DockLayout::frames(9, 3000, 40, m, centre, 150, {}, {});
-        EXPECT_DOUBLE_EQ(flat[4].width(), 40) << m;
-    }
-    // A non-finite pointer is no pointer.
-    EXPECT_EQ(DockLayout::frames(9, 3000, 40, 2, kNaN, 150, {}, {}), rest);
+    // In a view too narrow for the magnified row, the neighbours give way and the row still fits.
+    const auto full = resting(12, 700, 96);
+    const auto squeezed = DockLayout::frames(12, 700, 96, 3, full[6].center().x(), 150, {}, {});
+    EXPECT_LE(rowWidth(squeezed), rowWidth(full) + 1e-9);
+    EXPECT_GT(squeezed[6].width(), full[6].width());
+    EXPECT_LT(squeezed[0].width(), full[0].width());
 }
 
-TEST(DockLayout, FitFactorKeepsMagnifiedRowInside)
-{
-    const double available = 700;
-    const auto rest = resting(12, available, 96);
-    const double s = rest[0].width();
-    const auto mag = DockLayout::frames(12, available, 96, 3, rest[6].center().x(), 150, {}, {});
-    ASSERT_EQ(mag.size(), 12u);
-    EXPECT_LE(rowWidth(mag), available - 16 - 0.6 * s + 1e-9);
-    EXPECT_NEAR(rowWidth(mag), available - 16 - 0.6 * s, 1e-9);
-    EXPECT_GT(mag[6].width(), mag[0].width());
-    // Squeezed neighbours shrink below their resting size.
-    EXPECT_LT(mag[0].width(), s);
-}
-
-TEST(DockLayout, DegenerateInputGivesEmptyOrZeroResults)
+TEST(DockLayout, AnyInputGivesFiniteOrEmptyResults)
 {
     EXPECT_TRUE(resting(0, 1000, 58).empty());
-    EXPECT_TRUE(resting(3, 16, 58).empty());
-    EXPECT_TRUE(resting(3, kNaN, 58).empty());
-    EXPECT_TRUE(resting(3, kInf, 58).empty());
+    for (double width : {16.0, kNaN, kInf})
+        EXPECT_TRUE(resting(3, width, 58).empty()) << width;
     EXPECT_EQ(DockLayout::metrics({}), DockLayout::Metrics{});
     EXPECT_EQ(DockLayout::shelfFrame({}), QRectF());
-    EXPECT_EQ(DockLayout::restingContentHeight({}, 2), 0);
+    EXPECT_EQ(DockLayout::restingContentHeight({QRectF(0, kNaN, 1, 1)}, 1), 0);
 
     const double weird[] = {kNaN, kInf, -kInf, -1e9, 0, 1e300};
     for (double a : weird) {
@@ -198,47 +142,35 @@ TEST(DockLayout, ShelfHoldsTheRowAndTheRestingHeightIsWholeDevicePixels)
     const QRectF shelf = DockLayout::shelfFrame(frames);
     EXPECT_LT(shelf.left(), frames.front().left());
     EXPECT_GT(shelf.right(), frames.back().right());
-    EXPECT_NEAR(shelf.center().x(), 500, 1e-9);
     EXPECT_LT(shelf.top(), frames.front().top()) << "under the icons";
     for (double scale : {1.0, 1.5, 2.0}) {
         const double height = DockLayout::restingContentHeight(frames, scale);
         EXPECT_GE(height, frames.front().bottom()) << scale;
         EXPECT_DOUBLE_EQ(height * scale, std::round(height * scale)) << scale;
     }
-    for (double badScale : {0.0, -2.0, kNaN, kInf})
-        EXPECT_DOUBLE_EQ(DockLayout::restingContentHeight(frames, badScale),
-                         DockLayout::restingContentHeight(frames, 1)) << badScale;
-    EXPECT_EQ(DockLayout::restingContentHeight({QRectF(0, kNaN, 1, 1)}, 1), 0);
 }
 
-TEST(DockLayout, SeparatorIndexIsTheFirstApplicationBoundary)
+TEST(DockLayout, TheViewsWidthAndSeparator)
 {
-    EXPECT_EQ(DockLayout::separatorIndex({true}), std::nullopt);
     EXPECT_EQ(DockLayout::separatorIndex({false, true}), std::nullopt);
     EXPECT_EQ(DockLayout::separatorIndex({true, true, false, true, false}), 2);
-}
 
-TEST(DockLayout, ViewWidthBinding)
-{
-    // Derived from the fraction when no resting size is stored, and clamped to 16..96.
+    // Derived from the fraction only when no resting size is stored, and held to 16..96.
     auto width = DockLayout::preferredDockWidth(10, 1000, 0, 0.5, 6);
     ASSERT_TRUE(width.derivedRestingIconSize);
     EXPECT_NEAR(width.width, 500, 1e-9);
-    EXPECT_NEAR(*width.derivedRestingIconSize, DockLayout::iconSize(10, 500, 6), 1e-9);
     EXPECT_EQ(*DockLayout::preferredDockWidth(10, 1000, -1, 0.01, {}).derivedRestingIconSize, 16);
     EXPECT_EQ(*DockLayout::preferredDockWidth(2, 5000, 0, 0.98, {}).derivedRestingIconSize, 96);
     EXPECT_FALSE(DockLayout::preferredDockWidth(10, 1000, 40, 0.5, {}).derivedRestingIconSize);
 
-    // The fraction shown is clamped to what 16..96-point icons can fill, at most 0.98.
+    // Fractions shown and stored stay within what 16..96-point icons fill, at most 0.98.
     EXPECT_NEAR(DockLayout::actualWidthFraction(10, 1000, 500, {}), 0.5, 1e-12);
-    EXPECT_NEAR(DockLayout::actualWidthFraction(10, 1000, 10, {}),
-                DockLayout::preferredWidth(10, 16, {}) / 1000, 1e-12);
-    EXPECT_NEAR(DockLayout::actualWidthFraction(10, 1000, 5000, {}), 0.98, 1e-12);
+    EXPECT_NEAR(DockLayout::actualWidthFraction(10, 1000, 10, {}), DockLayout::preferredWidth(10, 16, {}) / 1000, 1e-12);
     EXPECT_NEAR(DockLayout::actualWidthFraction(10, 0, 0.4, {}), 0.98, 1e-12);
-
     EXPECT_NEAR(DockLayout::widthFractionForDockWidth(10, 1000, 600, {}), 0.6, 1e-12);
-    EXPECT_NEAR(DockLayout::widthFractionForDockWidth(2, 1000, 5000, {}),
-                DockLayout::preferredWidth(2, 96, {}) / 1000, 1e-12);
-    EXPECT_NEAR(DockLayout::widthFractionForDockWidth(10, 1000, 0, {}),
-                DockLayout::preferredWidth(10, 16, {}) / 1000, 1e-12);
+    EXPECT_NEAR(DockLayout::widthFractionForDockWidth(2, 1000, 5000, {}), DockLayout::preferredWidth(2, 96, {}) / 1000,
+                1e-12);
+    EXPECT_NEAR(DockLayout::widthFractionForDockWidth(3, 1000, -5000, 2), DockLayout::preferredWidth(3, 16, 2) / 1000,
+                1e-12);
+    EXPECT_NEAR(DockLayout::widthFractionForDockWidth(3, 100, 5000, 2), 0.98, 1e-12);
 }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "dock/dock_layout.h"
 #include "dock/dock_tile.h"
 #include "dock/dock_view.h"
 #include "doubles/fake_workspace.h"
@@ -23,14 +22,7 @@ namespace wharf::test {
 // pointer, and the view under test. Pointer positions are given in view coordinates.
 class DockViewHarness {
 public:
-    static constexpr int viewWidth = 1000;
     static constexpr int viewHeight = 200;
-
-    DockViewHarness()
-        : settings(std::make_shared<QSettings>(dir.filePath(QStringLiteral("wharf.conf")), QSettings::IniFormat)),
-          preferences(settings)
-    {
-    }
 
     // A desktop entry with a solid icon of `color`; returns its path.
     QString app(const QString& name, const QColor& color = Qt::red)
@@ -69,13 +61,14 @@ public:
         model.setPins(std::move(list));
     }
 
-    DockView& makeView(bool overlay = false)
+    // The view's context over this harness; `actions` record what gestures ask for.
+    DockViewContext context()
     {
         DockViewContext context;
         context.model = &model;
         context.minimizedWindows = [this] { return minimized; };
         context.preferences = &preferences;
-        context.platformIsDark = [this] { return platformDark; };
+        context.platformIsDark = [] { return false; };
         context.reduceMotion = [this] { return reduceMotion; };
         context.uptime = [this] { return clock; };
         context.pointerLocation = [this]() -> std::optional<QPointF> {
@@ -86,7 +79,13 @@ public:
         context.accessibilityEvent = accessibilityEvent;
         context.fullScreenState = fullScreenState;
         context.menuTracking = [this] { return menuOpen; };
-        view = std::make_unique<DockView>(std::move(context), overlay);
+        context.actions = actions;
+        return context;
+    }
+
+    DockView& makeView(bool overlay = false)
+    {
+        view = std::make_unique<DockView>(context(), overlay);
         view->resize(size);
         view->reload();
         return *view;
@@ -108,20 +107,6 @@ public:
         view->tick();
     }
 
-    // What DockLayout says the tiles should be, flipped into view coordinates.
-    std::vector<QRectF> expectedFrames(std::optional<double> pointerX, double magnification)
-    {
-        const int n = int(view->entries().size());
-        const auto sep = view->separatorIndex();
-        const auto width = DockLayout::preferredDockWidth(n, size.width(), preferences.restingIconSize(),
-                                                          preferences.dockWidthFraction(), sep);
-        auto frames = DockLayout::frames(n, size.width(), preferences.iconSize(), magnification, pointerX,
-                                         DockLayout::influence, width.width, sep);
-        for (auto& f : frames)
-            f = QRectF(f.x(), size.height() - f.y() - f.height(), f.width(), f.height());
-        return frames;
-    }
-
     int indexOf(const QString& path) const
     {
         const QString id = QFileInfo(path).canonicalFilePath();
@@ -133,21 +118,22 @@ public:
         return -1;
     }
 
-    QSize size{viewWidth, viewHeight};
+    QSize size{1000, viewHeight};
     QTemporaryDir dir;
-    std::shared_ptr<QSettings> settings;
-    DockPreferences preferences;
+    std::shared_ptr<QSettings> settings =
+        std::make_shared<QSettings>(dir.filePath(QStringLiteral("wharf.conf")), QSettings::IniFormat);
+    DockPreferences preferences{settings};
     FakeWorkspace workspace;
     std::function<std::optional<QString>(const QString& identity)> badges;
     DockModel model{workspace, preferences, providers()};
     std::vector<DockWindow> minimized;
-    bool platformDark = false;
     bool reduceMotion = false;
     double clock = 1000;
     std::optional<QPointF> pointer;
     std::function<void(QAccessibleEvent*)> accessibilityEvent;
     DockFullScreenState* fullScreenState = nullptr;
     bool menuOpen = false;
+    DockViewActions actions;
     std::unique_ptr<DockView> view;
 
 private:
@@ -168,13 +154,5 @@ private:
         file.write("[Desktop Entry]\nType=Application\nName=x\nExec=true\n");
     }
 };
-
-inline void expectNear(const QRectF& actual, const QRectF& expected, double tolerance, const char* what)
-{
-    EXPECT_NEAR(actual.x(), expected.x(), tolerance) << what;
-    EXPECT_NEAR(actual.y(), expected.y(), tolerance) << what;
-    EXPECT_NEAR(actual.width(), expected.width(), tolerance) << what;
-    EXPECT_NEAR(actual.height(), expected.height(), tolerance) << what;
-}
 
 } // namespace wharf::test

@@ -2,16 +2,11 @@
 
 // A window system that records what it was told about each dock window, for tests on the
 // offscreen platform.
-#include "dock/dock_view.h"
 #include "platform/dock_window_platform.h"
 
-#include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QRegion>
-#include <QStringList>
 #include <QWidget>
 
-#include <functional>
 #include <memory>
 #include <vector>
 
@@ -19,24 +14,20 @@ namespace wharf {
 
 // What the window system was told about each dock window.
 struct FakeWindow {
-    QWidget* widget = nullptr;
     std::vector<QRegion> inputRegions;
     std::vector<bool> focus;
     std::vector<std::uint32_t> focusTimes;
     DockWindowPlatform* platform = nullptr; // to play the window system's focus changes
     std::vector<int> reservations;
-    DockWindowRole role = DockWindowRole::normal;
 };
 
 class FakeDockWindowSystem : public DockWindowSystem {
 public:
     std::vector<std::shared_ptr<FakeWindow>> windows;
 
-    std::unique_ptr<DockWindowPlatform> attach(QWidget& widget, DockWindowRole role) override
+    std::unique_ptr<DockWindowPlatform> attach(QWidget&, DockWindowRole) override
     {
         auto window = std::make_shared<FakeWindow>();
-        window->widget = &widget;
-        window->role = role;
         windows.push_back(window);
         struct Platform : DockWindowPlatform {
             std::shared_ptr<FakeWindow> window;
@@ -61,26 +52,5 @@ public:
 
     QRect area{-100000, -100000, 200000, 200000}; // what other programs leave
 };
-
-inline bool waitFor(const std::function<bool()>& condition, int timeoutMs = 3000)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (!condition()) {
-        if (timer.elapsed() > timeoutMs)
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    }
-    return true;
-}
-
-// The identifiers of a view's entries, in dock order.
-inline QStringList entryIDs(const DockView& view)
-{
-    QStringList ids;
-    for (const DockEntry& entry : view.entries())
-        ids << entry.identifier();
-    return ids;
-}
 
 } // namespace wharf

@@ -11,14 +11,6 @@ namespace wharf {
 // writing, synchronizing and restarting can be switched on.
 class FakeNativeDock : public NativeDock {
 public:
-    explicit FakeNativeDock(std::vector<NativeDockKey> keys = defaultKeys()) : keys(std::move(keys)) {}
-
-    static std::vector<NativeDockKey> defaultKeys()
-    {
-        return {{QStringLiteral("autohide"), {QStringLiteral("b"), QStringLiteral("true")}},
-                {QStringLiteral("show-delay"), {QStringLiteral("d"), QStringLiteral("1000.0")}}};
-    }
-
     bool isInstalled() const override { return installed; }
     QString name() const override { return QStringLiteral("Fake Dock"); }
     std::vector<NativeDockKey> managedKeys() const override { return keys; }
@@ -60,7 +52,8 @@ public:
 
     QStringList favoriteApplications() const override { return favorites; }
 
-    std::vector<NativeDockKey> keys;
+    std::vector<NativeDockKey> keys{{QStringLiteral("autohide"), {QStringLiteral("b"), QStringLiteral("true")}},
+                                    {QStringLiteral("show-delay"), {QStringLiteral("d"), QStringLiteral("1000.0")}}};
     QStringList favorites;
     QMap<QString, NativeDockValue> values;
     QStringList writes;  // every key written or reset, in order

@@ -58,7 +58,7 @@ public:
             return *failure;
         return {};
     }
-    bool watchesChanges() const override { return watches; }
+    bool watchesChanges() const override { return true; }
 
     void setWindows(std::vector<ClientWindow> windows)
     {
@@ -71,7 +71,6 @@ public:
 
     std::shared_ptr<State> state = std::make_shared<State>();
     bool isTrusted = true;
-    bool watches = true;
     std::optional<WindowControlFailure> failure;
     std::vector<std::uint32_t> activated;
     std::vector<std::uint32_t> minimized;

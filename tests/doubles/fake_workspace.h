@@ -34,10 +34,8 @@ public:
     QStringList actions;        // "activate:<key>", "launch:<path> <uris>", "open:<path>", ...
     bool refuseActions = false; // actions fail with "refused"
 
-    // How often the model asked; caches are checked against these.
+    // How often the model asked for an icon; its cache is checked against this.
     mutable int iconRequests = 0;
-    mutable int nameRequests = 0;
-    mutable int bundleIDRequests = 0;
 
     // A running program; `location` is its desktop entry or executable; `pid` none when unknown.
     static RunningApplication app(const QString& key, std::optional<pid_t> pid, std::optional<QString> location,
@@ -97,14 +95,12 @@ public:
 
     QString displayName(const QString& path) const override
     {
-        ++nameRequests;
         const auto found = names.find(path);
         return found != names.end() ? found->second : path.section(QLatin1Char('/'), -1);
     }
 
     std::optional<QString> bundleIdentifier(const QString& path) const override
     {
-        ++bundleIDRequests;
         const auto found = bundleIDs.find(path);
         return found != bundleIDs.end() ? std::optional(found->second) : std::nullopt;
     }
@@ -113,23 +109,17 @@ public:
     std::optional<QString> webBrowserLocation() const override { return webBrowser; }
     QString ownBundleLocation() const override { return ownLocation; }
 
-    Status activate(const RunningApplication& a, std::uint32_t eventTime) override
-    {
-        lastEventTime = eventTime;
-        return record(QStringLiteral("activate:") + a.key);
-    }
+    Status activate(const RunningApplication& a, std::uint32_t) override { return record(QStringLiteral("activate:") + a.key); }
     Status hide(const RunningApplication& a) override { return record(QStringLiteral("hide:") + a.key); }
     Status unhide(const RunningApplication& a) override { return record(QStringLiteral("unhide:") + a.key); }
     Status terminate(const RunningApplication& a) override { return record(QStringLiteral("terminate:") + a.key); }
-    Status launchApplication(const QString& entryPath, const QStringList& uris, std::uint32_t eventTime) override
+    Status launchApplication(const QString& entryPath, const QStringList& uris, std::uint32_t) override
     {
-        lastEventTime = eventTime;
         return record(QStringLiteral("launch:") + entryPath
                       + (uris.isEmpty() ? QString() : QLatin1Char(' ') + uris.join(' ')));
     }
-    Status openLocation(const QString& path, std::uint32_t eventTime) override
+    Status openLocation(const QString& path, std::uint32_t) override
     {
-        lastEventTime = eventTime;
         if (refusedLocations.contains(path)) {
             actions.append(QStringLiteral("open:") + path);
             return Error{QStringLiteral("refused")};
@@ -140,8 +130,7 @@ public:
     // Records "copy:<from> <to>" or "move:<from> <to>"; fails for sources in `failingTransfers`.
     Status transferFile(const QString& source, const QString& destination, bool copy) override
     {
-        actions.append((copy ? QStringLiteral("copy:") : QStringLiteral("move:")) + source + QLatin1Char(' ')
-                       + destination);
+        actions.append((copy ? QStringLiteral("copy:") : QStringLiteral("move:")) + source + QLatin1Char(' ') + destination);
         if (failingTransfers.contains(source))
             return Error{QStringLiteral("No such file or directory")};
         return {};
@@ -152,15 +141,13 @@ public:
         if (refuseActions)
             return record(QStringLiteral("entry:") + a.key).error();
         actions.append(QStringLiteral("entry:") + a.key);
-        return writtenEntry;
+        return QStringLiteral("/home/user/.local/share/applications/wharf-") + a.key + QStringLiteral(".desktop");
     }
     void watchLocations(const QStringList& paths) override { watched = paths; }
 
     QStringList watched;
-    std::uint32_t lastEventTime = 0;
     QStringList refusedLocations;                   // openLocation fails for these
     QStringList failingTransfers;                   // transferFile fails for these sources
-    QString writtenEntry = QStringLiteral("/home/user/.local/share/applications/wharf-prog.desktop");
 
 private:
     Status record(const QString& action)

@@ -3,12 +3,10 @@
 // menu and its D-Bus twin.
 #include "dock_e2e_client.h"
 
-#include <QDBusInterface>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
 #include <QStringList>
-#include <QThread>
 
 #include <gtest/gtest.h>
 
@@ -16,13 +14,6 @@ namespace wharf::e2e {
 namespace {
 
 const QString settingsTitle = QStringLiteral("^Wharf Settings$");
-
-QDBusMessage callWharf(E2eSession& session, const QString& method)
-{
-    QDBusInterface wharf(QStringLiteral("com.tamberly.Wharf"), QStringLiteral("/com/tamberly/Wharf"),
-                         QStringLiteral("com.tamberly.Wharf"), session.bus());
-    return wharf.call(method);
-}
 
 // The first visible window whose title matches, as an xdotool window id; empty when none.
 QString findWindow(E2eSession& session, const QString& title, int timeoutMs = 10000)
@@ -56,16 +47,113 @@ void keys(E2eSession& session, const QStringList& names)
         session.xdotool({QStringLiteral("key"), QStringLiteral("--delay"), QStringLiteral("40"), name});
 }
 
-TEST(App, FirstStartPinsGnomeFavouritesInOrderSkippingUnknownIds)
+// Where xdotool sees a window's top-left corner.
+QPoint windowPosition(E2eSession& session, const QString& window)
+{
+    const RunResult r = session.xdotool({QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), window});
+    QPoint position(-1, -1);
+    for (const QString& line : r.out.split(QLatin1Char('\n'))) {
+        if (line.startsWith(QStringLiteral("X=")))
+            position.setX(line.mid(2).toInt());
+        else if (line.startsWith(QStringLiteral("Y=")))
+            position.setY(line.mid(2).toInt());
+    }
+    return position;
+}
+
+TEST(App, SettingsWindowDrivesTheDockAndTheLoginItemFromTheKeyboardAndReopensWhereItWasLeft)
 {
     E2eSession session;
     WHARF_REQUIRE_SESSION(session);
+    QProcess* wharf = session.startWharf();
+    ASSERT_NE(wharf, nullptr);
+    const auto dock = DockClient(session).settledDock();
+    ASSERT_TRUE(dock);
+
+    ASSERT_EQ(callWharf(session, QStringLiteral("ShowSettings")).type(), QDBusMessage::ReplyMessage);
+    const QString window = findWindow(session, settingsTitle);
+    ASSERT_FALSE(window.isEmpty()) << "no settings window";
+    const QPoint opened = windowPosition(session, window);
+    session.xdotool({QStringLiteral("windowmove"), QStringLiteral("--sync"), window, QStringLiteral("300"),
+                     QStringLiteral("150")});
+    QPoint left;
+    ASSERT_TRUE(E2eSession::waitFor([&] { return (left = windowPosition(session, window)) != opened; }))
+        << "the window did not move";
+    session.xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), window});
+    ASSERT_TRUE(E2eSession::waitFor([&] { return QString::number(activeWindow(session)) == window; }));
+
+    // The width slider has the focus; the magnification slider is next.
+    keys(session, {QStringLiteral("Tab"), QStringLiteral("Right"), QStringLiteral("Right"), QStringLiteral("Right")});
+    EXPECT_TRUE(waitForSetting(session, QStringLiteral("magnification"), 1.8)) << storedSetting(session, "magnification").toString().toStdString();
+
+    // Auto-hide: at once the running dock stops reserving its band at the bottom of the screen.
+    const auto bottomStrut = [&] {
+        for (const QString& dockWindow : wharfWindows(session, wharf->processId())) {
+            const QStringList values = session.xprop({QStringLiteral("-id"), dockWindow, QStringLiteral("_NET_WM_STRUT_PARTIAL")})
+                                           .section(QLatin1Char('='), 1).split(QLatin1Char(','));
+            if (values.size() == 12 && values[3].trimmed().toInt() > 0)
+                return values[3].trimmed().toInt();
+        }
+        return 0;
+    };
+    ASSERT_GT(bottomStrut(), 0) << "the resting dock reserves its band";
+    EXPECT_LE(1080 - bottomStrut(), int(dock->tiles.front().top())) << "the band ends just above the icons";
+    EXPECT_LT(bottomStrut(), 340) << "and not at the top of the dock window";
+    keys(session, {QStringLiteral("Tab"), QStringLiteral("space")});
+    EXPECT_TRUE(waitForSetting(session, QStringLiteral("autoHide"), true));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return bottomStrut() == 0; })) << "the dock still reserves its band";
+
+    // "Open at login" (the compatibility box is disabled here: no desktop dock to hide).
+    const QString entry = session.configHome() + QStringLiteral("/autostart/wharf.desktop");
+    keys(session, {QStringLiteral("Tab"), QStringLiteral("Tab"), QStringLiteral("space")});
+    EXPECT_TRUE(E2eSession::waitFor([&] { return QFile::exists(entry); }, 5000)) << "no autostart entry";
+    keys(session, {QStringLiteral("space")});
+    EXPECT_TRUE(E2eSession::waitFor([&] { return !QFile::exists(entry); }, 5000)) << "autostart entry stays";
+
+    // Ctrl+Q quits while the settings window has the keyboard; the next start opens it where it was.
+    keys(session, {QStringLiteral("ctrl+q")});
+    ASSERT_TRUE(wharf->waitForFinished(10000));
+    EXPECT_EQ(wharf->exitCode(), 0);
+    ASSERT_NE(session.startWharf(), nullptr);
+    ASSERT_EQ(callWharf(session, QStringLiteral("ShowSettings")).type(), QDBusMessage::ReplyMessage);
+    const QString reopened = findWindow(session, settingsTitle);
+    ASSERT_FALSE(reopened.isEmpty()) << "no settings window";
+    QPoint now;
+    EXPECT_TRUE(E2eSession::waitFor([&] { return (now = windowPosition(session, reopened)) == left; }))
+        << now.x() << "," << now.y() << " instead of " << left.x() << "," << left.y();
+}
+
+// The pixels in `area` of a screenshot that differ from the tray's empty background.
+QRect paintedArea(const QImage& shot, const QRect& area, QRgb background)
+{
+    QRect painted;
+    for (int y = area.top(); y <= area.bottom(); ++y)
+        for (int x = area.left(); x <= area.right(); ++x)
+            if (shot.pixel(x, y) != background)
+                painted |= QRect(x, y, 1, 1);
+    return painted;
+}
+
+TEST(App, FirstStartPinsGnomeFavouritesAndTheTrayIconAndDBusShowTheSameMenu)
+{
+    E2eSession session;
+    WHARF_REQUIRE_SESSION(session);
+    session.start(QStringLiteral("trayer"), {QStringLiteral("--edge"), QStringLiteral("top"), QStringLiteral("--align"),
+                                             QStringLiteral("right"), QStringLiteral("--widthtype"), QStringLiteral("pixel"),
+                                             QStringLiteral("--width"), QStringLiteral("64"), QStringLiteral("--height"),
+                                             QStringLiteral("32"), QStringLiteral("--tint"), QStringLiteral("0x000000"),
+                                             QStringLiteral("--transparent"), QStringLiteral("false")});
+    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("trayer")));
+    const QRect tray(1920 - 64, 0, 64, 32);
+    const QImage before = session.screenshot();
+    const QRgb background = before.pixel(tray.center());
+
+    // GNOME's favourites through a private schema and the keyfile backend: the first start pins
+    // them in order, skipping unknown ids.
     const QString alpha = session.writeDesktopEntry(
         QStringLiteral("alpha.desktop"), QStringLiteral("[Desktop Entry]\nType=Application\nName=Alpha\nExec=true\n"));
     const QString beta = session.writeDesktopEntry(
         QStringLiteral("beta.desktop"), QStringLiteral("[Desktop Entry]\nType=Application\nName=Beta\nExec=true\n"));
-
-    // GNOME's favourites through a private schema and the keyfile backend.
     const QString schemas = session.root() + QStringLiteral("/schemas");
     QDir().mkpath(schemas);
     QFile schema(schemas + QStringLiteral("/org.gnome.shell.gschema.xml"));
@@ -81,8 +169,8 @@ TEST(App, FirstStartPinsGnomeFavouritesInOrderSkippingUnknownIds)
     ASSERT_TRUE(settings.open(QIODevice::WriteOnly));
     settings.write("[org/gnome/shell]\nfavorite-apps=['beta.desktop', 'missing.desktop', 'alpha.desktop']\n");
     settings.close();
-
-    ASSERT_NE(session.startWharf(), nullptr);
+    QProcess* wharf = session.startWharf();
+    ASSERT_NE(wharf, nullptr);
     DockClient client(session);
     ASSERT_TRUE(client.settledDock());
     QStringList pinned;
@@ -92,193 +180,21 @@ TEST(App, FirstStartPinsGnomeFavouritesInOrderSkippingUnknownIds)
             pinned << object[QStringLiteral("id")].toString();
     }
     EXPECT_EQ(pinned, (QStringList{beta, alpha})) << pinned.join(QLatin1Char(' ')).toStdString();
-}
 
-TEST(App, SettingsWindowDrivesTheDockAndTheLoginItemFromTheKeyboard)
-{
-    E2eSession session;
-    WHARF_REQUIRE_SESSION(session);
-    QProcess* wharf = session.startWharf();
-    ASSERT_NE(wharf, nullptr);
-    DockClient client(session);
-    const auto dock = client.settledDock();
-    ASSERT_TRUE(dock);
-
-    // The pointer rests on the first tile, so its magnified frame shows the setting.
-    const QRectF first = dock->tiles.front();
-    session.xdotool({QStringLiteral("mousemove"), QString::number(int(first.center().x())),
-                     QString::number(int(first.bottom() - 4))});
-    double magnifiedWidth = 0;
-    ASSERT_TRUE(E2eSession::waitFor([&] {
-        const auto now = client.settledDock();
-        magnifiedWidth = now ? now->tiles.front().width() : 0;
-        return now && now->hoveredIndex == 0;
-    }));
-
-    ASSERT_EQ(callWharf(session, QStringLiteral("ShowSettings")).type(), QDBusMessage::ReplyMessage);
-    const QString window = findWindow(session, settingsTitle);
-    ASSERT_FALSE(window.isEmpty()) << "no settings window";
-    session.xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), window});
-
-    // The width slider has the focus; the magnification slider is next.
-    keys(session, {QStringLiteral("Tab"), QStringLiteral("Right"), QStringLiteral("Right"), QStringLiteral("Right")});
-    EXPECT_TRUE(waitForSetting(session, QStringLiteral("magnification"), 1.8)) << storedSetting(session, "magnification").toString().toStdString();
-    EXPECT_TRUE(E2eSession::waitFor([&] {
-        const auto now = client.settledDock();
-        return now && now->tiles.front().width() > magnifiedWidth + 2;
-    })) << "the magnified tile grows while the window has the keyboard";
-
-    // Auto-hide: at once the dock stops reserving its band at the bottom of the screen.
-    const auto bottomStrut = [&] {
-        for (const QString& dockWindow : wharfWindows(session, wharf->processId())) {
-            const QStringList values = session.xprop({QStringLiteral("-id"), dockWindow, QStringLiteral("_NET_WM_STRUT_PARTIAL")})
-                                           .section(QLatin1Char('='), 1).split(QLatin1Char(','));
-            if (values.size() == 12 && values[3].trimmed().toInt() > 0)
-                return values[3].trimmed().toInt();
-        }
-        return 0;
-    };
-    ASSERT_GT(bottomStrut(), 0) << "the resting dock reserves its band";
-    keys(session, {QStringLiteral("Tab"), QStringLiteral("space")});
-    EXPECT_TRUE(waitForSetting(session, QStringLiteral("autoHide"), true));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return bottomStrut() == 0; })) << "the dock still reserves its band";
-
-    // "Open at login" (the compatibility box is disabled here: no desktop dock to hide).
-    const QString entry = session.configHome() + QStringLiteral("/autostart/wharf.desktop");
-    keys(session, {QStringLiteral("Tab"), QStringLiteral("Tab"), QStringLiteral("space")});
-    EXPECT_TRUE(E2eSession::waitFor([&] { return QFile::exists(entry); }, 5000)) << "no autostart entry";
-    keys(session, {QStringLiteral("space")});
-    EXPECT_TRUE(E2eSession::waitFor([&] { return !QFile::exists(entry); }, 5000)) << "autostart entry stays";
-
-    // An unusable autostart folder: the message shows and the box stays off.
-    QFile blocker(session.configHome() + QStringLiteral("/autostart"));
-    ASSERT_TRUE(QDir(blocker.fileName()).removeRecursively());
-    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
-    blocker.close();
-    keys(session, {QStringLiteral("space")});
-    const QString alert = findWindow(session, QStringLiteral("^Wharf$"), 5000);
-    EXPECT_FALSE(alert.isEmpty()) << "no message";
-    session.xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), alert});
-    keys(session, {QStringLiteral("Return")});
-    ASSERT_TRUE(QFile::remove(blocker.fileName()));
-    session.xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), window});
-    // Had the box stayed on, this would turn it off and write nothing.
-    keys(session, {QStringLiteral("space")});
-    EXPECT_TRUE(E2eSession::waitFor([&] { return QFile::exists(entry); }, 5000)) << "the box did not revert";
-
-    // Ctrl+Q quits while the settings window has the keyboard.
-    keys(session, {QStringLiteral("ctrl+q")});
-    ASSERT_TRUE(wharf->waitForFinished(10000));
-    EXPECT_EQ(wharf->exitCode(), 0);
-    const QString err = QString::fromUtf8(wharf->readAllStandardError());
-    EXPECT_TRUE(err.contains(QStringLiteral("Couldn’t open Wharf at login"))) << err.toStdString();
-    EXPECT_TRUE(err.contains(QStringLiteral("Wharf stopped."))) << err.toStdString();
-}
-
-// Where xdotool sees a window's top-left corner.
-QPoint windowPosition(E2eSession& session, const QString& window)
-{
-    const RunResult r = session.xdotool({QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), window});
-    QPoint position(-1, -1);
-    for (const QString& line : r.out.split(QLatin1Char('\n'))) {
-        if (line.startsWith(QStringLiteral("X=")))
-            position.setX(line.mid(2).toInt());
-        else if (line.startsWith(QStringLiteral("Y=")))
-            position.setY(line.mid(2).toInt());
-    }
-    return position;
-}
-
-TEST(App, SettingsWindowReopensWhereItWasLeftWhileThatDisplayExists)
-{
-    E2eOptions options;
-    options.twoMonitors = true;
-    E2eSession session(options);
-    WHARF_REQUIRE_SESSION(session);
-    // Opens the settings window in a fresh Wharf and returns where it appeared.
-    const auto openSettings = [&](QProcess*& wharf, int docks) {
-        wharf = session.startWharf();
-        EXPECT_NE(wharf, nullptr);
-        EXPECT_TRUE(wharf && DockClient(session).settledDock(docks));
-        callWharf(session, QStringLiteral("ShowSettings"));
-        const QString window = findWindow(session, settingsTitle);
-        EXPECT_FALSE(window.isEmpty()) << "no settings window";
-        return window;
-    };
-    const auto quit = [&](QProcess* wharf) {
-        callWharf(session, QStringLiteral("Quit"));
-        ASSERT_TRUE(wharf->waitForFinished(10000));
-    };
-
-    QProcess* wharf = nullptr;
-    QString window = openSettings(wharf, 4);
-    session.xdotool({QStringLiteral("windowmove"), QStringLiteral("--sync"), window, QStringLiteral("2300"),
-                     QStringLiteral("150")});
-    QPoint left;
-    ASSERT_TRUE(E2eSession::waitFor([&] {
-        left = windowPosition(session, window);
-        return left.x() > 1920;
-    })) << "the window did not move onto the right display";
-    quit(wharf); // with the window open
-    EXPECT_EQ(storedSetting(session, QStringLiteral("settingsWindowDisplay")).toString(), QStringLiteral("RIGHT"));
-
-    window = openSettings(wharf, 4);
-    QPoint reopened;
-    EXPECT_TRUE(E2eSession::waitFor([&] {
-        reopened = windowPosition(session, window);
-        return reopened == left;
-    })) << reopened.x() << "," << reopened.y() << " instead of " << left.x() << "," << left.y();
-    quit(wharf);
-
-    // The right display is gone: the window comes back on the left, primary one.
-    ASSERT_EQ(session.run(QStringLiteral("xrandr"), {QStringLiteral("--delmonitor"), QStringLiteral("RIGHT")}).exitCode, 0);
-    window = openSettings(wharf, 2);
-    EXPECT_TRUE(E2eSession::waitFor([&] {
-        reopened = windowPosition(session, window);
-        return reopened.x() >= 0 && reopened.x() + 510 <= 1920;
-    })) << reopened.x() << "," << reopened.y();
-    quit(wharf);
-}
-
-// The pixels in `area` of a screenshot that differ from the tray's empty background.
-QRect paintedArea(const QImage& shot, const QRect& area, QRgb background)
-{
-    QRect painted;
-    for (int y = area.top(); y <= area.bottom(); ++y)
-        for (int x = area.left(); x <= area.right(); ++x)
-            if (shot.pixel(x, y) != background)
-                painted |= QRect(x, y, 1, 1);
-    return painted;
-}
-
-TEST(App, TrayIconOpensTheMenuAndDBusShowsTheSameMenu)
-{
-    E2eSession session;
-    WHARF_REQUIRE_SESSION(session);
-    session.start(QStringLiteral("trayer"), {QStringLiteral("--edge"), QStringLiteral("top"), QStringLiteral("--align"),
-                                             QStringLiteral("right"), QStringLiteral("--widthtype"), QStringLiteral("pixel"),
-                                             QStringLiteral("--width"), QStringLiteral("64"), QStringLiteral("--height"),
-                                             QStringLiteral("32"), QStringLiteral("--tint"), QStringLiteral("0x000000"),
-                                             QStringLiteral("--transparent"), QStringLiteral("false")});
-    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("trayer")));
-    const QRect tray(1920 - 64, 0, 64, 32);
-    const QImage before = session.screenshot();
-    const QRgb background = before.pixel(tray.center());
-
-    QProcess* wharf = session.startWharf();
-    ASSERT_NE(wharf, nullptr);
-    DockClient client(session);
-    ASSERT_TRUE(client.settledDock());
     QRect icon;
     ASSERT_TRUE(E2eSession::waitFor([&] {
         icon = paintedArea(session.screenshot(), tray, background);
         return icon.width() >= 8 && icon.height() >= 8;
     })) << "no icon in the tray";
 
+    // The tray icon is an unmanaged window of Wharf's too.
+    const qsizetype trayWindows = openMenus(session, wharf->processId()).size();
+    const auto menuShown = [&] { return openMenus(session, wharf->processId()).size() > trayWindows; };
+
     // The first enabled entry below the header is "Settings…".
     session.xdotool({QStringLiteral("mousemove"), QString::number(icon.center().x()), QString::number(icon.center().y()),
                      QStringLiteral("click"), QStringLiteral("3")});
-    QThread::msleep(300);
+    ASSERT_TRUE(E2eSession::waitFor(menuShown));
     keys(session, {QStringLiteral("Down"), QStringLiteral("Return")});
     EXPECT_FALSE(findWindow(session, settingsTitle).isEmpty()) << "the tray menu did not open the settings";
     session.run(QStringLiteral("wmctrl"), {QStringLiteral("-c"), QStringLiteral("Wharf Settings")});
@@ -286,7 +202,8 @@ TEST(App, TrayIconOpensTheMenuAndDBusShowsTheSameMenu)
 
     // Ctrl+, from a dock that has the keyboard.
     ASSERT_EQ(callWharf(session, QStringLiteral("FocusDock")).type(), QDBusMessage::ReplyMessage);
-    QThread::msleep(300);
+    const QStringList docks = wharfWindows(session, wharf->processId());
+    ASSERT_TRUE(E2eSession::waitFor([&] { return docks.contains(QString::number(activeWindow(session))); }));
     keys(session, {QStringLiteral("ctrl+comma")});
     EXPECT_FALSE(findWindow(session, settingsTitle).isEmpty()) << "Ctrl+, did not open the settings";
     session.run(QStringLiteral("wmctrl"), {QStringLiteral("-c"), QStringLiteral("Wharf Settings")});
@@ -294,7 +211,7 @@ TEST(App, TrayIconOpensTheMenuAndDBusShowsTheSameMenu)
     // Without a tray the same menu comes from D-Bus; its last entry quits.
     session.xdotool({QStringLiteral("mousemove"), QStringLiteral("400"), QStringLiteral("300")});
     ASSERT_EQ(callWharf(session, QStringLiteral("ShowApplicationMenu")).type(), QDBusMessage::ReplyMessage);
-    QThread::msleep(300);
+    ASSERT_TRUE(E2eSession::waitFor(menuShown));
     keys(session, {QStringLiteral("Up"), QStringLiteral("Return")});
     ASSERT_TRUE(wharf->waitForFinished(10000)) << "\"Restore System Dock & Quit\" did not quit";
     EXPECT_EQ(wharf->exitCode(), 0);

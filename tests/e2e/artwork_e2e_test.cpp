@@ -29,30 +29,52 @@ struct Icon {
     QRect drawn;   // in the screenshot, in the tile's centre column
 };
 
-TEST(ArtworkE2e, PaddedAndTightIconsDrawEquallyTall)
+TEST(ArtworkE2e, PaddedAndTightIconsDrawEquallyTallAndANewIconThemeRedrawsTheIcons)
 {
     E2eSession session;
     WHARF_REQUIRE_SESSION(session);
     Icon icons[] = {{QStringLiteral("padded"), QColor(230, 0, 230), QRect(80, 64, 96, 96), {}},
                     {QStringLiteral("tight"), QColor(0, 200, 200), QRect(0, 0, 256, 256), {}}};
-    QJsonArray pins;
+    std::vector<std::pair<QString, QString>> pins;
+    const auto pinEntry = [&](const QString& name, const QString& icon) {
+        pins.emplace_back(session.writeDesktopEntry(name + QStringLiteral(".desktop"),
+                                                    QStringLiteral("[Desktop Entry]\nType=Application\nName=%1\nExec=xterm\nIcon=%2\n")
+                                                        .arg(name, icon)),
+                          QStringLiteral("application"));
+    };
     for (const Icon& icon : icons) {
         QImage image(256, 256, QImage::Format_ARGB32);
         image.fill(Qt::transparent);
         QPainter(&image).fillRect(icon.content, icon.color);
         const QString file = session.root() + QLatin1Char('/') + icon.name + QStringLiteral(".png");
         ASSERT_TRUE(image.save(file));
-        const QString entry = session.writeDesktopEntry(
-            icon.name + QStringLiteral(".desktop"),
-            QStringLiteral("[Desktop Entry]\nType=Application\nName=%1\nExec=xterm\nIcon=%2\n").arg(icon.name, file));
-        pins.append(QJsonObject{{QStringLiteral("path"), entry}, {QStringLiteral("kind"), QStringLiteral("application")}});
+        pinEntry(icon.name, file);
     }
-    writeWharfSettings(session, {{QStringLiteral("Wharf.pinnedItems.v1"), QJsonDocument(pins).toJson(QJsonDocument::Compact)},
+    // Two installed themes that draw the same icon name red and blue.
+    for (const auto& [theme, color] : {std::pair{"WharfRed", Qt::red}, std::pair{"WharfBlue", Qt::blue}}) {
+        const QString base = session.dataHome() + QStringLiteral("/icons/") + QLatin1String(theme);
+        QDir().mkpath(base + QStringLiteral("/256x256/apps"));
+        QFile index(base + QStringLiteral("/index.theme"));
+        ASSERT_TRUE(index.open(QIODevice::WriteOnly));
+        index.write("[Icon Theme]\nName=x\nDirectories=256x256/apps\n\n[256x256/apps]\nSize=256\nType=Fixed\n");
+        index.close();
+        QImage image(256, 256, QImage::Format_ARGB32);
+        image.fill(color);
+        ASSERT_TRUE(image.save(base + QStringLiteral("/256x256/apps/wharf-e2e-app.png")));
+    }
+    pinEntry(QStringLiteral("themed"), QStringLiteral("wharf-e2e-app"));
+    const auto setTheme = [&](const QString& theme) {
+        return session.run(QStringLiteral("gsettings"), {QStringLiteral("set"), QStringLiteral("org.gnome.desktop.interface"),
+                                                         QStringLiteral("icon-theme"), theme}).exitCode;
+    };
+    ASSERT_EQ(setTheme(QStringLiteral("WharfRed")), 0);
+    writeWharfSettings(session, {{QStringLiteral("Wharf.pinnedItems.v1"), pinnedItems(pins)},
                                  {QStringLiteral("replaceSystemDock"), false}});
-    session.xdotool({QStringLiteral("mousemove"), QStringLiteral("5"), QStringLiteral("5")});
+    movePointer(session, QPointF(5, 5));
     ASSERT_NE(session.startWharf(), nullptr);
     const auto dock = DockClient(session).settledDock();
     ASSERT_TRUE(dock);
+
     QRectF tile;
     // The first frames may still be on their way to the screen.
     const bool drawn = E2eSession::waitFor([&] {
@@ -72,45 +94,12 @@ TEST(ArtworkE2e, PaddedAndTightIconsDrawEquallyTall)
     EXPECT_GT(icons[1].drawn.height(), 0.85 * tile.height());
     EXPECT_NEAR(icons[0].drawn.height(), icons[1].drawn.height(), 0.06 * tile.height());
     EXPECT_NEAR(icons[0].drawn.bottom(), icons[1].drawn.bottom(), 0.06 * tile.height()) << "the same baseline";
-}
 
-TEST(ArtworkE2e, ANewIconThemeRedrawsTheIcons)
-{
-    E2eSession session;
-    WHARF_REQUIRE_SESSION(session);
-    for (const auto& [theme, color] : {std::pair{"WharfRed", Qt::red}, std::pair{"WharfBlue", Qt::blue}}) {
-        const QString base = session.dataHome() + QStringLiteral("/icons/") + QLatin1String(theme);
-        QDir().mkpath(base + QStringLiteral("/256x256/apps"));
-        QFile index(base + QStringLiteral("/index.theme"));
-        ASSERT_TRUE(index.open(QIODevice::WriteOnly));
-        index.write("[Icon Theme]\nName=x\nDirectories=256x256/apps\n\n[256x256/apps]\nSize=256\nType=Fixed\n");
-        index.close();
-        QImage image(256, 256, QImage::Format_ARGB32);
-        image.fill(color);
-        ASSERT_TRUE(image.save(base + QStringLiteral("/256x256/apps/wharf-e2e-app.png")));
-    }
-    const QString entry = session.writeDesktopEntry(
-        QStringLiteral("themed.desktop"), QStringLiteral("[Desktop Entry]\nType=Application\nName=Themed\nExec=xterm\nIcon=wharf-e2e-app\n"));
-    const QJsonArray pins{QJsonObject{{QStringLiteral("path"), entry}, {QStringLiteral("kind"), QStringLiteral("application")}}};
-    writeWharfSettings(session, {{QStringLiteral("Wharf.pinnedItems.v1"), QJsonDocument(pins).toJson(QJsonDocument::Compact)},
-                                 {QStringLiteral("replaceSystemDock"), false}});
-    const auto setTheme = [&](const QString& theme) {
-        return session.run(QStringLiteral("gsettings"), {QStringLiteral("set"), QStringLiteral("org.gnome.desktop.interface"),
-                                                         QStringLiteral("icon-theme"), theme}).exitCode;
-    };
-    ASSERT_EQ(setTheme(QStringLiteral("WharfRed")), 0);
-    session.xdotool({QStringLiteral("mousemove"), QStringLiteral("5"), QStringLiteral("5")});
-    ASSERT_NE(session.startWharf(), nullptr);
-    const auto dock = DockClient(session).settledDock();
-    ASSERT_TRUE(dock);
     const QPoint centre = tileOf(*dock, QStringLiteral("themed")).center().toPoint();
     ASSERT_FALSE(centre.isNull());
     QColor shown;
     const auto shows = [&](const QColor& color) {
-        return E2eSession::waitFor([&] {
-            shown = session.screenshot().pixelColor(centre);
-            return near(shown, color);
-        }, 10000, 200);
+        return E2eSession::waitFor([&] { return near(shown = session.screenshot().pixelColor(centre), color); }, 10000, 200);
     };
     EXPECT_TRUE(shows(Qt::red)) << shown.name().toStdString();
     ASSERT_EQ(setTheme(QStringLiteral("WharfBlue")), 0);

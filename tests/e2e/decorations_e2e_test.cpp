@@ -223,104 +223,60 @@ TEST_F(Decorated, BadgeProgressAndAttentionFollowTheLauncherEntrySignal)
     EXPECT_LT(orange(session.screenshot().pixel(spot)), lowest + 30) << "no glow once activated";
 }
 
-TEST_F(Decorated, HoverLabelShowsTheTitleAndStaysOnTheDisplay)
+// (Where the label and the divider's drag stop is the view tests' part.)
+TEST_F(Decorated, HoverLabelShowsTheTitleAboveTheTileUnderThePointer)
 {
-    // A file whose name is wider than the display: its label is cut to the display less 20.
-    QDir().mkpath(session.home() + QStringLiteral("/pinned"));
-    const QString longPath = session.home() + QStringLiteral("/pinned/") + QString(240, QLatin1Char('w'));
-    QFile file(longPath);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.close();
-    const QJsonArray pins{QJsonObject{{QStringLiteral("path"), longPath}, {QStringLiteral("kind"), QStringLiteral("file")}}};
-    startDock({{QStringLiteral("Wharf.pinnedItems.v1"), QJsonDocument(pins).toJson(QJsonDocument::Compact)}});
-
+    startDock();
     const QRectF terminal = tile(terminalID);
-    session.xdotool({QStringLiteral("mousemove"), QString::number(int(terminal.center().x())),
-                     QString::number(int(terminal.center().y()))});
+    movePointer(session, terminal.center());
     ASSERT_TRUE(E2eSession::waitFor([&] { return decorations(session).hoverText == QStringLiteral("Test Terminal"); }));
-    Decorations d = decorations(session);
+    const Decorations d = decorations(session);
     ASSERT_TRUE(d.hoverLabel);
     const QRectF current = tile(terminalID);
     EXPECT_NEAR(d.hoverLabel->center().x(), current.center().x(), 2) << "centred over the tile";
     EXPECT_LE(d.hoverLabel->bottom(), current.top()) << "above the icon";
-    EXPECT_EQ(d.hoverLabel->height(), 26);
-
-    const QString fileID = QFileInfo(longPath).canonicalFilePath();
-    const QRectF longTile = tile(fileID);
-    ASSERT_FALSE(longTile.isEmpty());
-    session.xdotool({QStringLiteral("mousemove"), QString::number(int(longTile.center().x())),
-                     QString::number(int(longTile.center().y()))});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return decorations(session).hoverText == QFileInfo(longPath).fileName(); }));
-    d = decorations(session);
-    ASSERT_TRUE(d.hoverLabel);
-    EXPECT_EQ(d.hoverLabel->width(), 1920 - 20);
-    EXPECT_EQ(d.hoverLabel->left(), 10);
 
     // The pointer leaves the dock: the label goes.
-    session.xdotool({QStringLiteral("mousemove"), QStringLiteral("900"), QStringLiteral("300")});
+    movePointer(session, QPointF(900, 300));
     ASSERT_TRUE(E2eSession::waitFor([&] { return !decorations(session).hoverLabel; }));
 }
 
-TEST_F(Decorated, DividerDragResizesTheDockOnOneAxisAndOpensTheMenu)
+TEST_F(Decorated, DraggingTheDividerResizesTheDockLiveAndItsMenuIsTheApplicationsMenu)
 {
-    // A small dock, with room to grow both ways.
+    // A small dock, with room to grow.
     startDock({{QStringLiteral("dockWidthFraction"), 0.15}, {QStringLiteral("magnification"), 1.0}});
-    Decorations before = decorations(session);
+    const Decorations before = decorations(session);
     ASSERT_TRUE(before.divider) << "a divider between the applications and the folders";
     const QPoint grip = before.divider->center().toPoint();
     const double startWidth = before.tiles.front().width();
-    auto mouse = [&](const QStringList& args) { session.xdotool(args); };
-    auto moveTo = [&](int x, int y) {
-        mouse({QStringLiteral("mousemove"), QString::number(x), QString::number(y)});
+    const auto moveTo = [&](int x, int y) {
+        movePointer(session, QPointF(x, y));
         QThread::msleep(60);
     };
 
-    // Vertical: up enlarges, live.
+    // Up enlarges, while the button is still held.
     moveTo(grip.x(), grip.y());
-    mouse({QStringLiteral("mousedown"), QStringLiteral("1")});
+    session.xdotool({QStringLiteral("mousedown"), QStringLiteral("1")});
     for (int dy = 10; dy <= 50; dy += 10)
         moveTo(grip.x(), grip.y() - dy);
-    ASSERT_TRUE(E2eSession::waitFor([&] { return decorations(session).tiles.front().width() > startWidth + 20; }))
+    EXPECT_TRUE(E2eSession::waitFor([&] { return decorations(session).tiles.front().width() > startWidth + 20; }))
         << "icons grow while the divider is dragged up";
-    // The axis stays vertical: sideways motion now changes nothing.
-    const double tall = decorations(session).tiles.front().width();
-    moveTo(grip.x() + 200, grip.y() - 50);
-    EXPECT_NEAR(decorations(session).tiles.front().width(), tall, 1);
-    mouse({QStringLiteral("mouseup"), QStringLiteral("1")});
+    session.xdotool({QStringLiteral("mouseup"), QStringLiteral("1")});
 
-    // Horizontal: the first 3 points sideways lock the axis; later vertical motion changes nothing.
+    // Once the row has settled at its new size, the divider's context menu is the application's menu.
+    ASSERT_TRUE(DockClient(session).settledDock());
     const QPoint grip2 = decorations(session).divider->center().toPoint();
-    const double wide = decorations(session).tiles.front().width();
     moveTo(grip2.x(), grip2.y());
-    mouse({QStringLiteral("mousedown"), QStringLiteral("1")});
-    const int outward = grip2.x() >= 960 ? 1 : -1;
-    for (int dx = 10; dx <= 60; dx += 10)
-        moveTo(grip2.x() - outward * dx, grip2.y());
-    ASSERT_TRUE(E2eSession::waitFor([&] { return decorations(session).tiles.front().width() < wide - 5; }))
-        << "dragging inward shrinks the dock";
-    const double narrow = decorations(session).tiles.front().width();
-    moveTo(grip2.x() - outward * 60, grip2.y() - 120);
-    EXPECT_NEAR(decorations(session).tiles.front().width(), narrow, 1) << "the axis lock holds";
-    // Far beyond the limit: held at the smallest dock.
-    moveTo(grip2.x() - outward * 1500, grip2.y());
-    mouse({QStringLiteral("mouseup"), QStringLiteral("1")});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return std::abs(decorations(session).tiles.front().width() - 16) < 1; }));
-
-    // The divider's context menu is the application's menu.
-    const QPoint grip3 = decorations(session).divider->center().toPoint();
-    moveTo(grip3.x(), grip3.y());
-    mouse({QStringLiteral("click"), QStringLiteral("3")});
+    session.xdotool({QStringLiteral("click"), QStringLiteral("3")});
     ASSERT_TRUE(E2eSession::waitFor([&] { return decorations(session).menuOpen; }));
-    mouse({QStringLiteral("key"), QStringLiteral("Escape")});
+    session.xdotool({QStringLiteral("key"), QStringLiteral("Escape")});
     ASSERT_TRUE(E2eSession::waitFor([&] { return !decorations(session).menuOpen; }));
 
-    // The fraction is what was stored.
+    // The new size is what was stored.
     ASSERT_TRUE(DockClient(session).quit());
     ASSERT_TRUE(E2eSession::waitFor([&] { return wharf->state() == QProcess::NotRunning; }));
     QSettings stored(session.configHome() + QStringLiteral("/wharf/wharf.conf"), QSettings::IniFormat);
-    const double fraction = stored.value(QStringLiteral("dockWidthFraction")).toDouble();
-    EXPECT_GT(fraction, 0);
-    EXPECT_LT(fraction, 0.2) << "the smallest dock of four tiles";
+    EXPECT_GT(stored.value(QStringLiteral("dockWidthFraction")).toDouble(), 0.15);
 }
 
 } // namespace

@@ -11,10 +11,14 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QColor>
+#include <QImage>
 #include <QRectF>
 #include <QSettings>
 
+#include <cstdlib>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace wharf::e2e {
@@ -82,6 +86,18 @@ public:
         return reply.isValid() ? QJsonDocument::fromJson(reply.value().toUtf8()).array() : QJsonArray();
     }
 
+    QDBusMessage call(const QString& method, const QVariantList& args = {})
+    {
+        return wharf.callWithArgumentList(QDBus::Block, method, args);
+    }
+
+    // A method that answers with a JSON object as text (Stack, …); empty when the call fails.
+    QJsonObject object(const QString& method)
+    {
+        const QDBusReply<QString> reply = call(method);
+        return reply.isValid() ? QJsonDocument::fromJson(reply.value().toUtf8()).object() : QJsonObject();
+    }
+
     int hoveredIndex()
     {
         const QDBusReply<int> reply = wharf.call(QStringLiteral("HoveredIndex"));
@@ -123,6 +139,35 @@ inline void writeWharfSettings(E2eSession& session, const QVariantMap& values)
     for (auto it = values.begin(); it != values.end(); ++it)
         settings.setValue(it.key(), it.value());
     settings.sync();
+}
+
+// The pinned-items setting for `pins` (path, kind).
+inline QByteArray pinnedItems(const std::vector<std::pair<QString, QString>>& pins)
+{
+    QJsonArray list;
+    for (const auto& [path, kind] : pins)
+        list.append(QJsonObject{{QStringLiteral("path"), path}, {QStringLiteral("kind"), kind}});
+    return QJsonDocument(list).toJson(QJsonDocument::Compact);
+}
+
+// How many pixels of `image` inside `area` are close to the pure colour `pure` (a picture of one
+// colour drawn by the dock).
+inline int pixelsOf(const QImage& image, const QRect& area, const QColor& pure)
+{
+    int n = 0;
+    for (int y = area.top(); y <= area.bottom(); ++y) {
+        for (int x = area.left(); x <= area.right(); ++x) {
+            const QColor c = image.pixelColor(x, y);
+            n += std::abs(c.red() - pure.red()) < 60 && std::abs(c.green() - pure.green()) < 60
+                && std::abs(c.blue() - pure.blue()) < 60;
+        }
+    }
+    return n;
+}
+
+inline void movePointer(E2eSession& session, const QPointF& at)
+{
+    session.xdotool({QStringLiteral("mousemove"), QString::number(int(at.x())), QString::number(int(at.y()))});
 }
 
 // Wharf's own top-level windows, from xdotool.

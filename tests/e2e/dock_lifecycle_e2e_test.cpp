@@ -1,4 +1,4 @@
-// The wharf process: single instance, termination by signal and by D-Bus, no display.
+// The wharf process: single instance, unknown arguments, termination by signal and by D-Bus, no display.
 #include "dock_e2e_client.h"
 
 #include <gtest/gtest.h>
@@ -9,30 +9,6 @@
 
 namespace wharf::e2e {
 namespace {
-
-TEST(DockLifecycle, SecondInstanceExitsAndLeavesTheFirstUntouched)
-{
-    E2eSession session;
-    WHARF_REQUIRE_SESSION(session);
-    QProcess* first = session.startWharf();
-    ASSERT_NE(first, nullptr);
-    DockClient client(session);
-    const auto before = client.settledDock();
-    ASSERT_TRUE(before);
-
-    const RunResult second = session.run(E2eSession::wharfBinary(), {}, 15000);
-    EXPECT_FALSE(second.timedOut);
-    EXPECT_EQ(second.exitCode, 0);
-    EXPECT_TRUE(second.err.contains(QStringLiteral("already running"))) << second.err.toStdString();
-    EXPECT_FALSE(second.err.contains(QStringLiteral("Wharf ready"))) << "the second instance built nothing";
-
-    EXPECT_EQ(first->state(), QProcess::Running);
-    const auto after = client.settledDock();
-    ASSERT_TRUE(after);
-    EXPECT_EQ(after->tiles, before->tiles);
-    EXPECT_EQ(client.docks().size(), 2u);
-    EXPECT_EQ(wharfWindows(session, first->processId()).size(), 2);
-}
 
 // Reads a process's standard error until `text` shows up.
 bool waitForOutput(QProcess& process, QByteArray& seen, const QByteArray& text, int timeoutMs = 15000)
@@ -49,98 +25,57 @@ QByteArray fileBytes(const QString& path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-TEST(DockLifecycle, WithoutASessionBusTheLockStillTurnsTheSecondInstanceAway)
+TEST(DockLifecycle, ASecondInstanceIsTurnedAwayWithOrWithoutASessionBusAndLeavesTheFirstAlone)
 {
-    E2eSession session;
-    WHARF_REQUIRE_SESSION(session);
-    session.setEnv(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("disabled:"));
-    QProcess* first = session.start(E2eSession::wharfBinary());
-    QByteArray firstOutput;
-    ASSERT_TRUE(waitForOutput(*first, firstOutput, "Wharf ready.")) << firstOutput.toStdString();
-    const QString conf = session.configHome() + QStringLiteral("/wharf/wharf.conf");
-    // The first start saves its pins (and the view its resting size) soon after: wait until the
-    // file holds still.
-    QByteArray settings;
-    ASSERT_TRUE(E2eSession::waitFor([&] {
-        const QByteArray now = fileBytes(conf);
-        const bool settled = !now.isEmpty() && now == settings;
-        settings = now;
-        return settled;
-    }, 10000, 500));
+    for (const bool bus : {true, false}) {
+        SCOPED_TRACE(bus ? "session bus" : "no session bus: the lock");
+        E2eSession session;
+        WHARF_REQUIRE_SESSION(session);
+        if (!bus)
+            session.setEnv(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("disabled:"));
+        QProcess* first = session.start(E2eSession::wharfBinary());
+        QByteArray firstOutput;
+        ASSERT_TRUE(waitForOutput(*first, firstOutput, "Wharf ready.")) << firstOutput.toStdString();
+        const QString conf = session.configHome() + QStringLiteral("/wharf/wharf.conf");
+        // The first start saves its pins (and the view its resting size) soon after: wait until the
+        // file holds still.
+        QByteArray settings;
+        ASSERT_TRUE(E2eSession::waitFor([&] {
+            const QByteArray now = fileBytes(conf);
+            const bool settled = !now.isEmpty() && now == settings;
+            settings = now;
+            return settled;
+        }, 10000, 500));
 
-    const RunResult second = session.run(E2eSession::wharfBinary(), {}, 15000);
-    EXPECT_FALSE(second.timedOut) << "the second instance ran in full";
-    EXPECT_EQ(second.exitCode, 0);
-    EXPECT_TRUE(second.err.contains(QStringLiteral("already running"))) << second.err.toStdString();
-    EXPECT_EQ(fileBytes(conf), settings);
-    EXPECT_EQ(first->state(), QProcess::Running);
-}
-
-TEST(DockLifecycle, ArgumentsWharfDoesNotKnowStartTheDock)
-{
-    E2eSession session;
-    WHARF_REQUIRE_SESSION(session);
-    const QStringList rows[] = {
-        {QStringLiteral("--dock-watchdog"), QStringLiteral("not-a-pid"), QStringLiteral("/tmp/backup")},
-        {QStringLiteral("--no-such-option")},
-        {QStringLiteral("stray")},
-    };
-    for (const QStringList& args : rows) {
-        SCOPED_TRACE(args.join(' ').toStdString());
-        QProcess* wharf = session.startWharf(args);
-        ASSERT_NE(wharf, nullptr) << "did not start the dock";
-        ASSERT_TRUE(DockClient(session).quit());
-        ASSERT_TRUE(wharf->waitForFinished(10000));
-        EXPECT_EQ(wharf->exitCode(), 0);
+        const RunResult second = session.run(E2eSession::wharfBinary(), {}, 15000);
+        EXPECT_FALSE(second.timedOut) << "the second instance ran in full";
+        EXPECT_EQ(second.exitCode, 0);
+        EXPECT_TRUE(second.err.contains(QStringLiteral("already running"))) << second.err.toStdString();
+        EXPECT_FALSE(second.err.contains(QStringLiteral("Wharf ready"))) << "the second instance built nothing";
+        EXPECT_EQ(fileBytes(conf), settings);
+        EXPECT_EQ(first->state(), QProcess::Running);
     }
-    const RunResult help = session.run(E2eSession::wharfBinary(), {QStringLiteral("--help")});
-    EXPECT_EQ(help.exitCode, 0);
-    EXPECT_TRUE(help.out.contains(QStringLiteral("--list-items"))) << help.out.toStdString();
-    const RunResult version = session.run(E2eSession::wharfBinary(), {QStringLiteral("--version")});
-    EXPECT_EQ(version.exitCode, 0);
-    EXPECT_TRUE(version.out.startsWith(QStringLiteral("wharf "))) << version.out.toStdString();
 }
 
-TEST(DockLifecycle, MirroredOutputsShareOneDockPair)
-{
-    E2eOptions options;
-    options.twoMonitors = true;
-    E2eSession session(options);
-    WHARF_REQUIRE_SESSION(session);
-    // A third output showing the same pixels as LEFT, and a fourth overlapping RIGHT.
-    ASSERT_EQ(session.run(QStringLiteral("xrandr"), {QStringLiteral("--setmonitor"), QStringLiteral("MIRROR"),
-                                                     QStringLiteral("1920/508x1080/286+0+0"), QStringLiteral("none")})
-                  .exitCode,
-              0);
-    ASSERT_EQ(session.run(QStringLiteral("xrandr"), {QStringLiteral("--setmonitor"), QStringLiteral("OVERLAP"),
-                                                     QStringLiteral("1280/338x1024/270+2200+0"), QStringLiteral("none")})
-                  .exitCode,
-              0);
-    QProcess* wharf = session.startWharf();
-    ASSERT_NE(wharf, nullptr);
-    QByteArray output;
-    ASSERT_TRUE(waitForOutput(*wharf, output, "Wharf ready.")) << output.toStdString();
-    EXPECT_TRUE(output.contains("Wharf ready. Displays: 2,")) << output.toStdString();
-    DockClient client(session);
-    QStringList displays;
-    for (const DockInfo& dock : client.docks())
-        displays << dock.display;
-    EXPECT_EQ(displays, (QStringList{QStringLiteral("LEFT"), QStringLiteral("LEFT"), QStringLiteral("RIGHT"),
-                                     QStringLiteral("RIGHT")}));
-}
-
-TEST(DockLifecycle, SignalsAndQuitEndThroughTheShutdownSequence)
+// Arguments Wharf does not know (a session manager's, a bad watchdog's) still start the dock.
+TEST(DockLifecycle, OddArgumentsStartTheDockAndSignalsAndQuitEndThroughTheShutdownSequence)
 {
     const struct {
         const char* name;
+        QStringList args;
         int signal; // 0: the D-Bus Quit method
-    } rows[] = {{"SIGTERM", SIGTERM}, {"SIGINT", SIGINT}, {"Quit over D-Bus", 0}};
+    } rows[] = {
+        {"SIGTERM", {QStringLiteral("--no-such-option")}, SIGTERM},
+        {"SIGINT", {QStringLiteral("stray")}, SIGINT},
+        {"Quit over D-Bus",
+         {QStringLiteral("--dock-watchdog"), QStringLiteral("not-a-pid"), QStringLiteral("/tmp/backup")}, 0},
+    };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         E2eSession session;
         WHARF_REQUIRE_SESSION(session);
-        QProcess* wharf = session.startWharf();
-        ASSERT_NE(wharf, nullptr);
+        QProcess* wharf = session.startWharf(row.args);
+        ASSERT_NE(wharf, nullptr) << "did not start the dock";
         DockClient client(session);
         ASSERT_TRUE(client.settledDock());
 
@@ -158,20 +93,35 @@ TEST(DockLifecycle, SignalsAndQuitEndThroughTheShutdownSequence)
     }
 }
 
-TEST(DockLifecycle, WithoutADisplayItSaysSoAndExitsWithOne)
+TEST(DockLifecycle, WithoutADisplayTheDockAndTheListingSaySoAndExitWithOne)
 {
     E2eSession session;
     WHARF_REQUIRE_SESSION(session);
-    session.setEnv(QStringLiteral("DISPLAY"), QStringLiteral(":9999"));
-    const RunResult result = session.run(E2eSession::wharfBinary(), {}, 15000);
-    EXPECT_EQ(result.exitCode, 1);
-    EXPECT_TRUE(result.err.contains(QStringLiteral("cannot open the X display \":9999\""))) << result.err.toStdString();
-    EXPECT_FALSE(result.crashed);
-
-    session.unsetEnv(QStringLiteral("DISPLAY"));
-    const RunResult unset = session.run(E2eSession::wharfBinary(), {}, 15000);
-    EXPECT_EQ(unset.exitCode, 1);
-    EXPECT_TRUE(unset.err.contains(QStringLiteral("DISPLAY is not set"))) << unset.err.toStdString();
+    const struct {
+        QStringList args;
+        const char* display; // nullptr: unset
+        const char* platform;
+        const char* message;
+    } rows[] = {
+        {{}, ":9999", "", "cannot open the X display \":9999\""},
+        {{}, nullptr, "", "DISPLAY is not set"},
+        {{QStringLiteral("--list-items")}, ":9999", "", ":9999"},
+        {{QStringLiteral("--list-items")}, ":9999", "offscreen", ":9999"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE((row.args.join(' ') + QLatin1Char(' ') + QLatin1String(row.platform)).toStdString());
+        if (row.display)
+            session.setEnv(QStringLiteral("DISPLAY"), QLatin1String(row.display));
+        else
+            session.unsetEnv(QStringLiteral("DISPLAY"));
+        session.setEnv(QStringLiteral("QT_QPA_PLATFORM"), QLatin1String(row.platform));
+        const RunResult result = session.run(E2eSession::wharfBinary(), row.args, 15000);
+        EXPECT_FALSE(result.timedOut);
+        EXPECT_FALSE(result.crashed) << result.err.toStdString();
+        EXPECT_EQ(result.exitCode, 1);
+        EXPECT_TRUE(result.err.contains(QLatin1String(row.message))) << result.err.toStdString();
+        EXPECT_TRUE(result.out.isEmpty()) << result.out.toStdString();
+    }
 }
 
 } // namespace

@@ -16,17 +16,6 @@
 namespace wharf::e2e {
 namespace {
 
-constexpr double kIconSize = 58;
-constexpr double kMagnification = 1.65;
-
-QVariantMap fixedSizes()
-{
-    // A known resting size keeps the expected frames independent of the first layout pass.
-    return {{QStringLiteral("iconSize"), kIconSize},
-            {QStringLiteral("restingIconSize"), kIconSize},
-            {QStringLiteral("magnification"), kMagnification}};
-}
-
 QPoint center(const QRectF& r) { return r.center().toPoint(); }
 
 bool mouseMove(E2eSession& session, QPoint p)
@@ -34,24 +23,59 @@ bool mouseMove(E2eSession& session, QPoint p)
     return session.xdotool({QStringLiteral("mousemove"), QString::number(p.x()), QString::number(p.y())}).exitCode == 0;
 }
 
-TEST(DockWindows, TheWindowManagerSeesDocksOnEveryDesktopAboveOthersNeverFocused)
+// Two docks on every display, where the window manager sees them on every desktop, above the
+// others and never focused; the row is shown at rest at once, clicks pass through all but the
+// tiles, and a display that goes takes its docks along.
+TEST(DockWindows, EveryDisplayGetsTwoUnfocusedDocksAboveTheOthersThatLetClicksThroughBesideTheTiles)
 {
-    E2eSession session;
+    E2eOptions options;
+    options.twoMonitors = true;
+    E2eSession session(options);
     WHARF_REQUIRE_SESSION(session);
+    // The xterm below must stay under the dock, so windows are not kept clear of it here.
+    writeWharfSettings(session, {{QStringLiteral("keepWindowsAboveDock"), false}});
     QProcess* wharf = session.startWharf();
     ASSERT_NE(wharf, nullptr);
     DockClient client(session);
-    ASSERT_TRUE(E2eSession::waitFor([&] { return client.docks().size() == 2; }));
+    // The row must not move from where it was first shown into its resting layout.
+    std::vector<std::vector<QRectF>> seen;
+    E2eSession::waitFor(
+        [&] {
+            const auto docks = client.docks();
+            if (!docks.empty() && !docks.front().tiles.empty())
+                seen.push_back(docks.front().tiles);
+            return seen.size() >= 30;
+        },
+        10000, 10);
+    const auto settled = client.settledDock(4);
+    ASSERT_TRUE(settled);
+    for (const auto& tiles : seen)
+        ASSERT_EQ(tiles, settled->tiles) << "the row moved after it was first shown";
 
-    // What the window manager sees on the mapped dock window.
+    QStringList displays;
+    for (const DockInfo& dock : client.docks()) {
+        displays << dock.display;
+        EXPECT_EQ(dock.mapped, !dock.overlay);
+        const double left = dock.display == QStringLiteral("RIGHT") ? 1920 : 0;
+        EXPECT_EQ(dock.frame, QRectF(left, 740, 1920, 340)) << dock.display.toStdString();
+    }
+    EXPECT_EQ(displays, (QStringList{QStringLiteral("LEFT"), QStringLiteral("LEFT"), QStringLiteral("RIGHT"),
+                                     QStringLiteral("RIGHT")}));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return wharf->readAllStandardError().contains("Wharf ready. Displays: 2,"); }))
+        << "the ready line counts the displays that carry docks";
+
+    // What the window manager sees on the dock windows.
     const QStringList windows = wharfWindows(session, wharf->processId());
-    ASSERT_EQ(windows.size(), 2) << "both dock windows exist as X windows";
+    ASSERT_EQ(windows.size(), 4) << "every dock window exists as an X window";
     QString mapped, unmapped;
     for (const QString& id : windows) {
         if (session.xprop({QStringLiteral("-id"), id, QStringLiteral("WM_STATE")}).contains(QStringLiteral("Normal")))
             mapped = id;
         else
             unmapped = id;
+        EXPECT_FALSE(session.xprop({QStringLiteral("-id"), id, QStringLiteral("WM_PROTOCOLS")})
+                         .contains(QStringLiteral("WM_TAKE_FOCUS")))
+            << "the focus is taken only in keyboard mode";
     }
     ASSERT_FALSE(mapped.isEmpty()) << "the normal dock is mapped";
     ASSERT_FALSE(unmapped.isEmpty()) << "the overlay dock is not";
@@ -70,251 +94,8 @@ TEST(DockWindows, TheWindowManagerSeesDocksOnEveryDesktopAboveOthersNeverFocused
     EXPECT_TRUE(props.contains(QStringLiteral("_NET_WM_DESKTOP(CARDINAL) = 4294967295"))) << props.toStdString();
     EXPECT_TRUE(props.contains(QStringLiteral("Client accepts input or input focus: False"))) << props.toStdString();
 
-    EXPECT_TRUE(client.quit());
-    EXPECT_TRUE(wharf->waitForFinished(10000));
-    EXPECT_EQ(wharf->exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(wharf->exitCode(), 0);
-}
-
-TEST(DockWindows, TheDockTakesTheFocusOnlyInKeyboardMode)
-{
-    E2eSession session;
-    WHARF_REQUIRE_SESSION(session);
-    session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x10+100+100")});
-    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
-    const quint32 xterm = session.clientWindows(QStringLiteral("xterm")).front();
-    QProcess* wharf = session.startWharf();
-    ASSERT_NE(wharf, nullptr);
-    DockClient client(session);
-    const auto dock = client.settledDock();
-    ASSERT_TRUE(dock);
-    const QStringList windows = wharfWindows(session, wharf->processId());
-    const auto isDockWindow = [&](quint32 id) { return windows.contains(QString::number(id)); };
-    // Taking the focus is both the input hint and WM_TAKE_FOCUS: window managers read either.
-    // (While the mode is changing the two are read on either side of the change: only a settled
-    // state must agree.)
-    const auto acceptsInput = [&](int id, bool settled = true) {
-        const QString hints = session.xprop({QStringLiteral("-id"), QString::number(id), QStringLiteral("WM_HINTS")});
-        const QString protocols =
-            session.xprop({QStringLiteral("-id"), QString::number(id), QStringLiteral("WM_PROTOCOLS")});
-        const bool input = hints.contains(QStringLiteral("focus: True"));
-        const bool takeFocus = protocols.contains(QStringLiteral("WM_TAKE_FOCUS"));
-        if (settled) {
-            EXPECT_EQ(input, takeFocus) << hints.toStdString() << protocols.toStdString();
-        }
-        return input && takeFocus;
-    };
-    for (const QString& id : windows)
-        EXPECT_FALSE(acceptsInput(id.toInt()));
-
-    // A click on a tile leaves the focus where it was.
-    session.xdotool({QStringLiteral("windowactivate"), QString::number(xterm)});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterm; }, 3000));
-    mouseMove(session, center(dock->tiles.front()));
-    session.xdotool({QStringLiteral("click"), QStringLiteral("1")});
-    EXPECT_FALSE(E2eSession::waitFor([&] { return isDockWindow(activeWindow(session)); }, 1000));
-
-    // Keyboard mode (the global shortcut's path) makes the dock active ...
-    QDBusInterface(QStringLiteral("com.tamberly.Wharf"), QStringLiteral("/com/tamberly/Wharf"),
-                   QStringLiteral("com.tamberly.Wharf"), session.bus())
-        .call(QStringLiteral("FocusDock"));
-    ASSERT_TRUE(E2eSession::waitFor([&] { return isDockWindow(activeWindow(session)); }, 3000));
-    const int focused = activeWindow(session);
-    EXPECT_TRUE(acceptsInput(focused));
-
-    // ... until the focus goes elsewhere, which ends keyboard mode.
-    session.xdotool({QStringLiteral("windowactivate"), QString::number(xterm)});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterm; }, 3000));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return !acceptsInput(focused, false); }, 3000));
-    EXPECT_FALSE(acceptsInput(focused));
-}
-
-TEST(DockWindows, EveryDisplayGetsTwoDocksUnlessAllDisplaysIsOffAndLosesThemWhenItGoes)
-{
-    const struct {
-        const char* name;
-        bool allDisplays;
-        QStringList displays;
-    } rows[] = {
-        {"all displays", true, {QStringLiteral("LEFT"), QStringLiteral("LEFT"), QStringLiteral("RIGHT"), QStringLiteral("RIGHT")}},
-        {"first display only", false, {QStringLiteral("LEFT"), QStringLiteral("LEFT")}},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        E2eOptions options;
-        options.twoMonitors = true;
-        E2eSession session(options);
-        WHARF_REQUIRE_SESSION(session);
-        writeWharfSettings(session, {{QStringLiteral("allDisplays"), row.allDisplays}});
-        QProcess* wharf = session.startWharf();
-        ASSERT_NE(wharf, nullptr);
-        DockClient client(session);
-        ASSERT_TRUE(E2eSession::waitFor([&] { return client.docks().size() == std::size_t(row.displays.size()); }));
-
-        QStringList displays;
-        for (const DockInfo& dock : client.docks()) {
-            displays << dock.display;
-            EXPECT_EQ(dock.mapped, !dock.overlay);
-            const double left = dock.display == QStringLiteral("RIGHT") ? 1920 : 0;
-            EXPECT_EQ(dock.frame, QRectF(left, 740, 1920, 340)) << dock.display.toStdString();
-        }
-        EXPECT_EQ(displays, row.displays);
-        EXPECT_TRUE(E2eSession::waitFor([&] {
-            return wharf->readAllStandardError().contains(
-                QStringLiteral("Wharf ready. Displays: %1,").arg(row.displays.size() / 2).toUtf8());
-        })) << "the ready line counts the displays that carry docks";
-        if (!row.allDisplays)
-            continue;
-        // A display that goes takes its docks along.
-        ASSERT_EQ(session.run(QStringLiteral("xrandr"), {QStringLiteral("--delmonitor"), QStringLiteral("RIGHT")}).exitCode, 0);
-        ASSERT_TRUE(E2eSession::waitFor([&] { return client.docks().size() == 2; })) << client.docks().size();
-        for (const DockInfo& dock : client.docks())
-            EXPECT_NE(dock.display, QStringLiteral("RIGHT"));
-        EXPECT_EQ(wharf->state(), QProcess::Running);
-    }
-}
-
-TEST(DockWindows, RestingBandIsReservedOnlyWhileWindowsAreKeptAboveTheDock)
-{
-    const struct {
-        const char* name;
-        QVariantMap settings;
-        bool reserved;
-    } rows[] = {
-        {"defaults", {}, true},
-        {"auto-hide", {{QStringLiteral("autoHide"), true}}, false},
-        {"windows may cover the dock", {{QStringLiteral("keepWindowsAboveDock"), false}}, false},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        E2eSession session;
-        WHARF_REQUIRE_SESSION(session);
-        writeWharfSettings(session, row.settings);
-        QProcess* wharf = session.startWharf();
-        ASSERT_NE(wharf, nullptr);
-        DockClient client(session);
-        const auto dock = client.settledDock();
-        ASSERT_TRUE(dock);
-        // The work area the window manager offers to maximized windows.
-        int workHeight = 0;
-        E2eSession::waitFor([&] {
-            const QString area = session.xprop({QStringLiteral("-root"), QStringLiteral("_NET_WORKAREA")});
-            workHeight = area.section(QLatin1Char('='), 1).section(QLatin1Char(','), 3, 3).trimmed().toInt();
-            return row.reserved ? workHeight > 0 && workHeight < 1080 : workHeight == 1080;
-        }, 3000);
-        if (row.reserved) {
-            // The band ends where the shelf's resting content ends: just above the icons.
-            EXPECT_LE(workHeight, int(dock->tiles.front().top()));
-            EXPECT_GT(workHeight, 1080 - 340);
-        } else {
-            EXPECT_EQ(workHeight, 1080);
-        }
-    }
-}
-
-TEST(DockWindows, LaunchedProgramJoinsTheRowAndTheRowSettles)
-{
-    E2eSession session;
-    WHARF_REQUIRE_SESSION(session);
-    writeWharfSettings(session, fixedSizes());
-    QProcess* wharf = session.startWharf();
-    ASSERT_NE(wharf, nullptr);
-    DockClient client(session);
-    const auto before = client.settledDock();
-    ASSERT_TRUE(before);
-
-    session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x10+100+100")});
-    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
-
-    // The xterm shows up as a running item ...
-    ASSERT_TRUE(E2eSession::waitFor([&] {
-        for (const QJsonValue& item : client.items()) {
-            if (item.toObject()[QStringLiteral("title")].toString().contains(QStringLiteral("xterm"), Qt::CaseInsensitive)
-                && !item.toObject()[QStringLiteral("pid")].isNull())
-                return true;
-        }
-        return false;
-    })) << QJsonDocument(client.items()).toJson().toStdString();
-
-    // ... gets a tile, and the row animates: some frame in between differs from both ends.
-    bool sawMotion = false;
-    std::vector<QRectF> seen;
-    E2eSession::waitFor([&] {
-        const auto docks = client.docks();
-        if (docks.empty())
-            return false;
-        if (docks.front().tiles.size() == before->tiles.size() + 1 && !seen.empty() && docks.front().tiles != seen)
-            sawMotion = true;
-        seen = docks.front().tiles;
-        return sawMotion;
-    }, 5000, 10);
-    const auto after = client.settledDock();
-    ASSERT_TRUE(after);
-    ASSERT_EQ(after->tiles.size(), before->tiles.size() + 1);
-    EXPECT_TRUE(sawMotion) << "tiles moved to their places over several frames";
-
-    // Settled, the row is at rest again: icons of the set size, centred on the display.
-    for (const QRectF& tile : after->tiles)
-        EXPECT_NEAR(tile.width(), kIconSize, 0.5);
-    EXPECT_NEAR((after->tiles.front().left() + after->tiles.back().right()) / 2, 960, 1.0);
-}
-
-TEST(DockWindows, PointerOverTheDockMagnifiesTheIconUnderIt)
-{
-    E2eSession session;
-    WHARF_REQUIRE_SESSION(session);
-    writeWharfSettings(session, fixedSizes());
-    session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x10+100+100")});
-    session.start(QStringLiteral("xclock"), {QStringLiteral("-geometry"), QStringLiteral("100x100+600+100")});
-    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xclock")));
-    QProcess* wharf = session.startWharf();
-    ASSERT_NE(wharf, nullptr);
-    DockClient client(session);
-    ASSERT_TRUE(E2eSession::waitFor([&] { return client.items().size() >= 3; }));
-    const auto resting = client.settledDock();
-    ASSERT_TRUE(resting);
-    const int count = int(resting->tiles.size());
-    ASSERT_GE(count, 3);
-
-    const int target = 1;
-    const QPoint point = center(resting->tiles[target]);
-    ASSERT_TRUE(mouseMove(session, point));
-    ASSERT_TRUE(E2eSession::waitFor([&] { return client.hoveredIndex() == target; }))
-        << "hovered " << client.hoveredIndex();
-    const auto magnified = client.settledDock();
-    ASSERT_TRUE(magnified);
-    ASSERT_EQ(int(magnified->tiles.size()), count);
-    EXPECT_EQ(magnified->hoveredIndex, target);
-    for (int i = 0; i < count; ++i) {
-        if (i != target) {
-            EXPECT_GT(magnified->tiles[target].width(), magnified->tiles[i].width()) << i;
-        }
-    }
-    EXPECT_GT(magnified->tiles[target].width(), resting->tiles[target].width() * 1.3);
-    EXPECT_TRUE(magnified->tiles[target].contains(point)) << "the icon under the pointer stays under it";
-
-    // Leaving the dock brings the row back to rest.
-    ASSERT_TRUE(mouseMove(session, QPoint(960, 200)));
-    ASSERT_TRUE(E2eSession::waitFor([&] { return client.hoveredIndex() == -1; }));
-    const auto back = client.settledDock();
-    ASSERT_TRUE(back);
-    for (int i = 0; i < count; ++i)
-        EXPECT_NEAR(back->tiles[i].width(), resting->tiles[i].width(), 0.5) << i;
-}
-
-TEST(DockWindows, ClicksReachTheWindowBelowExceptOverTiles)
-{
-    E2eSession session;
-    WHARF_REQUIRE_SESSION(session);
-    // The xterm must stay under the dock, so windows are not kept clear of it here.
-    writeWharfSettings(session, {{QStringLiteral("keepWindowsAboveDock"), false}});
-    QProcess* wharf = session.startWharf();
-    ASSERT_NE(wharf, nullptr);
-    DockClient client(session);
-    const auto dock = client.settledDock();
-    ASSERT_TRUE(dock);
-
-    // An xterm across the whole bottom of the screen, under the dock window.
+    // Clicks reach the window below except over tiles: an xterm across the whole bottom of the
+    // left display, under the dock window.
     session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("320x90+0+0")});
     ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
     const auto xterms = session.clientWindows(QStringLiteral("xterm"));
@@ -349,32 +130,29 @@ TEST(DockWindows, ClicksReachTheWindowBelowExceptOverTiles)
     EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterm; }, 3000))
         << "a click on the transparent part reaches the xterm";
 
-    // A tile takes the click itself: the xterm below must not be activated.
-    const auto now = client.settledDock();
+    // A tile takes the click itself: neither the xterm below nor the dock gets the focus.
+    const auto now = client.settledDock(4);
     ASSERT_TRUE(now);
     ASSERT_TRUE(geometry(xterm).contains(center(now->tiles.back()))) << "the xterm lies under the tile";
     ASSERT_TRUE(clickAt(center(now->tiles.back())));
-    EXPECT_FALSE(E2eSession::waitFor([&] { return activeWindow(session) == xterm; }, 1000))
-        << "a click on a tile stays with the dock";
+    EXPECT_FALSE(E2eSession::waitFor([&] {
+        const quint32 active = activeWindow(session);
+        return active == xterm || windows.contains(QString::number(active));
+    }, 1000)) << "a click on a tile stays with the dock, which leaves the focus where it was";
+
+    ASSERT_EQ(session.run(QStringLiteral("xrandr"), {QStringLiteral("--delmonitor"), QStringLiteral("RIGHT")}).exitCode, 0);
+    ASSERT_TRUE(E2eSession::waitFor([&] { return client.docks().size() == 2; })) << client.docks().size();
+    for (const DockInfo& dock : client.docks())
+        EXPECT_NE(dock.display, QStringLiteral("RIGHT"));
+    EXPECT_EQ(wharf->state(), QProcess::Running);
 }
 
-// Mean colour of a rectangle of the screenshot.
+// Mean colour of a rectangle of the screenshot (smooth scaling to one pixel averages it).
 QColor meanColor(const QImage& image, const QRect& rect)
 {
-    double r = 0, g = 0, b = 0;
-    int n = 0;
-    for (int y = rect.top(); y <= rect.bottom(); ++y) {
-        for (int x = rect.left(); x <= rect.right(); ++x) {
-            if (!image.rect().contains(x, y))
-                continue;
-            const QColor c = image.pixelColor(x, y);
-            r += c.red();
-            g += c.green();
-            b += c.blue();
-            ++n;
-        }
-    }
-    return n ? QColor(int(r / n), int(g / n), int(b / n)) : QColor();
+    return image.copy(rect.intersected(image.rect()))
+        .scaled(1, 1, Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
+        .pixelColor(0, 0);
 }
 
 int distance(const QColor& a, const QColor& b)
@@ -382,7 +160,7 @@ int distance(const QColor& a, const QColor& b)
     return std::abs(a.red() - b.red()) + std::abs(a.green() - b.green()) + std::abs(a.blue() - b.blue());
 }
 
-TEST(DockWindows, ShelfAndIconsAreDrawnWhereTheFramesSayInLightAndDark)
+TEST(DockWindows, ShelfAndRunningIndicatorsAreDrawnWhereTheFramesSayInLightAndDark)
 {
     std::map<QString, int> shelfLightness;
     for (const QString& appearance : {QStringLiteral("light"), QStringLiteral("dark")}) {
@@ -401,14 +179,6 @@ TEST(DockWindows, ShelfAndIconsAreDrawnWhereTheFramesSayInLightAndDark)
         ASSERT_TRUE(dock);
         const QImage shot = session.screenshot().convertToFormat(QImage::Format_RGB32);
         ASSERT_FALSE(shot.isNull());
-
-        // Icons: the middle of every tile is drawn over the background.
-        for (const QRectF& tile : dock->tiles) {
-            const QRect inner = tile.adjusted(tile.width() * 0.3, tile.height() * 0.3, -tile.width() * 0.3,
-                                              -tile.height() * 0.3).toRect();
-            EXPECT_GT(distance(meanColor(shot, inner), meanColor(empty, inner)), 30)
-                << "tile at " << tile.x() << "," << tile.y();
-        }
         // The shelf: a band just below the icons, between the first and last tile.
         const QRectF first = dock->tiles.front(), last = dock->tiles.back();
         const QRect shelf(QPoint(int(first.left()), int(first.bottom()) + 2),
@@ -441,21 +211,15 @@ TEST(DockWindows, ShelfAndIconsAreDrawnWhereTheFramesSayInLightAndDark)
                 EXPECT_LT(strongest, 15) << "no indicator under " << dock->ids[int(i)].toStdString();
         }
 
-        // Nothing is drawn in the dock window far above the shelf, nor beside it.
-        const QRect above(QPoint(int(first.left()), 760), QPoint(int(last.right()), 780));
-        EXPECT_LT(distance(meanColor(shot, above), meanColor(empty, above)), 10) << "above the dock stays clear";
-        const QRect beside(QPoint(5, int(first.top())), QPoint(int(first.left()) - 80, int(first.bottom())));
-        if (beside.width() > 10) {
-            EXPECT_LT(distance(meanColor(shot, beside), meanColor(empty, beside)), 10) << "beside the shelf";
-        }
-        if (const QString dir = qEnvironmentVariable("WHARF_E2E_SHOT_DIR"); !dir.isEmpty())
-            shot.save(dir + QStringLiteral("/dock-") + appearance + QStringLiteral(".png"));
     }
     EXPECT_GT(shelfLightness[QStringLiteral("light")], shelfLightness[QStringLiteral("dark")] + 20)
         << "the light shelf is lighter than the dark one";
 }
 
-TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownOverTheDesktopAndCompositingIsFollowed)
+// Without a compositor the dock window is clipped to what is drawn, and X delivers input only
+// inside that shape: the transparent corner of a magnified tile must neither strand the hover nor
+// let clicks through. A compositor that starts later is followed.
+TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndCompositingIsFollowed)
 {
     E2eOptions options;
     options.compositor = false;
@@ -465,14 +229,20 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownOverTheDesktopAndComposit
     ASSERT_EQ(session.run(QStringLiteral(ROOT_BACKGROUND), {desktop.name()}).exitCode, 0);
     // A white terminal under the left of the dock window: without a compositor translucent pixels
     // would turn it black. It must stay there, so windows are not kept clear of the dock here.
-    writeWharfSettings(session, {{QStringLiteral("keepWindowsAboveDock"), false}});
+    writeWharfSettings(session, {{QStringLiteral("keepWindowsAboveDock"), false}, {QStringLiteral("iconSize"), 58},
+                                 {QStringLiteral("restingIconSize"), 58}, {QStringLiteral("magnification"), 1.65}});
     session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x70+0+100")});
+    session.start(QStringLiteral("xclock"), {QStringLiteral("-geometry"), QStringLiteral("100x100+600+100")});
     ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
+    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xclock")));
     QProcess* wharf = session.startWharf();
     ASSERT_NE(wharf, nullptr);
     DockClient client(session);
+    ASSERT_TRUE(E2eSession::waitFor([&] { return client.items().size() >= 3; }));
     const auto dock = client.settledDock();
     ASSERT_TRUE(dock);
+    const int count = int(dock->tiles.size());
+    ASSERT_GE(count, 3);
     QString log;
     const auto logged = [&](const QString& text) {
         return E2eSession::waitFor([&] {
@@ -488,6 +258,40 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownOverTheDesktopAndComposit
     EXPECT_EQ(plain.pixelColor(clear), white) << "the window is clipped to what is drawn";
     EXPECT_NE(plain.pixelColor(icon), desktop) << "the icons are still drawn";
 
+    // The pointer magnifies the icon under it, which stays under it.
+    const int target = 1;
+    const QPoint point = center(dock->tiles[target]);
+    ASSERT_TRUE(mouseMove(session, point));
+    std::optional<DockInfo> magnified;
+    ASSERT_TRUE(E2eSession::waitFor([&] {
+        magnified = client.settledDock();
+        return magnified && magnified->hoveredIndex == target
+            && magnified->tiles[target].width() > dock->tiles[target].width() * 1.3;
+    })) << "hovered " << client.hoveredIndex();
+    ASSERT_EQ(int(magnified->tiles.size()), count);
+    for (int i = 0; i < count; ++i) {
+        if (i != target) {
+            EXPECT_GT(magnified->tiles[target].width(), magnified->tiles[i].width()) << i;
+        }
+    }
+    EXPECT_TRUE(magnified->tiles[target].contains(point)) << "the icon under the pointer stays under it";
+    // In the magnified tile's transparent corner X puts the pointer, and so the clicks, in the dock
+    // (its frame), not in the desktop below.
+    const QRectF tile = magnified->tiles[target];
+    ASSERT_TRUE(mouseMove(session, QPoint(int(tile.left()) + 2, int(tile.top()) + 2)));
+    ASSERT_TRUE(client.settledDock()) << "the row settles around the corner";
+    const QString under = session.xdotool({QStringLiteral("getmouselocation"), QStringLiteral("--shell")}).out;
+    const QString window = under.section(QStringLiteral("WINDOW="), 1).section(QLatin1Char('\n'), 0, 0);
+    const QString geometry = session.run(QStringLiteral("xwininfo"), {QStringLiteral("-id"), window}).out;
+    EXPECT_TRUE(geometry.contains(QStringLiteral("Height: 340"))) << geometry.toStdString();
+    // Leaving through it ends the hover and brings the row back to rest.
+    ASSERT_TRUE(mouseMove(session, QPoint(960, 200)));
+    EXPECT_TRUE(E2eSession::waitFor([&] {
+        const auto now = client.settledDock();
+        return now && !now->hoveredIndex && int(now->tiles.size()) == count
+            && std::abs(now->tiles[target].width() - dock->tiles[target].width()) < 0.5;
+    })) << "the hover ends and the row is back at rest; hovered " << client.hoveredIndex();
+
     QProcess* compositor = session.start(QStringLiteral("xcompmgr"));
     ASSERT_TRUE(logged(QStringLiteral("Compositing manager running"))) << log.toStdString();
     ASSERT_TRUE(E2eSession::waitFor([&] { return session.screenshot().pixelColor(icon) != desktop; }, 3000));
@@ -496,8 +300,8 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownOverTheDesktopAndComposit
     // Icon edges blended against black come out darker than the icon and the desktop both; blended
     // against the desktop they match what the compositor makes of them.
     int darker = 0;
-    for (const QRectF& tile : dock->tiles) {
-        const QRect r = tile.toAlignedRect().intersected(plain.rect());
+    for (const QRectF& t : dock->tiles) {
+        const QRect r = t.toAlignedRect().intersected(plain.rect());
         for (int y = r.top(); y <= r.bottom(); ++y)
             for (int x = r.left(); x <= r.right(); ++x)
                 darker += qGray(plain.pixel(x, y)) + 24 < qGray(blended.pixel(x, y));
@@ -506,81 +310,6 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownOverTheDesktopAndComposit
 
     E2eSession::stop(compositor);
     EXPECT_TRUE(logged(QStringLiteral("Compositing manager gone"))) << log.toStdString();
-}
-
-// Without a compositor X delivers input only inside the window's shape: the transparent corner of
-// a magnified tile must neither strand the hover nor let clicks through.
-TEST(DockWindows, WithoutACompositorTheHoverEndsAfterLeavingThroughATransparentCorner)
-{
-    E2eOptions options;
-    options.compositor = false;
-    E2eSession session(options);
-    WHARF_REQUIRE_SESSION(session);
-    writeWharfSettings(session, fixedSizes());
-    session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x10+100+100")});
-    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
-    QProcess* wharf = session.startWharf();
-    ASSERT_NE(wharf, nullptr);
-    DockClient client(session);
-    ASSERT_TRUE(E2eSession::waitFor([&] {
-        for (const QJsonValue& item : client.items())
-            if (!item.toObject()[QStringLiteral("pid")].isNull())
-                return true;
-        return false;
-    }));
-    const auto resting = client.settledDock();
-    ASSERT_TRUE(resting);
-    int xterm = -1;
-    const QJsonArray items = client.items();
-    for (int i = 0; i < items.size(); ++i)
-        if (!items[i].toObject()[QStringLiteral("pid")].isNull())
-            xterm = i;
-    ASSERT_GE(xterm, 0);
-
-    ASSERT_TRUE(mouseMove(session, center(resting->tiles[xterm])));
-    ASSERT_TRUE(E2eSession::waitFor([&] { return client.hoveredIndex() == xterm; }));
-    const auto magnified = client.settledDock();
-    ASSERT_TRUE(magnified);
-    const QRectF tile = magnified->tiles[xterm];
-    ASSERT_TRUE(mouseMove(session, QPoint(int(tile.left()) + 2, int(tile.top()) + 2)));
-    ASSERT_TRUE(client.settledDock()) << "the row settles around the corner";
-    // X puts the pointer, and so the clicks, in the dock (its frame) there, not in the desktop below.
-    const QString under = session.xdotool({QStringLiteral("getmouselocation"), QStringLiteral("--shell")}).out;
-    const QString window = under.section(QStringLiteral("WINDOW="), 1).section(QLatin1Char('\n'), 0, 0);
-    const QString geometry = session.run(QStringLiteral("xwininfo"), {QStringLiteral("-id"), window}).out;
-    EXPECT_TRUE(geometry.contains(QStringLiteral("Height: 340"))) << geometry.toStdString();
-    ASSERT_TRUE(mouseMove(session, QPoint(960, 200)));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return client.hoveredIndex() == -1; }, 3000))
-        << "hovered " << client.hoveredIndex();
-    const auto back = client.settledDock();
-    ASSERT_TRUE(back);
-    EXPECT_NEAR(back->tiles[xterm].width(), resting->tiles[xterm].width(), 0.5) << "the row is back at rest";
-}
-
-TEST(DockWindows, TheFirstFramesShowTheRowAtRest)
-{
-    E2eSession session;
-    WHARF_REQUIRE_SESSION(session);
-    QProcess* wharf = session.startWharf();
-    ASSERT_NE(wharf, nullptr);
-    DockClient client(session);
-    std::vector<std::vector<QRectF>> seen;
-    E2eSession::waitFor(
-        [&] {
-            const auto docks = client.docks();
-            if (!docks.empty() && !docks.front().tiles.empty())
-                seen.push_back(docks.front().tiles);
-            return seen.size() >= 30;
-        },
-        10000, 10);
-    const auto settled = client.settledDock();
-    ASSERT_TRUE(settled);
-    ASSERT_FALSE(seen.empty());
-    for (const auto& tiles : seen) {
-        ASSERT_EQ(tiles.size(), settled->tiles.size());
-        for (size_t i = 0; i < tiles.size(); ++i)
-            EXPECT_EQ(tiles[i], settled->tiles[i]) << "tile " << i << " moved after it was first shown";
-    }
 }
 
 // icewm keeps its task bar along the bottom edge: the dock sits on top of it instead of over it.

@@ -1,5 +1,5 @@
-// The X11 workspace in this process against a private desktop: launching, events, actions,
-// late class changes, vanishing windows and a lost server connection.
+// The X11 workspace in this process against a private desktop: launching, events, actions, the
+// order of running programs, late class changes, vanishing windows and a lost server connection.
 #include "e2e_session.h"
 #include "platform/x11/x11_workspace.h"
 
@@ -7,13 +7,14 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
+#include <QSet>
 #include <QGuiApplication>
+#include <QThread>
 #include <QTimer>
 
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <cstring>
 #include <xcb/xcb.h>
 
 using wharf::RunningApplication;
@@ -36,44 +37,28 @@ namespace {
 // Collects the startup-notification messages broadcast on the root window.
 class StartupMessages {
 public:
-    explicit StartupMessages(const QString& display)
+    explicit StartupMessages(const QString& display) : connection(display.toLocal8Bit())
     {
-        connection = xcb_connect(display.toLocal8Bit().constData(), nullptr);
-        const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
-        const uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
-        xcb_change_window_attributes(connection, root, XCB_CW_EVENT_MASK, &mask);
-        for (const char* name : {"_NET_STARTUP_INFO_BEGIN", "_NET_STARTUP_INFO"}) {
-            auto* reply = xcb_intern_atom_reply(connection, xcb_intern_atom(connection, 0, strlen(name), name), nullptr);
-            atoms.push_back(reply ? reply->atom : 0);
-            free(reply);
-        }
-        xcb_flush(connection);
-    }
-    ~StartupMessages() { xcb_disconnect(connection); }
-
-    QStringList read()
-    {
-        while (xcb_generic_event_t* event = xcb_poll_for_event(connection)) {
-            if ((event->response_type & 0x7f) == XCB_CLIENT_MESSAGE) {
-                const auto* message = reinterpret_cast<const xcb_client_message_event_t*>(event);
-                if (message->type == atoms[0])
-                    partial.clear();
-                if (message->type == atoms[0] || message->type == atoms[1]) {
-                    const QByteArray piece(reinterpret_cast<const char*>(message->data.data8), 20);
-                    const qsizetype end = piece.indexOf('\0');
-                    partial += end < 0 ? piece : piece.left(end);
-                    if (end >= 0)
-                        complete << QString::fromUtf8(std::exchange(partial, {}));
-                }
-            }
-            free(event);
-        }
-        return complete;
+        connection.watchProperties(connection.root(), false);
+        connection.flush();
+        subscription = connection.events.add([this](const xcb_generic_event_t* event) {
+            const auto* message = reinterpret_cast<const xcb_client_message_event_t*>(event);
+            const X11Connection::Atoms& atoms = connection.atoms();
+            if ((event->response_type & 0x7f) != XCB_CLIENT_MESSAGE
+                || (message->type != atoms.startupInfoBegin && message->type != atoms.startupInfo))
+                return;
+            if (message->type == atoms.startupInfoBegin)
+                partial.clear();
+            const QByteArray piece(reinterpret_cast<const char*>(message->data.data8), 20);
+            const qsizetype end = piece.indexOf('\0');
+            partial += end < 0 ? piece : piece.left(end);
+            if (end >= 0)
+                complete << QString::fromUtf8(std::exchange(partial, {}));
+        });
     }
 
-private:
-    xcb_connection_t* connection = nullptr;
-    std::vector<xcb_atom_t> atoms;
+    X11Connection connection;
+    wharf::Subscription subscription;
     QByteArray partial;
     QStringList complete;
 };
@@ -168,8 +153,8 @@ TEST_F(LiveWorkspace, LaunchedEntryRunsUnderThatEntryThroughItsWrapperScript)
     ASSERT_TRUE(waitFor([&] { return byIdentifier("wrapped-clock") != nullptr; }))
         << "the clock never showed up under its entry";
     // xclock never completes its own startup; the dock ends the busy feedback once it shows.
-    ASSERT_TRUE(waitFor([&] { return startup.read().size() >= 2; })) << startup.read().join('\n').toStdString();
-    const QStringList messages = startup.read();
+    ASSERT_TRUE(waitFor([&] { return startup.complete.size() >= 2; })) << startup.complete.join('\n').toStdString();
+    const QStringList messages = startup.complete;
     const QString id = messages.at(0).section("ID=\"", 1).section('"', 0, 0);
     EXPECT_TRUE(messages.at(0).startsWith("new: ") && messages.at(0).contains("NAME=\"Wrapped Clock\""))
         << messages.at(0).toStdString();
@@ -185,7 +170,7 @@ TEST_F(LiveWorkspace, LaunchedEntryRunsUnderThatEntryThroughItsWrapperScript)
     EXPECT_TRUE(waitFor([&] { return byIdentifier("wrapped-clock") == nullptr; }));
 }
 
-TEST_F(LiveWorkspace, LocationsAndFilesOpenWithTheirApplications)
+TEST_F(LiveWorkspace, LocationsAndFilesOpenWithTheirApplicationsAndWhatCannotRunIsRefused)
 {
     EXPECT_EQ(workspace->fileManagerLocation(), recorder);
     EXPECT_EQ(workspace->webBrowserLocation(), recorder);
@@ -213,14 +198,21 @@ TEST_F(LiveWorkspace, LocationsAndFilesOpenWithTheirApplications)
     EXPECT_TRUE(opened().contains(QRegularExpression("(^|\\n)wharf-\\d+-\\d+_TIME[1-9]\\d*\\|" + QRegularExpression::escape(note))))
         << opened().toStdString();
 
-    const wharf::Status missing = workspace->openLocation(session->home() + "/missing.nothing");
-    ASSERT_FALSE(missing.ok());
-    EXPECT_TRUE(missing.error().message.contains("missing.nothing")) << missing.error().message.toStdString();
-}
-
-TEST_F(LiveWorkspace, ANewDefaultFileManagerIsSeenOnceTheDesktopSaysSo)
-{
-    ASSERT_EQ(workspace->fileManagerLocation(), recorder);
+    // What cannot be opened is refused with a reason.
+    const struct {
+        wharf::Status status;
+        const char* reason;
+    } refused[] = {
+        {workspace->openLocation(session->home() + "/missing.nothing"), "missing.nothing"},
+        {workspace->launchApplication(session->dataHome() + "/applications/missing.desktop"), "not a usable desktop entry"},
+        {workspace->launchApplication(session->dataHome() + "/applications/broken.desktop"), "not a usable desktop entry"},
+        {workspace->launchApplication(session->dataHome() + "/applications/none.desktop"), "does not exist"},
+    };
+    for (const auto& row : refused) {
+        ASSERT_FALSE(row.status.ok()) << row.reason;
+        EXPECT_TRUE(row.status.error().message.contains(row.reason)) << row.status.error().message.toStdString();
+    }
+    // A new default file manager is seen once the desktop says so.
     const QString other = session->dataHome() + "/applications/other-files.desktop";
     session->setDefaultApplication("inode/directory", "other-files.desktop");
     EXPECT_TRUE(waitFor([&] { return workspace->fileManagerLocation() == other; }))
@@ -237,23 +229,6 @@ TEST_F(LiveWorkspace, DBusActivatableEntryIsStartedByTheBus)
     session->xdotool({"search", "--classname", "bybus", "windowkill"});
 }
 
-TEST_F(LiveWorkspace, EntriesThatCannotRunAreRefusedWithAReason)
-{
-    const struct {
-        QString path;
-        const char* reason;
-    } rows[] = {
-        {session->dataHome() + "/applications/missing.desktop", "not a usable desktop entry"},
-        {session->dataHome() + "/applications/broken.desktop", "not a usable desktop entry"},
-        {session->dataHome() + "/applications/none.desktop", "does not exist"},
-    };
-    for (const auto& row : rows) {
-        const wharf::Status status = workspace->launchApplication(row.path);
-        ASSERT_FALSE(status.ok()) << row.path.toStdString();
-        EXPECT_TRUE(status.error().message.contains(row.reason)) << status.error().message.toStdString();
-    }
-}
-
 TEST_F(LiveWorkspace, ActionsReachTheWindowsAndEventsReportThem)
 {
     // openbox ignores requests for a window it is still mapping; focusing it comes last.
@@ -267,9 +242,6 @@ TEST_F(LiveWorkspace, ActionsReachTheWindowsAndEventsReportThem)
     session->start("xterm", {"-geometry", "40x10+450+50"});
     ASSERT_TRUE(waitFor([&] { return mappedAndFocused(2); }));
     ASSERT_TRUE(waitFor([&] { return byIdentifier("test-terminal") != nullptr; }));
-    const auto apps = workspace->runningApplications();
-    EXPECT_EQ(std::count_if(apps.begin(), apps.end(), [](const auto& a) { return a->bundleIdentifier == "test-terminal"; }), 1)
-        << "two processes, one application";
     EXPECT_EQ(byIdentifier("test-terminal")->bundleLocation, QFileInfo(terminal).filePath());
 
     received.clear();
@@ -286,20 +258,12 @@ TEST_F(LiveWorkspace, ActionsReachTheWindowsAndEventsReportThem)
     EXPECT_TRUE(receivedAny(WorkspaceNotification::didHideApplication));
 
     received.clear();
-    ASSERT_TRUE(succeeded(workspace->activate(*byIdentifier("test-terminal"))));
-    EXPECT_TRUE(waitFor([&] {
-        const auto app = byIdentifier("test-terminal");
-        return !app->isHidden && app->isActive;
-    }));
+    ASSERT_TRUE(succeeded(workspace->unhide(*byIdentifier("test-terminal"))));
+    EXPECT_TRUE(waitFor([&] { return !byIdentifier("test-terminal")->isHidden; }));
     for (quint32 window : session->clientWindows("XTerm"))
         EXPECT_FALSE(session->xprop({"-id", QString::number(window), "_NET_WM_STATE"}).contains("HIDDEN"));
     EXPECT_TRUE(receivedAny(WorkspaceNotification::didUnhideApplication)
                 || receivedAny(WorkspaceNotification::didActivateApplication));
-
-    ASSERT_TRUE(succeeded(workspace->hide(*byIdentifier("test-terminal"))));
-    ASSERT_TRUE(waitFor([&] { return byIdentifier("test-terminal")->isHidden; }));
-    ASSERT_TRUE(succeeded(workspace->unhide(*byIdentifier("test-terminal"))));
-    EXPECT_TRUE(waitFor([&] { return !byIdentifier("test-terminal")->isHidden; }));
 
     received.clear();
     const RunningApplication before = *byIdentifier("test-terminal");
@@ -310,6 +274,87 @@ TEST_F(LiveWorkspace, ActionsReachTheWindowsAndEventsReportThem)
     const wharf::Status gone = workspace->activate(before);
     ASSERT_FALSE(gone.ok()) << "acting on a program that quit";
     EXPECT_TRUE(gone.error().message.contains("no longer running")) << gone.error().message.toStdString();
+}
+
+TEST_F(LiveWorkspace, RunningProgramsAreListedOldestFirstAcrossAWindowManagerRestart)
+{
+    // The older program shows its window last, so the window manager lists it second.
+    QProcess* slow = session->start("sh", {"-c", QString("sleep 1.5; exec %1 400 400 120 80").arg(BAND_CLIENT)});
+    QThread::msleep(200); // start times count in clock ticks
+    QProcess* xterm = session->start("xterm", {"-geometry", "40x10+50+50"});
+    const auto order = [&] {
+        QStringList names;
+        for (const auto& app : workspace->runningApplications()) {
+            if (app->bundleIdentifier == "test-terminal")
+                names << "terminal";
+            else if (app->processIdentifier == slow->processId())
+                names << "slow";
+        }
+        return names;
+    };
+    const QStringList oldestFirst{"slow", "terminal"};
+    ASSERT_TRUE(waitFor([&] { return order().size() == 2; }));
+    EXPECT_EQ(order(), oldestFirst);
+
+    ASSERT_EQ(session->run("openbox", {"--restart"}).exitCode, 0);
+    ASSERT_TRUE(waitFor([&] { return session->xprop({"-root", "_NET_SUPPORTING_WM_CHECK"}).contains("window id"); }));
+    // A fresh workspace reads the window manager's new list as a restarted Wharf would.
+    workspace = std::make_unique<X11Workspace>();
+    ASSERT_TRUE(waitFor([&] { return order().size() == 2; }));
+    EXPECT_EQ(order(), oldestFirst);
+    E2eSession::stop(slow);
+    E2eSession::stop(xterm);
+}
+
+// A bare X client in Python without a toolkit: one window of the WM_CLASS given as its argument.
+const char* pythonClient = R"py(#!/usr/bin/python3
+import ctypes, os, sys, time
+from ctypes import c_int, c_uint32, c_void_p
+class Screens(ctypes.Structure):
+    _fields_ = [("data", c_void_p), ("rem", c_int), ("index", c_int)]
+xcb = ctypes.CDLL("libxcb.so.1")
+xcb.xcb_connect.restype = xcb.xcb_get_setup.restype = xcb.xcb_intern_atom_reply.restype = c_void_p
+xcb.xcb_setup_roots_iterator.restype = Screens
+xcb.xcb_generate_id.restype = xcb.xcb_intern_atom.restype = c_uint32
+c = c_void_p(xcb.xcb_connect(None, None))
+root = c_uint32.from_address(xcb.xcb_setup_roots_iterator(c_void_p(xcb.xcb_get_setup(c))).data)
+window = c_uint32(xcb.xcb_generate_id(c))
+xcb.xcb_create_window(c, 0, window, root, 0, 0, 120, 80, 0, 1, 0, 0, None)
+cookie = c_uint32(xcb.xcb_intern_atom(c, 0, 11, b"_NET_WM_PID"))
+pid_atom = c_uint32.from_address(xcb.xcb_intern_atom_reply(c, cookie, None) + 8)
+wm_class = sys.argv[1].lower().encode() + b"\0" + sys.argv[1].encode() + b"\0"
+xcb.xcb_change_property(c, 0, window, 67, 31, 8, len(wm_class), wm_class)  # WM_CLASS, STRING
+xcb.xcb_change_property(c, 0, window, pid_atom, 6, 32, 1, ctypes.byref(c_uint32(os.getpid())))  # CARDINAL
+xcb.xcb_map_window(c, window)
+xcb.xcb_flush(c)
+time.sleep(3600)
+)py";
+
+// Programs one interpreter runs are each their own application; a window that names no process
+// has no pid, not another program's.
+TEST_F(LiveWorkspace, InterpretedProgramsAreTheirOwnApplicationsAndUnknownPidsStayUnknown)
+{
+    const QString client = session->writeScript("tool.py", pythonClient);
+    const QStringList classes{"ToolA", "ToolB", "ToolC"};
+    std::vector<QProcess*> tools;
+    for (const QString& wmClass : classes)
+        tools.push_back(session->start(client, {wmClass}));
+    QProcess* eyes = session->start("xeyes", {"-geometry", "60x60+300+300"}); // names no _NET_WM_PID
+    const auto named = [&](const QString& name) {
+        return find([&](const RunningApplication& a) { return a.localizedName == name; });
+    };
+    ASSERT_TRUE(waitFor([&] { return named("ToolA") && named("ToolB") && named("ToolC") && named("XEyes"); }));
+    QSet<QString> locations; // what the dock knows them by
+    for (const QString& wmClass : classes) {
+        EXPECT_GT(named(wmClass)->processIdentifier.value_or(0), 0) << wmClass.toStdString();
+        locations << named(wmClass)->bundleLocation.value_or(QString());
+    }
+    EXPECT_EQ(locations.size(), 3) << "one application each";
+    EXPECT_EQ(named("XEyes")->processIdentifier, std::nullopt);
+    EXPECT_EQ(named("XEyes")->bundleLocation, QFileInfo("/usr/bin/xeyes").canonicalFilePath());
+    for (QProcess* process : tools)
+        E2eSession::stop(process);
+    E2eSession::stop(eyes);
 }
 
 TEST_F(LiveWorkspace, ClassSetAfterMappingIsMatchedAgain)
@@ -365,8 +410,7 @@ TEST_F(LiveWorkspace, OldClientsShowTheirOwnIconPixmaps)
     const QImage eyes = image(byName("XEyes")->icon);
     ASSERT_FALSE(clock.isNull());
     ASSERT_FALSE(eyes.isNull());
-    EXPECT_NE(clock, eyes);
-    EXPECT_NE(clock, image(QIcon::fromTheme("application-x-executable")));
+    EXPECT_NE(clock, eyes) << "each its own bitmap, not a stock icon";
     // The mask leaves the corners of both icons transparent, and the bitmap draws something.
     for (const QImage& icon : {clock, eyes}) {
         EXPECT_EQ(qAlpha(icon.pixel(0, 0)), 0);

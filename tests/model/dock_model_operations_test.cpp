@@ -1,53 +1,35 @@
-#include "model/dock_model.h"
-#include "settings/dock_preferences.h"
-
-#include "doubles/fake_workspace.h"
+#include "model_test_support.h"
 
 #include <QCoreApplication>
-#include <QDeadlineTimer>
-#include <QDir>
-#include <QFile>
 #include <QMenu>
-#include <QTemporaryDir>
 
-#include <gtest/gtest.h>
-
-inline void PrintTo(const QString& text, std::ostream* os) { *os << '"' << text.toStdString() << '"'; }
-
-using namespace wharf;
-using Kind = DockItem::Kind;
-using Pin = DockModel::Pin;
-
+namespace wharf::test {
 namespace {
 
 // Dock shown: Files, A (pinned, titled "Alpha"), B (pinned), R (running, not pinned),
 // folder (pinned), doc.txt (pinned), Trash — displayed indices 0 to 6.
-class DockModelOperations : public testing::Test {
-public:
+class DockModelOperations : public ModelTest {
+protected:
     DockModelOperations()
-        : store(std::make_shared<QSettings>(dir.filePath("wharf.conf"), QSettings::IniFormat)), preferences(store)
     {
-        workspace.fileManager = path("files.desktop");
-        workspace.bundleIDs[*workspace.fileManager] = "org.gnome.Nautilus";
-        for (const char* name : {"a.desktop", "b.desktop", "c.desktop", "r.desktop", "files.desktop", "doc.txt"})
-            QFile(path(name)).open(QIODevice::WriteOnly);
-        for (const char* name : {"folder", "other"})
-            QDir(dir.path()).mkdir(name);
-        store->setValue(DockModel::pinnedItemsKey,
-                        DockModel::encodePins({{path("a.desktop"), Kind::application, "Alpha"},
-                                               {path("b.desktop"), Kind::application, std::nullopt},
-                                               {path("folder"), Kind::folder, std::nullopt},
-                                               {path("doc.txt"), Kind::file, std::nullopt}}));
         workspace.running.push_back(std::make_shared<const RunningApplication>(
             FakeWorkspace::app("R", 40, path("r.desktop"), QString("org.example.R"), "R")));
         providers.alertPresenter = [this](const DockModel::Alert& alert) {
             alerts.push_back(alert);
             return answer;
         };
+        reset();
+    }
+
+    void reset()
+    {
+        storePins({{path("a.desktop"), Kind::application, "Alpha"},
+                   {path("b.desktop"), Kind::application, std::nullopt},
+                   {path("folder"), Kind::folder, std::nullopt},
+                   {path("doc.txt"), Kind::file, std::nullopt}});
         model = std::make_unique<DockModel>(workspace, preferences, providers);
     }
 
-    QString path(const QString& name) const { return dir.filePath(name); }
     QStringList pinNames() const
     {
         QStringList names;
@@ -65,64 +47,44 @@ public:
         return {};
     }
 
-    QTemporaryDir dir;
-    std::shared_ptr<QSettings> store;
-    DockPreferences preferences;
-    FakeWorkspace workspace;
-    DockModel::Providers providers;
     std::vector<DockModel::Alert> alerts;
     int answer = 0;
     std::unique_ptr<DockModel> model;
 };
 
-struct PlacementCase {
-    const char* name;
-    std::function<void(DockModelOperations&)> act;
-    QStringList pins; // file names in stored order
-};
-
-void PrintTo(const PlacementCase& row, std::ostream* os) { *os << row.name; }
-
-class Placement : public DockModelOperations, public testing::WithParamInterface<PlacementCase> {};
-
-TEST_P(Placement, StoredOrderFollowsTheDisplayedOrder)
+TEST_F(DockModelOperations, StoredOrderFollowsTheDisplayedOrder)
 {
-    GetParam().act(*this);
-    EXPECT_EQ(pinNames(), GetParam().pins);
-    // The store holds what the model holds.
-    EXPECT_EQ(DockModel::decodePins(store->value(DockModel::pinnedItemsKey).toByteArray()), model->pins());
+    const auto url = [this](const char* name) { return QUrl::fromLocalFile(path(name)); };
+    const struct {
+        const char* name;
+        std::function<void()> act;
+        QStringList pins; // file names in stored order
+    } rows[] = {
+        {"a pinned app dropped further right moves", [&] { model->pin(url("a.desktop"), 3); },
+         {"b.desktop", "a.desktop", "folder", "doc.txt"}},
+        {"a new app dropped at the front", [&] { model->pin(url("c.desktop"), 1); },
+         {"c.desktop", "a.desktop", "b.desktop", "folder", "doc.txt"}},
+        {"a new app before the file manager still goes first", [&] { model->pin(url("c.desktop"), 0); },
+         {"c.desktop", "a.desktop", "b.desktop", "folder", "doc.txt"}},
+        {"a new folder without index ends its section", [&] { model->pin(url("other")); },
+         {"a.desktop", "b.desktop", "folder", "doc.txt", "other"}},
+        {"an index past the end is clamped", [&] { model->pin(url("other"), 99); },
+         {"a.desktop", "b.desktop", "folder", "doc.txt", "other"}},
+        {"a file moved among applications stays with folders", [&] { model->move(itemNamed("doc.txt"), 2); },
+         {"a.desktop", "b.desktop", "doc.txt", "folder"}},
+        {"a folder moved past the running app counts only pinned files", [&] { model->move(itemNamed("folder"), 6); },
+         {"a.desktop", "b.desktop", "doc.txt", "folder"}},
+        {"a running app moved is pinned where dropped", [&] { model->move(itemNamed("R"), 2); },
+         {"a.desktop", "r.desktop", "b.desktop", "folder", "doc.txt"}},
+        {"unpinning a folder", [&] { model->remove(itemNamed("folder")); }, {"a.desktop", "b.desktop", "doc.txt"}},
+    };
+    for (const auto& row : rows) {
+        reset();
+        row.act();
+        EXPECT_EQ(pinNames(), row.pins) << row.name;
+        EXPECT_EQ(storedPins(), model->pins()) << row.name;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Rules, Placement,
-    testing::Values(
-        PlacementCase{"pinned_app_dropped_further_right_moves",
-                      [](auto& t) { t.model->pin(QUrl::fromLocalFile(t.path("a.desktop")), 3); },
-                      {"b.desktop", "a.desktop", "folder", "doc.txt"}},
-        PlacementCase{"new_app_dropped_at_the_front",
-                      [](auto& t) { t.model->pin(QUrl::fromLocalFile(t.path("c.desktop")), 1); },
-                      {"c.desktop", "a.desktop", "b.desktop", "folder", "doc.txt"}},
-        PlacementCase{"new_app_before_the_file_manager_still_goes_first",
-                      [](auto& t) { t.model->pin(QUrl::fromLocalFile(t.path("c.desktop")), 0); },
-                      {"c.desktop", "a.desktop", "b.desktop", "folder", "doc.txt"}},
-        PlacementCase{"new_folder_without_index_ends_its_section",
-                      [](auto& t) { t.model->pin(QUrl::fromLocalFile(t.path("other"))); },
-                      {"a.desktop", "b.desktop", "folder", "doc.txt", "other"}},
-        PlacementCase{"index_past_the_end_is_clamped",
-                      [](auto& t) { t.model->pin(QUrl::fromLocalFile(t.path("other")), 99); },
-                      {"a.desktop", "b.desktop", "folder", "doc.txt", "other"}},
-        PlacementCase{"file_moved_among_applications_stays_with_folders",
-                      [](auto& t) { t.model->move(t.itemNamed("doc.txt"), 2); },
-                      {"a.desktop", "b.desktop", "doc.txt", "folder"}},
-        PlacementCase{"folder_moved_past_the_running_app_counts_only_pinned_files",
-                      [](auto& t) { t.model->move(t.itemNamed("folder"), 6); },
-                      {"a.desktop", "b.desktop", "doc.txt", "folder"}},
-        PlacementCase{"running_app_moved_is_pinned_where_dropped",
-                      [](auto& t) { t.model->move(t.itemNamed("R"), 2); },
-                      {"a.desktop", "r.desktop", "b.desktop", "folder", "doc.txt"}},
-        PlacementCase{"unpinning_a_folder", [](auto& t) { t.model->remove(t.itemNamed("folder")); },
-                      {"a.desktop", "b.desktop", "doc.txt"}}),
-    [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(DockModelOperations, MovingAPinKeepsItsTitle)
 {
@@ -146,27 +108,6 @@ TEST_F(DockModelOperations, WhatCannotBePinnedOrMovedLeavesTheStoreAlone)
     model->remove(itemNamed("R"));          // not pinned
     EXPECT_EQ(model->pins(), before);
     EXPECT_EQ(store->value(DockModel::pinnedItemsKey).toByteArray(), marker);
-}
-
-TEST_F(DockModelOperations, UnpinningARunningApplicationKeepsItsTile)
-{
-    workspace.launch(FakeWorkspace::app("A", 10, path("a.desktop")));
-    model->remove(itemNamed("Alpha"));
-    const DockItem a = itemNamed("a.desktop");
-    EXPECT_FALSE(a.isPinned);
-    EXPECT_TRUE(a.runningApplication);
-}
-
-TEST_F(DockModelOperations, ActivationSwitchesToRunningProgramsAndStartsTheOthers)
-{
-    workspace.update("R", [](RunningApplication& app) { app.isHidden = true; });
-    model->refresh();
-    model->activate(itemNamed("R"), 1234);
-    EXPECT_EQ(workspace.lastEventTime, 1234u);
-    model->activate(itemNamed("Alpha"), 55);
-    EXPECT_EQ(workspace.actions, QStringList({"unhide:R", "activate:R", "launch:" + path("a.desktop")}));
-    EXPECT_EQ(workspace.lastEventTime, 55u);
-    EXPECT_TRUE(alerts.empty());
 }
 
 TEST_F(DockModelOperations, FailedOpeningsAlertWithTheItemsTitle)
@@ -211,12 +152,9 @@ TEST_F(DockModelOperations, ContextMenus)
         QStringList titles;
     } rows[] = {
         {"Alpha", {"Options[Keep in Dock✓,Show in Files]", "-", "Hide", "Quit"}},
-        {"R", {"Options[Keep in Dock,Show in Files]", "-", "Hide", "Quit"}},
         {"b.desktop", {"Options[Keep in Dock✓,Show in Files]", "-", "Open"}},
         {"Files", {"Options[Show in Files]", "-", "Open"}},
-        {"folder", {"Open in Files", "-", "Remove from Dock", "Show in Files"}},
         {"doc.txt", {"Open", "-", "Remove from Dock", "Show in Files"}},
-        {"Trash", {"Open Trash", "-", "Empty Trash…"}},
     };
     for (const auto& row : rows) {
         QMenu menu;
@@ -231,85 +169,50 @@ TEST_F(DockModelOperations, ContextMenus)
     EXPECT_TRUE(workspace.actions.isEmpty());
 }
 
-TEST_F(DockModelOperations, KeepingAProgramWithoutAnEntryPinsTheWrittenEntry)
+// Keeping a program, emptying the Trash and drops that work are driven end to end; here, how they fail.
+TEST_F(DockModelOperations, FailuresAlertWithTheirReason)
 {
-    workspace.writtenEntry = path("c.desktop");
-    workspace.launch(FakeWorkspace::app("prog", 70, QString("/usr/bin/prog"), std::nullopt, "prog"));
-    model->move(itemNamed("prog"), 1);
-    EXPECT_EQ(workspace.actions, QStringList({"entry:prog"}));
-    EXPECT_EQ(pinNames().front(), "c.desktop");
-
     workspace.refuseActions = true;
     workspace.launch(FakeWorkspace::app("tool", 71, QString("/usr/bin/tool"), std::nullopt, "tool"));
     model->move(itemNamed("tool"), 1);
     ASSERT_EQ(alerts.size(), 1u);
     EXPECT_EQ(alerts[0].text, "Couldn’t keep tool in Dock");
-    EXPECT_EQ(pinNames().size(), 5);
-}
+    EXPECT_EQ(pinNames().size(), 4);
+    workspace.refuseActions = false;
 
-TEST_F(DockModelOperations, EmptyingTheTrashAsksFirst)
-{
-    int emptied = 0;
-    std::optional<Error> failure;
-    providers.emptyTrashProvider = [&](DockModel::TrashDone done) {
-        ++emptied;
-        done(failure);
-    };
+    providers.emptyTrashProvider = [](DockModel::TrashDone done) { done(Error{"info/x.trashinfo: Permission denied"}); };
+    providers.recycleProvider = [](const QStringList&, DockModel::TrashDone done) { done(Error{"doc.txt: Permission denied"}); };
     model = std::make_unique<DockModel>(workspace, preferences, providers);
-
-    model->emptyTrash(); // answered with the default
-    ASSERT_EQ(alerts.size(), 1u);
-    EXPECT_EQ(alerts[0].buttons, QStringList({"Cancel", "Empty Trash"}));
-    EXPECT_EQ(alerts[0].buttons[alerts[0].defaultButton], "Cancel");
-    EXPECT_EQ(emptied, 0);
-
     answer = 1;
-    failure = Error{"info/x.trashinfo: Permission denied"};
     model->emptyTrash();
-    EXPECT_EQ(emptied, 1);
     ASSERT_EQ(alerts.size(), 3u);
     EXPECT_EQ(alerts[2].text, "Couldn’t empty the Trash");
     EXPECT_EQ(alerts[2].informativeText, "info/x.trashinfo: Permission denied");
+
+    model->open({QUrl::fromLocalFile(path("doc.txt"))}, model->items().back(), false);
+    EXPECT_EQ(alerts.back().text, "Couldn’t move to Trash");
+    EXPECT_EQ(alerts.back().informativeText, "doc.txt: Permission denied");
 }
 
-TEST_F(DockModelOperations, Drops)
+TEST_F(DockModelOperations, DropsThatCannotBeTakenDoNothing)
 {
-    QStringList recycled;
-    providers.recycleProvider = [&](const QStringList& paths, DockModel::TrashDone done) {
-        recycled = paths;
-        done(Error{"doc.txt: Permission denied"});
-    };
-    model = std::make_unique<DockModel>(workspace, preferences, providers);
-    const QList<QUrl> files{QUrl::fromLocalFile(path("folder/inside.txt")), QUrl::fromLocalFile(path("doc.txt")),
-                            QUrl::fromLocalFile(path("gone.txt"))};
-    workspace.failingTransfers = {path("gone.txt")};
-
-    model->open(files, itemNamed("folder"), false);
-    QDeadlineTimer deadline(5000); // the files move on a worker; the answer comes back to this thread
-    while (alerts.empty() && !deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-    EXPECT_EQ(workspace.actions, QStringList({"move:" + path("doc.txt") + " " + path("folder/doc.txt"),
-                                              "move:" + path("gone.txt") + " " + path("folder/gone.txt")}));
-    ASSERT_EQ(alerts.size(), 1u);
-    EXPECT_EQ(alerts[0].text, "Some items couldn’t be moved");
-    EXPECT_EQ(alerts[0].informativeText, "gone.txt: No such file or directory");
-
-    workspace.actions.clear();
-    model->open(files, itemNamed("doc.txt"), true);
+    model->open({QUrl::fromLocalFile(path("folder/inside.txt"))}, itemNamed("doc.txt"), true);
     model->open({QUrl("https://example.org")}, model->items().back(), false);
-    model->open(files.mid(1, 1), itemNamed("Alpha"), false);
-    EXPECT_EQ(workspace.actions, QStringList({"beep", "launch:" + path("a.desktop") + " " + path("doc.txt")}));
-    EXPECT_TRUE(recycled.isEmpty());
+    EXPECT_EQ(workspace.actions, QStringList({"beep"})) << "a file is no place to drop onto";
+    EXPECT_TRUE(alerts.empty());
+}
 
-    model->open(files.mid(1, 1), model->items().back(), false);
-    EXPECT_EQ(recycled, QStringList({path("doc.txt")}));
-    EXPECT_EQ(alerts.back().text, "Couldn’t move to Trash");
-
-    // A model that goes while files are still moving waits for them and answers nobody.
-    model->open(files, itemNamed("folder"), true);
+// Files dropped onto a folder move on a worker; what they do and the alert that comes back are
+// checked end to end.
+TEST_F(DockModelOperations, AModelThatGoesWhileFilesMoveWaitsForThemAndAnswersNobody)
+{
+    workspace.failingTransfers = {path("gone.txt")};
+    model->open({QUrl::fromLocalFile(path("doc.txt")), QUrl::fromLocalFile(path("gone.txt"))}, itemNamed("folder"), true);
     model.reset();
     QCoreApplication::processEvents();
     EXPECT_EQ(workspace.actions.last(), "copy:" + path("gone.txt") + " " + path("folder/gone.txt"));
+    EXPECT_TRUE(alerts.empty()) << "nobody is left to answer";
 }
 
 } // namespace
+} // namespace wharf::test

@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QDBusConnectionInterface>
+#include <QDBusInterface>
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
@@ -67,12 +68,6 @@ QString E2eSession::home() const { return root() + "/home"; }
 QString E2eSession::configHome() const { return home() + "/.config"; }
 QString E2eSession::dataHome() const { return home() + "/.local/share"; }
 QString E2eSession::cacheHome() const { return home() + "/.cache"; }
-QString E2eSession::runtimeDir() const { return root() + "/runtime"; }
-
-QString E2eSession::sessionScript()
-{
-    return QStringLiteral(WHARF_SESSION_SCRIPT);
-}
 
 // scripts/session.sh --hold starts the X server, bus, window manager and compositor, prints the
 // session's environment and holds everything until its stdin closes.
@@ -90,9 +85,9 @@ void E2eSession::startSession()
     session_->setProcessEnvironment(env);
     session_->setStandardErrorFile(root() + "/session.log");
     startInOwnGroup(*session_);
-    session_->start(sessionScript(), {"--hold"});
+    session_->start(WHARF_SESSION_SCRIPT, {"--hold"});
     if (!session_->waitForStarted(5000)) {
-        error_ = "cannot run " + sessionScript();
+        error_ = "cannot run " WHARF_SESSION_SCRIPT;
         return;
     }
 
@@ -350,6 +345,28 @@ bool isIconic(E2eSession& session, quint32 window)
 {
     return session.xprop({QStringLiteral("-id"), QString::number(window), QStringLiteral("WM_STATE")})
         .contains(QStringLiteral("Iconic"));
+}
+
+QStringList openMenus(E2eSession& session, qint64 pid)
+{
+    const RunResult r = session.xdotool({QStringLiteral("search"), QStringLiteral("--all"), QStringLiteral("--onlyvisible"),
+                                         QStringLiteral("--pid"), QString::number(pid), QStringLiteral("--name"),
+                                         QString()});
+    QStringList menus;
+    for (const QString& window : r.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
+        if (session.run(QStringLiteral("xwininfo"), {QStringLiteral("-id"), window})
+                .out.contains(QStringLiteral("Override Redirect State: yes"))
+            && !session.xprop({QStringLiteral("-id"), window, QStringLiteral("_NET_WM_WINDOW_TYPE")})
+                    .contains(QStringLiteral("_TOOLTIP")))
+            menus << window;
+    }
+    return menus;
+}
+
+QDBusMessage callWharf(E2eSession& session, const QString& method, const QVariantList& args)
+{
+    QDBusInterface wharf(kWharfBusName, QStringLiteral("/com/tamberly/Wharf"), kWharfBusName, session.bus());
+    return wharf.callWithArgumentList(QDBus::Block, method, args);
 }
 
 } // namespace wharf::e2e

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QDBusConnection>
+#include <QDBusMessage>
 #include <QImage>
 #include <QProcess>
 #include <QProcessEnvironment>
@@ -46,13 +47,11 @@ public:
     QString error() const { return error_; }
 
     QString display() const { return display_; }
-    QString dbusAddress() const { return dbusAddress_; }
     QString root() const;          // the temporary directory
     QString home() const;
     QString configHome() const;    // $XDG_CONFIG_HOME
     QString dataHome() const;      // $XDG_DATA_HOME
     QString cacheHome() const;
-    QString runtimeDir() const;
 
     // The environment every child gets; setEnv() adds to it for later starts.
     QProcessEnvironment environment() const { return env_; }
@@ -74,8 +73,6 @@ public:
 
     // The built wharf executable.
     static QString wharfBinary();
-    // The script that runs every private session (scripts/session.sh).
-    static QString sessionScript();
     // Starts wharf with `args` and waits until its D-Bus name is on the bus (nullptr on timeout).
     QProcess* startWharf(const QStringList& args = {}, int timeoutMs = 15000);
 
@@ -119,5 +116,11 @@ bool isIconic(E2eSession& session, quint32 window);
 // For test bodies: skips nothing, fails loudly when the session did not come up.
 #define WHARF_REQUIRE_SESSION(session) \
     ASSERT_TRUE((session).ok()) << (session).error().toStdString()
+
+// Pop-up menus on screen: the visible override-redirect windows of process `pid` other than
+// tooltips (the dock's hover label is one).
+QStringList openMenus(E2eSession& session, qint64 pid);
+// Calls a method of Wharf's D-Bus interface and waits for the answer.
+QDBusMessage callWharf(E2eSession& session, const QString& method, const QVariantList& args = {});
 
 } // namespace wharf::e2e
