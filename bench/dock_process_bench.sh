@@ -49,8 +49,13 @@ stop_wharf() {
   wait "$pid" || true
 }
 
-# CPU ticks (user + system) of the whole process.
-cpu_ticks() { awk '{ print $14 + $15 }' "/proc/$pid/stat"; }
+# CPU ticks (user + system) of the whole process, or of another one.
+cpu_ticks() { awk '{ print $14 + $15 }' "/proc/${1:-$pid}/stat"; }
+# The session's X server and compositor are children of session.sh, which runs this script
+# under dbus-run-session; WHARF_XSERVER_PID names the X server otherwise.
+session_pid=$(awk '{ print $4 }' "/proc/$PPID/stat")
+xserver=${WHARF_XSERVER_PID:-$(pgrep -P "$session_pid" -x Xvfb || true)}
+compositor=$(pgrep -P "$session_pid" -x xcompmgr || true)
 frames() { call FramesRendered | sed -E 's/.*uint64 ([0-9]+).*/\1/'; }
 
 if [ "$only" != sweep ]; then
@@ -119,12 +124,20 @@ script=$(awk -v l="$left" -v r="$right" -v y="$y" -v n="$steps" 'BEGIN {
     p = (i % 240) / 120; if (p > 1) p = 2 - p
     printf "mousemove %d %d sleep 0.0166 ", l + (r - l) * p, y
   } }')
+x0=$([ -n "$xserver" ] && cpu_ticks "$xserver" || echo 0)
+m0=$([ -n "$compositor" ] && cpu_ticks "$compositor" || echo 0)
 c0=$(cpu_ticks); f0=$(frames); t0=$(date +%s%N); before=$(per_thread_sleeps)
 # shellcheck disable=SC2086
 xdotool $script
 after=$(per_thread_sleeps); t1=$(date +%s%N); c1=$(cpu_ticks); f1=$(frames)
+x1=$([ -n "$xserver" ] && cpu_ticks "$xserver" || echo 0)
+m1=$([ -n "$compositor" ] && cpu_ticks "$compositor" || echo 0)
 awk -v c=$((c1 - c0)) -v f=$((f1 - f0)) -v ns=$((t1 - t0)) -v hz="$hz" \
   'BEGIN { s = ns / 1e9; printf "sweep: %.1f s, %.1f fps, CPU %.1f %% of a core\n", s, f / s, 100 * c / hz / s }'
+[ -z "$xserver" ] || awk -v c=$((x1 - x0)) -v ns=$((t1 - t0)) -v hz="$hz" \
+  'BEGIN { printf "sweep: X server CPU %.1f %% of a core\n", 100 * c / hz / (ns / 1e9) }'
+[ -z "$compositor" ] || awk -v c=$((m1 - m0)) -v ns=$((t1 - t0)) -v hz="$hz" \
+  'BEGIN { printf "sweep: compositor CPU %.1f %% of a core\n", 100 * c / hz / (ns / 1e9) }'
 deltas=$(join -a 2 -e 0 -o 2.2,1.3,2.3 <(echo "$before") <(echo "$after") | awk '{ print $1, $3 - $2 }')
 echo "$deltas" | awk -v f=$((f1 - f0)) '{ n += $2; if ($2 > 0) printf "  %-16s %d wakeups, %.2f per frame\n", $1, $2, $2 / f }
   END { printf "sweep: %d wakeups in all threads, %.2f per frame\n", n, n / f }'

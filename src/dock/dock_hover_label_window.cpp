@@ -41,7 +41,10 @@ void DockHoverLabelWindow::setText(const QString& text)
     update();
 }
 
-double DockHoverLabelWindow::naturalWidth() const { return QFontMetricsF(font()).horizontalAdvance(label); }
+double DockHoverLabelWindow::naturalWidth(const QString& text)
+{
+    return QFontMetricsF(labelFont()).horizontalAdvance(text);
+}
 
 void DockHoverLabelWindow::resizeEvent(QResizeEvent* event)
 {
@@ -55,14 +58,23 @@ void DockHoverLabelWindow::resizeEvent(QResizeEvent* event)
 void DockHoverLabelWindow::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
+    paint(painter, QRectF(rect()), label);
+}
+
+void DockHoverLabelWindow::paint(QPainter& painter, const QRectF& area, const QString& text)
+{
+    painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
     QPainterPath backdrop;
-    backdrop.addRoundedRect(QRectF(rect()), cornerRadius, cornerRadius);
+    backdrop.addRoundedRect(area, cornerRadius, cornerRadius);
     painter.fillPath(backdrop, QColor(246, 246, 246, 240));
+    const QFont font = labelFont();
+    painter.setFont(font);
     painter.setPen(QColor(28, 28, 30));
-    const QRectF container = QRectF(rect()).adjusted(textInset, 0, -textInset, 0);
-    const QString shown = QFontMetricsF(font()).elidedText(label, Qt::ElideRight, container.width());
+    const QRectF container = area.adjusted(textInset, 0, -textInset, 0);
+    const QString shown = QFontMetricsF(font).elidedText(text, Qt::ElideRight, container.width());
     painter.drawText(container, Qt::AlignCenter, shown);
+    painter.restore();
 }
 
 } // namespace wharf

@@ -3,6 +3,8 @@
 #include <QString>
 #include <QWidget>
 
+class QPainter;
+
 namespace wharf {
 
 // The hover label's window: a rounded backdrop with one line of text, elided at the tail when
@@ -15,7 +17,11 @@ public:
 
     void setText(const QString& text); // repaints only when the text differs
     QString text() const { return label; }
-    double naturalWidth() const;
+
+    // The width of `text` on one line, and the label itself drawn in `area` of any device: the
+    // dock draws it with this when it shows the label in its own window.
+    static double naturalWidth(const QString& text);
+    static void paint(QPainter& painter, const QRectF& area, const QString& text);
 
 protected:
     void paintEvent(QPaintEvent* event) override;

@@ -600,25 +600,32 @@ DockViewRenderer::Scene DockView::currentScene() const
 
 void DockView::repaintScene()
 {
-    const QRegion area = drawing->bounds(currentScene());
-    const QRegion dirty = area.united(paintedBounds);
-    paintedBounds = area;
+    auto next = drawing->footprint(currentScene());
+    const QRegion dirty = DockViewRenderer::changes(painted, next);
+    painted = std::move(next);
     if (!dirty.isEmpty())
         update(dirty);
 }
 
-void DockView::paintEvent(QPaintEvent*)
+void DockView::paintEvent(QPaintEvent* event)
 {
     QPainter painter(this);
-    drawing->paint(painter, currentScene());
-    if (opaqueEdge && hiddenAmount() > 0 && autoHide.active() && !frames.empty()) {
-        // Without a compositor the strip that brings the dock back cannot be clear: a lip, not black.
-        const QRectF shelf = hover.shelf();
-        const QRectF strip(shelf.left() - 20, height() - 4, shelf.width() + 40, 4);
-        QLinearGradient lip(strip.topLeft(), strip.bottomLeft());
-        lip.setColorAt(0, dark() ? QColor::fromRgbF(0.62, 0.62, 0.62) : QColor::fromRgbF(0.98, 0.98, 0.98));
-        lip.setColorAt(1, dark() ? QColor::fromRgbF(0.06, 0.06, 0.06) : QColor::fromRgbF(0.55, 0.55, 0.55));
-        painter.fillRect(strip, lip);
+    const auto scene = currentScene();
+    // One pass per rectangle of the repainted area: under a clip of one rectangle QPainter blits
+    // an image, under a clip of several it fills spans, and wakes worker threads for a tall one.
+    for (const QRect& rect : event->region()) {
+        painter.setClipRect(rect);
+        drawing->paint(painter, scene);
+        if (opaqueEdge && hiddenAmount() > 0 && autoHide.active() && !frames.empty()) {
+            // Without a compositor the strip that brings the dock back cannot be clear: a lip, not black.
+            const QRectF shelf = hover.shelf();
+            const QRectF strip(shelf.left() - 20, height() - 4, shelf.width() + 40, 4);
+            QLinearGradient lip(strip.topLeft(), strip.bottomLeft());
+            lip.setColorAt(0, dark() ? QColor::fromRgbF(0.62, 0.62, 0.62) : QColor::fromRgbF(0.98, 0.98, 0.98));
+            lip.setColorAt(1, dark() ? QColor::fromRgbF(0.06, 0.06, 0.06) : QColor::fromRgbF(0.55, 0.55, 0.55));
+            painter.fillRect(strip, lip);
+        }
+        hoverLabel.paint(painter);
     }
     ++framesRendered;
     if (onFrameRendered)
@@ -630,6 +637,7 @@ void DockView::setOpaqueEdge(bool opaque)
     if (opaque == opaqueEdge)
         return;
     opaqueEdge = opaque;
+    hoverLabel.setOwnWindow(opaque); // opaque: no compositor
     update();
 }
 

@@ -142,7 +142,8 @@ public:
     bool isActiveDock() const { return autoHide.active(); }
     // Told when the view's display enters (true) or leaves a full-screen space, during the tick.
     std::function<void(bool)> onFullScreenChanged;
-    // The window shows no translucency (no compositor): a hidden dock draws its edge strip.
+    // The window shows no translucency (no compositor): a hidden dock draws its edge strip, and the
+    // hover label takes a window of its own.
     void setOpaqueEdge(bool opaque);
     const std::vector<DockEntry>& entries() const;
     std::vector<QRectF> tileFrames() const; // current frames in widget coordinates
@@ -242,7 +243,7 @@ private:
     double lastTickTime = 0;
     QSet<QString> runningIDs;
     std::optional<int> separator;
-    QRegion paintedBounds; // widget area covered by the last scene
+    DockViewRenderer::Footprint painted; // what the last scene put where
     bool pointerEvents = false; // the pointer is inside: motion events report it
     QPointF lastEventPointer;   // widget coordinates
     DockAutoHide autoHide;

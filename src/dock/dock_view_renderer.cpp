@@ -39,13 +39,49 @@ QImage transparentImage(int width, int height, double dpr)
 // Snaps a logical coordinate to the device pixel grid.
 double snap(double value, double dpr) { return std::round(value * dpr) / dpr; }
 
-// A copy of `image` whose every pixel is `color` at the image's alpha times the colour's.
+// Device pixels of shadow around an icon in its cached image.
+int tilePad(double dpr) { return blurMargin(tileShadowSigma * dpr) + int(std::ceil(tileShadowOffset * dpr)); }
+
+// The shelf's images: device pixels of margin around the outline, and of each end slice.
+struct ShelfSlices {
+    int pad = 0;
+    int cap = 0;
+};
+ShelfSlices shelfSlices(const DockLayout::Metrics& m, double dpr)
+{
+    const int pad = int(std::ceil((blurMargin(shelfShadowSigma) + shelfShadowOffset) * dpr));
+    return {pad, pad + int(std::ceil((1.2 * m.edgeInset + 2 * blurMargin(shelfShadowSigma) + 1) * dpr))};
+}
+constexpr int shelfMiddle = 256; // device pixels of the uniform middle slice
+
+// A running indicator: the dot's height and blur margin for an icon size.
+struct IndicatorShape {
+    double height = 0;
+    int margin = 0;
+};
+IndicatorShape indicatorShape(double iconSize, bool dark)
+{
+    return {std::min(0.65 * lipHeight(iconSize), 2.5), blurMargin(dark ? 1.0 : 3.0)};
+}
+
+// A copy of `image` whose every pixel is `color` at the image's alpha times the colour's: what
+// QPainter's SourceIn fill gives, without the worker threads it wakes for an image this tall.
 QImage tinted(const QImage& image, const QColor& color)
 {
-    QImage result = image;
-    QPainter p(&result);
-    p.setCompositionMode(QPainter::CompositionMode_SourceIn);
-    p.fillRect(QRect(QPoint(0, 0), image.size() / image.devicePixelRatio()), color);
+    QImage result = image.convertToFormat(QImage::Format_ARGB32_Premultiplied);
+    const QRgb source = qPremultiply(color.rgba());
+    const auto byteMul = [](QRgb x, uint a) {
+        uint t = (x & 0xff00ff) * a;
+        t = ((t + ((t >> 8) & 0xff00ff) + 0x800080) >> 8) & 0xff00ff;
+        x = ((x >> 8) & 0xff00ff) * a;
+        x = (x + ((x >> 8) & 0xff00ff) + 0x800080) & 0xff00ff00;
+        return x | t;
+    };
+    for (int y = 0; y < result.height(); ++y) {
+        auto* row = reinterpret_cast<QRgb*>(result.scanLine(y));
+        for (int x = 0; x < result.width(); ++x)
+            row[x] = byteMul(source, qAlpha(row[x]));
+    }
     return result;
 }
 
@@ -137,7 +173,7 @@ const QImage& DockViewRenderer::tileImage(const DockEntry& entry, int pixels, do
         p.drawPixmap(QRectF(0.26 * side, side - 0.2 * side - 0.48 * side, 0.48 * side, 0.48 * side), pm,
                      QRectF(pm.rect()));
     } else {
-        const int pad = blurMargin(tileShadowSigma * dpr) + int(std::ceil(tileShadowOffset * dpr));
+        const int pad = tilePad(dpr);
         QImage art = transparentImage(pixels + 2 * pad, pixels + 2 * pad, 1);
         const QPixmap pm = icon.pixmap(QSize(pixels, pixels), 1.0);
         if (!pm.isNull()) {
@@ -183,39 +219,76 @@ int DockViewRenderer::tilePixels(double frameWidth, const Scene& scene, bool exa
     return sizeStep(pixels, exact);
 }
 
+DockViewRenderer::Placement DockViewRenderer::tilePlacement(const Tile& tile, const Scene& scene, bool exact)
+{
+    const double dpr = scene.devicePixelRatio;
+    const QRectF target = toWidgetRect(tile.frame, scene.viewSize.height());
+    const int pixels = tilePixels(tile.frame.width(), scene, exact);
+    const int padPixels = tile.entry->kind() == DockEntry::Kind::window ? 0 : tilePad(dpr);
+    const double pad = padPixels / dpr;
+    const double side = (pixels + 2 * padPixels) / dpr; // the cached image, shadow included
+    if (std::abs(pixels - target.width() * dpr) < 1) {
+        // Within a pixel of the cached size: an unscaled blit, centred on the frame.
+        const QPointF centre = target.center();
+        const double icon = pixels / dpr;
+        return {pixels, true,
+                QRectF(snap(centre.x() - icon / 2, dpr) - pad, snap(centre.y() - icon / 2, dpr) - pad, side, side)};
+    }
+    // Between size steps while moving: the next larger step, scaled down a little.
+    const double k = target.width() * dpr / pixels;
+    return {pixels, false, QRectF(target.x() - pad * k, target.y() - pad * k, side * k, side * k)};
+}
+
+DockViewRenderer::Placement DockViewRenderer::reflectionPlacement(const Tile& tile, const Scene& scene)
+{
+    const double dpr = scene.devicePixelRatio;
+    const QRectF& frame = tile.reflectionFrame;
+    const QRectF mirrored(frame.x(), frame.y() - 2 - frame.height(), frame.width(), frame.height());
+    QRectF target = toWidgetRect(mirrored.translated(0, -scene.offset), scene.viewSize.height());
+    target.setHeight(target.width() * reflectionVisible);
+    const int pixels = tilePixels(frame.width(), scene, scene.settled);
+    if (std::abs(pixels - target.width() * dpr) < 1) {
+        const double side = pixels / dpr;
+        return {pixels, true,
+                QRectF(snap(target.center().x() - side / 2, dpr), snap(target.y(), dpr), side,
+                       std::ceil(pixels * reflectionVisible) / dpr)};
+    }
+    return {pixels, false, target};
+}
+
+QPointF DockViewRenderer::indicatorPlacement(const Tile& tile, const Scene& scene, const DockLayout::Metrics& metrics)
+{
+    const double dpr = scene.devicePixelRatio;
+    const auto shape = indicatorShape(metrics.iconSize, scene.dark);
+    const double dotMargin = (std::ceil((6 + 2 * shape.margin) * dpr) / dpr - 6) / 2;
+    const QRectF oval(tile.frame.center().x() - 3, metrics.shelfBottom - lipHeight(metrics.iconSize) / 2 - 1, 6,
+                      shape.height);
+    const QRectF target = toWidgetRect(oval.translated(0, -scene.offset), scene.viewSize.height());
+    return {snap(target.x() - dotMargin, dpr), snap(target.y() - dotMargin, dpr)};
+}
+
 void DockViewRenderer::drawTile(QPainter& painter, const Tile& tile, const Scene& scene, bool exact)
 {
     if (tile.alpha <= 0 || tile.frame.width() <= 0 || !tile.entry)
         return;
     const double dpr = scene.devicePixelRatio;
-    const QRectF target = toWidgetRect(tile.frame, scene.viewSize.height());
-    const int pixels = tilePixels(tile.frame.width(), scene, exact);
-    const QImage& image = tileImage(*tile.entry, pixels, dpr);
-    const bool window = tile.entry->kind() == DockEntry::Kind::window;
-    const double pad = window ? 0 : (image.width() - pixels) / 2.0 / dpr;
+    const Placement placed = tilePlacement(tile, scene, exact);
+    const QImage& image = tileImage(*tile.entry, placed.pixels, dpr);
 
     if (tile.dropTarget) {
         painter.setRenderHint(QPainter::Antialiasing);
         painter.setPen(Qt::NoPen);
         painter.setBrush(QColor(255, 255, 255, 90));
-        painter.drawRoundedRect(target.adjusted(-3, -3, 3, 3), 8, 8);
+        painter.drawRoundedRect(toWidgetRect(tile.frame, scene.viewSize.height()).adjusted(-3, -3, 3, 3), 8, 8);
         painter.setRenderHint(QPainter::Antialiasing, false);
     }
     if (tile.alpha < 1)
         painter.setOpacity(tile.alpha);
-    if (std::abs(pixels - target.width() * dpr) < 1) {
-        // Within a pixel of the cached size: an unscaled blit, centred on the frame.
-        const double side = pixels / dpr;
-        const QPointF centre = target.center();
-        painter.drawImage(QPointF(snap(centre.x() - side / 2, dpr) - pad, snap(centre.y() - side / 2, dpr) - pad),
-                          image);
+    if (placed.exact) {
+        painter.drawImage(placed.rect.topLeft(), image);
     } else {
-        // Between size steps while moving: the next larger step, scaled down a little.
-        const double k = target.width() * dpr / pixels;
-        const QRectF dest(target.x() - pad * k, target.y() - pad * k, image.width() / dpr * k,
-                          image.height() / dpr * k);
         painter.setRenderHint(QPainter::SmoothPixmapTransform);
-        painter.drawImage(dest, image);
+        painter.drawImage(placed.rect, image);
         painter.setRenderHint(QPainter::SmoothPixmapTransform, false);
     }
     if (tile.alpha < 1)
@@ -295,9 +368,8 @@ const QImage* DockViewRenderer::reflectionImage(const DockEntry& entry, int pixe
 const DockViewRenderer::Shelf& DockViewRenderer::shelf(const DockLayout::Metrics& m, double shelfWidth, double dpr,
                                                        bool dark)
 {
-    const int pad = int(std::ceil((blurMargin(shelfShadowSigma) + shelfShadowOffset) * dpr));
-    const int cap = pad + int(std::ceil((1.2 * m.edgeInset + 2 * blurMargin(shelfShadowSigma) + 1) * dpr));
-    constexpr int middle = 256;
+    const auto [pad, cap] = shelfSlices(m, dpr);
+    constexpr int middle = shelfMiddle;
     const int widthPixels = int(std::lround(shelfWidth * dpr));
     const bool sliced = widthPixels + 2 * pad >= 2 * cap + middle;
     const int exactWidth = sliced ? 0 : widthPixels;
@@ -503,6 +575,111 @@ QRegion DockViewRenderer::bounds(const Scene& scene) const
     return region;
 }
 
+DockViewRenderer::Footprint DockViewRenderer::footprint(const Scene& scene) const
+{
+    Footprint print;
+    print.bounds = bounds(scene);
+    if (scene.frames.empty())
+        return print;
+    const double dpr = scene.devicePixelRatio;
+    const double h = scene.viewSize.height();
+    const auto metrics = DockLayout::metrics(scene.frames);
+    print.whole = {scene.viewSize, dpr, scene.dark, scene.offset, scene.separatorIndex, scene.dropIndex,
+                   scene.reordering, scene.settled, scene.clearedBackground, !scene.retiring.empty(),
+                   scene.restingIconSize, metrics.iconSize, scene.accent.rgba(), scene.tiles.size()};
+
+    const auto shape = indicatorShape(metrics.iconSize, scene.dark);
+    const QSizeF dotSize(6 + 2 * shape.margin + 1, shape.height + 2 * shape.margin + 1);
+    print.looks.reserve(scene.tiles.size());
+    print.areas.reserve(scene.tiles.size());
+    for (const auto& tile : scene.tiles) {
+        Footprint::Look look;
+        QRectF area;
+        if (tile.entry) {
+            look.icon = tile.entry->icon().cacheKey();
+            look.window = tile.entry->kind() == DockEntry::Kind::window;
+            look.alpha = tile.alpha;
+            look.dropTarget = tile.dropTarget;
+            if (!tile.dragged && tile.alpha > 0 && tile.frame.width() > 0) {
+                look.image = tilePlacement(tile, scene, scene.settled);
+                area = look.image->rect;
+                if (tile.dropTarget)
+                    area |= toWidgetRect(tile.frame, h).adjusted(-4, -4, 4, 4);
+            }
+            if (!tile.dragged && tile.reflectionFrame.width() >= 1) {
+                look.reflection = reflectionPlacement(tile, scene);
+                area |= look.reflection->rect;
+            }
+            if (tile.running && !tile.dragged) {
+                look.indicator = indicatorPlacement(tile, scene, metrics);
+                area |= QRectF(*look.indicator, dotSize);
+            }
+        }
+        print.looks.push_back(look);
+        print.areas.push_back(area.toAlignedRect().adjusted(-1, -1, 1, 1));
+    }
+
+    if (scene.separatorIndex && *scene.separatorIndex > 0 && *scene.separatorIndex < int(scene.frames.size())) {
+        const size_t k = size_t(*scene.separatorIndex);
+        double before = scene.frames[0].right();
+        for (size_t i = 0; i < k; ++i)
+            before = std::max(before, scene.frames[i].right());
+        const double x = (before + scene.frames[k].left()) / 2;
+        const double w = 0.06 * metrics.iconSize;
+        const double top = h - (metrics.shelfTop - 3 - scene.offset);
+        const double bottom = h - (metrics.shelfBottom + 1 - scene.offset);
+        print.separatorX = x;
+        print.separatorArea = QRectF(x - w - 2, top - 2, 2 * w + 5, bottom - top + 4).toAlignedRect();
+    }
+
+    const QRectF shelfRect = DockLayout::shelfFrame(scene.frames).translated(0, -scene.offset);
+    const auto [pad, cap] = shelfSlices(metrics, dpr);
+    print.shelfLeft = int(std::lround(shelfRect.x() * dpr));
+    print.shelfWidth = int(std::lround(shelfRect.width() * dpr));
+    print.shelfSliced = print.shelfWidth + 2 * pad >= 2 * cap + shelfMiddle;
+    // The rows of the shelf's images, with their shadow.
+    const double margin = blurMargin(shelfShadowSigma) + shelfShadowOffset + 1;
+    const double lower = metrics.shelfBottom - lipHeight(metrics.iconSize) - 1 - margin - scene.offset;
+    const QRect rows = toWidgetRect(QRectF(0, lower, 1, metrics.shelfTop + margin - scene.offset - lower), h)
+                           .toAlignedRect();
+    const auto column = [&](int left, int right) {
+        return QRect(int(std::floor(left / dpr)) - 1, rows.top(), int(std::ceil((right - left) / dpr)) + 3,
+                     rows.height());
+    };
+    print.leftCap = column(print.shelfLeft - pad, print.shelfLeft - pad + cap);
+    print.rightCap = column(print.shelfLeft + print.shelfWidth + pad - cap, print.shelfLeft + print.shelfWidth + pad);
+    return print;
+}
+
+QRegion DockViewRenderer::changes(const Footprint& before, const Footprint& after)
+{
+    if (before.whole != after.whole || before.looks.size() != after.looks.size()
+        || before.shelfSliced != after.shelfSliced || !after.shelfSliced || after.whole.dropIndex)
+        return before.bounds.united(after.bounds);
+    QRegion dirty;
+    for (size_t i = 0; i < after.looks.size(); ++i) {
+        if (before.looks[i] != after.looks[i]) {
+            dirty += before.areas[i];
+            dirty += after.areas[i];
+        }
+    }
+    if (before.separatorX != after.separatorX) {
+        dirty += before.separatorArea;
+        dirty += after.separatorArea;
+    }
+    if (before.shelfLeft != after.shelfLeft || before.shelfWidth != after.shelfWidth) {
+        dirty += before.leftCap | after.leftCap;
+        dirty += before.rightCap | after.rightCap;
+    }
+    // One band as tall as the tallest change: a run of neighbouring changes is then one rectangle,
+    // and few rectangles keep both the drawing under each one's clip and the flush cheap.
+    const QRect box = dirty.boundingRect();
+    QRegion band;
+    for (const QRect& r : dirty)
+        band += QRect(r.left(), box.top(), r.width(), box.height());
+    return band;
+}
+
 void DockViewRenderer::paint(QPainter& painter, const Scene& scene)
 {
     if (scene.frames.empty())
@@ -544,20 +721,14 @@ void DockViewRenderer::paint(QPainter& painter, const Scene& scene)
     for (const auto& tile : scene.tiles) {
         if (tile.dragged || !tile.entry || tile.reflectionFrame.width() < 1)
             continue;
-        const QRectF& frame = tile.reflectionFrame;
-        const QRectF mirrored(frame.x(), frame.y() - 2 - frame.height(), frame.width(), frame.height());
-        QRectF target = toWidget(mirrored);
-        target.setHeight(target.width() * reflectionVisible);
-        const int pixels = tilePixels(frame.width(), scene, scene.settled);
-        const QImage* image = reflectionImage(*tile.entry, pixels, scene.dark);
+        const Placement placed = reflectionPlacement(tile, scene);
+        const QImage* image = reflectionImage(*tile.entry, placed.pixels, scene.dark);
         if (!image)
             continue;
-        if (std::abs(pixels - target.width() * dpr) < 1) {
-            const double side = pixels / dpr;
-            painter.drawImage(QPointF(snap(target.center().x() - side / 2, dpr), snap(target.y(), dpr)), *image);
-        } else {
-            painter.drawImage(target, *image);
-        }
+        if (placed.exact)
+            painter.drawImage(placed.rect.topLeft(), *image);
+        else
+            painter.drawImage(placed.rect, *image);
     }
     painter.restore();
 
@@ -583,17 +754,10 @@ void DockViewRenderer::paint(QPainter& painter, const Scene& scene)
     }
 
     // Running indicators on the lip.
-    const double lip = lipHeight(metrics.iconSize);
-    const double dotHeight = std::min(0.65 * lip, 2.5);
-    const QImage& dot = indicator(dotHeight, dpr, scene.dark);
-    const double dotMargin = (dot.width() / dpr - 6) / 2;
+    const QImage& dot = indicator(indicatorShape(metrics.iconSize, scene.dark).height, dpr, scene.dark);
     for (const auto& tile : scene.tiles) {
-        if (!tile.running || tile.dragged)
-            continue;
-        const double cx = tile.frame.center().x();
-        const QRectF oval(cx - 3, metrics.shelfBottom - lip / 2 - 1, 6, dotHeight);
-        const QRectF target = toWidget(oval);
-        painter.drawImage(QPointF(snap(target.x() - dotMargin, dpr), snap(target.y() - dotMargin, dpr)), dot);
+        if (tile.running && !tile.dragged)
+            painter.drawImage(indicatorPlacement(tile, scene, metrics), dot);
     }
 
     // Drop marker.

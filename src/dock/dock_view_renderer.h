@@ -64,9 +64,67 @@ public:
     // (drawn slightly scaled down, never up); settled frames use their exact size.
     static int sizeStep(double devicePixels, bool exact);
 
+    // Where one drawing of an image lands, in widget coordinates: an unscaled blit of `pixels` at
+    // rect.topLeft(), or that image scaled into `rect`.
+    struct Placement {
+        int pixels = 0;
+        bool exact = false;
+        QRectF rect;
+        bool operator==(const Placement&) const = default;
+    };
+
+    // What a scene puts where: enough to tell which pixels the next scene changes.
+    struct Footprint {
+        // What every pixel may depend on; when it differs, both scenes' whole areas are repainted.
+        struct Whole {
+            QSizeF viewSize;
+            double devicePixelRatio = 0;
+            bool dark = false;
+            double offset = 0;
+            std::optional<int> separatorIndex;
+            std::optional<int> dropIndex;
+            bool reordering = false;
+            bool settled = false;
+            bool clearedBackground = false;
+            bool retiring = false;
+            double restingIconSize = 0;
+            double iconSize = 0;
+            QRgb accent = 0;
+            size_t tiles = 0;
+            bool operator==(const Whole&) const = default;
+        };
+        // How one tile is drawn, and the widget pixels that drawing covers.
+        struct Look {
+            qint64 icon = 0;
+            bool window = false;
+            std::optional<Placement> image;
+            std::optional<Placement> reflection;
+            std::optional<QPointF> indicator;
+            double alpha = 1;
+            bool dropTarget = false;
+            bool operator==(const Look&) const = default;
+        };
+        QRegion bounds;
+        Whole whole;
+        std::vector<Look> looks;
+        std::vector<QRect> areas; // one per look
+        std::optional<double> separatorX;
+        QRect separatorArea;
+        int shelfLeft = 0;  // device pixels, as drawn
+        int shelfWidth = 0;
+        bool shelfSliced = false;
+        QRect leftCap;  // widget pixels of the shelf's end slices
+        QRect rightCap;
+    };
+
     void paint(QPainter& painter, const Scene& scene);
     // The area the scene covers, in widget coordinates.
     QRegion bounds(const Scene& scene) const;
+    Footprint footprint(const Scene& scene) const;
+    // The widget area whose pixels may differ from one scene to the next: the places of the tiles
+    // that look different, and of the shelf's ends when its width changed. A moving row changes a
+    // few tiles per frame; the rest move by less than a device pixel, which a blit snaps away.
+    static QRegion changes(const Footprint& before, const Footprint& after);
 
     void dropReflection(const QString& identifier);
     bool hasReflection(const QString& identifier) const;
@@ -116,6 +174,9 @@ private:
     QRectF shelfRows(const Shelf& shelf, int firstRow, int endRow, const QRectF& shelfRect, double viewHeight,
                      double dpr) const;
     void drawTile(QPainter& painter, const Tile& tile, const Scene& scene, bool exact);
+    static Placement tilePlacement(const Tile& tile, const Scene& scene, bool exact);
+    static Placement reflectionPlacement(const Tile& tile, const Scene& scene);
+    static QPointF indicatorPlacement(const Tile& tile, const Scene& scene, const DockLayout::Metrics& metrics);
     static int tilePixels(double frameWidth, const Scene& scene, bool exact);
 
     QCache<TileKey, QImage> tileCache{16 * 1024};       // cost in KiB

@@ -1,7 +1,7 @@
 // Which displays show a full-screen window, and how often the stacking order is read.
 #include "dock/dock_full_screen_state.h"
-#include "doubles/fake_dock_window_system.h"
 #include "doubles/fake_window_stacking.h"
+#include "support/wait_for.h"
 
 #include <gtest/gtest.h>
 

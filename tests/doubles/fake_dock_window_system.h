@@ -2,16 +2,11 @@
 
 // A window system that records what it was told about each dock window, for tests on the
 // offscreen platform.
-#include "dock/dock_view.h"
 #include "platform/dock_window_platform.h"
 
-#include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QRegion>
-#include <QStringList>
 #include <QWidget>
 
-#include <functional>
 #include <memory>
 #include <vector>
 
@@ -57,26 +52,5 @@ public:
 
     QRect area{-100000, -100000, 200000, 200000}; // what other programs leave
 };
-
-inline bool waitFor(const std::function<bool()>& condition, int timeoutMs = 3000)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (!condition()) {
-        if (timer.elapsed() > timeoutMs)
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    }
-    return true;
-}
-
-// The identifiers of a view's entries, in dock order.
-inline QStringList entryIDs(const DockView& view)
-{
-    QStringList ids;
-    for (const DockEntry& entry : view.entries())
-        ids << entry.identifier();
-    return ids;
-}
 
 } // namespace wharf

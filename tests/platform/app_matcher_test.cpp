@@ -44,8 +44,6 @@ struct MatchCase {
     const char* expectedGroup; // checked when not null
 };
 
-void PrintTo(const MatchCase& c, std::ostream* os) { *os << c.name; }
-
 std::vector<MatchCase> matchCases()
 {
     using Via = MatchResult::Via;
@@ -169,23 +167,18 @@ std::vector<MatchCase> matchCases()
     };
 }
 
-class MatchWindowTest : public ::testing::TestWithParam<MatchCase> {};
-
-TEST_P(MatchWindowTest, MatchesEntry)
+TEST(MatchWindow, MatchesEntry)
 {
-    const MatchCase& c = GetParam();
-    const MatchResult result = matchWindow(c.window, fixtureIndex(), rulesWithUserFile());
-    const QString expected = QString::fromUtf8(c.expectedEntry);
-    EXPECT_EQ(result.entry ? result.entry->id.toStdString() : std::string(), expected.toStdString());
-    EXPECT_EQ(toString(result.via).toStdString(), toString(c.expectedVia).toStdString());
-    if (c.expectedGroup)
-        EXPECT_EQ(result.groupKey.toStdString(), std::string(c.expectedGroup));
-    else
-        EXPECT_EQ(result.groupKey, expected);
+    const MatchRules rules = rulesWithUserFile();
+    for (const MatchCase& c : matchCases()) {
+        SCOPED_TRACE(c.name);
+        const MatchResult result = matchWindow(c.window, fixtureIndex(), rules);
+        const QString expected = QString::fromUtf8(c.expectedEntry);
+        EXPECT_EQ(result.entry ? result.entry->id.toStdString() : std::string(), expected.toStdString());
+        EXPECT_EQ(toString(result.via).toStdString(), toString(c.expectedVia).toStdString());
+        EXPECT_EQ(result.groupKey.toStdString(), c.expectedGroup ? std::string(c.expectedGroup) : expected.toStdString());
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Rows, MatchWindowTest, ::testing::ValuesIn(matchCases()),
-                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST(DesktopEntryIndex, ReadsWhatMatchingNeedsAndSkipsBrokenEntries)
 {

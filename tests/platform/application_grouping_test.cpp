@@ -27,43 +27,32 @@ QStringList keys(const std::vector<RunningApplication>& apps)
     return result;
 }
 
-struct OrderCase {
-    const char* name;
-    std::vector<WindowFacts> windows;
-    QStringList expected;
-};
-
-void PrintTo(const OrderCase& c, std::ostream* os) { *os << c.name; }
-
-class GroupingOrder : public testing::TestWithParam<OrderCase> {};
-
 // The order must not depend on the window manager's list, which a restart reshuffles:
 // every permutation of the input gives the same applications in the same order. (Oldest first
 // across a window manager restart is checked with real clients by the workspace end-to-end test.)
-TEST_P(GroupingOrder, IsTheSameWhateverTheWindowManagerListOrder)
+TEST(GroupingOrder, IsTheSameWhateverTheWindowManagerListOrder)
 {
-    std::vector<WindowFacts> windows = GetParam().windows;
-    std::sort(windows.begin(), windows.end(), [](const auto& a, const auto& b) { return a.window < b.window; });
-    do {
-        EXPECT_EQ(keys(groupApplications(windows, 0)), GetParam().expected);
-    } while (std::next_permutation(windows.begin(), windows.end(),
-                                   [](const auto& a, const auto& b) { return a.window < b.window; }));
+    const struct {
+        const char* name;
+        std::vector<WindowFacts> windows;
+        QStringList expected;
+    } rows[] = {
+        {"an application is as old as its oldest process",
+         {window(1, "a", 10, 500), window(2, "b", 20, 200), window(3, "a", 11, 100)}, {"a", "b"}},
+        {"without a pid after, and by lowest window",
+         {window(0x900, "late", std::nullopt), window(0x300, "early", std::nullopt), window(0x500, "known", 5, 999999)},
+         {"known", "early", "late"}},
+        {"same start time by lowest window", {window(0x20, "b", 2, 7), window(0x10, "a", 1, 7)}, {"a", "b"}},
+    };
+    const auto byWindow = [](const WindowFacts& a, const WindowFacts& b) { return a.window < b.window; };
+    for (const auto& row : rows) {
+        std::vector<WindowFacts> windows = row.windows;
+        std::sort(windows.begin(), windows.end(), byWindow);
+        do {
+            EXPECT_EQ(keys(groupApplications(windows, 0)), row.expected) << row.name;
+        } while (std::next_permutation(windows.begin(), windows.end(), byWindow));
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Rows, GroupingOrder,
-    testing::Values(
-        OrderCase{"anApplicationIsAsOldAsItsOldestProcess",
-                  {window(1, "a", 10, 500), window(2, "b", 20, 200), window(3, "a", 11, 100)},
-                  {"a", "b"}},
-        OrderCase{"withoutPidAfterAndByLowestWindow",
-                  {window(0x900, "late", std::nullopt), window(0x300, "early", std::nullopt),
-                   window(0x500, "known", 5, 999999)},
-                  {"known", "early", "late"}},
-        OrderCase{"sameStartTimeByLowestWindow",
-                  {window(0x20, "b", 2, 7), window(0x10, "a", 1, 7)},
-                  {"a", "b"}}),
-    [](const auto& info) { return std::string(info.param.name); });
 
 TEST(GroupApplications, WindowsOfOneKeyAreOneApplicationWithTheFocusedWindowsProcess)
 {

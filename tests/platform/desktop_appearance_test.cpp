@@ -3,9 +3,7 @@
 
 #include "platform/x11/desktop_appearance_linux.h"
 #include "platform/x11/icon_theme_setup.h"
-
-#include <QCoreApplication>
-#include <QElapsedTimer>
+#include "support/wait_for.h"
 
 #include <gtest/gtest.h>
 
@@ -68,12 +66,7 @@ TEST(DesktopAppearance, FollowsGnomeSettings)
     int changes = 0;
     const Subscription subscription = appearance.onChange.add([&] { ++changes; });
     g_settings_set_string(settings, "color-scheme", "default");
-    QElapsedTimer waited;
-    waited.start();
-    while (changes == 0 && waited.elapsed() < 5000) {
-        QCoreApplication::processEvents();
-        g_main_context_iteration(nullptr, FALSE);
-    }
+    waitFor([&] { return changes > 0; });
     EXPECT_EQ(changes, 1);
     EXPECT_FALSE(appearance.isDark());
     EXPECT_TRUE(appearance.reduceMotion());

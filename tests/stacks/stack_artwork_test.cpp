@@ -3,9 +3,9 @@
 #include "settings/dock_preferences.h"
 #include "stacks/folder_access_store.h"
 #include "stacks/stack_preferences.h"
+#include "support/wait_for.h"
 
 #include <QCoreApplication>
-#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
@@ -107,9 +107,7 @@ TEST_F(StackArtworkTest, OnlyRememberedFoldersAreReadWithoutAsking)
 
     ASSERT_TRUE(access.remember(dir.filePath("docs")).ok());
     artwork.preferencesChanged(dir.filePath("docs"));
-    QDeadlineTimer deadline(5000);
-    while (!artwork.image(dir.filePath("docs")) && !deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    ASSERT_TRUE(waitFor([&] { return bool(artwork.image(dir.filePath("docs"))); }));
     EXPECT_EQ(artwork.documents(dir.filePath("docs")), QStringList{"one.txt"});
 }
 

@@ -5,9 +5,8 @@
 #include "stacks/stack_preferences.h"
 
 #include "doubles/fake_workspace.h"
+#include "support/wait_for.h"
 
-#include <QCoreApplication>
-#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
@@ -18,14 +17,6 @@
 using namespace wharf;
 
 namespace {
-
-bool waitFor(const std::function<bool()>& condition)
-{
-    QDeadlineTimer deadline(5000);
-    while (!condition() && !deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-    return condition();
-}
 
 class StackControllerTest : public testing::Test {
 protected:
@@ -48,7 +39,7 @@ protected:
         auto stack = std::make_unique<StackController>(dir.filePath(folder), services);
         stack->onClose = [this] { ++closed; };
         stack->open(QRectF(380, 540, 40, 40));
-        waitFor([&] { return stack->snapshot()["message"].toString() != QStringLiteral("Loading…"); });
+        EXPECT_TRUE(waitFor([&] { return stack->snapshot()["message"].toString() != QStringLiteral("Loading…"); }));
         return stack;
     }
 
@@ -95,7 +86,6 @@ TEST_F(StackControllerTest, MessagesForEmptyAndUnreadableFolders)
     EXPECT_EQ(empty->snapshot()["message"].toString(), "This folder is empty.");
     empty->close();
     auto missing = open(StackViewMode::automatic, "missing");
-    ASSERT_TRUE(waitFor([&] { return missing->snapshot()["message"].toString() != "Loading…"; }));
     EXPECT_EQ(missing->snapshot()["message"].toString(), "This folder could not be opened.");
 }
 

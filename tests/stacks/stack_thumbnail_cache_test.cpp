@@ -1,10 +1,9 @@
 #include "stacks/stack_thumbnail_cache.h"
 
 #include "support/thumbnail_png.h"
+#include "support/wait_for.h"
 
-#include <QCoreApplication>
 #include <QCryptographicHash>
-#include <QDeadlineTimer>
 #include <QDir>
 #include <QFileInfo>
 #include <QMutex>
@@ -22,14 +21,6 @@
 using namespace wharf;
 
 namespace {
-
-bool waitFor(const std::function<bool()>& condition)
-{
-    QDeadlineTimer deadline(5000);
-    while (!condition() && !deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-    return condition();
-}
 
 StackEntry fileEntry(const QString& path, int mtime = 1000, bool directory = false)
 {

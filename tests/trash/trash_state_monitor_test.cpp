@@ -1,12 +1,11 @@
 // The monitor on its own thread with real file-system watches; intervals are injected.
 #include "trash/trash_state_monitor.h"
 
-#include <QCoreApplication>
-#include <QDeadlineTimer>
+#include "support/wait_for.h"
+
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
-#include <QThread>
 
 #include <gtest/gtest.h>
 
@@ -17,18 +16,6 @@ namespace wharf {
 namespace {
 
 using namespace std::chrono_literals;
-
-bool waitFor(const std::function<bool()>& condition, int timeoutMs = 5000)
-{
-    QDeadlineTimer deadline(timeoutMs);
-    while (!condition()) {
-        if (deadline.hasExpired())
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        QThread::msleep(5);
-    }
-    return true;
-}
 
 // Lets the loop run for a while, for checks that nothing more happens.
 void settle(int ms)

@@ -1,7 +1,7 @@
 #include "windows/window_manager.h"
 
-#include "doubles/fake_dock_window_system.h"
 #include "doubles/fake_window_control.h"
+#include "support/wait_for.h"
 
 #include <gtest/gtest.h>
 

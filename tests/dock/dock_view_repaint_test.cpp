@@ -1,0 +1,101 @@
+// A frame repaints only what changed since the last one: every pixel that differs between two
+// drawings lies inside the area the renderer asks to repaint, and a small pointer move asks for
+// far less than the whole dock.
+#include "dock/dock_layout.h"
+#include "dock/dock_view_renderer.h"
+
+#include <QImage>
+#include <QPainter>
+#include <QPixmap>
+
+#include <gtest/gtest.h>
+
+namespace wharf {
+namespace {
+
+struct Row {
+    std::vector<DockEntry> entries;
+    Row()
+    {
+        for (int i = 0; i < 30; ++i) {
+            QPixmap pixmap(64, 64);
+            pixmap.fill(QColor::fromHsv(i * 12, 200, 220));
+            DockItem item;
+            item.id = QStringLiteral("item-%1").arg(i);
+            item.icon = QIcon(pixmap);
+            item.kind = i < 5 ? DockItem::Kind::application : DockItem::Kind::folder;
+            entries.push_back(DockEntry::fromItem(item));
+        }
+    }
+
+    // The row magnified around `pointerX`; `lag` holds back every frame a little, as a row that is
+    // still moving toward its targets.
+    DockViewRenderer::Scene scene(std::optional<double> pointerX, double dpr, double lag = 0) const
+    {
+        DockViewRenderer::Scene s;
+        s.viewSize = QSizeF(1800, 200);
+        s.devicePixelRatio = dpr;
+        s.separatorIndex = 5;
+        s.frames = DockLayout::frames(int(entries.size()), 1800, 48, 2, pointerX, DockLayout::influence,
+                                      std::nullopt, s.separatorIndex);
+        for (auto& frame : s.frames)
+            frame.translate(lag * (frame.center().x() - 900) / 900, 0);
+        s.restingIconSize = DockLayout::metrics(s.frames).iconSize;
+        for (size_t i = 0; i < entries.size(); ++i)
+            s.tiles.push_back({&entries[i], s.frames[i], s.frames[i], 1, i % 3 == 0, false, false});
+        return s;
+    }
+};
+
+QImage draw(DockViewRenderer& renderer, const DockViewRenderer::Scene& scene)
+{
+    QImage image((scene.viewSize * scene.devicePixelRatio).toSize(), QImage::Format_ARGB32_Premultiplied);
+    image.setDevicePixelRatio(scene.devicePixelRatio);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    renderer.paint(painter, scene);
+    return image;
+}
+
+long area(const QRegion& region)
+{
+    long sum = 0;
+    for (const QRect& r : region)
+        sum += long(r.width()) * r.height();
+    return sum;
+}
+
+TEST(DockViewRepaint, EveryChangedPixelIsRepaintedAndLittleElse)
+{
+    const Row row;
+    for (const double dpr : {1.0, 2.0}) {
+        DockViewRenderer renderer;
+        const std::vector<DockViewRenderer::Scene> scenes = {
+            row.scene(std::nullopt, dpr), row.scene(800, dpr),     row.scene(803.5, dpr, 0.3),
+            row.scene(805, dpr, 0.1),     row.scene(806.2, dpr),   row.scene(1020, dpr),
+            row.scene(std::nullopt, dpr, 0.4), row.scene(std::nullopt, dpr)};
+        for (size_t i = 1; i < scenes.size(); ++i) {
+            const QImage before = draw(renderer, scenes[i - 1]);
+            const QImage after = draw(renderer, scenes[i]);
+            const QRegion dirty =
+                DockViewRenderer::changes(renderer.footprint(scenes[i - 1]), renderer.footprint(scenes[i]));
+            int missed = 0;
+            for (int y = 0; y < after.height(); ++y) {
+                for (int x = 0; x < after.width(); ++x) {
+                    if (before.pixel(x, y) != after.pixel(x, y) && !dirty.contains(QPoint(int(x / dpr), int(y / dpr))))
+                        ++missed;
+                }
+            }
+            EXPECT_EQ(missed, 0) << "step " << i << " at scale " << dpr;
+        }
+        // A few pixels of pointer motion in the middle of the row leave its ends alone.
+        const QRegion whole = renderer.bounds(scenes[4]);
+        const QRegion step =
+            DockViewRenderer::changes(renderer.footprint(scenes[4]), renderer.footprint(row.scene(808, dpr)));
+        EXPECT_FALSE(step.isEmpty());
+        EXPECT_LT(area(step), area(whole) / 2) << "at scale " << dpr;
+    }
+}
+
+} // namespace
+} // namespace wharf
