@@ -47,61 +47,6 @@ void keys(E2eSession& session, const QStringList& names)
         session.xdotool({QStringLiteral("key"), QStringLiteral("--delay"), QStringLiteral("40"), name});
 }
 
-TEST(App, SettingsWindowDrivesTheDockAndTheLoginItemFromTheKeyboardAndReopensWhereItWasLeft)
-{
-    E2eSession session;
-    WHARF_REQUIRE_SESSION(session);
-    QProcess* wharf = session.startWharf();
-    ASSERT_NE(wharf, nullptr);
-    DockClient client(session);
-    const auto dock = client.settledDock();
-    ASSERT_TRUE(dock);
-
-    ASSERT_EQ(client.call(QStringLiteral("ShowSettings")).type(), QDBusMessage::ReplyMessage);
-    const QString window = findWindow(session, settingsTitle);
-    ASSERT_FALSE(window.isEmpty()) << "no settings window";
-    const QPoint opened = windowFrame(session, window).topLeft();
-    session.xdotool({QStringLiteral("windowmove"), QStringLiteral("--sync"), window, QStringLiteral("300"),
-                     QStringLiteral("150")});
-    QPoint left;
-    ASSERT_TRUE(E2eSession::waitFor([&] { return (left = windowFrame(session, window).topLeft()) != opened; }))
-        << "the window did not move";
-    session.xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), window});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return QString::number(activeWindow(session)) == window; }));
-
-    // The width slider has the focus; the magnification slider is next.
-    keys(session, {QStringLiteral("Tab"), QStringLiteral("Right"), QStringLiteral("Right"), QStringLiteral("Right")});
-    EXPECT_TRUE(waitForSetting(session, QStringLiteral("magnification"), 1.8)) << storedSetting(session, "magnification").toString().toStdString();
-
-    // Auto-hide: at once the running dock stops reserving its band at the bottom of the screen.
-    const auto bottomStrut = [&] { return reservedBottom(session, wharf->processId()); };
-    ASSERT_GT(bottomStrut(), 0) << "the resting dock reserves its band";
-    EXPECT_LE(1080 - bottomStrut(), int(dock->tiles.front().top())) << "the band ends just above the icons";
-    EXPECT_LT(bottomStrut(), 340) << "and not at the top of the dock window";
-    keys(session, {QStringLiteral("Tab"), QStringLiteral("space")});
-    EXPECT_TRUE(waitForSetting(session, QStringLiteral("autoHide"), true));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return bottomStrut() == 0; })) << "the dock still reserves its band";
-
-    // "Open at login" (the compatibility box is disabled here: no desktop dock to hide).
-    const QString entry = session.configHome() + QStringLiteral("/autostart/wharf.desktop");
-    keys(session, {QStringLiteral("Tab"), QStringLiteral("Tab"), QStringLiteral("space")});
-    EXPECT_TRUE(E2eSession::waitFor([&] { return QFile::exists(entry); }, 5000)) << "no autostart entry";
-    keys(session, {QStringLiteral("space")});
-    EXPECT_TRUE(E2eSession::waitFor([&] { return !QFile::exists(entry); }, 5000)) << "autostart entry stays";
-
-    // Ctrl+Q quits while the settings window has the keyboard; the next start opens it where it was.
-    keys(session, {QStringLiteral("ctrl+q")});
-    ASSERT_TRUE(wharf->waitForFinished(10000));
-    EXPECT_EQ(wharf->exitCode(), 0);
-    ASSERT_NE(session.startWharf(), nullptr);
-    ASSERT_EQ(client.call(QStringLiteral("ShowSettings")).type(), QDBusMessage::ReplyMessage);
-    const QString reopened = findWindow(session, settingsTitle);
-    ASSERT_FALSE(reopened.isEmpty()) << "no settings window";
-    QPoint now;
-    EXPECT_TRUE(E2eSession::waitFor([&] { return (now = windowFrame(session, reopened).topLeft()) == left; }))
-        << now.x() << "," << now.y() << " instead of " << left.x() << "," << left.y();
-}
-
 // The pixels in `area` of a screenshot that differ from the tray's empty background.
 QRect paintedArea(const QImage& shot, const QRect& area, QRgb background)
 {
@@ -113,7 +58,7 @@ QRect paintedArea(const QImage& shot, const QRect& area, QRgb background)
     return painted;
 }
 
-TEST(App, FirstStartPinsGnomeFavouritesAndTheTrayIconAndDBusShowTheSameMenu)
+TEST(App, FirstStartPinsGnomeFavouritesTheTrayIconAndDBusShowTheSameMenuAndTheSettingsWindowWorksFromTheKeyboard)
 {
     E2eSession session;
     WHARF_REQUIRE_SESSION(session);
@@ -124,8 +69,7 @@ TEST(App, FirstStartPinsGnomeFavouritesAndTheTrayIconAndDBusShowTheSameMenu)
                                              QStringLiteral("--transparent"), QStringLiteral("false")});
     ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("trayer")));
     const QRect tray(1920 - 64, 0, 64, 32);
-    const QImage before = session.screenshot();
-    const QRgb background = before.pixel(tray.center());
+    const QRgb background = session.screenshot().pixel(tray.center());
 
     // GNOME's favourites through a private schema and the keyfile backend: the first start pins
     // them in order, skipping unknown ids.
@@ -187,7 +131,58 @@ TEST(App, FirstStartPinsGnomeFavouritesAndTheTrayIconAndDBusShowTheSameMenu)
     keys(session, {QStringLiteral("Up"), QStringLiteral("Return")});
     ASSERT_TRUE(wharf->waitForFinished(10000)) << "\"Restore System Dock & Quit\" did not quit";
     EXPECT_EQ(wharf->exitCode(), 0);
+
+    // The settings window, opened again.
+    wharf = session.startWharf();
+    ASSERT_NE(wharf, nullptr);
+    const auto dock = client.settledDock();
+    ASSERT_TRUE(dock);
+
+    ASSERT_EQ(client.call(QStringLiteral("ShowSettings")).type(), QDBusMessage::ReplyMessage);
+    const QString window = findWindow(session, settingsTitle);
+    ASSERT_FALSE(window.isEmpty()) << "no settings window";
+    const QPoint opened = windowFrame(session, window).topLeft();
+    session.xdotool({QStringLiteral("windowmove"), QStringLiteral("--sync"), window, QStringLiteral("300"),
+                     QStringLiteral("150")});
+    QPoint left;
+    ASSERT_TRUE(E2eSession::waitFor([&] { return (left = windowFrame(session, window).topLeft()) != opened; }))
+        << "the window did not move";
+    session.xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), window});
+    ASSERT_TRUE(E2eSession::waitFor([&] { return QString::number(activeWindow(session)) == window; }));
+
+    // The width slider has the focus; the magnification slider is next.
+    keys(session, {QStringLiteral("Tab"), QStringLiteral("Right"), QStringLiteral("Right"), QStringLiteral("Right")});
+    EXPECT_TRUE(waitForSetting(session, QStringLiteral("magnification"), 1.8)) << storedSetting(session, "magnification").toString().toStdString();
+
+    // Auto-hide: at once the running dock stops reserving its band at the bottom of the screen.
+    const auto bottomStrut = [&] { return reservedBottom(session, wharf->processId()); };
+    ASSERT_GT(bottomStrut(), 0) << "the resting dock reserves its band";
+    EXPECT_LE(1080 - bottomStrut(), int(dock->tiles.front().top())) << "the band ends just above the icons";
+    EXPECT_LT(bottomStrut(), 340) << "and not at the top of the dock window";
+    keys(session, {QStringLiteral("Tab"), QStringLiteral("space")});
+    EXPECT_TRUE(waitForSetting(session, QStringLiteral("autoHide"), true));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return bottomStrut() == 0; })) << "the dock still reserves its band";
+
+    // "Open at login" (the compatibility box is disabled here: no desktop dock to hide).
+    const QString entry = session.configHome() + QStringLiteral("/autostart/wharf.desktop");
+    keys(session, {QStringLiteral("Tab"), QStringLiteral("Tab"), QStringLiteral("space")});
+    EXPECT_TRUE(E2eSession::waitFor([&] { return QFile::exists(entry); }, 5000)) << "no autostart entry";
+    keys(session, {QStringLiteral("space")});
+    EXPECT_TRUE(E2eSession::waitFor([&] { return !QFile::exists(entry); }, 5000)) << "autostart entry stays";
+
+    // Ctrl+Q quits while the settings window has the keyboard; the next start opens it where it was.
+    keys(session, {QStringLiteral("ctrl+q")});
+    ASSERT_TRUE(wharf->waitForFinished(10000));
+    EXPECT_EQ(wharf->exitCode(), 0);
+    ASSERT_NE(session.startWharf(), nullptr);
+    ASSERT_EQ(client.call(QStringLiteral("ShowSettings")).type(), QDBusMessage::ReplyMessage);
+    const QString reopened = findWindow(session, settingsTitle);
+    ASSERT_FALSE(reopened.isEmpty()) << "no settings window";
+    QPoint now;
+    EXPECT_TRUE(E2eSession::waitFor([&] { return (now = windowFrame(session, reopened).topLeft()) == left; }))
+        << now.x() << "," << now.y() << " instead of " << left.x() << "," << left.y();
 }
+
 
 } // namespace
 } // namespace wharf::e2e

@@ -108,7 +108,6 @@ TEST(AutoHide, HidesAfterThePointerLeavesAndComesBackOnlyFromTheEdgeStrip)
 TEST(AutoHide, AFullScreenWindowHandsItsDisplayToTheOverlayDockUntilItOrTheDisplayGoes)
 {
     E2eOptions options;
-    options.screen = QSize(3840, 1080);
     options.twoMonitors = true;
     E2eSession session(options);
     WHARF_REQUIRE_SESSION(session);
