@@ -8,7 +8,6 @@
 #include <QDBusReply>
 #include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -219,7 +218,9 @@ inline quint32 startXterm(E2eSession& session, const QStringList& args = {})
 // Mean colour of `rect` in `image` (smooth scaling to one pixel averages it).
 inline QColor meanColor(const QImage& image, const QRect& rect)
 {
-    return image.copy(rect.intersected(image.rect())).scaled(1, 1, Qt::IgnoreAspectRatio, Qt::SmoothTransformation).pixelColor(0, 0);
+    return image.copy(rect.intersected(image.rect()))
+        .scaled(1, 1, Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
+        .pixelColor(0, 0);
 }
 
 inline int colorDistance(const QColor& a, const QColor& b)
@@ -245,7 +246,6 @@ inline QRect windowFrame(E2eSession& session, const QString& window)
     return QRect(field(QStringLiteral("Absolute upper-left X:")), field(QStringLiteral("Absolute upper-left Y:")),
                  field(QStringLiteral("Width:")), field(QStringLiteral("Height:")));
 }
-
 
 // Wharf's own top-level windows, from xdotool.
 inline QStringList wharfWindows(E2eSession& session, qint64 pid)
