@@ -57,7 +57,7 @@ cpu_ticks() { awk '{ print $14 + $15 }' "/proc/${1:-$pid}/stat"; }
 session_pid=$(awk '{ print $4 }' "/proc/$PPID/stat")
 xserver=${WHARF_XSERVER_PID:-$(pgrep -P "$session_pid" -x Xvfb || true)}
 compositor=$(pgrep -P "$session_pid" -x xcompmgr || true)
-echo "compositing manager: ${compositor:+xcompmgr}${compositor:-none}"
+echo "compositing manager: $([ -n "$compositor" ] && echo xcompmgr || echo none)"
 frames() { call FramesRendered | sed -E 's/.*uint64 ([0-9]+).*/\1/'; }
 
 if [ "$only" != sweep ]; then
