@@ -57,6 +57,7 @@ cpu_ticks() { awk '{ print $14 + $15 }' "/proc/${1:-$pid}/stat"; }
 session_pid=$(awk '{ print $4 }' "/proc/$PPID/stat")
 xserver=${WHARF_XSERVER_PID:-$(pgrep -P "$session_pid" -x Xvfb || true)}
 compositor=$(pgrep -P "$session_pid" -x xcompmgr || true)
+wm=$(pgrep -P "$session_pid" -x openbox || true)
 echo "compositing manager: $([ -n "$compositor" ] && echo xcompmgr || echo none)"
 frames() { call FramesRendered | sed -E 's/.*uint64 ([0-9]+).*/\1/'; }
 
@@ -128,18 +129,23 @@ script=$(awk -v l="$left" -v r="$right" -v y="$y" -v n="$steps" 'BEGIN {
   } }')
 x0=$([ -n "$xserver" ] && cpu_ticks "$xserver" || echo 0)
 m0=$([ -n "$compositor" ] && cpu_ticks "$compositor" || echo 0)
+o0=$([ -n "$wm" ] && cpu_ticks "$wm" || echo 0)
 c0=$(cpu_ticks); f0=$(frames); t0=$(date +%s%N); before=$(per_thread_sleeps)
 # shellcheck disable=SC2086
 xdotool $script
 after=$(per_thread_sleeps); t1=$(date +%s%N); c1=$(cpu_ticks); f1=$(frames)
 x1=$([ -n "$xserver" ] && cpu_ticks "$xserver" || echo 0)
 m1=$([ -n "$compositor" ] && cpu_ticks "$compositor" || echo 0)
+o1=$([ -n "$wm" ] && cpu_ticks "$wm" || echo 0)
 awk -v c=$((c1 - c0)) -v f=$((f1 - f0)) -v ns=$((t1 - t0)) -v hz="$hz" \
   'BEGIN { s = ns / 1e9; printf "sweep: %.1f s, %.1f fps, CPU %.1f %% of a core\n", s, f / s, 100 * c / hz / s }'
 [ -z "$xserver" ] || awk -v c=$((x1 - x0)) -v ns=$((t1 - t0)) -v hz="$hz" \
   'BEGIN { printf "sweep: X server CPU %.1f %% of a core\n", 100 * c / hz / (ns / 1e9) }'
 [ -z "$compositor" ] || awk -v c=$((m1 - m0)) -v ns=$((t1 - t0)) -v hz="$hz" \
   'BEGIN { printf "sweep: compositor CPU %.1f %% of a core\n", 100 * c / hz / (ns / 1e9) }'
+# The window manager follows the dock window's shape (openbox copies it onto its frame).
+[ -z "$wm" ] || awk -v c=$((o1 - o0)) -v ns=$((t1 - t0)) -v hz="$hz" \
+  'BEGIN { printf "sweep: window manager CPU %.1f %% of a core\n", 100 * c / hz / (ns / 1e9) }'
 deltas=$(join -a 2 -e 0 -o 2.2,1.3,2.3 <(echo "$before") <(echo "$after") | awk '{ print $1, $3 - $2 }')
 echo "$deltas" | awk -v f=$((f1 - f0)) '{ n += $2; if ($2 > 0) printf "  %-16s %d wakeups, %.2f per frame\n", $1, $2, $2 / f }
   END { printf "sweep: %d wakeups in all threads, %.2f per frame\n", n, n / f }'
