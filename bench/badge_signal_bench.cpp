@@ -7,6 +7,7 @@
 #include <QDBusMessage>
 #include <QDBusReply>
 #include <QElapsedTimer>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
@@ -16,19 +17,35 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <map>
 #include <unistd.h>
 #include <vector>
 
 namespace {
 
-long cpuTicks(qint64 pid)
+long ticksOf(const QString& statPath)
 {
-    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+    QFile stat(statPath);
     if (!stat.open(QIODevice::ReadOnly))
         return 0;
     const QList<QByteArray> fields = stat.readAll().split(')').last().trimmed().split(' ');
     // utime and stime are fields 14 and 15; after the ')' the list starts at field 3.
     return fields.size() > 12 ? fields[11].toLong() + fields[12].toLong() : 0;
+}
+
+long cpuTicks(qint64 pid) { return ticksOf(QStringLiteral("/proc/%1/stat").arg(pid)); }
+
+// CPU ticks by thread name: which thread pays for the receiving, which for the drawing.
+std::map<QString, long> threadTicks(qint64 pid)
+{
+    std::map<QString, long> ticks;
+    const QString tasks = QStringLiteral("/proc/%1/task").arg(pid);
+    for (const QString& tid : QDir(tasks).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        QFile comm(tasks + QLatin1Char('/') + tid + QStringLiteral("/comm"));
+        if (comm.open(QIODevice::ReadOnly))
+            ticks[QString::fromUtf8(comm.readAll().trimmed())] += ticksOf(tasks + QLatin1Char('/') + tid + QStringLiteral("/stat"));
+    }
+    return ticks;
 }
 
 void sendUpdate(QDBusConnection& bus, const QString& uri, qlonglong count)
@@ -100,6 +117,7 @@ int main(int argc, char** argv)
     for (const QString& target : {QStringLiteral("application://no-such-tile.desktop"), uri}) {
         std::printf("== flood: 1,000 badge signals a second for %d s to %s\n", seconds, qPrintable(target));
         ticks = cpuTicks(pid);
+        const auto threadsBefore = threadTicks(pid);
         drawn = frames();
         QElapsedTimer clock;
         clock.start();
@@ -117,6 +135,12 @@ int main(int argc, char** argv)
         QThread::msleep(200);
         std::printf("%lld signals in %.1f s: Wharf CPU %.2f %%, %.1f frames/s\n", sent, elapsed,
                     100.0 * (cpuTicks(pid) - ticks) / hz / elapsed, double(frames() - drawn) / elapsed);
+        for (const auto& [name, after] : threadTicks(pid)) {
+            const auto before = threadsBefore.find(name);
+            const long spent = after - (before == threadsBefore.end() ? 0 : before->second);
+            if (spent > 0)
+                std::printf("  thread %s: %.2f %%\n", qPrintable(name), 100.0 * spent / hz / elapsed);
+        }
     }
     return 0;
 }

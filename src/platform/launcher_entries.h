@@ -23,25 +23,28 @@ struct LauncherEntry {
     bool operator==(const LauncherEntry&) const = default;
 };
 
-// The applications' launcher entries, by desktop-file id ("org.gnome.Calculator"). Entries arrive
-// as events; nothing is polled.
+// The applications' launcher entries, by desktop-file id ("org.gnome.Calculator"). Only the
+// applications the dock shows are listened to; entries arrive as events, nothing is polled.
 class LauncherEntries {
 public:
     virtual ~LauncherEntries() = default;
 
-    // The entry `desktopID` published last; none when it published nothing (or has gone).
+    // The entry `desktopID` published last; none when it published nothing, or is not watched.
     virtual std::optional<LauncherEntry> entry(const QString& desktopID) const = 0;
 
-    struct RunningApplication {
+    struct Application {
         QString desktopID;
-        pid_t pid = 0;
+        std::vector<pid_t> pids; // its processes with windows; none: not running
     };
-    // Asks these running applications for their current entries: programs that published before
-    // the dock started are seen without waiting for their next change.
-    virtual void query(const std::vector<RunningApplication>& applications) = 0;
+    // The applications whose entries the dock wants; the entries of all others are dropped and
+    // their updates never received. A running application new to the list, or newly running, is
+    // asked for its current entry: programs that published before their tile appeared are seen
+    // without waiting for their next change.
+    virtual void watch(const std::vector<Application>& applications) = 0;
 
-    // The desktop id whose entry changed.
-    CallbackList<QString> changed;
+    // Some entries changed: at once after a quiet spell, then at most once a frame however fast
+    // applications send.
+    CallbackList<> changed;
 };
 
 } // namespace wharf

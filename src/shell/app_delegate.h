@@ -38,7 +38,6 @@
 #include <QStringList>
 #include <QSystemTrayIcon>
 #include <QTimer>
-#include <QElapsedTimer>
 
 #include <cstdint>
 #include <functional>
@@ -214,7 +213,7 @@ private:
 
     DockModel::Providers modelProviders();
     void badgeProviders(DockModel::Providers& providers) const;
-    void scheduleBadgeRefresh();
+    void watchLauncherEntries();
     void preferencesChanged();
     void relayoutDocks();
     void startWindowTimer();
@@ -242,8 +241,6 @@ private:
     std::unique_ptr<SystemPinsImporter> importer;
     // Before the model, whose items read their badges from it.
     std::unique_ptr<LauncherEntries> launcherEntries;
-    QTimer* badgeTimer = nullptr;
-    QElapsedTimer sinceBadgeRefresh;
     // The stacks' stores come before the model, which asks for folder piles as it builds items.
     std::unique_ptr<StackPreferences> stackSettings;
     std::unique_ptr<FolderAccessStore> folderAccess;

@@ -9,16 +9,8 @@
 
 #include <QCursor>
 #include <QScreen>
-#include <QTimer>
 
 namespace wharf {
-
-namespace {
-
-// A badge change is shown in the next frame; a flood is applied once per frame.
-constexpr int framePeriodMs = 16;
-
-} // namespace
 
 void AppDelegate::badgeProviders(DockModel::Providers& providers) const
 {
@@ -38,35 +30,32 @@ void AppDelegate::wireBadges()
 {
     if (!launcherEntries)
         return;
-    badgeTimer = new QTimer(this);
-    badgeTimer->setSingleShot(true);
-    connect(badgeTimer, &QTimer::timeout, this, [this] {
-        sinceBadgeRefresh.start();
-        dockModel->refreshBadges();
-    });
-    subscriptions.push_back(launcherEntries->changed.add([this](const QString&) { scheduleBadgeRefresh(); }));
+    // Entries change at most once a frame: each change is applied at once.
+    subscriptions.push_back(launcherEntries->changed.add([this] { dockModel->refreshBadges(); }));
     // Badges change no layout and no window's clearance: only the badge layers redraw.
     subscriptions.push_back(dockModel->onBadgesChange.add([this] {
         for (auto& dock : dockControllers)
             dock->dockView().reloadBadges();
     }));
-
-    // Programs that published before the dock started.
-    std::vector<LauncherEntries::RunningApplication> running;
-    for (const DockItem& item : dockModel->items()) {
-        const auto& app = item.runningApplication;
-        if (app && app->processIdentifier && app->bundleIdentifier)
-            running.push_back({*app->bundleIdentifier, *app->processIdentifier});
-    }
-    launcherEntries->query(running);
+    // Only the applications with tiles are listened to; one that gets a tile, or starts, is asked
+    // for what it published before.
+    subscriptions.push_back(dockModel->onChange.add([this] { watchLauncherEntries(); }));
+    watchLauncherEntries();
 }
 
-void AppDelegate::scheduleBadgeRefresh()
+void AppDelegate::watchLauncherEntries()
 {
-    if (badgeTimer->isActive())
-        return;
-    const qint64 since = sinceBadgeRefresh.isValid() ? sinceBadgeRefresh.elapsed() : framePeriodMs;
-    badgeTimer->start(int(std::max<qint64>(0, framePeriodMs - since)));
+    std::vector<LauncherEntries::Application> applications;
+    for (const DockItem& item : dockModel->items()) {
+        if (item.kind != DockItem::Kind::application)
+            continue;
+        const auto& app = item.runningApplication;
+        const auto desktopID = app && app->bundleIdentifier ? app->bundleIdentifier
+                                                            : dockModel->bundleIDCache.value(item.id);
+        if (desktopID)
+            applications.push_back({*desktopID, app ? app->processIdentifiers : std::vector<pid_t>()});
+    }
+    launcherEntries->watch(applications);
 }
 
 void AppDelegate::showDividerMenu()

@@ -2,6 +2,9 @@
 // the badge sits, are checked end to end from the signal applications send.)
 #include "model/dock_badge.h"
 
+#include <QImage>
+#include <QPainter>
+
 #include <gtest/gtest.h>
 
 namespace wharf {
@@ -54,6 +57,46 @@ TEST(DockBadge, GrowsWithItsTextAndHasAFloor)
     EXPECT_GE(badge.width(), badge.height()) << "a single digit is a circle";
     EXPECT_GT(DockBadge::frame(QStringLiteral("999+"), icon).width(), badge.width());
     EXPECT_TRUE(DockBadge::paintedFrame(QStringLiteral("3"), icon).contains(badge));
+}
+
+// Largest difference of any channel between two images of the same size.
+int largestDifference(const QImage& a, const QImage& b)
+{
+    int worst = 0;
+    for (int y = 0; y < a.height(); ++y) {
+        for (int x = 0; x < a.width(); ++x) {
+            const QRgb p = a.pixel(x, y);
+            const QRgb q = b.pixel(x, y);
+            worst = std::max({worst, std::abs(qRed(p) - qRed(q)), std::abs(qGreen(p) - qGreen(q)),
+                              std::abs(qBlue(p) - qBlue(q)), std::abs(qAlpha(p) - qAlpha(q))});
+        }
+    }
+    return worst;
+}
+
+TEST(DockBadge, DrawnBadgesLandWhereTheirPathsWould)
+{
+    // A badge is copied from a picture drawn once; a painter that scales draws the paths
+    // themselves. Both must put the same pixels in the same places, at fractional positions
+    // and at two device pixels a point.
+    for (const double dpr : {1.0, 2.0}) {
+        for (const QPointF offset : {QPointF(0, 0), QPointF(10.3, 7.6), QPointF(-0.5, 20.25)}) {
+            const auto render = [&](bool copied) {
+                QImage image(QSize(120, 90) * dpr, QImage::Format_ARGB32_Premultiplied);
+                image.setDevicePixelRatio(dpr);
+                image.fill(Qt::transparent);
+                QPainter painter(&image);
+                painter.translate(offset);
+                if (!copied)
+                    painter.scale(1.0000001, 1.0000001);
+                DockBadge::draw(painter, QStringLiteral("42"), QRectF(20.4, 30.7, 64, 64));
+                return image;
+            };
+            const QImage copied = render(true);
+            EXPECT_LE(largestDifference(copied, render(false)), 24) << dpr << " " << offset.x() << "," << offset.y();
+            EXPECT_NE(copied.pixel(QPointF(QPointF(77, 28) + offset).toPoint() * dpr), 0u) << "a badge is drawn";
+        }
+    }
 }
 
 } // namespace

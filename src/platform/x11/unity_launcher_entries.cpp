@@ -9,12 +9,13 @@
 #include <QDBusPendingReply>
 #include <QFile>
 #include <QLoggingCategory>
-#include <QPointer>
+#include <QThread>
+#include <QTimer>
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <memory>
+#include <mutex>
 
 Q_LOGGING_CATEGORY(lcBadges, "wharf.badges")
 
@@ -25,6 +26,12 @@ namespace {
 const QString unityName = QStringLiteral("com.canonical.Unity");
 const QString busName = QStringLiteral("org.freedesktop.DBus");
 const QString busPath = QStringLiteral("/org/freedesktop/DBus");
+const QString updateName = QStringLiteral("Update");
+
+QString uriOf(const QString& desktopID)
+{
+    return QStringLiteral("application://") + desktopID + QStringLiteral(".desktop");
+}
 
 std::optional<qint64> integer(const QVariant& value)
 {
@@ -88,12 +95,82 @@ std::vector<pid_t> processAndAncestors(pid_t pid)
 
 } // namespace
 
-UnityLauncherEntries::UnityLauncherEntries(QDBusConnection connection) : bus(std::move(connection))
+// What the thread that reads the bus and the main thread share: the watched applications'
+// entries, and whether the main thread has been told of a change.
+struct UnityLauncherEntries::Inbox {
+    struct Slot {
+        LauncherEntry entry;
+        bool published = false;
+    };
+
+    mutable std::mutex lock;
+    QHash<QString, Slot> byURI; // the watched applications
+    bool dirty = false;         // changed since the main thread last heard
+    bool posted = false;        // the main thread has been woken, or waits out a frame
+    UnityLauncherEntries* owner = nullptr;
+
+    // Any thread.
+    void receive(const QString& uri, const QVariantMap& properties)
+    {
+        const std::lock_guard guard(lock);
+        const auto found = byURI.find(uri);
+        if (found == byURI.end())
+            return;
+        found->published = true;
+        if (!apply(found->entry, properties))
+            return;
+        dirty = true;
+        if (posted || !owner)
+            return;
+        posted = true;
+        QMetaObject::invokeMethod(owner, &UnityLauncherEntries::deliver, Qt::QueuedConnection);
+    }
+};
+
+// Takes the updates on the thread that reads the bus: a signal delivered to an object of that
+// thread wakes no other.
+class UnityLauncherEntries::Receiver : public QObject {
+    Q_OBJECT
+
+public:
+    explicit Receiver(std::shared_ptr<Inbox> shared) : inbox(std::move(shared)) {}
+
+public Q_SLOTS:
+    void updated(const QDBusMessage& message)
+    {
+        const QVariantList arguments = message.arguments();
+        if (arguments.size() != 2 || arguments[0].metaType().id() != QMetaType::QString)
+            return;
+        if (const auto properties = propertyMap(arguments[1]))
+            inbox->receive(arguments[0].toString(), *properties);
+    }
+
+private:
+    std::shared_ptr<Inbox> inbox;
+};
+
+void UnityLauncherEntries::ReceiverDeleter::operator()(Receiver* receiver) const
 {
+    // Its match rules are gone by now. The connection also watches for its end, from the bus's
+    // thread, blocking: an object of that thread must not tell it.
+    QObject::disconnect(receiver, &QObject::destroyed, nullptr, nullptr);
+    // It lives on the bus's thread: deleted there, once its pending deliveries are done.
+    receiver->deleteLater();
+}
+
+UnityLauncherEntries::UnityLauncherEntries(QDBusConnection connection)
+    : bus(std::move(connection)), inbox(std::make_shared<Inbox>()), receiver(new Receiver(inbox)),
+      frameTimer(new QTimer(this))
+{
+    inbox->owner = this;
+    frameTimer->setSingleShot(true);
+    frameTimer->setInterval(framePeriodMs);
+    connect(frameTimer, &QTimer::timeout, this, &UnityLauncherEntries::frameEnded);
     if (!bus.isConnected())
         return;
-    bus.connect(QString(), QString(), interfaceName, QStringLiteral("Update"), this,
-                SLOT(updated(QDBusMessage)));
+    // The connection's own objects live on the thread that reads it.
+    if (QThread* reading = bus.interface()->thread(); reading != thread())
+        receiver->moveToThread(reading);
     // libunity publishes again whenever this name appears: programs started before the dock
     // show their badges without waiting for their next change.
     if (!bus.interface()->registerService(unityName, QDBusConnectionInterface::DontQueueService,
@@ -103,17 +180,46 @@ UnityLauncherEntries::UnityLauncherEntries(QDBusConnection connection) : bus(std
 
 UnityLauncherEntries::~UnityLauncherEntries()
 {
+    {
+        const std::lock_guard guard(inbox->lock);
+        inbox->owner = nullptr;
+    }
     if (!bus.isConnected())
         return;
-    bus.disconnect(QString(), QString(), interfaceName, QStringLiteral("Update"), this,
-                   SLOT(updated(QDBusMessage)));
+    for (const auto& [id, pids] : watched)
+        listen(id, false);
     bus.unregisterService(unityName);
 }
 
 std::optional<LauncherEntry> UnityLauncherEntries::entry(const QString& desktopID) const
 {
-    const auto found = entries.constFind(desktopID);
-    return found == entries.constEnd() ? std::nullopt : std::optional(*found);
+    const std::lock_guard guard(inbox->lock);
+    const auto found = inbox->byURI.constFind(uriOf(desktopID));
+    if (found == inbox->byURI.constEnd() || !found->published)
+        return std::nullopt;
+    return found->entry;
+}
+
+void UnityLauncherEntries::deliver()
+{
+    {
+        const std::lock_guard guard(inbox->lock);
+        inbox->dirty = false;
+    }
+    frameTimer->start();
+    changed.notify();
+}
+
+void UnityLauncherEntries::frameEnded()
+{
+    {
+        const std::lock_guard guard(inbox->lock);
+        if (!inbox->dirty) {
+            inbox->posted = false;
+            return;
+        }
+    }
+    deliver();
 }
 
 std::optional<QString> UnityLauncherEntries::desktopID(const QString& appURI)
@@ -160,31 +266,60 @@ bool UnityLauncherEntries::apply(LauncherEntry& entry, const QVariantMap& proper
     return !(entry == before);
 }
 
-void UnityLauncherEntries::updated(const QDBusMessage& message)
+void UnityLauncherEntries::watch(const std::vector<Application>& applications)
 {
-    const QVariantList arguments = message.arguments();
-    if (arguments.size() != 2 || arguments[0].metaType().id() != QMetaType::QString)
-        return;
-    if (const auto properties = propertyMap(arguments[1]))
-        receive(arguments[0].toString(), *properties);
-}
-
-void UnityLauncherEntries::receive(const QString& appURI, const QVariantMap& properties)
-{
-    const auto id = desktopID(appURI);
-    if (!id)
-        return;
-    auto found = entries.find(*id);
-    if (found == entries.end()) {
-        if (entries.size() >= maximumEntries)
-            return;
-        found = entries.insert(*id, LauncherEntry{});
+    std::map<QString, std::vector<pid_t>> next;
+    for (const auto& application : applications) {
+        if (application.desktopID.isEmpty())
+            continue;
+        auto& pids = next[application.desktopID];
+        pids.insert(pids.end(), application.pids.begin(), application.pids.end());
     }
-    if (apply(*found, properties))
-        changed.notify(*id);
+    std::vector<Application> ask;
+    for (auto& [id, pids] : next) {
+        std::sort(pids.begin(), pids.end());
+        pids.erase(std::unique(pids.begin(), pids.end()), pids.end());
+        const auto before = watched.find(id);
+        if (before == watched.end())
+            listen(id, true);
+        // A new process of the application may be the one that publishes.
+        if (!pids.empty()
+            && (before == watched.end()
+                || !std::includes(before->second.begin(), before->second.end(), pids.begin(), pids.end())))
+            ask.push_back({id, pids});
+    }
+    for (const auto& [id, pids] : watched) {
+        if (!next.count(id))
+            listen(id, false);
+    }
+    watched = std::move(next);
+    query(ask);
 }
 
-void UnityLauncherEntries::query(const std::vector<RunningApplication>& applications)
+void UnityLauncherEntries::listen(const QString& desktopID, bool on)
+{
+    const QString uri = uriOf(desktopID);
+    {
+        const std::lock_guard guard(inbox->lock);
+        if (on)
+            inbox->byURI.insert(uri, {});
+        else
+            inbox->byURI.remove(uri);
+    }
+    if (!bus.isConnected())
+        return;
+    // One match rule with arg0 for each application: the bus daemon drops everyone else's.
+    // A query sent after it is answered after the rule is in place.
+    const QStringList argument{uri};
+    if (on)
+        bus.connect(QString(), QString(), interfaceName, updateName, argument, QString(), receiver.get(),
+                    SLOT(updated(QDBusMessage)));
+    else
+        bus.disconnect(QString(), QString(), interfaceName, updateName, argument, QString(), receiver.get(),
+                       SLOT(updated(QDBusMessage)));
+}
+
+void UnityLauncherEntries::query(const std::vector<Application>& applications)
 {
     if (!bus.isConnected() || applications.empty())
         return;
@@ -204,7 +339,7 @@ void UnityLauncherEntries::query(const std::vector<RunningApplication>& applicat
     });
 }
 
-void UnityLauncherEntries::queryName(const QString& name, const std::vector<RunningApplication>& applications)
+void UnityLauncherEntries::queryName(const QString& name, const std::vector<Application>& applications)
 {
     const QDBusMessage pidCall = QDBusMessage::createMethodCall(busName, busPath, busName,
                                                                 QStringLiteral("GetConnectionUnixProcessID"))
@@ -217,11 +352,12 @@ void UnityLauncherEntries::queryName(const QString& name, const std::vector<Runn
             return;
         const std::vector<pid_t> family = processAndAncestors(pid_t(pid.value()));
         for (const auto& application : applications) {
-            if (std::find(family.begin(), family.end(), application.pid) == family.end())
+            if (std::none_of(application.pids.begin(), application.pids.end(), [&](pid_t p) {
+                    return std::find(family.begin(), family.end(), p) != family.end();
+                }))
                 continue;
-            const QString uri = QStringLiteral("application://") + application.desktopID + QStringLiteral(".desktop");
-            const QDBusMessage queryCall =
-                QDBusMessage::createMethodCall(name, objectPath(uri), interfaceName, QStringLiteral("Query"));
+            const QDBusMessage queryCall = QDBusMessage::createMethodCall(
+                name, objectPath(uriOf(application.desktopID)), interfaceName, QStringLiteral("Query"));
             auto* answer = new QDBusPendingCallWatcher(bus.asyncCall(queryCall), this);
             connect(answer, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher* reply) {
                 reply->deleteLater();
@@ -229,10 +365,12 @@ void UnityLauncherEntries::queryName(const QString& name, const std::vector<Runn
                 if (arguments.size() != 2 || arguments[0].metaType().id() != QMetaType::QString)
                     return;
                 if (const auto properties = propertyMap(arguments[1]))
-                    receive(arguments[0].toString(), *properties);
+                    inbox->receive(arguments[0].toString(), *properties);
             });
         }
     });
 }
 
 } // namespace wharf
+
+#include "unity_launcher_entries.moc"

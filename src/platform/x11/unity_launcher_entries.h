@@ -3,31 +3,39 @@
 #include "platform/launcher_entries.h"
 
 #include <QDBusConnection>
-#include <QHash>
 #include <QObject>
 #include <QString>
 #include <QVariantMap>
 
+#include <map>
+#include <memory>
+
 class QDBusMessage;
+class QTimer;
 
 namespace wharf {
 
 // Launcher entries over the Unity LauncherEntry D-Bus API: applications broadcast
 // com.canonical.Unity.LauncherEntry.Update(s app_uri, a{sv} properties) with the properties that
 // changed, and answer Query(), on their libunity path, with all of them.
+//
+// A flood of updates must cost the dock next to nothing. The bus daemon delivers only the
+// updates of watched applications (one arg0 match rule each); they are taken on the thread that
+// reads the bus, without waking the main thread unless a value changed, and the main thread hears
+// of changes at most once a frame.
 class UnityLauncherEntries : public QObject, public LauncherEntries {
     Q_OBJECT
 
 public:
     static inline const QString interfaceName = QStringLiteral("com.canonical.Unity.LauncherEntry");
-    // Applications that publish at all are few; past this many ids, new ones are ignored.
-    static constexpr int maximumEntries = 256;
+    // How often a stream of changes reaches the dock: one frame.
+    static constexpr int framePeriodMs = 16;
 
     explicit UnityLauncherEntries(QDBusConnection bus = QDBusConnection::sessionBus());
     ~UnityLauncherEntries() override;
 
     std::optional<LauncherEntry> entry(const QString& desktopID) const override;
-    void query(const std::vector<RunningApplication>& applications) override;
+    void watch(const std::vector<Application>& applications) override;
 
     // "application://org.gnome.Calculator.desktop" -> "org.gnome.Calculator"; none for anything else.
     static std::optional<QString> desktopID(const QString& appURI);
@@ -37,15 +45,25 @@ public:
     // skipped. True when the entry changed.
     static bool apply(LauncherEntry& entry, const QVariantMap& properties);
 
-private Q_SLOTS:
-    void updated(const QDBusMessage& message);
+    struct Inbox;
 
 private:
-    void receive(const QString& appURI, const QVariantMap& properties);
-    void queryName(const QString& name, const std::vector<RunningApplication>& applications);
+    class Receiver;
+    struct ReceiverDeleter {
+        void operator()(Receiver* receiver) const;
+    };
+
+    void deliver();
+    void frameEnded();
+    void listen(const QString& desktopID, bool on);
+    void query(const std::vector<Application>& applications);
+    void queryName(const QString& name, const std::vector<Application>& applications);
 
     QDBusConnection bus;
-    QHash<QString, LauncherEntry> entries;
+    std::shared_ptr<Inbox> inbox;
+    std::unique_ptr<Receiver, ReceiverDeleter> receiver;
+    QTimer* frameTimer = nullptr;
+    std::map<QString, std::vector<pid_t>> watched; // desktop id -> its processes when last asked
 };
 
 } // namespace wharf
