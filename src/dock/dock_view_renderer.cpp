@@ -745,9 +745,11 @@ void DockViewRenderer::paint(QPainter& painter, const Scene& scene, const QRect&
     drawShelfLayer(painter, s, s.under, s.bandTop, s.bandBottom, shelfRect, shelfViewHeight, dpr, area);
     painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
 
-    // Reflections, clipped to the band under the icons (inside the outline's slanted ends).
+    // Reflections, clipped to the band under the icons (inside the outline's slanted ends) within
+    // the caller's clip: replacing that would blend them a second time over what another
+    // rectangle of the repaint has drawn.
     painter.save();
-    painter.setClipRect(shelfRows(s, s.bandTop, s.bandBottom, shelfRect, shelfViewHeight, dpr));
+    painter.setClipRect(shelfRows(s, s.bandTop, s.bandBottom, shelfRect, shelfViewHeight, dpr), Qt::IntersectClip);
     for (const auto& tile : scene.tiles) {
         if (tile.dragged || !tile.entry || tile.reflectionFrame.width() < 1)
             continue;
