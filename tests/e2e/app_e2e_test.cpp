@@ -47,82 +47,6 @@ void keys(E2eSession& session, const QStringList& names)
         session.xdotool({QStringLiteral("key"), QStringLiteral("--delay"), QStringLiteral("40"), name});
 }
 
-// Where xdotool sees a window's top-left corner.
-QPoint windowPosition(E2eSession& session, const QString& window)
-{
-    const RunResult r = session.xdotool({QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), window});
-    QPoint position(-1, -1);
-    for (const QString& line : r.out.split(QLatin1Char('\n'))) {
-        if (line.startsWith(QStringLiteral("X=")))
-            position.setX(line.mid(2).toInt());
-        else if (line.startsWith(QStringLiteral("Y=")))
-            position.setY(line.mid(2).toInt());
-    }
-    return position;
-}
-
-TEST(App, SettingsWindowDrivesTheDockAndTheLoginItemFromTheKeyboardAndReopensWhereItWasLeft)
-{
-    E2eSession session;
-    WHARF_REQUIRE_SESSION(session);
-    QProcess* wharf = session.startWharf();
-    ASSERT_NE(wharf, nullptr);
-    const auto dock = DockClient(session).settledDock();
-    ASSERT_TRUE(dock);
-
-    ASSERT_EQ(callWharf(session, QStringLiteral("ShowSettings")).type(), QDBusMessage::ReplyMessage);
-    const QString window = findWindow(session, settingsTitle);
-    ASSERT_FALSE(window.isEmpty()) << "no settings window";
-    const QPoint opened = windowPosition(session, window);
-    session.xdotool({QStringLiteral("windowmove"), QStringLiteral("--sync"), window, QStringLiteral("300"),
-                     QStringLiteral("150")});
-    QPoint left;
-    ASSERT_TRUE(E2eSession::waitFor([&] { return (left = windowPosition(session, window)) != opened; }))
-        << "the window did not move";
-    session.xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), window});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return QString::number(activeWindow(session)) == window; }));
-
-    // The width slider has the focus; the magnification slider is next.
-    keys(session, {QStringLiteral("Tab"), QStringLiteral("Right"), QStringLiteral("Right"), QStringLiteral("Right")});
-    EXPECT_TRUE(waitForSetting(session, QStringLiteral("magnification"), 1.8)) << storedSetting(session, "magnification").toString().toStdString();
-
-    // Auto-hide: at once the running dock stops reserving its band at the bottom of the screen.
-    const auto bottomStrut = [&] {
-        for (const QString& dockWindow : wharfWindows(session, wharf->processId())) {
-            const QStringList values = session.xprop({QStringLiteral("-id"), dockWindow, QStringLiteral("_NET_WM_STRUT_PARTIAL")})
-                                           .section(QLatin1Char('='), 1).split(QLatin1Char(','));
-            if (values.size() == 12 && values[3].trimmed().toInt() > 0)
-                return values[3].trimmed().toInt();
-        }
-        return 0;
-    };
-    ASSERT_GT(bottomStrut(), 0) << "the resting dock reserves its band";
-    EXPECT_LE(1080 - bottomStrut(), int(dock->tiles.front().top())) << "the band ends just above the icons";
-    EXPECT_LT(bottomStrut(), 340) << "and not at the top of the dock window";
-    keys(session, {QStringLiteral("Tab"), QStringLiteral("space")});
-    EXPECT_TRUE(waitForSetting(session, QStringLiteral("autoHide"), true));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return bottomStrut() == 0; })) << "the dock still reserves its band";
-
-    // "Open at login" (the compatibility box is disabled here: no desktop dock to hide).
-    const QString entry = session.configHome() + QStringLiteral("/autostart/wharf.desktop");
-    keys(session, {QStringLiteral("Tab"), QStringLiteral("Tab"), QStringLiteral("space")});
-    EXPECT_TRUE(E2eSession::waitFor([&] { return QFile::exists(entry); }, 5000)) << "no autostart entry";
-    keys(session, {QStringLiteral("space")});
-    EXPECT_TRUE(E2eSession::waitFor([&] { return !QFile::exists(entry); }, 5000)) << "autostart entry stays";
-
-    // Ctrl+Q quits while the settings window has the keyboard; the next start opens it where it was.
-    keys(session, {QStringLiteral("ctrl+q")});
-    ASSERT_TRUE(wharf->waitForFinished(10000));
-    EXPECT_EQ(wharf->exitCode(), 0);
-    ASSERT_NE(session.startWharf(), nullptr);
-    ASSERT_EQ(callWharf(session, QStringLiteral("ShowSettings")).type(), QDBusMessage::ReplyMessage);
-    const QString reopened = findWindow(session, settingsTitle);
-    ASSERT_FALSE(reopened.isEmpty()) << "no settings window";
-    QPoint now;
-    EXPECT_TRUE(E2eSession::waitFor([&] { return (now = windowPosition(session, reopened)) == left; }))
-        << now.x() << "," << now.y() << " instead of " << left.x() << "," << left.y();
-}
-
 // The pixels in `area` of a screenshot that differ from the tray's empty background.
 QRect paintedArea(const QImage& shot, const QRect& area, QRgb background)
 {
@@ -134,7 +58,7 @@ QRect paintedArea(const QImage& shot, const QRect& area, QRgb background)
     return painted;
 }
 
-TEST(App, FirstStartPinsGnomeFavouritesAndTheTrayIconAndDBusShowTheSameMenu)
+TEST(App, FirstStartPinsGnomeFavouritesTheTrayIconAndDBusShowTheSameMenuAndTheSettingsWindowWorksFromTheKeyboard)
 {
     E2eSession session;
     WHARF_REQUIRE_SESSION(session);
@@ -145,8 +69,7 @@ TEST(App, FirstStartPinsGnomeFavouritesAndTheTrayIconAndDBusShowTheSameMenu)
                                              QStringLiteral("--transparent"), QStringLiteral("false")});
     ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("trayer")));
     const QRect tray(1920 - 64, 0, 64, 32);
-    const QImage before = session.screenshot();
-    const QRgb background = before.pixel(tray.center());
+    const QRgb background = session.screenshot().pixel(tray.center());
 
     // GNOME's favourites through a private schema and the keyfile backend: the first start pins
     // them in order, skipping unknown ids.
@@ -155,20 +78,13 @@ TEST(App, FirstStartPinsGnomeFavouritesAndTheTrayIconAndDBusShowTheSameMenu)
     const QString beta = session.writeDesktopEntry(
         QStringLiteral("beta.desktop"), QStringLiteral("[Desktop Entry]\nType=Application\nName=Beta\nExec=true\n"));
     const QString schemas = session.root() + QStringLiteral("/schemas");
-    QDir().mkpath(schemas);
-    QFile schema(schemas + QStringLiteral("/org.gnome.shell.gschema.xml"));
-    ASSERT_TRUE(schema.open(QIODevice::WriteOnly));
-    schema.write("<schemalist><schema id=\"org.gnome.shell\" path=\"/org/gnome/shell/\">"
-                 "<key name=\"favorite-apps\" type=\"as\"><default>[]</default></key></schema></schemalist>\n");
-    schema.close();
+    writeFile(schemas + QStringLiteral("/org.gnome.shell.gschema.xml"),
+              "<schemalist><schema id=\"org.gnome.shell\" path=\"/org/gnome/shell/\">"
+              "<key name=\"favorite-apps\" type=\"as\"><default>[]</default></key></schema></schemalist>\n");
     ASSERT_EQ(session.run(QStringLiteral("glib-compile-schemas"), {schemas}).exitCode, 0);
     session.setEnv(QStringLiteral("GSETTINGS_SCHEMA_DIR"), schemas);
-    const QString keyfile = session.configHome() + QStringLiteral("/glib-2.0/settings/keyfile");
-    QDir().mkpath(QFileInfo(keyfile).path());
-    QFile settings(keyfile);
-    ASSERT_TRUE(settings.open(QIODevice::WriteOnly));
-    settings.write("[org/gnome/shell]\nfavorite-apps=['beta.desktop', 'missing.desktop', 'alpha.desktop']\n");
-    settings.close();
+    writeFile(session.configHome() + QStringLiteral("/glib-2.0/settings/keyfile"),
+              "[org/gnome/shell]\nfavorite-apps=['beta.desktop', 'missing.desktop', 'alpha.desktop']\n");
     QProcess* wharf = session.startWharf();
     ASSERT_NE(wharf, nullptr);
     DockClient client(session);
@@ -201,7 +117,7 @@ TEST(App, FirstStartPinsGnomeFavouritesAndTheTrayIconAndDBusShowTheSameMenu)
     ASSERT_TRUE(E2eSession::waitFor([&] { return findWindow(session, settingsTitle, 0).isEmpty(); }));
 
     // Ctrl+, from a dock that has the keyboard.
-    ASSERT_EQ(callWharf(session, QStringLiteral("FocusDock")).type(), QDBusMessage::ReplyMessage);
+    ASSERT_EQ(client.call(QStringLiteral("FocusDock")).type(), QDBusMessage::ReplyMessage);
     const QStringList docks = wharfWindows(session, wharf->processId());
     ASSERT_TRUE(E2eSession::waitFor([&] { return docks.contains(QString::number(activeWindow(session))); }));
     keys(session, {QStringLiteral("ctrl+comma")});
@@ -210,12 +126,63 @@ TEST(App, FirstStartPinsGnomeFavouritesAndTheTrayIconAndDBusShowTheSameMenu)
 
     // Without a tray the same menu comes from D-Bus; its last entry quits.
     session.xdotool({QStringLiteral("mousemove"), QStringLiteral("400"), QStringLiteral("300")});
-    ASSERT_EQ(callWharf(session, QStringLiteral("ShowApplicationMenu")).type(), QDBusMessage::ReplyMessage);
+    ASSERT_EQ(client.call(QStringLiteral("ShowApplicationMenu")).type(), QDBusMessage::ReplyMessage);
     ASSERT_TRUE(E2eSession::waitFor(menuShown));
     keys(session, {QStringLiteral("Up"), QStringLiteral("Return")});
     ASSERT_TRUE(wharf->waitForFinished(10000)) << "\"Restore System Dock & Quit\" did not quit";
     EXPECT_EQ(wharf->exitCode(), 0);
+
+    // The settings window, opened again.
+    wharf = session.startWharf();
+    ASSERT_NE(wharf, nullptr);
+    const auto dock = client.settledDock();
+    ASSERT_TRUE(dock);
+
+    ASSERT_EQ(client.call(QStringLiteral("ShowSettings")).type(), QDBusMessage::ReplyMessage);
+    const QString window = findWindow(session, settingsTitle);
+    ASSERT_FALSE(window.isEmpty()) << "no settings window";
+    const QPoint opened = windowFrame(session, window).topLeft();
+    session.xdotool({QStringLiteral("windowmove"), QStringLiteral("--sync"), window, QStringLiteral("300"),
+                     QStringLiteral("150")});
+    QPoint left;
+    ASSERT_TRUE(E2eSession::waitFor([&] { return (left = windowFrame(session, window).topLeft()) != opened; }))
+        << "the window did not move";
+    session.xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), window});
+    ASSERT_TRUE(E2eSession::waitFor([&] { return QString::number(activeWindow(session)) == window; }));
+
+    // The width slider has the focus; the magnification slider is next.
+    keys(session, {QStringLiteral("Tab"), QStringLiteral("Right"), QStringLiteral("Right"), QStringLiteral("Right")});
+    EXPECT_TRUE(waitForSetting(session, QStringLiteral("magnification"), 1.8)) << storedSetting(session, "magnification").toString().toStdString();
+
+    // Auto-hide: at once the running dock stops reserving its band at the bottom of the screen.
+    const auto bottomStrut = [&] { return reservedBottom(session, wharf->processId()); };
+    ASSERT_GT(bottomStrut(), 0) << "the resting dock reserves its band";
+    EXPECT_LE(1080 - bottomStrut(), int(dock->tiles.front().top())) << "the band ends just above the icons";
+    EXPECT_LT(bottomStrut(), 340) << "and not at the top of the dock window";
+    keys(session, {QStringLiteral("Tab"), QStringLiteral("space")});
+    EXPECT_TRUE(waitForSetting(session, QStringLiteral("autoHide"), true));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return bottomStrut() == 0; })) << "the dock still reserves its band";
+
+    // "Open at login" (the compatibility box is disabled here: no desktop dock to hide).
+    const QString entry = session.configHome() + QStringLiteral("/autostart/wharf.desktop");
+    keys(session, {QStringLiteral("Tab"), QStringLiteral("Tab"), QStringLiteral("space")});
+    EXPECT_TRUE(E2eSession::waitFor([&] { return QFile::exists(entry); }, 5000)) << "no autostart entry";
+    keys(session, {QStringLiteral("space")});
+    EXPECT_TRUE(E2eSession::waitFor([&] { return !QFile::exists(entry); }, 5000)) << "autostart entry stays";
+
+    // Ctrl+Q quits while the settings window has the keyboard; the next start opens it where it was.
+    keys(session, {QStringLiteral("ctrl+q")});
+    ASSERT_TRUE(wharf->waitForFinished(10000));
+    EXPECT_EQ(wharf->exitCode(), 0);
+    ASSERT_NE(session.startWharf(), nullptr);
+    ASSERT_EQ(client.call(QStringLiteral("ShowSettings")).type(), QDBusMessage::ReplyMessage);
+    const QString reopened = findWindow(session, settingsTitle);
+    ASSERT_FALSE(reopened.isEmpty()) << "no settings window";
+    QPoint now;
+    EXPECT_TRUE(E2eSession::waitFor([&] { return (now = windowFrame(session, reopened).topLeft()) == left; }))
+        << now.x() << "," << now.y() << " instead of " << left.x() << "," << left.y();
 }
+
 
 } // namespace
 } // namespace wharf::e2e

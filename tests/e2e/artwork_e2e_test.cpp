@@ -17,10 +17,7 @@ QRectF tileOf(const DockInfo& dock, const QString& name)
     return id == dock.ids.end() ? QRectF() : dock.tiles[size_t(id - dock.ids.begin())];
 }
 
-bool near(const QColor& a, const QColor& b)
-{
-    return std::abs(a.red() - b.red()) + std::abs(a.green() - b.green()) + std::abs(a.blue() - b.blue()) <= 60;
-}
+bool near(const QColor& a, const QColor& b) { return colorDistance(a, b) <= 60; }
 
 struct Icon {
     QString name;
@@ -53,11 +50,9 @@ TEST(ArtworkE2e, PaddedAndTightIconsDrawEquallyTallAndANewIconThemeRedrawsTheIco
     // Two installed themes that draw the same icon name red and blue.
     for (const auto& [theme, color] : {std::pair{"WharfRed", Qt::red}, std::pair{"WharfBlue", Qt::blue}}) {
         const QString base = session.dataHome() + QStringLiteral("/icons/") + QLatin1String(theme);
+        writeFile(base + QStringLiteral("/index.theme"),
+                  "[Icon Theme]\nName=x\nDirectories=256x256/apps\n\n[256x256/apps]\nSize=256\nType=Fixed\n");
         QDir().mkpath(base + QStringLiteral("/256x256/apps"));
-        QFile index(base + QStringLiteral("/index.theme"));
-        ASSERT_TRUE(index.open(QIODevice::WriteOnly));
-        index.write("[Icon Theme]\nName=x\nDirectories=256x256/apps\n\n[256x256/apps]\nSize=256\nType=Fixed\n");
-        index.close();
         QImage image(256, 256, QImage::Format_ARGB32);
         image.fill(color);
         ASSERT_TRUE(image.save(base + QStringLiteral("/256x256/apps/wharf-e2e-app.png")));

@@ -41,12 +41,7 @@ bool waitForDock(DockClient& client, const QString& display, bool overlay,
 // Sum of the channel differences between the mean colours of `rect` in two images.
 int difference(const QImage& a, const QImage& b, const QRect& rect)
 {
-    // Smooth scaling down to one pixel averages the area.
-    const auto mean = [&](const QImage& image) {
-        return image.copy(rect).scaled(1, 1, Qt::IgnoreAspectRatio, Qt::SmoothTransformation).pixelColor(0, 0);
-    };
-    const QColor x = mean(a), y = mean(b);
-    return std::abs(x.red() - y.red()) + std::abs(x.green() - y.green()) + std::abs(x.blue() - y.blue());
+    return colorDistance(meanColor(a, rect), meanColor(b, rect));
 }
 
 // The rows where the shelf is drawn, above the 4-pixel edge strip, across the row of tiles.
@@ -113,14 +108,11 @@ TEST(AutoHide, HidesAfterThePointerLeavesAndComesBackOnlyFromTheEdgeStrip)
 TEST(AutoHide, AFullScreenWindowHandsItsDisplayToTheOverlayDockUntilItOrTheDisplayGoes)
 {
     E2eOptions options;
-    options.screen = QSize(3840, 1080);
     options.twoMonitors = true;
     E2eSession session(options);
     WHARF_REQUIRE_SESSION(session);
-    session.start(QStringLiteral("xterm"), {QStringLiteral("-bg"), QStringLiteral("red"), QStringLiteral("-geometry"),
-                                            QStringLiteral("80x20+100+100")});
-    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
-    const QString xterm = QString::number(session.clientWindows(QStringLiteral("xterm")).front());
+    const QString xterm = QString::number(startXterm(session, {"-bg", "red", "-geometry", "80x20+100+100"}));
+    ASSERT_NE(xterm, "0");
     movePointer(session, QPointF(960, 400));
     QProcess* wharf = session.startWharf();
     ASSERT_NE(wharf, nullptr);

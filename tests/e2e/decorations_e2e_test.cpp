@@ -224,9 +224,10 @@ TEST_F(Decorated, BadgeProgressAndAttentionFollowTheLauncherEntrySignal)
 }
 
 // (Where the label and the divider's drag stop is the view tests' part.)
-TEST_F(Decorated, HoverLabelShowsTheTitleAboveTheTileUnderThePointer)
+TEST_F(Decorated, HoverLabelShowsTheTitleAboveTheTileAndDraggingTheDividerResizesTheDockWithTheApplicationsMenu)
 {
-    startDock();
+    // A small dock, with room to grow.
+    startDock({{QStringLiteral("dockWidthFraction"), 0.15}, {QStringLiteral("magnification"), 1.0}});
     const QRectF terminal = tile(terminalID);
     movePointer(session, terminal.center());
     ASSERT_TRUE(E2eSession::waitFor([&] { return decorations(session).hoverText == QStringLiteral("Test Terminal"); }));
@@ -239,12 +240,7 @@ TEST_F(Decorated, HoverLabelShowsTheTitleAboveTheTileUnderThePointer)
     // The pointer leaves the dock: the label goes.
     movePointer(session, QPointF(900, 300));
     ASSERT_TRUE(E2eSession::waitFor([&] { return !decorations(session).hoverLabel; }));
-}
 
-TEST_F(Decorated, DraggingTheDividerResizesTheDockLiveAndItsMenuIsTheApplicationsMenu)
-{
-    // A small dock, with room to grow.
-    startDock({{QStringLiteral("dockWidthFraction"), 0.15}, {QStringLiteral("magnification"), 1.0}});
     const Decorations before = decorations(session);
     ASSERT_TRUE(before.divider) << "a divider between the applications and the folders";
     const QPoint grip = before.divider->center().toPoint();

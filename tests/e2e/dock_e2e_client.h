@@ -16,6 +16,7 @@
 #include <QRectF>
 #include <QSettings>
 
+#include <algorithm>
 #include <cstdlib>
 #include <optional>
 #include <utility>
@@ -91,11 +92,45 @@ public:
         return wharf.callWithArgumentList(QDBus::Block, method, args);
     }
 
-    // A method that answers with a JSON object as text (Stack, …); empty when the call fails.
-    QJsonObject object(const QString& method)
+    // A method that answers true or false (Activate, Drop, …); false when the call fails.
+    bool succeeds(const QString& method, const QVariantList& args = {})
     {
-        const QDBusReply<QString> reply = call(method);
-        return reply.isValid() ? QJsonDocument::fromJson(reply.value().toUtf8()).object() : QJsonObject();
+        const QDBusReply<bool> reply = call(method, args);
+        return reply.isValid() && reply.value();
+    }
+
+    // A method that answers with JSON as text (Stack, Windows, …); empty when the call fails.
+    QJsonDocument json(const QString& method, const QVariantList& args = {})
+    {
+        const QDBusReply<QString> reply = call(method, args);
+        return reply.isValid() ? QJsonDocument::fromJson(reply.value().toUtf8()) : QJsonDocument();
+    }
+    QJsonObject object(const QString& method, const QVariantList& args = {}) { return json(method, args).object(); }
+
+    // The first item whose `field` is `value`.
+    std::optional<QJsonObject> item(const QString& field, const QJsonValue& value)
+    {
+        for (const QJsonValue& entry : items()) {
+            if (entry[field] == value)
+                return entry.toObject();
+        }
+        return std::nullopt;
+    }
+
+    QStringList itemIDs()
+    {
+        QStringList ids;
+        for (const QJsonValue& entry : items())
+            ids << entry[QStringLiteral("id")].toString();
+        return ids;
+    }
+
+    // The frame of tile `id` in the first dock; empty when it has none.
+    QRectF tile(const QString& id)
+    {
+        const auto all = docks();
+        const auto index = all.empty() ? -1 : all.front().ids.indexOf(id);
+        return index < 0 ? QRectF() : all.front().tiles[std::size_t(index)];
     }
 
     int hoveredIndex()
@@ -170,12 +205,67 @@ inline void movePointer(E2eSession& session, const QPointF& at)
     session.xdotool({QStringLiteral("mousemove"), QString::number(int(at.x())), QString::number(int(at.y()))});
 }
 
+// Starts an xterm with `args` and waits for its window; returns it (0 when none shows up).
+inline quint32 startXterm(E2eSession& session, const QStringList& args = {})
+{
+    const std::size_t before = session.clientWindows(QStringLiteral("xterm")).size();
+    session.start(QStringLiteral("xterm"), args);
+    if (!E2eSession::waitFor([&] { return session.clientWindows(QStringLiteral("xterm")).size() > before; }, 10000, 100))
+        return 0;
+    return session.clientWindows(QStringLiteral("xterm")).back();
+}
+
+// Mean colour of `rect` in `image` (smooth scaling to one pixel averages it).
+inline QColor meanColor(const QImage& image, const QRect& rect)
+{
+    return image.copy(rect.intersected(image.rect()))
+        .scaled(1, 1, Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
+        .pixelColor(0, 0);
+}
+
+inline int colorDistance(const QColor& a, const QColor& b)
+{
+    return std::abs(a.red() - b.red()) + std::abs(a.green() - b.green()) + std::abs(a.blue() - b.blue());
+}
+
+// The process a client window names in _NET_WM_PID; 0 when none.
+inline qint64 windowPid(E2eSession& session, quint32 window)
+{
+    return session.xprop({QStringLiteral("-id"), QString::number(window), QStringLiteral("_NET_WM_PID")})
+        .section(QLatin1Char('='), 1).trimmed().toLongLong();
+}
+
+// A window's frame in root coordinates from xwininfo (without the window manager's decorations).
+inline QRect windowFrame(E2eSession& session, const QString& window)
+{
+    const QString info = session.run(QStringLiteral("xwininfo"), {QStringLiteral("-id"), window}).out;
+    const auto field = [&](const QString& name) {
+        const qsizetype at = info.indexOf(name);
+        return at < 0 ? -1 : info.mid(at + name.size()).section(QLatin1Char('\n'), 0, 0).trimmed().toInt();
+    };
+    return QRect(field(QStringLiteral("Absolute upper-left X:")), field(QStringLiteral("Absolute upper-left Y:")),
+                 field(QStringLiteral("Width:")), field(QStringLiteral("Height:")));
+}
+
 // Wharf's own top-level windows, from xdotool.
 inline QStringList wharfWindows(E2eSession& session, qint64 pid)
 {
     const RunResult r = session.xdotool({QStringLiteral("search"), QStringLiteral("--all"), QStringLiteral("--pid"),
                                          QString::number(pid), QStringLiteral("--name"), QStringLiteral("^Wharf$")});
     return r.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+}
+
+// The band at the bottom of the screen that Wharf's windows reserve (_NET_WM_STRUT_PARTIAL); 0 when none.
+inline int reservedBottom(E2eSession& session, qint64 pid)
+{
+    int bottom = 0;
+    for (const QString& window : wharfWindows(session, pid)) {
+        const QStringList values = session.xprop({QStringLiteral("-id"), window, QStringLiteral("_NET_WM_STRUT_PARTIAL")})
+                                       .section(QLatin1Char('='), 1).split(QLatin1Char(','));
+        if (values.size() == 12)
+            bottom = std::max(bottom, values[3].trimmed().toInt());
+    }
+    return bottom;
 }
 
 } // namespace wharf::e2e

@@ -3,27 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include <QFile>
-
 #include <csignal>
 
 namespace wharf::e2e {
 namespace {
-
-// Reads a process's standard error until `text` shows up.
-bool waitForOutput(QProcess& process, QByteArray& seen, const QByteArray& text, int timeoutMs = 15000)
-{
-    return E2eSession::waitFor([&] {
-        seen += process.readAllStandardError();
-        return seen.contains(text) || process.state() != QProcess::Running;
-    }, timeoutMs) && seen.contains(text);
-}
-
-QByteArray fileBytes(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 TEST(DockLifecycle, ASecondInstanceIsTurnedAwayWithOrWithoutASessionBusAndLeavesTheFirstAlone)
 {
@@ -34,14 +17,14 @@ TEST(DockLifecycle, ASecondInstanceIsTurnedAwayWithOrWithoutASessionBusAndLeaves
         if (!bus)
             session.setEnv(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("disabled:"));
         QProcess* first = session.start(E2eSession::wharfBinary());
-        QByteArray firstOutput;
-        ASSERT_TRUE(waitForOutput(*first, firstOutput, "Wharf ready.")) << firstOutput.toStdString();
+        QString firstOutput;
+        ASSERT_TRUE(waitForLog(*first, firstOutput, QStringLiteral("Wharf ready."), 15000)) << firstOutput.toStdString();
         const QString conf = session.configHome() + QStringLiteral("/wharf/wharf.conf");
         // The first start saves its pins (and the view its resting size) soon after: wait until the
         // file holds still.
         QByteArray settings;
         ASSERT_TRUE(E2eSession::waitFor([&] {
-            const QByteArray now = fileBytes(conf);
+            const QByteArray now = readFile(conf);
             const bool settled = !now.isEmpty() && now == settings;
             settings = now;
             return settled;
@@ -52,13 +35,13 @@ TEST(DockLifecycle, ASecondInstanceIsTurnedAwayWithOrWithoutASessionBusAndLeaves
         EXPECT_EQ(second.exitCode, 0);
         EXPECT_TRUE(second.err.contains(QStringLiteral("already running"))) << second.err.toStdString();
         EXPECT_FALSE(second.err.contains(QStringLiteral("Wharf ready"))) << "the second instance built nothing";
-        EXPECT_EQ(fileBytes(conf), settings);
+        EXPECT_EQ(readFile(conf), settings);
         EXPECT_EQ(first->state(), QProcess::Running);
     }
 }
 
 // Arguments Wharf does not know (a session manager's, a bad watchdog's) still start the dock.
-TEST(DockLifecycle, OddArgumentsStartTheDockAndSignalsAndQuitEndThroughTheShutdownSequence)
+TEST(DockLifecycle, OddArgumentsStartTheDockSignalsAndQuitEndItCleanlyAndWithoutADisplayItExitsWithOne)
 {
     const struct {
         const char* name;
@@ -70,10 +53,10 @@ TEST(DockLifecycle, OddArgumentsStartTheDockAndSignalsAndQuitEndThroughTheShutdo
         {"Quit over D-Bus",
          {QStringLiteral("--dock-watchdog"), QStringLiteral("not-a-pid"), QStringLiteral("/tmp/backup")}, 0},
     };
+    E2eSession session;
+    WHARF_REQUIRE_SESSION(session);
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
-        E2eSession session;
-        WHARF_REQUIRE_SESSION(session);
         QProcess* wharf = session.startWharf(row.args);
         ASSERT_NE(wharf, nullptr) << "did not start the dock";
         DockClient client(session);
@@ -91,24 +74,20 @@ TEST(DockLifecycle, OddArgumentsStartTheDockAndSignalsAndQuitEndThroughTheShutdo
         EXPECT_FALSE(err.contains(QStringLiteral("Restore failed"))) << err.toStdString();
         EXPECT_FALSE(session.bus().interface()->isServiceRegistered(QStringLiteral("com.tamberly.Wharf")).value());
     }
-}
 
-TEST(DockLifecycle, WithoutADisplayTheDockAndTheListingSaySoAndExitWithOne)
-{
-    E2eSession session;
-    WHARF_REQUIRE_SESSION(session);
+    // Without a display the dock and the listing say so and exit with 1.
     const struct {
         QStringList args;
         const char* display; // nullptr: unset
         const char* platform;
         const char* message;
-    } rows[] = {
+    } displayless[] = {
         {{}, ":9999", "", "cannot open the X display \":9999\""},
         {{}, nullptr, "", "DISPLAY is not set"},
         {{QStringLiteral("--list-items")}, ":9999", "", ":9999"},
         {{QStringLiteral("--list-items")}, ":9999", "offscreen", ":9999"},
     };
-    for (const auto& row : rows) {
+    for (const auto& row : displayless) {
         SCOPED_TRACE((row.args.join(' ') + QLatin1Char(' ') + QLatin1String(row.platform)).toStdString());
         if (row.display)
             session.setEnv(QStringLiteral("DISPLAY"), QLatin1String(row.display));

@@ -18,11 +18,6 @@ namespace {
 
 QPoint center(const QRectF& r) { return r.center().toPoint(); }
 
-bool mouseMove(E2eSession& session, QPoint p)
-{
-    return session.xdotool({QStringLiteral("mousemove"), QString::number(p.x()), QString::number(p.y())}).exitCode == 0;
-}
-
 // Two docks on every display, where the window manager sees them on every desktop, above the
 // others and never focused; the row is shown at rest at once, clicks pass through all but the
 // tiles, and a display that goes takes its docks along.
@@ -61,7 +56,8 @@ TEST(DockWindows, EveryDisplayGetsTwoUnfocusedDocksAboveTheOthersThatLetClicksTh
     }
     EXPECT_EQ(displays, (QStringList{QStringLiteral("LEFT"), QStringLiteral("LEFT"), QStringLiteral("RIGHT"),
                                      QStringLiteral("RIGHT")}));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return wharf->readAllStandardError().contains("Wharf ready. Displays: 2,"); }))
+    QString log;
+    EXPECT_TRUE(waitForLog(*wharf, log, QStringLiteral("Wharf ready. Displays: 2,")))
         << "the ready line counts the displays that carry docks";
 
     // What the window manager sees on the dock windows.
@@ -96,36 +92,22 @@ TEST(DockWindows, EveryDisplayGetsTwoUnfocusedDocksAboveTheOthersThatLetClicksTh
 
     // Clicks reach the window below except over tiles: an xterm across the whole bottom of the
     // left display, under the dock window.
-    session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("320x90+0+0")});
-    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
-    const auto xterms = session.clientWindows(QStringLiteral("xterm"));
-    ASSERT_EQ(xterms.size(), 1u);
-    const quint32 xterm = xterms.front();
-    const auto geometry = [&](int window) {
-        const QString out = session.xdotool({QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"),
-                                             QString::number(window)}).out;
-        QMap<QString, int> v;
-        for (const QString& line : out.split(QLatin1Char('\n'), Qt::SkipEmptyParts))
-            v[line.section(QLatin1Char('='), 0, 0)] = line.section(QLatin1Char('='), 1).toInt();
-        return QRect(v[QStringLiteral("X")], v[QStringLiteral("Y")], v[QStringLiteral("WIDTH")], v[QStringLiteral("HEIGHT")]);
-    };
+    const quint32 xterm = startXterm(session, {"-geometry", "320x90+0+0"});
     // A second terminal (xclock takes no focus) that is made active before each click.
-    session.start(QStringLiteral("xterm"), {QStringLiteral("-class"), QStringLiteral("OtherTerm"),
-                                            QStringLiteral("-geometry"), QStringLiteral("40x10+800+100")});
-    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("OtherTerm")));
-    const quint32 other = session.clientWindows(QStringLiteral("OtherTerm")).front();
+    const quint32 other = startXterm(session, {"-geometry", "40x10+800+100"});
+    ASSERT_TRUE(xterm && other);
 
     const auto clickAt = [&](QPoint p) {
         // Start from the other terminal being active, so the xterm's activation can only come from the click.
         session.xdotool({QStringLiteral("windowactivate"), QString::number(other)});
         if (!E2eSession::waitFor([&] { return activeWindow(session) == other; }, 3000))
             return false;
-        mouseMove(session, p);
+        movePointer(session, p);
         return session.xdotool({QStringLiteral("click"), QStringLiteral("1")}).exitCode == 0;
     };
 
     // Transparent part of the dock window (its top-left corner, far from the shelf).
-    ASSERT_TRUE(geometry(xterm).contains(QPoint(40, 760)));
+    ASSERT_TRUE(windowFrame(session, QString::number(xterm)).contains(QPoint(40, 760)));
     ASSERT_TRUE(clickAt(QPoint(40, 760)));
     EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterm; }, 3000))
         << "a click on the transparent part reaches the xterm";
@@ -133,7 +115,7 @@ TEST(DockWindows, EveryDisplayGetsTwoUnfocusedDocksAboveTheOthersThatLetClicksTh
     // A tile takes the click itself: neither the xterm below nor the dock gets the focus.
     const auto now = client.settledDock(4);
     ASSERT_TRUE(now);
-    ASSERT_TRUE(geometry(xterm).contains(center(now->tiles.back()))) << "the xterm lies under the tile";
+    ASSERT_TRUE(windowFrame(session, QString::number(xterm)).contains(center(now->tiles.back()))) << "the xterm lies under the tile";
     ASSERT_TRUE(clickAt(center(now->tiles.back())));
     EXPECT_FALSE(E2eSession::waitFor([&] {
         const quint32 active = activeWindow(session);
@@ -147,19 +129,6 @@ TEST(DockWindows, EveryDisplayGetsTwoUnfocusedDocksAboveTheOthersThatLetClicksTh
     EXPECT_EQ(wharf->state(), QProcess::Running);
 }
 
-// Mean colour of a rectangle of the screenshot (smooth scaling to one pixel averages it).
-QColor meanColor(const QImage& image, const QRect& rect)
-{
-    return image.copy(rect.intersected(image.rect()))
-        .scaled(1, 1, Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
-        .pixelColor(0, 0);
-}
-
-int distance(const QColor& a, const QColor& b)
-{
-    return std::abs(a.red() - b.red()) + std::abs(a.green() - b.green()) + std::abs(a.blue() - b.blue());
-}
-
 TEST(DockWindows, ShelfAndRunningIndicatorsAreDrawnWhereTheFramesSayInLightAndDark)
 {
     std::map<QString, int> shelfLightness;
@@ -169,8 +138,7 @@ TEST(DockWindows, ShelfAndRunningIndicatorsAreDrawnWhereTheFramesSayInLightAndDa
         WHARF_REQUIRE_SESSION(session);
         writeWharfSettings(session, {{QStringLiteral("dockAppearance"), appearance}});
         const QImage empty = session.screenshot().convertToFormat(QImage::Format_RGB32);
-        session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x10+100+100")});
-        ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
+        ASSERT_NE(startXterm(session, {"-geometry", "40x10+100+100"}), 0u);
         QProcess* wharf = session.startWharf();
         ASSERT_NE(wharf, nullptr);
         DockClient client(session);
@@ -184,7 +152,7 @@ TEST(DockWindows, ShelfAndRunningIndicatorsAreDrawnWhereTheFramesSayInLightAndDa
         const QRect shelf(QPoint(int(first.left()), int(first.bottom()) + 2),
                           QPoint(int(last.right()), int(first.bottom()) + 6));
         const QColor shelfColor = meanColor(shot, shelf);
-        EXPECT_GT(distance(shelfColor, meanColor(empty, shelf)), 20) << "the shelf is drawn under the icons";
+        EXPECT_GT(colorDistance(shelfColor, meanColor(empty, shelf)), 20) << "the shelf is drawn under the icons";
         shelfLightness[appearance] = shelfColor.lightness();
 
         // Running indicators: a dot on the shelf's lip under each running item's tile, and no dot
@@ -203,7 +171,7 @@ TEST(DockWindows, ShelfAndRunningIndicatorsAreDrawnWhereTheFramesSayInLightAndDa
             const int cx = int(std::lround(dock->tiles[i].center().x()));
             int strongest = 0;
             for (int y = lipY - 4; y <= std::min(lipY + 10, 1079); ++y)
-                strongest = std::max(strongest, distance(meanColor(shot, QRect(cx - 1, y, 3, 1)),
+                strongest = std::max(strongest, colorDistance(meanColor(shot, QRect(cx - 1, y, 3, 1)),
                                                          meanColor(shot, QRect(cx + 8, y, 3, 1))));
             if (running.contains(dock->ids[int(i)]))
                 EXPECT_GT(strongest, 40) << "indicator under " << dock->ids[int(i)].toStdString();
@@ -231,9 +199,8 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
     // would turn it black. It must stay there, so windows are not kept clear of the dock here.
     writeWharfSettings(session, {{QStringLiteral("keepWindowsAboveDock"), false}, {QStringLiteral("iconSize"), 58},
                                  {QStringLiteral("restingIconSize"), 58}, {QStringLiteral("magnification"), 1.65}});
-    session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x70+0+100")});
     session.start(QStringLiteral("xclock"), {QStringLiteral("-geometry"), QStringLiteral("100x100+600+100")});
-    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
+    ASSERT_NE(startXterm(session, {"-geometry", "40x70+0+100"}), 0u);
     ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xclock")));
     QProcess* wharf = session.startWharf();
     ASSERT_NE(wharf, nullptr);
@@ -244,12 +211,6 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
     const int count = int(dock->tiles.size());
     ASSERT_GE(count, 3);
     QString log;
-    const auto logged = [&](const QString& text) {
-        return E2eSession::waitFor([&] {
-            log += QString::fromUtf8(wharf->readAllStandardError());
-            return log.contains(text);
-        });
-    };
 
     const QPoint clear(100, 800); // inside the dock window, far from the shelf
     const QPoint icon = center(dock->tiles.front());
@@ -261,7 +222,7 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
     // The pointer magnifies the icon under it, which stays under it.
     const int target = 1;
     const QPoint point = center(dock->tiles[target]);
-    ASSERT_TRUE(mouseMove(session, point));
+    movePointer(session, point);
     std::optional<DockInfo> magnified;
     ASSERT_TRUE(E2eSession::waitFor([&] {
         magnified = client.settledDock();
@@ -278,14 +239,14 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
     // In the magnified tile's transparent corner X puts the pointer, and so the clicks, in the dock
     // (its frame), not in the desktop below.
     const QRectF tile = magnified->tiles[target];
-    ASSERT_TRUE(mouseMove(session, QPoint(int(tile.left()) + 2, int(tile.top()) + 2)));
+    movePointer(session, QPoint(int(tile.left()) + 2, int(tile.top()) + 2));
     ASSERT_TRUE(client.settledDock()) << "the row settles around the corner";
     const QString under = session.xdotool({QStringLiteral("getmouselocation"), QStringLiteral("--shell")}).out;
     const QString window = under.section(QStringLiteral("WINDOW="), 1).section(QLatin1Char('\n'), 0, 0);
     const QString geometry = session.run(QStringLiteral("xwininfo"), {QStringLiteral("-id"), window}).out;
     EXPECT_TRUE(geometry.contains(QStringLiteral("Height: 340"))) << geometry.toStdString();
     // Leaving through it ends the hover and brings the row back to rest.
-    ASSERT_TRUE(mouseMove(session, QPoint(960, 200)));
+    movePointer(session, QPoint(960, 200));
     EXPECT_TRUE(E2eSession::waitFor([&] {
         const auto now = client.settledDock();
         return now && !now->hoveredIndex && int(now->tiles.size()) == count
@@ -293,7 +254,7 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
     })) << "the hover ends and the row is back at rest; hovered " << client.hoveredIndex();
 
     QProcess* compositor = session.start(QStringLiteral("xcompmgr"));
-    ASSERT_TRUE(logged(QStringLiteral("Compositing manager running"))) << log.toStdString();
+    ASSERT_TRUE(waitForLog(*wharf, log, QStringLiteral("Compositing manager running"))) << log.toStdString();
     ASSERT_TRUE(E2eSession::waitFor([&] { return session.screenshot().pixelColor(icon) != desktop; }, 3000));
     const QImage blended = session.screenshot();
     EXPECT_EQ(blended.pixelColor(clear), white) << "translucent, and still nothing drawn far from the shelf";
@@ -309,7 +270,7 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
     EXPECT_LE(darker, 10) << "dark fringes around the icons without a compositor";
 
     E2eSession::stop(compositor);
-    EXPECT_TRUE(logged(QStringLiteral("Compositing manager gone"))) << log.toStdString();
+    EXPECT_TRUE(waitForLog(*wharf, log, QStringLiteral("Compositing manager gone"))) << log.toStdString();
 }
 
 // icewm keeps its task bar along the bottom edge: the dock sits on top of it instead of over it.
@@ -325,14 +286,14 @@ TEST(DockWindows, UnderIcewmTheDockSitsAboveItsTaskBar)
     ASSERT_TRUE(E2eSession::waitFor([&] {
         return session.xprop({QStringLiteral("-root"), QStringLiteral("_NET_WORKAREA")}).contains(QLatin1Char('='));
     }));
-    const auto reservedBottom = [&] {
+    const auto taskBarHeight = [&] {
         // The bottom edge the task bar reserves, from the work area icewm publishes before Wharf runs.
         const QStringList v = session.xprop({QStringLiteral("-root"), QStringLiteral("_NET_WORKAREA")})
                                   .section(QLatin1Char('='), 1).split(QLatin1Char(','));
         return v.size() >= 4 ? 1080 - (v[1].trimmed().toInt() + v[3].trimmed().toInt()) : -1;
     };
-    ASSERT_TRUE(E2eSession::waitFor([&] { return reservedBottom() > 0; })) << "icewm shows its task bar";
-    const int taskBar = reservedBottom();
+    ASSERT_TRUE(E2eSession::waitFor([&] { return taskBarHeight() > 0; })) << "icewm shows its task bar";
+    const int taskBar = taskBarHeight();
 
     QProcess* wharf = session.startWharf();
     ASSERT_NE(wharf, nullptr);

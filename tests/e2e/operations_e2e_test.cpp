@@ -3,9 +3,7 @@
 // the file manager; and files dropped onto folders.
 #include "dock_e2e_client.h"
 
-#include <QDBusInterface>
 #include <QDBusMessage>
-#include <QDBusReply>
 #include <QDBusVirtualObject>
 #include <QDir>
 #include <QColor>
@@ -21,83 +19,17 @@
 namespace wharf::e2e {
 namespace {
 
-class OperationsClient {
-public:
-    explicit OperationsClient(E2eSession& session)
-        : wharf(QStringLiteral("com.tamberly.Wharf"), QStringLiteral("/com/tamberly/Wharf"),
-                QStringLiteral("com.tamberly.Wharf"), session.bus()),
-          dock(session)
-    {
-    }
-
-    bool call(const QString& method, const QVariantList& args)
-    {
-        const QDBusReply<bool> reply = wharf.callWithArgumentList(QDBus::Block, method, args);
-        return reply.isValid() && reply.value();
-    }
-    bool activate(const QString& id) { return call(QStringLiteral("Activate"), {id}); }
-    bool choose(const QString& id, const QString& title) { return call(QStringLiteral("ChooseMenuItem"), {id, title}); }
-    bool drop(const QStringList& paths, const QString& id, bool copy = false)
-    {
-        return call(QStringLiteral("Drop"), {paths, id, copy});
-    }
-
-    QJsonObject json(const QString& method, const QVariantList& args = {})
-    {
-        const QDBusReply<QString> reply = wharf.callWithArgumentList(QDBus::Block, method, args);
-        return QJsonDocument::fromJson(reply.value().toUtf8()).object();
-    }
-    QJsonObject alert() { return json(QStringLiteral("Alert")); }
-    QJsonObject alertWhenShown()
-    {
-        QJsonObject shown;
-        E2eSession::waitFor([&] { return (shown = alert())[QStringLiteral("open")].toBool(); });
-        return shown;
-    }
-    // The item with this id, or the first whose `field` is `value`.
-    std::optional<QJsonObject> item(const QString& field, const QJsonValue& value)
-    {
-        for (const QJsonValue& entry : dock.items()) {
-            if (entry[field] == value)
-                return entry.toObject();
-        }
-        return std::nullopt;
-    }
-
-    QDBusInterface wharf;
-    DockClient dock;
-};
-
-qint64 windowPid(E2eSession& session, quint32 window)
+// Waits until an alert is shown and returns it.
+QJsonObject alertWhenShown(DockClient& client)
 {
-    return session.xprop({QStringLiteral("-id"), QString::number(window), QStringLiteral("_NET_WM_PID")})
-        .section(QLatin1Char('='), 1)
-        .trimmed()
-        .toLongLong();
+    QJsonObject shown;
+    E2eSession::waitFor([&] { return (shown = client.object(QStringLiteral("Alert")))[QStringLiteral("open")].toBool(); });
+    return shown;
 }
 
-QByteArray readFile(const QString& path)
+void pin(E2eSession& session, const std::vector<std::pair<QString, QString>>& pins)
 {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void writeFile(const QString& path, const QByteArray& contents = "x")
-{
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly)) << path.toStdString();
-    file.write(contents);
-}
-
-void pin(E2eSession& session, const QJsonArray& pins)
-{
-    writeWharfSettings(session, {{QStringLiteral("Wharf.pinnedItems.v1"), QJsonDocument(pins).toJson(QJsonDocument::Compact)}});
-}
-
-QJsonObject pinOf(const QString& path, const QString& kind)
-{
-    return {{QStringLiteral("path"), path}, {QStringLiteral("kind"), kind}};
+    writeWharfSettings(session, {{QStringLiteral("Wharf.pinnedItems.v1"), pinnedItems(pins)}});
 }
 
 // A window manager other than the session's openbox, started in its place.
@@ -143,13 +75,12 @@ TEST_P(Activation, AClickBringsARunningProgramBackAndStartsAPinnedOne)
         QStringLiteral("testterm.desktop"),
         QStringLiteral("[Desktop Entry]\nType=Application\nName=Test Terminal\nExec=xterm -class TestTerm -geometry "
                        "40x10+300+300\nStartupWMClass=TestTerm\nStartupNotify=true\nIcon=utilities-terminal\n"));
-    pin(session, {pinOf(entry, QStringLiteral("application"))});
-    session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x10+100+100")});
-    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
-    const quint32 xterm = session.clientWindows(QStringLiteral("xterm")).front();
+    pin(session, {{entry, QStringLiteral("application")}});
+    const quint32 xterm = startXterm(session, {"-geometry", "40x10+100+100"});
+    ASSERT_NE(xterm, 0u);
     ASSERT_NE(session.startWharf(), nullptr);
-    OperationsClient client(session);
-    ASSERT_TRUE(client.dock.settledDock());
+    DockClient client(session);
+    ASSERT_TRUE(client.settledDock());
 
     std::optional<QJsonObject> running;
     ASSERT_TRUE(E2eSession::waitFor([&] {
@@ -163,7 +94,7 @@ TEST_P(Activation, AClickBringsARunningProgramBackAndStartsAPinnedOne)
         const auto item = client.item(QStringLiteral("id"), xtermID);
         return isIconic(session, xterm) && item && (*item)[QStringLiteral("hidden")].toBool();
     }));
-    EXPECT_TRUE(client.activate(xtermID));
+    EXPECT_TRUE(client.succeeds(QStringLiteral("Activate"), {xtermID}));
     EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterm && !isIconic(session, xterm); }))
         << "active " << activeWindow(session) << " want " << xterm;
     EXPECT_TRUE(E2eSession::waitFor([&] {
@@ -177,20 +108,20 @@ TEST_P(Activation, AClickBringsARunningProgramBackAndStartsAPinnedOne)
     const auto pinned = client.item(QStringLiteral("id"), entryID);
     ASSERT_TRUE(pinned);
     EXPECT_TRUE((*pinned)[QStringLiteral("pid")].isNull());
-    EXPECT_TRUE(client.activate(entryID));
+    EXPECT_TRUE(client.succeeds(QStringLiteral("Activate"), {entryID}));
     ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("TestTerm"), 15000));
     const quint32 launched = session.clientWindows(QStringLiteral("TestTerm")).front();
     EXPECT_TRUE(E2eSession::waitFor([&] {
         const auto item = client.item(QStringLiteral("id"), entryID);
         return item && (*item)[QStringLiteral("pid")].toInteger() == windowPid(session, launched);
-    })) << QJsonDocument(client.dock.items()).toJson().toStdString();
+    })) << QJsonDocument(client.items()).toJson().toStdString();
     EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == launched; }));
     // Clicking the xterm again takes the focus back from the new window.
-    EXPECT_TRUE(client.activate(xtermID));
+    EXPECT_TRUE(client.succeeds(QStringLiteral("Activate"), {xtermID}));
     EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterm; }));
     // The running xterm and the started TestTerm (an xterm too); the click started no other.
     EXPECT_EQ(session.clientWindows(QStringLiteral("xterm")).size(), 2u);
-    EXPECT_FALSE(client.activate(QStringLiteral("/no/such/item")));
+    EXPECT_FALSE(client.succeeds(QStringLiteral("Activate"), {QStringLiteral("/no/such/item")}));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -216,13 +147,22 @@ public:
     }
 };
 
-TEST(Operations, TheTrashAlertShowInFilesAndKeepingAProgramWithoutAnEntry)
+TEST(Operations, TheTrashAlertShowInFilesDropsOntoFoldersAndKeepingAProgramWithoutAnEntry)
 {
     E2eSession session;
     WHARF_REQUIRE_SESSION(session);
     const QString note = session.home() + QStringLiteral("/note.txt");
     writeFile(note);
-    pin(session, {pinOf(note, QStringLiteral("file"))});
+    const QString inbox = session.home() + QStringLiteral("/Inbox");
+    const QString locked = session.home() + QStringLiteral("/Locked");
+    const QString source = session.home() + QStringLiteral("/Desk");
+    writeFile(inbox + QStringLiteral("/kept.txt"));
+    writeFile(source + QStringLiteral("/a.txt"), "a");
+    writeFile(source + QStringLiteral("/sub/b.txt"), "b");
+    // Read-only, and (for root, whom permissions do not stop) already holding a "c.txt".
+    writeFile(locked + QStringLiteral("/c.txt"), "old");
+    QFile::setPermissions(locked, QFile::ReadOwner | QFile::ExeOwner);
+    pin(session, {{note, QStringLiteral("file")}, {inbox, QStringLiteral("folder")}, {locked, QStringLiteral("folder")}});
     const QString trash = session.dataHome() + QStringLiteral("/Trash");
     writeFile(trash + QStringLiteral("/files/old.txt"));
     writeFile(trash + QStringLiteral("/info/old.txt.trashinfo"), "[Trash Info]\nPath=/tmp/old.txt\nDeletionDate=2024-01-01T00:00:00\n");
@@ -235,18 +175,18 @@ TEST(Operations, TheTrashAlertShowInFilesAndKeepingAProgramWithoutAnEntry)
     const QByteArray looseCommand = readFile(QStringLiteral("/proc/%1/cmdline").arg(windowPid(session, loose)));
     QProcess* wharf = session.startWharf();
     ASSERT_NE(wharf, nullptr);
-    OperationsClient client(session);
-    ASSERT_TRUE(client.dock.settledDock());
+    DockClient client(session);
+    ASSERT_TRUE(client.settledDock());
 
     const QString noteID = QFileInfo(note).canonicalFilePath();
 
     // "Empty Trash…" asks first; Return chooses "Cancel" and nothing is erased.
-    ASSERT_TRUE(client.choose(QStringLiteral("wharf.trash"), QStringLiteral("Empty Trash…")));
-    EXPECT_EQ(client.alertWhenShown()[QStringLiteral("defaultButton")].toString(), "Cancel");
+    ASSERT_TRUE(client.succeeds(QStringLiteral("ChooseMenuItem"), {QStringLiteral("wharf.trash"), QStringLiteral("Empty Trash…")}));
+    EXPECT_EQ(alertWhenShown(client)[QStringLiteral("defaultButton")].toString(), "Cancel");
     ASSERT_TRUE(E2eSession::waitFor([&] { return windowPid(session, activeWindow(session)) == wharf->processId(); }))
         << "the alert has the keyboard";
     session.xdotool({QStringLiteral("key"), QStringLiteral("Return")});
-    EXPECT_TRUE(E2eSession::waitFor([&] { return !client.alert()[QStringLiteral("open")].toBool(); }));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return !client.object(QStringLiteral("Alert"))[QStringLiteral("open")].toBool(); }));
     EXPECT_TRUE(QFileInfo::exists(trash + QStringLiteral("/files/old.txt")));
 
     // "Show in Files" asks the file manager over D-Bus to select the file.
@@ -254,10 +194,39 @@ TEST(Operations, TheTrashAlertShowInFilesAndKeepingAProgramWithoutAnEntry)
     QDBusConnection bus = session.bus();
     ASSERT_TRUE(bus.registerVirtualObject(QStringLiteral("/org/freedesktop/FileManager1"), &fileManager));
     ASSERT_TRUE(bus.registerService(QStringLiteral("org.freedesktop.FileManager1")));
-    ASSERT_TRUE(client.choose(noteID, QStringLiteral("Show in Files")));
+    ASSERT_TRUE(client.succeeds(QStringLiteral("ChooseMenuItem"), {noteID, QStringLiteral("Show in Files")}));
     EXPECT_TRUE(E2eSession::waitFor([&] { return !fileManager.shown.isEmpty(); }));
     EXPECT_EQ(fileManager.shown, QStringList{QUrl::fromLocalFile(noteID).toString()});
     bus.unregisterService(QStringLiteral("org.freedesktop.FileManager1"));
+
+    const QString inboxID = QFileInfo(inbox).canonicalFilePath();
+    const auto drop = [&](const QStringList& paths, const QString& id, bool copy = false) {
+        return client.succeeds(QStringLiteral("Drop"), {paths, id, copy});
+    };
+    // Onto a folder: copied with its contents, or moved; a file already there is left alone.
+    EXPECT_TRUE(drop({source + QStringLiteral("/sub")}, inboxID, true));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return readFile(inbox + QStringLiteral("/sub/b.txt")) == "b"; }));
+    EXPECT_TRUE(QFileInfo::exists(source + QStringLiteral("/sub/b.txt")));
+    EXPECT_TRUE(drop({source + QStringLiteral("/a.txt"), inbox + QStringLiteral("/kept.txt")}, inboxID));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return readFile(inbox + QStringLiteral("/a.txt")) == "a"; }));
+    EXPECT_FALSE(QFileInfo::exists(source + QStringLiteral("/a.txt")));
+    EXPECT_TRUE(QFileInfo::exists(inbox + QStringLiteral("/kept.txt")));
+    EXPECT_FALSE(client.object(QStringLiteral("Alert"))[QStringLiteral("open")].toBool()) << "a file dropped onto its own folder is skipped";
+
+    // A folder that cannot take them leaves the sources where they were; a vanished file says so.
+    writeFile(source + QStringLiteral("/c.txt"), "new");
+    EXPECT_TRUE(drop({source + QStringLiteral("/c.txt"), source + QStringLiteral("/gone.txt")},
+                            QFileInfo(locked).canonicalFilePath()));
+    const QJsonObject alert = alertWhenShown(client);
+    EXPECT_EQ(alert[QStringLiteral("text")].toString(), "Some items couldn’t be moved");
+    const QStringList lines = alert[QStringLiteral("informativeText")].toString().split(QStringLiteral("\n\n"));
+    ASSERT_EQ(lines.size(), 2) << alert[QStringLiteral("informativeText")].toString().toStdString();
+    EXPECT_TRUE(lines[0].startsWith(QStringLiteral("c.txt: "))) << lines[0].toStdString();
+    EXPECT_EQ(lines[1], "gone.txt: The file no longer exists.");
+    EXPECT_EQ(readFile(source + QStringLiteral("/c.txt")), "new");
+    EXPECT_EQ(readFile(locked + QStringLiteral("/c.txt")), "old");
+    EXPECT_TRUE(client.succeeds(QStringLiteral("AnswerAlert"), {QStringLiteral("OK")}));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return !client.object(QStringLiteral("Alert"))[QStringLiteral("open")].toBool(); }));
 
     // A running program without an entry is kept through one written for it.
     std::optional<QJsonObject> program;
@@ -265,13 +234,13 @@ TEST(Operations, TheTrashAlertShowInFilesAndKeepingAProgramWithoutAnEntry)
         return (program = client.item(QStringLiteral("pid"), windowPid(session, loose))).has_value();
     }));
     const QString programID = (*program)[QStringLiteral("id")].toString();
-    ASSERT_TRUE(client.choose(programID, QStringLiteral("Options/Keep in Dock")));
+    ASSERT_TRUE(client.succeeds(QStringLiteral("ChooseMenuItem"), {programID, QStringLiteral("Options/Keep in Dock")}));
     const QString written = session.dataHome() + QStringLiteral("/applications/wharf-bandclient.desktop");
     std::optional<QJsonObject> kept;
     ASSERT_TRUE(E2eSession::waitFor([&] {
         kept = client.item(QStringLiteral("pid"), windowPid(session, loose));
         return kept && (*kept)[QStringLiteral("pinned")].toBool();
-    })) << QJsonDocument(client.dock.items()).toJson().toStdString();
+    })) << QJsonDocument(client.items()).toJson().toStdString();
     EXPECT_EQ((*kept)[QStringLiteral("id")].toString(), QFileInfo(written).canonicalFilePath());
     const QByteArray entryText = readFile(written);
     EXPECT_TRUE(entryText.contains("StartupWMClass=BandClient")) << entryText.toStdString();
@@ -281,17 +250,17 @@ TEST(Operations, TheTrashAlertShowInFilesAndKeepingAProgramWithoutAnEntry)
     EXPECT_EQ(saved.pixelColor(saved.width() / 2, saved.height() / 2), QColor(Qt::red));
 
     // After a restart the pin starts the same command line.
-    EXPECT_TRUE(client.dock.quit());
+    EXPECT_TRUE(client.quit());
     EXPECT_EQ(E2eSession::stop(wharf, 10000), 0);
     E2eSession::stop(band);
     ASSERT_TRUE(E2eSession::waitFor([&] { return session.clientWindows(QStringLiteral("BandClient")).empty(); }));
     ASSERT_NE(session.startWharf(), nullptr);
-    ASSERT_TRUE(client.dock.settledDock());
+    ASSERT_TRUE(client.settledDock());
     const QString keptID = QFileInfo(written).canonicalFilePath();
     const auto restarted = client.item(QStringLiteral("id"), keptID);
     ASSERT_TRUE(restarted);
     EXPECT_TRUE((*restarted)[QStringLiteral("pinned")].toBool());
-    EXPECT_TRUE(client.activate(keptID));
+    EXPECT_TRUE(client.succeeds(QStringLiteral("Activate"), {keptID}));
     ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("BandClient"), 15000));
     const qint64 again = windowPid(session, session.clientWindows(QStringLiteral("BandClient")).front());
     EXPECT_EQ(readFile(QStringLiteral("/proc/%1/cmdline").arg(again)), looseCommand);
@@ -299,53 +268,6 @@ TEST(Operations, TheTrashAlertShowInFilesAndKeepingAProgramWithoutAnEntry)
         const auto item = client.item(QStringLiteral("id"), keptID);
         return item && (*item)[QStringLiteral("pid")].toInteger() == again;
     }));
-}
-
-TEST(Operations, FilesDroppedOntoTiles)
-{
-    E2eSession session;
-    WHARF_REQUIRE_SESSION(session);
-    const QString inbox = session.home() + QStringLiteral("/Inbox");
-    const QString locked = session.home() + QStringLiteral("/Locked");
-    const QString source = session.home() + QStringLiteral("/Desk");
-    QDir().mkpath(inbox);
-    QDir().mkpath(locked);
-    writeFile(inbox + QStringLiteral("/kept.txt"));
-    writeFile(source + QStringLiteral("/a.txt"), "a");
-    writeFile(source + QStringLiteral("/sub/b.txt"), "b");
-    // Read-only, and (for root, whom permissions do not stop) already holding a "c.txt".
-    writeFile(locked + QStringLiteral("/c.txt"), "old");
-    QFile::setPermissions(locked, QFile::ReadOwner | QFile::ExeOwner);
-    pin(session, {pinOf(inbox, QStringLiteral("folder")), pinOf(locked, QStringLiteral("folder"))});
-    ASSERT_NE(session.startWharf(), nullptr);
-    OperationsClient client(session);
-    ASSERT_TRUE(client.dock.settledDock());
-    const QString inboxID = QFileInfo(inbox).canonicalFilePath();
-
-    // Onto a folder: copied with its contents, or moved; a file already there is left alone.
-    EXPECT_TRUE(client.drop({source + QStringLiteral("/sub")}, inboxID, true));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return readFile(inbox + QStringLiteral("/sub/b.txt")) == "b"; }));
-    EXPECT_TRUE(QFileInfo::exists(source + QStringLiteral("/sub/b.txt")));
-    EXPECT_TRUE(client.drop({source + QStringLiteral("/a.txt"), inbox + QStringLiteral("/kept.txt")}, inboxID));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return readFile(inbox + QStringLiteral("/a.txt")) == "a"; }));
-    EXPECT_FALSE(QFileInfo::exists(source + QStringLiteral("/a.txt")));
-    EXPECT_TRUE(QFileInfo::exists(inbox + QStringLiteral("/kept.txt")));
-    EXPECT_FALSE(client.alert()[QStringLiteral("open")].toBool()) << "a file dropped onto its own folder is skipped";
-
-    // A folder that cannot take them leaves the sources where they were; a vanished file says so.
-    writeFile(source + QStringLiteral("/c.txt"), "new");
-    EXPECT_TRUE(client.drop({source + QStringLiteral("/c.txt"), source + QStringLiteral("/gone.txt")},
-                            QFileInfo(locked).canonicalFilePath()));
-    const QJsonObject alert = client.alertWhenShown();
-    EXPECT_EQ(alert[QStringLiteral("text")].toString(), "Some items couldn’t be moved");
-    const QStringList lines = alert[QStringLiteral("informativeText")].toString().split(QStringLiteral("\n\n"));
-    ASSERT_EQ(lines.size(), 2) << alert[QStringLiteral("informativeText")].toString().toStdString();
-    EXPECT_TRUE(lines[0].startsWith(QStringLiteral("c.txt: "))) << lines[0].toStdString();
-    EXPECT_EQ(lines[1], "gone.txt: The file no longer exists.");
-    EXPECT_EQ(readFile(source + QStringLiteral("/c.txt")), "new");
-    EXPECT_EQ(readFile(locked + QStringLiteral("/c.txt")), "old");
-    EXPECT_TRUE(client.call(QStringLiteral("AnswerAlert"), {QStringLiteral("OK")}));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return !client.alert()[QStringLiteral("open")].toBool(); }));
 }
 
 } // namespace

@@ -3,40 +3,20 @@
 // XDND.
 #include "dock_e2e_client.h"
 
-#include <QDBusReply>
 #include <QFileInfo>
 #include <QThread>
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 
 namespace wharf::e2e {
 namespace {
-
-qint64 windowPid(E2eSession& session, quint32 window)
-{
-    return session.xprop({QStringLiteral("-id"), QString::number(window), QStringLiteral("_NET_WM_PID")})
-        .section(QLatin1Char('='), 1).trimmed().toLongLong();
-}
-
-// A window's frame from xwininfo, in root coordinates.
-QRect windowFrame(E2eSession& session, const QString& window)
-{
-    const QString info = session.run(QStringLiteral("xwininfo"), {QStringLiteral("-id"), window}).out;
-    const auto field = [&](const QString& name) {
-        const qsizetype at = info.indexOf(name);
-        return at < 0 ? -1 : info.mid(at + name.size()).section(QLatin1Char('\n'), 0, 0).trimmed().toInt();
-    };
-    return QRect(field(QStringLiteral("Absolute upper-left X:")), field(QStringLiteral("Absolute upper-left Y:")),
-                 field(QStringLiteral("Width:")), field(QStringLiteral("Height:")));
-}
 
 void pause() { QThread::msleep(40); }
 
 void moveTo(E2eSession& session, const QPointF& at)
 {
-    session.xdotool({QStringLiteral("mousemove"), QString::number(int(at.x())), QString::number(int(at.y()))});
+    movePointer(session, at);
     pause();
 }
 
@@ -44,15 +24,6 @@ void click(E2eSession& session, const QPointF& at, int button = 1)
 {
     moveTo(session, at);
     session.xdotool({QStringLiteral("click"), QString::number(button)});
-}
-
-QRectF tileOf(DockClient& client, const QString& id)
-{
-    const auto docks = client.docks();
-    if (docks.empty())
-        return {};
-    const auto index = docks.front().ids.indexOf(id);
-    return index < 0 ? QRectF() : docks.front().tiles[size_t(index)];
 }
 
 // Presses at `from` and moves in small steps to `to`, modifier `keys` held from the press on.
@@ -97,37 +68,12 @@ void drag(E2eSession& session, const QPointF& from, const QPointF& to, const QSt
 void dragOntoTile(E2eSession& session, DockClient& client, const QPointF& from, const QString& id,
                   const QString& keys = {})
 {
-    drag(session, from, tileOf(client, id).center(), keys, [&]() -> std::optional<QPointF> {
+    drag(session, from, client.tile(id).center(), keys, [&]() -> std::optional<QPointF> {
         const auto docks = client.docks();
-        if (docks.empty())
-            return std::nullopt;
-        const int index = int(docks.front().ids.indexOf(id));
-        if (index >= 0 && docks.front().hoveredIndex == index)
+        if (docks.empty() || (docks.front().hoveredIndex && docks.front().hoveredIndex == docks.front().ids.indexOf(id)))
             return std::nullopt; // the tile under the pointer is the one
-        return tileOf(client, id).center();
+        return client.tile(id).center();
     });
-}
-
-QStringList itemIDs(DockClient& client)
-{
-    QStringList ids;
-    for (const QJsonValue& item : client.items())
-        ids << item.toObject()[QStringLiteral("id")].toString();
-    return ids;
-}
-
-QJsonObject stack(E2eSession& session)
-{
-    const QDBusReply<QString> reply = callWharf(session, QStringLiteral("Stack"));
-    return QJsonDocument::fromJson(reply.value().toUtf8()).object();
-}
-
-QByteArray pinList(const std::vector<std::pair<QString, QString>>& pins)
-{
-    QJsonArray list;
-    for (const auto& [path, kind] : pins)
-        list.append(QJsonObject{{QStringLiteral("path"), path}, {QStringLiteral("kind"), kind}});
-    return QJsonDocument(list).toJson(QJsonDocument::Compact);
 }
 
 class PointerE2e : public testing::Test {
@@ -143,7 +89,7 @@ protected:
         folder = session.home() + QStringLiteral("/Inbox");
         QDir().mkpath(folder);
         writeWharfSettings(session, {{QStringLiteral("Wharf.pinnedItems.v1"),
-                                      pinList({{apps[0], QStringLiteral("application")},
+                                      pinnedItems({{apps[0], QStringLiteral("application")},
                                                {apps[1], QStringLiteral("application")},
                                                {folder, QStringLiteral("folder")}})},
                                      {QStringLiteral("replaceSystemDock"), false}});
@@ -173,13 +119,6 @@ protected:
         return source;
     }
 
-    void restart()
-    {
-        ASSERT_TRUE(client.quit());
-        ASSERT_TRUE(wharf->waitForFinished(10000));
-        start();
-    }
-
     E2eSession session;
     DockClient client{session};
     QProcess* wharf = nullptr;
@@ -189,18 +128,15 @@ protected:
 
 TEST_F(PointerE2e, TheMenuOfAnApplicationListsItsWindowsAndChoosingOneFocusesIt)
 {
-    for (const char* at : {"40x10+100+100", "40x10+600+100"})
-        session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QLatin1String(at)});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return session.clientWindows(QStringLiteral("xterm")).size() == 2; }));
-    const std::vector<quint32> xterms = session.clientWindows(QStringLiteral("xterm"));
+    const std::vector<quint32> xterms{startXterm(session, {"-geometry", "40x10+100+100"}),
+                                      startXterm(session, {"-geometry", "40x10+600+100"})};
+    ASSERT_TRUE(xterms[0] && xterms[1]);
     start();
     QString appID;
     ASSERT_TRUE(E2eSession::waitFor([&] {
-        for (const QJsonValue& item : client.items()) {
-            for (const quint32 w : xterms) {
-                if (item.toObject()[QStringLiteral("pid")].toInteger() == windowPid(session, w))
-                    appID = item.toObject()[QStringLiteral("id")].toString();
-            }
+        for (const quint32 w : xterms) {
+            if (const auto item = client.item(QStringLiteral("pid"), windowPid(session, w)))
+                appID = (*item)[QStringLiteral("id")].toString();
         }
         return !appID.isEmpty();
     }));
@@ -208,9 +144,8 @@ TEST_F(PointerE2e, TheMenuOfAnApplicationListsItsWindowsAndChoosingOneFocusesIt)
     QStringList listed;
     ASSERT_TRUE(E2eSession::waitFor([&] {
         listed.clear();
-        const QDBusReply<QString> reply = callWharf(session, QStringLiteral("Windows"), {appID});
-        for (const QJsonValue& w : QJsonDocument::fromJson(reply.value().toUtf8()).array())
-            listed << w.toObject()[QStringLiteral("id")].toString();
+        for (const QJsonValue& w : client.json(QStringLiteral("Windows"), {appID}).array())
+            listed << w[QStringLiteral("id")].toString();
         return listed.size() == 2;
     }));
     const quint32 first = listed[0].mid(7).toUInt();
@@ -219,38 +154,34 @@ TEST_F(PointerE2e, TheMenuOfAnApplicationListsItsWindowsAndChoosingOneFocusesIt)
     ASSERT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == first; }));
 
     ASSERT_TRUE(client.settledDock());
-    click(session, tileOf(client, appID).center(), 3);
+    click(session, client.tile(appID).center(), 3);
     ASSERT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).size() == 1; }))
         << "a right-click pops up one menu";
     const auto dock = client.docks().front();
     EXPECT_EQ(dock.hoveredIndex, dock.ids.indexOf(appID)) << "the tile stays hovered while its menu is open";
     const QRect menu = windowFrame(session, openMenus(session, wharf->processId()).front());
-    const QRectF tile = tileOf(client, appID);
+    const QRectF tile = client.tile(appID);
     EXPECT_LE(menu.bottom(), tile.top()) << "the menu opens above the tile";
     EXPECT_NEAR(menu.center().x(), tile.center().x(), 2) << "centred on it";
     session.xdotool({QStringLiteral("key"), QStringLiteral("Down"), QStringLiteral("Down"), QStringLiteral("Return")});
     EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == second; }));
     EXPECT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).isEmpty(); }));
 
-    // "Keep in Dock" from the keyboard, past the two windows into Options; the pin outlives a restart.
+    // "Keep in Dock" from the keyboard, past the two windows into Options (the operations test
+    // restarts Wharf with a pin kept this way).
     const auto pinned = [&] {
-        const auto items = client.items();
-        return std::any_of(items.begin(), items.end(), [&](const QJsonValue& item) {
-            return item.toObject()[QStringLiteral("id")].toString() == appID
-                && item.toObject()[QStringLiteral("pinned")].toBool();
-        });
+        const auto item = client.item(QStringLiteral("id"), appID);
+        return item && (*item)[QStringLiteral("pinned")].toBool();
     };
     const bool wasPinned = pinned();
-    click(session, tileOf(client, appID).center(), 3);
+    click(session, client.tile(appID).center(), 3);
     ASSERT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).size() == 1; }));
     session.xdotool({QStringLiteral("key"), QStringLiteral("Down"), QStringLiteral("Down"), QStringLiteral("Down"),
                      QStringLiteral("Right"), QStringLiteral("Return")});
     ASSERT_TRUE(E2eSession::waitFor([&] { return pinned() != wasPinned; })) << "Keep in Dock toggles the pin";
-    restart();
-    EXPECT_EQ(pinned(), !wasPinned) << "and the pin is stored";
 
     // The application quits under its open menu (shown over D-Bus this time).
-    EXPECT_TRUE(QDBusReply<bool>(callWharf(session, QStringLiteral("ShowMenu"), {appID})).value());
+    EXPECT_TRUE(client.succeeds(QStringLiteral("ShowMenu"), {appID}));
     ASSERT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).size() == 1; }));
     for (const quint32 w : xterms)
         session.run(QStringLiteral("kill"), {QString::number(windowPid(session, w))});
@@ -265,14 +196,14 @@ TEST_F(PointerE2e, AFolderTileClickedOpensAndClosesItsStackAndDraggedUpOutOfTheD
 {
     startWithPins();
     const QString id = QFileInfo(folder).canonicalFilePath();
-    const QRectF tile = tileOf(client, id);
+    const QRectF tile = client.tile(id);
     ASSERT_FALSE(tile.isEmpty());
     // A second click reaches the tile through the open stack and closes it.
     click(session, tile.center());
-    ASSERT_TRUE(E2eSession::waitFor([&] { return stack(session)[QStringLiteral("open")].toBool(); }));
-    EXPECT_EQ(stack(session)[QStringLiteral("root")].toString(), id);
+    ASSERT_TRUE(E2eSession::waitFor([&] { return client.object(QStringLiteral("Stack"))[QStringLiteral("open")].toBool(); }));
+    EXPECT_EQ(client.object(QStringLiteral("Stack"))[QStringLiteral("root")].toString(), id);
     click(session, tile.center());
-    ASSERT_TRUE(E2eSession::waitFor([&] { return !stack(session)[QStringLiteral("open")].toBool(); }));
+    ASSERT_TRUE(E2eSession::waitFor([&] { return !client.object(QStringLiteral("Stack"))[QStringLiteral("open")].toBool(); }));
 
     const QPointF above(tile.center().x(), tile.top() - 300);
     // Given up with Escape before letting go: it stays.
@@ -281,11 +212,11 @@ TEST_F(PointerE2e, AFolderTileClickedOpensAndClosesItsStackAndDraggedUpOutOfTheD
     pause();
     session.xdotool({QStringLiteral("mouseup"), QStringLiteral("1")});
     ASSERT_TRUE(client.settledDock());
-    EXPECT_TRUE(itemIDs(client).contains(id)) << "an escaped drag removes nothing";
+    EXPECT_TRUE(client.itemIDs().contains(id)) << "an escaped drag removes nothing";
 
     // Let go over the desktop far above the icons: nothing takes it, so it leaves the dock.
     drag(session, tile.center(), above);
-    EXPECT_TRUE(E2eSession::waitFor([&] { return !itemIDs(client).contains(id); }));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return !client.itemIDs().contains(id); }));
     EXPECT_TRUE(QFileInfo::exists(folder)) << "the folder itself is untouched";
     EXPECT_EQ(wharf->state(), QProcess::Running);
 }
@@ -329,15 +260,15 @@ TEST_F(PointerE2e, FilesDroppedFromAnotherProgramMoveIntoAFolderCopyWithAltAndAn
         QStringLiteral("gamma.desktop"),
         QStringLiteral("[Desktop Entry]\nType=Application\nName=gamma\nExec=%1\n").arg(program));
     const QString alpha = QFileInfo(apps[0]).canonicalFilePath();
-    const QRectF left = tileOf(client, alpha);
-    const QRectF right = tileOf(client, QFileInfo(apps[1]).canonicalFilePath());
+    const QRectF left = client.tile(alpha);
+    const QRectF right = client.tile(QFileInfo(apps[1]).canonicalFilePath());
     EXPECT_EQ(dragFrom(gamma, {}, {}, QPointF((left.right() + right.left()) / 2, left.center().y())),
               QByteArray("dropped copy"));
     const QString gammaID = QFileInfo(gamma).canonicalFilePath();
     EXPECT_TRUE(E2eSession::waitFor([&] {
-        const QStringList ids = itemIDs(client);
+        const QStringList ids = client.itemIDs();
         return ids.indexOf(gammaID) == ids.indexOf(alpha) + 1;
-    })) << "pinned where it was let go: " << itemIDs(client).join(QLatin1Char(' ')).toStdString();
+    })) << "pinned where it was let go: " << client.itemIDs().join(QLatin1Char(' ')).toStdString();
 }
 
 } // namespace

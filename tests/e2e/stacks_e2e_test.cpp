@@ -37,7 +37,6 @@ protected:
     {
         WHARF_REQUIRE_SESSION(session);
         folder = session.home() + QStringLiteral("/Samples");
-        QDir().mkpath(folder + QStringLiteral("/Sub"));
         for (int i = 1; i <= 11; ++i)
             write(QStringLiteral("Note %1.txt").arg(i), "sample text\n");
         write(QStringLiteral("Sub/inner.txt"), "inner\n");
@@ -48,21 +47,15 @@ protected:
         red.fill(Qt::red);
         ASSERT_TRUE(red.save(pictures + QStringLiteral("/cached.png")));
         ASSERT_TRUE(red.save(pictures + QStringLiteral("/plain.png")));
-        QFile broken(pictures + QStringLiteral("/broken.png"));
-        ASSERT_TRUE(broken.open(QIODevice::WriteOnly));
-        broken.write("\x89PNG\r\n\x1a\nthis is not an image");
-        broken.close();
+        writeFile(pictures + QStringLiteral("/broken.png"), "\x89PNG\r\n\x1a\nthis is not an image");
         const QString cached = pictures + QStringLiteral("/cached.png");
         const QByteArray uri = QUrl::fromLocalFile(cached).toEncoded();
-        const QString thumbs = session.cacheHome() + QStringLiteral("/thumbnails/normal/");
-        QDir().mkpath(thumbs);
-        QFile thumb(thumbs + QCryptographicHash::hash(uri, QCryptographicHash::Md5).toHex() + QStringLiteral(".png"));
-        ASSERT_TRUE(thumb.open(QIODevice::WriteOnly));
         QImage green(128, 128, QImage::Format_ARGB32);
         green.fill(Qt::green);
-        thumb.write(test::pngWithText(green, "Thumb::MTime",
-                                      QByteArray::number(QFileInfo(cached).lastModified().toSecsSinceEpoch())));
-        thumb.close();
+        writeFile(session.cacheHome() + QStringLiteral("/thumbnails/normal/")
+                      + QCryptographicHash::hash(uri, QCryptographicHash::Md5).toHex() + QStringLiteral(".png"),
+                  test::pngWithText(green, "Thumb::MTime",
+                                    QByteArray::number(QFileInfo(cached).lastModified().toSecsSinceEpoch())));
 
         // Samples shows as a pile of its first documents.
         const QByteArray stackSettings = QJsonDocument(QJsonObject{
@@ -82,12 +75,7 @@ protected:
         ASSERT_GE(index, 0) << "the pinned folder has a tile";
         tile = dock->tiles[std::size_t(index)];
     }
-    void write(const QString& name, const QByteArray& contents) const
-    {
-        QFile file(folder + QLatin1Char('/') + name);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(contents);
-    }
+    void write(const QString& name, const QByteArray& contents) const { writeFile(folder + QLatin1Char('/') + name, contents); }
     void key(const QString& name) { session.xdotool({QStringLiteral("key"), name}); }
     QRect frameOf(const QJsonObject& stack) { return rectFrom(stack[QStringLiteral("frame")]).toRect(); }
     QDBusMessage::MessageType call(const QString& method, const QVariantList& args)
@@ -113,7 +101,7 @@ protected:
     QRectF tile;
 };
 
-TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheTileWhichShowsTheirPile)
+TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheTileWhichShowsTheirPileAndPicturesShowThumbnails)
 {
     const QRect icon = tile.toRect().adjusted(4, 4, -4, -4);
     const QImage folderIcon = session.screenshot().copy(icon);
@@ -162,6 +150,28 @@ TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheTileWhichShowsTheirPil
     EXPECT_EQ(call(QStringLiteral("SetStackViewMode"), {folder, QStringLiteral("carousel")}), QDBusMessage::ErrorMessage);
     EXPECT_EQ(call(QStringLiteral("OpenStack"), {session.home()}), QDBusMessage::ErrorMessage) << "not a folder tile";
 
+    // Thumbnails come from the desktop's cache first, and a corrupt image shows its icon.
+    ASSERT_EQ(call(QStringLiteral("SetStackViewMode"), {pictures, QStringLiteral("grid")}), QDBusMessage::ReplyMessage);
+    ASSERT_EQ(call(QStringLiteral("OpenStack"), {pictures}), QDBusMessage::ReplyMessage);
+    const QJsonObject thumbnails = until([](const QJsonObject& s) {
+        const QStringList sources = strings(s["thumbnails"]);
+        return shows(s, "grid") && sources.size() == 3 && !sources.contains(QString());
+    });
+    ASSERT_TRUE(shows(thumbnails, "grid"));
+    std::map<QString, QString> sources;
+    const QStringList titles = strings(thumbnails["entries"]);
+    const QStringList from = strings(thumbnails["thumbnails"]);
+    for (qsizetype i = 0; i < titles.size() && i < from.size(); ++i)
+        sources[titles[i]] = from[i];
+    EXPECT_EQ(sources["cached.png"], "cache");
+    EXPECT_EQ(sources["plain.png"], "image");
+    EXPECT_EQ(sources["broken.png"], "icon");
+
+    // On screen: the cached thumbnail is green although the file itself is red.
+    const QRect frame = rectFrom(thumbnails["frame"]).toRect();
+    const QImage pictured = session.screenshot();
+    EXPECT_GT(pixelsOf(pictured, frame, Qt::green), 500);
+    EXPECT_GT(pixelsOf(pictured, frame, Qt::red), 500) << "the file without a cached thumbnail shows itself";
 }
 
 TEST_F(StacksE2e, KeyboardPreviewDismissalAndLiveRefresh)
@@ -227,31 +237,6 @@ TEST_F(StacksE2e, KeyboardPreviewDismissalAndLiveRefresh)
     EXPECT_EQ(settled["loads"].toInt(), loads + 1);
     EXPECT_EQ(strings(settled["pile"]), (QStringList{"New A.txt", "New B.txt", "New C.txt"}));
     EXPECT_EQ(settled["pileRenders"].toInt(), renders + 1);
-}
-
-TEST_F(StacksE2e, ThumbnailsComeFromTheDesktopsCacheFirstAndCorruptImagesShowTheirIcon)
-{
-    ASSERT_EQ(call(QStringLiteral("SetStackViewMode"), {pictures, QStringLiteral("grid")}), QDBusMessage::ReplyMessage);
-    ASSERT_EQ(call(QStringLiteral("OpenStack"), {pictures}), QDBusMessage::ReplyMessage);
-    const QJsonObject grid = until([](const QJsonObject& s) {
-        const QStringList sources = strings(s["thumbnails"]);
-        return shows(s, "grid") && sources.size() == 3 && !sources.contains(QString());
-    });
-    ASSERT_TRUE(shows(grid, "grid"));
-    std::map<QString, QString> sources;
-    const QStringList titles = strings(grid["entries"]);
-    const QStringList from = strings(grid["thumbnails"]);
-    for (qsizetype i = 0; i < titles.size() && i < from.size(); ++i)
-        sources[titles[i]] = from[i];
-    EXPECT_EQ(sources["cached.png"], "cache");
-    EXPECT_EQ(sources["plain.png"], "image");
-    EXPECT_EQ(sources["broken.png"], "icon");
-
-    // On screen: the cached thumbnail is green although the file itself is red.
-    const QRect frame = rectFrom(grid["frame"]).toRect();
-    const QImage shot = session.screenshot();
-    EXPECT_GT(pixelsOf(shot, frame, Qt::green), 500);
-    EXPECT_GT(pixelsOf(shot, frame, Qt::red), 500) << "the file without a cached thumbnail shows itself";
 }
 
 } // namespace

@@ -139,10 +139,7 @@ TEST_F(TakeoverE2eTest, SecondWharfOfTheSameUserIsTurnedAwayButTheCommandLineRes
     other.session.xdotool(alert + QStringList{QStringLiteral("windowactivate"), QStringLiteral("--sync"), QStringLiteral("key"),
                                               QStringLiteral("--clearmodifiers"), QStringLiteral("Return")});
     QString err;
-    ASSERT_TRUE(E2eSession::waitFor([&] {
-        err += QString::fromUtf8(second->readAllStandardError());
-        return err.contains(QStringLiteral("native Dock replaced: false"));
-    }));
+    ASSERT_TRUE(waitForLog(*second, err, QStringLiteral("native Dock replaced: false")));
     EXPECT_EQ(QSettings(desktop.session.configHome() + QStringLiteral("/wharf/wharf.conf"), QSettings::IniFormat)
                   .value(QStringLiteral("replaceSystemDock")),
               QVariant(false));

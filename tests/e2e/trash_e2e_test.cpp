@@ -18,21 +18,9 @@ namespace {
 bool becomes(DockClient& client, bool full, int timeoutMs = 3000)
 {
     return E2eSession::waitFor([&] {
-        for (const QJsonValue& item : client.items()) {
-            if (item[QStringLiteral("kind")].toString() == QStringLiteral("trash"))
-                return item[QStringLiteral("full")].toBool() == full;
-        }
-        return false;
+        const auto trash = client.item(QStringLiteral("kind"), QStringLiteral("trash"));
+        return trash && (*trash)[QStringLiteral("full")].toBool() == full;
     }, timeoutMs);
-}
-
-QString writeFile(const QString& path)
-{
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    file.open(QIODevice::WriteOnly);
-    file.write("contents");
-    return path;
 }
 
 // (Emptying from the menu and dropping files on the tile are the operations and pointer tests' part.)

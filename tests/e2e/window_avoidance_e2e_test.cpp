@@ -3,8 +3,6 @@
 // waits for the window manager to settle instead of for a set time.
 #include "dock_e2e_client.h"
 
-#include <QRegularExpression>
-
 #include <gtest/gtest.h>
 
 namespace wharf::e2e {
@@ -13,34 +11,15 @@ namespace {
 // The outer frame (with openbox's decorations) of a client window, in root coordinates.
 QRect outerFrame(E2eSession& session, quint32 window)
 {
-    const RunResult info = session.run(QStringLiteral("xwininfo"), {QStringLiteral("-id"), QString::number(window)});
-    auto field = [&](const QString& name) {
-        const QRegularExpressionMatch m = QRegularExpression(name + QStringLiteral(":\\s+(-?\\d+)")).match(info.out);
-        return m.hasMatch() ? m.captured(1).toInt() : 0;
-    };
     const QString extents = session.xprop({QStringLiteral("-id"), QString::number(window), QStringLiteral("_NET_FRAME_EXTENTS")});
     QList<int> e{0, 0, 0, 0};
     const QStringList parts = extents.section(QLatin1Char('='), 1).split(QLatin1Char(','));
     for (int i = 0; i < 4 && parts.size() == 4; ++i)
         e[i] = parts[i].trimmed().toInt();
-    return QRect(field(QStringLiteral("Absolute upper-left X")) - e[0], field(QStringLiteral("Absolute upper-left Y")) - e[2],
-                 field(QStringLiteral("Width")) + e[0] + e[1], field(QStringLiteral("Height")) + e[2] + e[3]);
+    return windowFrame(session, QString::number(window)).adjusted(-e[0], -e[2], e[1], e[3]);
 }
 
 int bottomEdge(const QRect& frame) { return frame.y() + frame.height(); }
-
-// The bottom reservation of Wharf's mapped dock window; -1 when it has none.
-int strutBottom(E2eSession& session, qint64 wharfPid)
-{
-    for (const QString& id : wharfWindows(session, wharfPid)) {
-        if (!session.xprop({QStringLiteral("-id"), id, QStringLiteral("WM_STATE")}).contains(QStringLiteral("Normal")))
-            continue;
-        const QString strut = session.xprop({QStringLiteral("-id"), id, QStringLiteral("_NET_WM_STRUT_PARTIAL")});
-        const QStringList values = strut.section(QLatin1Char('='), 1).split(QLatin1Char(','));
-        return values.size() == 12 ? values[3].trimmed().toInt() : -1;
-    }
-    return -1;
-}
 
 class WindowAvoidance : public ::testing::Test {
 protected:
@@ -50,8 +29,8 @@ protected:
         wharf = session.startWharf();
         ASSERT_NE(wharf, nullptr);
         ASSERT_TRUE(DockClient(session).settledDock());
-        ASSERT_TRUE(E2eSession::waitFor([&] { return strutBottom(session, wharf->processId()) > 0; }));
-        bandTop = 1080 - strutBottom(session, wharf->processId());
+        ASSERT_TRUE(E2eSession::waitFor([&] { return reservedBottom(session, wharf->processId()) > 0; }));
+        bandTop = 1080 - reservedBottom(session, wharf->processId());
     }
 
     // Waits until `window`'s frame holds `condition` in two readings in a row, and returns it.
@@ -65,15 +44,6 @@ protected:
             return settled;
         }, timeoutMs, 100);
         return last;
-    }
-
-    quint32 startXterm(const QString& geometry, const QStringList& extra = {})
-    {
-        const std::size_t before = session.clientWindows(QStringLiteral("xterm")).size();
-        session.start(QStringLiteral("xterm"), QStringList{QStringLiteral("-geometry"), geometry} + extra);
-        if (!E2eSession::waitFor([&] { return session.clientWindows(QStringLiteral("xterm")).size() > before; }))
-            return 0;
-        return session.clientWindows(QStringLiteral("xterm")).back();
     }
 
     QProcess* startBandClient(const QRect& rect, const QString& flag)
@@ -93,7 +63,7 @@ protected:
 
 TEST_F(WindowAvoidance, AWindowDraggedIntoTheBandMovesUpOnlyAfterRelease)
 {
-    const quint32 xterm = startXterm(QStringLiteral("60x15+300+200"));
+    const quint32 xterm = startXterm(session, {"-geometry", "60x15+300+200"});
     ASSERT_NE(xterm, 0u);
     // Placed and decorated: the title bar is where the frame says.
     const QRect start = frameWhen(xterm, [](const QRect& f) { return f.top() < 300 && f.height() > 0; });
@@ -123,7 +93,7 @@ TEST_F(WindowAvoidance, AWindowDraggedIntoTheBandMovesUpOnlyAfterRelease)
 // dock windows test checks.)
 TEST_F(WindowAvoidance, DialogsAndFullScreenWindowsAreLeftAlone)
 {
-    const quint32 fullScreen = startXterm(QStringLiteral("40x10+0+0"), {QStringLiteral("-fullscreen")});
+    const quint32 fullScreen = startXterm(session, {"-geometry", "40x10+0+0", "-fullscreen"});
     ASSERT_NE(fullScreen, 0u);
     const QRect screen(0, 0, 1920, 1080);
     ASSERT_EQ(frameWhen(fullScreen, [&](const QRect& f) { return f == screen; }), screen);

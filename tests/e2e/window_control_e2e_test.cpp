@@ -1,8 +1,8 @@
 // Other programs' windows under a real X server and window manager: minimized xterms become
-// window tiles before the Trash, and activating a tile restores that one window.
+// window tiles before the Trash, showing the window's own icon when the dock has none for its
+// process, and activating a tile restores that one window.
 #include "dock_e2e_client.h"
 
-#include <QDBusReply>
 #include <QMap>
 
 #include <gtest/gtest.h>
@@ -30,25 +30,12 @@ QStringList windowTiles(DockClient& client)
 QMap<QString, bool> windowsOfItem(DockClient& client, const QString& id)
 {
     QMap<QString, bool> out;
-    const QDBusReply<QString> reply = client.call(QStringLiteral("Windows"), {id});
-    for (const QJsonValue& w : QJsonDocument::fromJson(reply.value().toUtf8()).array())
-        out.insert(w.toObject()[QStringLiteral("id")].toString(), w.toObject()[QStringLiteral("minimized")].toBool());
+    for (const QJsonValue& w : client.json(QStringLiteral("Windows"), {id}).array())
+        out.insert(w[QStringLiteral("id")].toString(), w[QStringLiteral("minimized")].toBool());
     return out;
 }
 
-bool called(DockClient& client, const QString& method, const QString& id)
-{
-    const QDBusReply<bool> reply = client.call(method, {id});
-    return reply.isValid() && reply.value();
-}
-
-qint64 windowPid(E2eSession& session, quint32 window)
-{
-    return session.xprop({QStringLiteral("-id"), QString::number(window), QStringLiteral("_NET_WM_PID")})
-        .section(QLatin1Char('='), 1).trimmed().toLongLong();
-}
-
-TEST(WindowControl, MinimizedWindowsBecomeTilesAndActivatingOneRestoresIt)
+TEST(WindowControl, MinimizedWindowsBecomeTilesWithTheirIconsAndActivatingOneRestoresIt)
 {
     E2eSession session;
     WHARF_REQUIRE_SESSION(session);
@@ -56,8 +43,16 @@ TEST(WindowControl, MinimizedWindowsBecomeTilesAndActivatingOneRestoresIt)
     // A 100 KB title costs one bounded read and changes nothing else.
     session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x10+600+100"),
                                             QStringLiteral("-T"), QString(100000, QLatin1Char('t'))});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return session.clientWindows(QStringLiteral("xterm")).size() == 2; }));
+    // Two processes of one program (one class) form one application, which reports one of them.
+    for (const char* x : {"100", "500"})
+        session.start(QStringLiteral(BAND_CLIENT), {QLatin1String(x), QStringLiteral("400"), QStringLiteral("200"),
+                                                    QStringLiteral("150"), QStringLiteral("--red-icon")});
+    ASSERT_TRUE(E2eSession::waitFor([&] {
+        return session.clientWindows(QStringLiteral("xterm")).size() == 2
+            && session.clientWindows(QStringLiteral("bandclient")).size() == 2;
+    }));
     const std::vector<quint32> xterms = session.clientWindows(QStringLiteral("xterm"));
+    const std::vector<quint32> clients = session.clientWindows(QStringLiteral("bandclient"));
     QProcess* wharf = session.startWharf();
     ASSERT_NE(wharf, nullptr);
     DockClient client(session);
@@ -68,9 +63,9 @@ TEST(WindowControl, MinimizedWindowsBecomeTilesAndActivatingOneRestoresIt)
     // both processes, and which are minimized.
     QString appID;
     ASSERT_TRUE(E2eSession::waitFor([&] {
-        for (const QJsonValue& item : client.items()) {
-            if (item.toObject()[QStringLiteral("id")].toString().endsWith(QStringLiteral("xterm.desktop")))
-                appID = item.toObject()[QStringLiteral("id")].toString();
+        for (const QString& id : client.itemIDs()) {
+            if (id.endsWith(QStringLiteral("xterm.desktop")))
+                appID = id;
         }
         return windowsOfItem(client, appID).size() == 2;
     }));
@@ -78,7 +73,7 @@ TEST(WindowControl, MinimizedWindowsBecomeTilesAndActivatingOneRestoresIt)
 
     // Minimizing one through Wharf gives it a tile, after the items and before the Trash; so does a
     // window minimized by anyone else.
-    EXPECT_TRUE(called(client, QStringLiteral("Minimize"), tileID(xterms[0])));
+    EXPECT_TRUE(client.succeeds(QStringLiteral("Minimize"), {tileID(xterms[0])}));
     ASSERT_TRUE(E2eSession::waitFor([&] { return windowTiles(client) == QStringList{tileID(xterms[0])}; }))
         << client.docks().front().ids.join(QLatin1Char(' ')).toStdString();
     EXPECT_TRUE(windowsOfItem(client, appID).value(tileID(xterms[0]))) << "listed as minimized now";
@@ -89,50 +84,31 @@ TEST(WindowControl, MinimizedWindowsBecomeTilesAndActivatingOneRestoresIt)
     })) << client.docks().front().ids.join(QLatin1Char(' ')).toStdString();
 
     // Activating a tile restores that one window and makes it active; its tile goes away.
-    EXPECT_TRUE(called(client, QStringLiteral("Activate"), tileID(xterms[0])));
+    EXPECT_TRUE(client.succeeds(QStringLiteral("Activate"), {tileID(xterms[0])}));
     EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterms[0] && !isIconic(session, xterms[0]); }));
     EXPECT_TRUE(E2eSession::waitFor([&] { return windowTiles(client) == QStringList{tileID(xterms[1])}; }));
     EXPECT_TRUE(isIconic(session, xterms[1])) << "the other window stays minimized";
 
-    EXPECT_FALSE(called(client, QStringLiteral("Activate"), tileID(xterms[0]))) << "a restored window has no tile";
-    EXPECT_FALSE(called(client, QStringLiteral("Activate"), QStringLiteral("window-nonsense")));
-    EXPECT_FALSE(called(client, QStringLiteral("Minimize"), QStringLiteral("window-1")));
-    EXPECT_EQ(wharf->state(), QProcess::Running);
-}
+    EXPECT_FALSE(client.succeeds(QStringLiteral("Activate"), {tileID(xterms[0])})) << "a restored window has no tile";
+    EXPECT_FALSE(client.succeeds(QStringLiteral("Activate"), {QStringLiteral("window-nonsense")}));
+    EXPECT_FALSE(client.succeeds(QStringLiteral("Minimize"), {QStringLiteral("window-1")}));
 
-TEST(WindowControl, AWindowOfAProcessTheDockHasNoIconForShowsItsOwnIcon)
-{
-    E2eSession session;
-    WHARF_REQUIRE_SESSION(session);
-    // Two processes of one program (one class) form one application, which reports one of them.
-    for (const char* x : {"100", "500"})
-        session.start(QStringLiteral(BAND_CLIENT), {QLatin1String(x), QStringLiteral("100"), QStringLiteral("200"),
-                                                    QStringLiteral("150"), QStringLiteral("--red-icon")});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return session.clientWindows(QStringLiteral("bandclient")).size() == 2; }));
-    const std::vector<quint32> clients = session.clientWindows(QStringLiteral("bandclient"));
-    QProcess* wharf = session.startWharf();
-    ASSERT_NE(wharf, nullptr);
-    DockClient client(session);
-    ASSERT_TRUE(client.settledDock());
+    // The dock reports one band client process; the other's window has no icon of the dock's.
     quint32 other = 0;
     ASSERT_TRUE(E2eSession::waitFor([&] {
-        for (const QJsonValue& item : client.items()) {
-            const qint64 pid = item.toObject()[QStringLiteral("pid")].toInteger();
-            if (pid == windowPid(session, clients[0]))
-                other = clients[1];
-            else if (pid == windowPid(session, clients[1]))
-                other = clients[0];
-        }
+        if (client.item(QStringLiteral("pid"), windowPid(session, clients[0])))
+            other = clients[1];
+        else if (client.item(QStringLiteral("pid"), windowPid(session, clients[1])))
+            other = clients[0];
         return other != 0;
     }));
-
     session.xdotool({QStringLiteral("windowminimize"), QString::number(other)});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return windowTiles(client) == QStringList{tileID(other)}; }));
-    const auto dock = client.settledDock();
-    ASSERT_TRUE(dock);
-    const QPoint centre = dock->tiles[dock->ids.indexOf(tileID(other))].center().toPoint();
+    ASSERT_TRUE(E2eSession::waitFor([&] { return windowTiles(client).contains(tileID(other)); }));
+    ASSERT_TRUE(client.settledDock());
+    const QPoint centre = client.tile(tileID(other)).center().toPoint();
     EXPECT_GT(pixelsOf(session.screenshot(), QRect(centre - QPoint(6, 6), QSize(13, 13)), Qt::red), 13 * 13 / 2)
         << "the tile shows the window's red icon, not a generic one";
+    EXPECT_EQ(wharf->state(), QProcess::Running);
 }
 
 } // namespace

@@ -99,10 +99,8 @@ protected:
         activatable = session->writeDesktopEntry(
             "org.wharf.TestActivatable.desktop",
             "[Desktop Entry]\nType=Application\nName=Activatable\nExec=xclock -name notbybus\nDBusActivatable=true\n");
-        QDir().mkpath(session->dataHome() + "/dbus-1/services");
-        QFile service(session->dataHome() + "/dbus-1/services/org.wharf.TestActivatable.service");
-        if (service.open(QIODevice::WriteOnly))
-            service.write("[D-BUS Service]\nName=org.wharf.TestActivatable\nExec=/usr/bin/xclock -name bybus\n");
+        wharf::e2e::writeFile(session->dataHome() + "/dbus-1/services/org.wharf.TestActivatable.service",
+                              "[D-BUS Service]\nName=org.wharf.TestActivatable\nExec=/usr/bin/xclock -name bybus\n");
         session->writeDesktopEntry("broken.desktop", "[Desktop Entry\nExec=\x01\n");
         session->writeDesktopEntry("missing.desktop", "[Desktop Entry]\nType=Application\nName=Missing\n"
                                                       "Exec=/nonexistent/wharf-missing\n");
@@ -128,6 +126,10 @@ protected:
     RunningApplicationRef byIdentifier(const QString& id) const
     {
         return find([&](const RunningApplication& a) { return a.bundleIdentifier == id; });
+    }
+    RunningApplicationRef byName(const QString& name) const
+    {
+        return find([&](const RunningApplication& a) { return a.localizedName == name; });
     }
     // Waits on events alone: nothing here asks the workspace to scan.
     bool waitFor(const std::function<bool()>& condition) { return E2eSession::waitFor(condition, 10000); }
@@ -181,11 +183,7 @@ TEST_F(LiveWorkspace, LocationsAndFilesOpenWithTheirApplicationsAndWhatCannotRun
     const QString folder = session->home() + "/Some Folder";
     ASSERT_TRUE(QDir().mkpath(folder));
     EXPECT_EQ(workspace->displayName(folder), "Some Folder");
-    const QString log = session->home() + "/opened.txt";
-    auto opened = [&] {
-        QFile file(log);
-        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-    };
+    auto opened = [&] { return QString::fromUtf8(wharf::e2e::readFile(session->home() + "/opened.txt")); };
 
     ASSERT_TRUE(succeeded(workspace->openLocation(folder)));
     EXPECT_TRUE(waitFor([&] { return opened().contains(folder); })) << opened().toStdString();
@@ -232,10 +230,9 @@ TEST_F(LiveWorkspace, DBusActivatableEntryIsStartedByTheBus)
 TEST_F(LiveWorkspace, ActionsReachTheWindowsAndEventsReportThem)
 {
     // openbox ignores requests for a window it is still mapping; focusing it comes last.
-    auto activeWindow = [&] { return session->xprop({"-root", "_NET_ACTIVE_WINDOW"}).section('#', 1).trimmed(); };
     auto mappedAndFocused = [&](size_t count) {
         const auto windows = session->clientWindows("XTerm");
-        return windows.size() == count && activeWindow() == "0x" + QString::number(windows.back(), 16);
+        return windows.size() == count && wharf::e2e::activeWindow(*session) == windows.back();
     };
     QProcess* first = session->start("xterm", {"-geometry", "40x10+50+50"});
     ASSERT_TRUE(waitFor([&] { return mappedAndFocused(1); }));
@@ -340,18 +337,15 @@ TEST_F(LiveWorkspace, InterpretedProgramsAreTheirOwnApplicationsAndUnknownPidsSt
     for (const QString& wmClass : classes)
         tools.push_back(session->start(client, {wmClass}));
     QProcess* eyes = session->start("xeyes", {"-geometry", "60x60+300+300"}); // names no _NET_WM_PID
-    const auto named = [&](const QString& name) {
-        return find([&](const RunningApplication& a) { return a.localizedName == name; });
-    };
-    ASSERT_TRUE(waitFor([&] { return named("ToolA") && named("ToolB") && named("ToolC") && named("XEyes"); }));
+    ASSERT_TRUE(waitFor([&] { return byName("ToolA") && byName("ToolB") && byName("ToolC") && byName("XEyes"); }));
     QSet<QString> locations; // what the dock knows them by
     for (const QString& wmClass : classes) {
-        EXPECT_GT(named(wmClass)->processIdentifier.value_or(0), 0) << wmClass.toStdString();
-        locations << named(wmClass)->bundleLocation.value_or(QString());
+        EXPECT_GT(byName(wmClass)->processIdentifier.value_or(0), 0) << wmClass.toStdString();
+        locations << byName(wmClass)->bundleLocation.value_or(QString());
     }
     EXPECT_EQ(locations.size(), 3) << "one application each";
-    EXPECT_EQ(named("XEyes")->processIdentifier, std::nullopt);
-    EXPECT_EQ(named("XEyes")->bundleLocation, QFileInfo("/usr/bin/xeyes").canonicalFilePath());
+    EXPECT_EQ(byName("XEyes")->processIdentifier, std::nullopt);
+    EXPECT_EQ(byName("XEyes")->bundleLocation, QFileInfo("/usr/bin/xeyes").canonicalFilePath());
     for (QProcess* process : tools)
         E2eSession::stop(process);
     E2eSession::stop(eyes);
@@ -361,14 +355,14 @@ TEST_F(LiveWorkspace, ClassSetAfterMappingIsMatchedAgain)
 {
     session->start("xeyes", {"-geometry", "60x60+300+300"});
     ASSERT_TRUE(session->waitForClientWindow("xeyes"));
-    ASSERT_TRUE(waitFor([&] { return find([](const auto& a) { return a.localizedName == "XEyes"; }) != nullptr; }));
+    ASSERT_TRUE(waitFor([&] { return byName("XEyes") != nullptr; }));
     EXPECT_EQ(byIdentifier("renamed"), nullptr);
 
     const quint32 window = session->clientWindows("xeyes").front();
     session->xdotool({"set_window", "--class", "RenamedClass", QString::number(window)});
     ASSERT_TRUE(waitFor([&] { return byIdentifier("renamed") != nullptr; }));
     EXPECT_EQ(byIdentifier("renamed")->localizedName, "Renamed");
-    EXPECT_EQ(find([](const auto& a) { return a.localizedName == "XEyes"; }), nullptr);
+    EXPECT_EQ(byName("XEyes"), nullptr);
 }
 
 TEST_F(LiveWorkspace, WindowsVanishingWhileScanningAreDropped)
@@ -385,9 +379,7 @@ TEST_F(LiveWorkspace, WindowsVanishingWhileScanningAreDropped)
     }
     for (int i = 0; i < 50; ++i)
         workspace->scan();
-    EXPECT_TRUE(waitFor([&] {
-        return find([](const auto& a) { return a.localizedName == "XClock"; }) == nullptr;
-    }));
+    EXPECT_TRUE(waitFor([&] { return byName("XClock") == nullptr; }));
     EXPECT_FALSE(workspace->connection().lost());
 }
 
@@ -401,9 +393,6 @@ TEST_F(LiveWorkspace, OldClientsShowTheirOwnIconPixmaps)
     ASSERT_TRUE(QFile::copy("/usr/bin/xeyes", eyesCopy));
     QProcess* clockProcess = session->start(clockCopy, {"-geometry", "60x60+100+400"});
     QProcess* eyesProcess = session->start(eyesCopy, {"-geometry", "60x60+200+400"});
-    auto byName = [&](const QString& name) {
-        return find([&](const RunningApplication& a) { return a.localizedName == name; });
-    };
     ASSERT_TRUE(waitFor([&] { return byName("XClock") && byName("XEyes"); }));
     auto image = [](const QIcon& icon) { return icon.pixmap(32).toImage().convertToFormat(QImage::Format_ARGB32); };
     const QImage clock = image(byName("XClock")->icon);
@@ -431,10 +420,7 @@ TEST_F(LiveWorkspace, WatchedLocationsAndEntriesReportChanges)
     ASSERT_TRUE(QDir().mkpath(folder));
     workspace->watchLocations({folder, file});
     auto changed = [&] { return receivedAny(WorkspaceNotification::didChangeLocations); };
-    auto write = [](const QString& path, const QByteArray& text) {
-        QFile out(path);
-        return out.open(QIODevice::WriteOnly) && out.write(text) == text.size();
-    };
+    auto write = [](const QString& path, const QByteArray& text) { return !wharf::e2e::writeFile(path, text).isEmpty(); };
 
     const struct {
         const char* name;

@@ -2,13 +2,13 @@
 
 #include <QCoreApplication>
 #include <QDBusConnectionInterface>
-#include <QDBusInterface>
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QRegularExpression>
 #include <QThread>
 
+#include <gtest/gtest.h>
 #include <xcb/xcb.h>
 
 #include <atomic>
@@ -35,15 +35,6 @@ void killGroup(QProcess& process, int signal)
         ::kill(-static_cast<pid_t>(pid), signal);
         ::kill(static_cast<pid_t>(pid), signal);
     }
-}
-
-bool writeFile(const QString& path, const QByteArray& contents)
-{
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        return false;
-    return file.write(contents) == contents.size();
 }
 
 } // namespace
@@ -219,11 +210,7 @@ QString E2eSession::writeDesktopEntry(const QString& fileName, const QString& co
 void E2eSession::setDefaultApplication(const QString& mimeType, const QString& desktopId)
 {
     const QString path = configHome() + "/mimeapps.list";
-    QFile file(path);
-    QByteArray contents;
-    if (file.open(QIODevice::ReadOnly))
-        contents = file.readAll();
-    file.close();
+    QByteArray contents = readFile(path);
     if (!contents.contains("[Default Applications]"))
         contents.append("[Default Applications]\n");
     contents.append(QString("%1=%2\n").arg(mimeType, desktopId).toUtf8());
@@ -333,6 +320,29 @@ void E2eSession::stopAll()
     session_.reset();
 }
 
+bool waitForLog(QProcess& process, QString& log, const QString& text, int timeoutMs)
+{
+    return E2eSession::waitFor([&] {
+        log += QString::fromUtf8(process.readAllStandardError());
+        return log.contains(text);
+    }, timeoutMs);
+}
+
+QByteArray readFile(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QString writeFile(const QString& path, const QByteArray& contents)
+{
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(contents) != contents.size())
+        ADD_FAILURE() << "cannot write " << path.toStdString();
+    return path;
+}
+
 quint32 activeWindow(E2eSession& session)
 {
     const QString out = session.xprop({QStringLiteral("-root"), QStringLiteral("_NET_ACTIVE_WINDOW")});
@@ -361,12 +371,6 @@ QStringList openMenus(E2eSession& session, qint64 pid)
             menus << window;
     }
     return menus;
-}
-
-QDBusMessage callWharf(E2eSession& session, const QString& method, const QVariantList& args)
-{
-    QDBusInterface wharf(kWharfBusName, QStringLiteral("/com/tamberly/Wharf"), kWharfBusName, session.bus());
-    return wharf.callWithArgumentList(QDBus::Block, method, args);
 }
 
 } // namespace wharf::e2e

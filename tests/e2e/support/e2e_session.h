@@ -109,6 +109,14 @@ private:
     std::vector<std::unique_ptr<QProcess>> children_;
 };
 
+// Reads `process`'s standard error into `log` until `log` holds `text`.
+bool waitForLog(QProcess& process, QString& log, const QString& text, int timeoutMs = 10000);
+
+// A file's contents; empty when it cannot be read.
+QByteArray readFile(const QString& path);
+// Writes `contents` to `path`, making its folder first (a test failure when it cannot); returns the path.
+QString writeFile(const QString& path, const QByteArray& contents = "x");
+
 // The window manager's active window (0 when none), and whether `window` is minimized.
 quint32 activeWindow(E2eSession& session);
 bool isIconic(E2eSession& session, quint32 window);
@@ -120,7 +128,5 @@ bool isIconic(E2eSession& session, quint32 window);
 // Pop-up menus on screen: the visible override-redirect windows of process `pid` other than
 // tooltips (the dock's hover label is one).
 QStringList openMenus(E2eSession& session, qint64 pid);
-// Calls a method of Wharf's D-Bus interface and waits for the answer.
-QDBusMessage callWharf(E2eSession& session, const QString& method, const QVariantList& args = {});
 
 } // namespace wharf::e2e
