@@ -131,6 +131,8 @@ DockRowAnimation::Step DockRowAnimation::advance(double now, double dt, bool sna
     }
 
     for (auto* tile : tiles) {
+        if (appearingIDs.isEmpty())
+            break; // nothing (left) fading in: no identifier to look up
         const QString id = tile->entry().identifier();
         if (!appearingIDs.contains(id))
             continue;

@@ -47,6 +47,7 @@ public:
                  const std::vector<QRectF>& targets, const std::vector<DockTile*>& tiles);
 
     bool isAppearing(const QString& id) const { return appearingIDs.contains(id); }
+    bool anyAppearing() const { return !appearingIDs.isEmpty(); }
     const std::vector<RetiringIcon>& retiring() const { return retiringIcons; }
 
 private:

@@ -225,11 +225,11 @@ void DockView::reload()
             drawing->dropReflection(it.key());
     }
 
-    runningIDs.clear();
+    running.clear();
     std::vector<bool> applicationFlags;
     for (const auto& entry : newEntries) {
-        if (const auto* item = entry.item(); item && item->runningApplication)
-            runningIDs.insert(entry.identifier());
+        const auto* item = entry.item();
+        running.push_back(item && item->runningApplication);
         applicationFlags.push_back(entry.isApplication());
     }
     separator = DockLayout::separatorIndex(applicationFlags);
@@ -533,7 +533,7 @@ bool DockView::placeTiles()
     for (size_t i = 0; i < tileList.size() && i < frames.size(); ++i) {
         DockTile* tile = tileList[i];
         QRectF frame = frames[i].translated(0, -offset);
-        if (animation.isAppearing(tile->entry().identifier()) && i < targets.size()) {
+        if (animation.anyAppearing() && animation.isAppearing(tile->entry().identifier()) && i < targets.size()) {
             // A tile fading in is drawn at its final size, centred where its slot opens.
             const QSizeF size = targets[i].size();
             frame = QRectF(frame.center().x() - size.width() / 2, frame.y(), size.width(), size.height());
@@ -585,12 +585,12 @@ DockViewRenderer::Scene DockView::currentScene() const
     scene.restingIconSize = DockLayout::metrics(targets.empty() ? frames : targets).iconSize;
     scene.accent = palette().color(QPalette::Highlight);
     scene.tiles.reserve(tileList.size());
+    const bool dragging = !interaction.activeDragID.isEmpty();
     for (size_t i = 0; i < tileList.size(); ++i) {
         const DockTile* tile = tileList[i];
-        const QString id = tile->entry().identifier();
         scene.tiles.push_back({&tile->entry(), tile->frame, i < frames.size() ? frames[i] : tile->frame,
-                               tile->alpha, runningIDs.contains(id),
-                               !interaction.activeDragID.isEmpty() && id == interaction.activeDragID,
+                               tile->alpha, i < running.size() && running[i],
+                               dragging && tile->entry().identifier() == interaction.activeDragID,
                                interaction.dropTarget == int(i)});
     }
     for (const auto& icon : animation.retiring())
@@ -615,7 +615,7 @@ void DockView::paintEvent(QPaintEvent* event)
     // an image, under a clip of several it fills spans, and wakes worker threads for a tall one.
     for (const QRect& rect : event->region()) {
         painter.setClipRect(rect);
-        drawing->paint(painter, scene);
+        drawing->paint(painter, scene, rect);
         if (opaqueEdge && hiddenAmount() > 0 && autoHide.active() && !frames.empty()) {
             // Without a compositor the strip that brings the dock back cannot be clear: a lip, not black.
             const QRectF shelf = hover.shelf();

@@ -241,7 +241,7 @@ private:
     bool layoutDirty = true;
     bool animating = true;
     double lastTickTime = 0;
-    QSet<QString> runningIDs;
+    std::vector<bool> running; // per entry: a running application
     std::optional<int> separator;
     DockViewRenderer::Footprint painted; // what the last scene put where
     bool pointerEvents = false; // the pointer is inside: motion events report it

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace wharf {
 
@@ -267,19 +268,24 @@ QPointF DockViewRenderer::indicatorPlacement(const Tile& tile, const Scene& scen
     return {snap(target.x() - dotMargin, dpr), snap(target.y() - dotMargin, dpr)};
 }
 
-void DockViewRenderer::drawTile(QPainter& painter, const Tile& tile, const Scene& scene, bool exact)
+void DockViewRenderer::drawTile(QPainter& painter, const Tile& tile, const Scene& scene, bool exact,
+                                const QRectF& area)
 {
     if (tile.alpha <= 0 || tile.frame.width() <= 0 || !tile.entry)
         return;
     const double dpr = scene.devicePixelRatio;
     const Placement placed = tilePlacement(tile, scene, exact);
+    const QRectF highlight = tile.dropTarget ? toWidgetRect(tile.frame, scene.viewSize.height()).adjusted(-3, -3, 3, 3)
+                                             : QRectF();
+    if (!area.isEmpty() && !area.intersects(placed.rect) && !area.intersects(highlight))
+        return;
     const QImage& image = tileImage(*tile.entry, placed.pixels, dpr);
 
     if (tile.dropTarget) {
         painter.setRenderHint(QPainter::Antialiasing);
         painter.setPen(Qt::NoPen);
         painter.setBrush(QColor(255, 255, 255, 90));
-        painter.drawRoundedRect(toWidgetRect(tile.frame, scene.viewSize.height()).adjusted(-3, -3, 3, 3), 8, 8);
+        painter.drawRoundedRect(highlight, 8, 8);
         painter.setRenderHint(QPainter::Antialiasing, false);
     }
     if (tile.alpha < 1)
@@ -297,7 +303,7 @@ void DockViewRenderer::drawTile(QPainter& painter, const Tile& tile, const Scene
 
 // --- Reflections ---
 
-const QImage* DockViewRenderer::reflectionImage(const DockEntry& entry, int pixels, bool dark)
+const QImage* DockViewRenderer::reflectionImage(const DockEntry& entry, int pixels, bool dark, int tilePixels)
 {
     const QString id = entry.identifier();
     const QIcon icon = entry.icon();
@@ -306,6 +312,9 @@ const QImage* DockViewRenderer::reflectionImage(const DockEntry& entry, int pixe
         // The blurs run at half size, where the result looks the same at a fraction of the
         // cost; the icon drawn for the tile serves as the source, so no second icon render.
         constexpr int half = reflectionSide / 2;
+        // Rendering the tile keeps its icon's art for this.
+        if (tilePixels > 0)
+            tileImage(entry, tilePixels, cacheScale > 0 ? cacheScale : 1);
         QImage source = iconArt.take(icon.cacheKey());
         if (source.isNull()) {
             const QPixmap pm = icon.pixmap(QSize(half, half), 1.0);
@@ -475,7 +484,8 @@ const DockViewRenderer::Shelf& DockViewRenderer::shelf(const DockLayout::Metrics
 }
 
 void DockViewRenderer::drawShelfLayer(QPainter& painter, const Shelf& s, const QImage& layer, int firstRow,
-                                      int endRow, const QRectF& shelfRect, double viewHeight, double dpr) const
+                                      int endRow, const QRectF& shelfRect, double viewHeight, double dpr,
+                                      const QRectF& area) const
 {
     if (endRow <= firstRow)
         return;
@@ -484,19 +494,22 @@ void DockViewRenderer::drawShelfLayer(QPainter& painter, const Shelf& s, const Q
     const double y = std::round((viewHeight - s.top) * dpr) + firstRow;
     const double width = std::round(shelfRect.width() * dpr) + 2 * s.pad;
     const int h = endRow - firstRow;
+    // One slice at device x `left`, `w` device pixels of the layer from column `from`.
+    const auto slice = [&](double left, double from, double w) {
+        const QPointF at(left / dpr, y / dpr);
+        if (area.isEmpty() || area.intersects(QRectF(at, QSizeF(w / dpr, h / dpr))))
+            painter.drawImage(at, layer, QRectF(from, firstRow, w, h));
+    };
     if (s.exactWidth) {
-        painter.drawImage(QPointF(x / dpr, y / dpr), layer, QRectF(0, firstRow, layer.width(), h));
+        slice(x, 0, layer.width());
         return;
     }
-    painter.drawImage(QPointF(x / dpr, y / dpr), layer, QRectF(0, firstRow, s.cap, h));
-    painter.drawImage(QPointF((x + width - s.cap) / dpr, y / dpr), layer,
-                      QRectF(layer.width() - s.cap, firstRow, s.cap, h));
+    slice(x, 0, s.cap);
+    slice(x + width - s.cap, layer.width() - s.cap, s.cap);
     const double middleWidth = width - 2 * s.cap;
     const int strip = layer.width() - 2 * s.cap;
-    for (double done = 0; done < middleWidth; done += strip) {
-        const double w = std::min<double>(strip, middleWidth - done);
-        painter.drawImage(QPointF((x + s.cap + done) / dpr, y / dpr), layer, QRectF(s.cap, firstRow, w, h));
-    }
+    for (double done = 0; done < middleWidth; done += strip)
+        slice(x + s.cap + done, s.cap, std::min<double>(strip, middleWidth - done));
 }
 
 QRectF DockViewRenderer::shelfRows(const Shelf& s, int firstRow, int endRow, const QRectF& shelfRect,
@@ -656,31 +669,52 @@ QRegion DockViewRenderer::changes(const Footprint& before, const Footprint& afte
     if (before.whole != after.whole || before.looks.size() != after.looks.size()
         || before.shelfSliced != after.shelfSliced || !after.shelfSliced || after.whole.dropIndex)
         return before.bounds.united(after.bounds);
-    QRegion dirty;
+    // Only the columns matter: one band as tall as the tallest change spans them all, so a run of
+    // neighbouring changes is one rectangle, and few rectangles keep both the drawing under each
+    // one's clip and the flush cheap. Gathered as spans rather than by uniting regions, which
+    // costs more than the rest of the frame's bookkeeping.
+    std::vector<std::pair<int, int>> spans; // [left, right) columns
+    int top = std::numeric_limits<int>::max();
+    int bottom = std::numeric_limits<int>::min();
+    const auto add = [&](const QRect& r) {
+        if (r.isEmpty())
+            return;
+        spans.emplace_back(r.left(), r.left() + r.width());
+        top = std::min(top, r.top());
+        bottom = std::max(bottom, r.top() + r.height());
+    };
     for (size_t i = 0; i < after.looks.size(); ++i) {
         if (before.looks[i] != after.looks[i]) {
-            dirty += before.areas[i];
-            dirty += after.areas[i];
+            add(before.areas[i]);
+            add(after.areas[i]);
         }
     }
     if (before.separatorX != after.separatorX) {
-        dirty += before.separatorArea;
-        dirty += after.separatorArea;
+        add(before.separatorArea);
+        add(after.separatorArea);
     }
     if (before.shelfLeft != after.shelfLeft || before.shelfWidth != after.shelfWidth) {
-        dirty += before.leftCap | after.leftCap;
-        dirty += before.rightCap | after.rightCap;
+        add(before.leftCap);
+        add(after.leftCap);
+        add(before.rightCap);
+        add(after.rightCap);
     }
-    // One band as tall as the tallest change: a run of neighbouring changes is then one rectangle,
-    // and few rectangles keep both the drawing under each one's clip and the flush cheap.
-    const QRect box = dirty.boundingRect();
+    if (spans.empty())
+        return {};
+    std::sort(spans.begin(), spans.end());
+    std::vector<QRect> rects;
+    for (const auto& [left, right] : spans) {
+        if (!rects.empty() && left <= rects.back().left() + rects.back().width())
+            rects.back().setRight(std::max(rects.back().right(), right - 1));
+        else
+            rects.emplace_back(left, top, right - left, bottom - top);
+    }
     QRegion band;
-    for (const QRect& r : dirty)
-        band += QRect(r.left(), box.top(), r.width(), box.height());
+    band.setRects(rects.data(), int(rects.size()));
     return band;
 }
 
-void DockViewRenderer::paint(QPainter& painter, const Scene& scene)
+void DockViewRenderer::paint(QPainter& painter, const Scene& scene, const QRect& clip)
 {
     if (scene.frames.empty())
         return;
@@ -702,27 +736,28 @@ void DockViewRenderer::paint(QPainter& painter, const Scene& scene)
     const int rows = s.body.height();
     // These three are the first layer on their pixels: over a cleared window they are
     // copied rather than blended, which is several times cheaper.
+    const QRectF area(clip);
+    const auto shows = [&area](const QRectF& r) { return area.isEmpty() || area.intersects(r); };
     if (scene.clearedBackground)
         painter.setCompositionMode(QPainter::CompositionMode_Source);
-    drawShelfLayer(painter, s, s.body, 0, s.bandTop, shelfRect, shelfViewHeight, dpr);
-    drawShelfLayer(painter, s, s.body, s.bandBottom, rows, shelfRect, shelfViewHeight, dpr);
-    drawShelfLayer(painter, s, s.under, s.bandTop, s.bandBottom, shelfRect, shelfViewHeight, dpr);
+    drawShelfLayer(painter, s, s.body, 0, s.bandTop, shelfRect, shelfViewHeight, dpr, area);
+    drawShelfLayer(painter, s, s.body, s.bandBottom, rows, shelfRect, shelfViewHeight, dpr, area);
+    drawShelfLayer(painter, s, s.under, s.bandTop, s.bandBottom, shelfRect, shelfViewHeight, dpr, area);
     painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
 
-    // Tile images first: a new icon's reflection is made from its tile's rendering.
-    for (const auto& tile : scene.tiles) {
-        if (tile.entry && tile.frame.width() > 0)
-            tileImage(*tile.entry, tilePixels(tile.frame.width(), scene, scene.settled), dpr);
-    }
-
-    // Reflections, clipped to the band under the icons (inside the outline's slanted ends).
+    // Reflections, clipped to the band under the icons (inside the outline's slanted ends) within
+    // the caller's clip: replacing that would blend them a second time over what another
+    // rectangle of the repaint has drawn.
     painter.save();
-    painter.setClipRect(shelfRows(s, s.bandTop, s.bandBottom, shelfRect, shelfViewHeight, dpr));
+    painter.setClipRect(shelfRows(s, s.bandTop, s.bandBottom, shelfRect, shelfViewHeight, dpr), Qt::IntersectClip);
     for (const auto& tile : scene.tiles) {
         if (tile.dragged || !tile.entry || tile.reflectionFrame.width() < 1)
             continue;
         const Placement placed = reflectionPlacement(tile, scene);
-        const QImage* image = reflectionImage(*tile.entry, placed.pixels, scene.dark);
+        if (!shows(placed.rect))
+            continue;
+        const int tileSize = tile.frame.width() > 0 ? tilePixels(tile.frame.width(), scene, scene.settled) : 0;
+        const QImage* image = reflectionImage(*tile.entry, placed.pixels, scene.dark, tileSize);
         if (!image)
             continue;
         if (placed.exact)
@@ -732,7 +767,7 @@ void DockViewRenderer::paint(QPainter& painter, const Scene& scene)
     }
     painter.restore();
 
-    drawShelfLayer(painter, s, s.over, s.bandTop, s.bandBottom, shelfRect, shelfViewHeight, dpr);
+    drawShelfLayer(painter, s, s.over, s.bandTop, s.bandBottom, shelfRect, shelfViewHeight, dpr, area);
 
     // Separator between the applications and everything else.
     if (scene.separatorIndex && *scene.separatorIndex > 0 && *scene.separatorIndex < int(scene.frames.size())) {
@@ -756,8 +791,11 @@ void DockViewRenderer::paint(QPainter& painter, const Scene& scene)
     // Running indicators on the lip.
     const QImage& dot = indicator(indicatorShape(metrics.iconSize, scene.dark).height, dpr, scene.dark);
     for (const auto& tile : scene.tiles) {
-        if (tile.running && !tile.dragged)
-            painter.drawImage(indicatorPlacement(tile, scene, metrics), dot);
+        if (!tile.running || tile.dragged)
+            continue;
+        const QPointF at = indicatorPlacement(tile, scene, metrics);
+        if (shows(QRectF(at, dot.deviceIndependentSize())))
+            painter.drawImage(at, dot);
     }
 
     // Drop marker.
@@ -770,10 +808,10 @@ void DockViewRenderer::paint(QPainter& painter, const Scene& scene)
     // Tiles, then icons leaving the dock.
     for (const auto& tile : scene.tiles) {
         if (!tile.dragged)
-            drawTile(painter, tile, scene, scene.settled);
+            drawTile(painter, tile, scene, scene.settled, area);
     }
     for (const auto& tile : scene.retiring)
-        drawTile(painter, tile, scene, false);
+        drawTile(painter, tile, scene, false, area);
 }
 
 } // namespace wharf

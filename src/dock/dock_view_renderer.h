@@ -117,7 +117,9 @@ public:
         QRect rightCap;
     };
 
-    void paint(QPainter& painter, const Scene& scene);
+    // Draws what of the scene falls in `area` (widget coordinates; empty: everything); the caller
+    // clips to it. Drawings wholly outside are skipped rather than clipped away.
+    void paint(QPainter& painter, const Scene& scene, const QRect& area = {});
     // The area the scene covers, in widget coordinates.
     QRegion bounds(const Scene& scene) const;
     Footprint footprint(const Scene& scene) const;
@@ -166,14 +168,15 @@ private:
     friend size_t qHash(const ReflectionKey& key, size_t seed);
 
     const QImage& tileImage(const DockEntry& entry, int pixels, double dpr);
-    const QImage* reflectionImage(const DockEntry& entry, int pixels, bool dark);
+    // `tilePixels`: the size the entry's tile is drawn at (0: none), whose rendering is the source.
+    const QImage* reflectionImage(const DockEntry& entry, int pixels, bool dark, int tilePixels);
     const Shelf& shelf(const DockLayout::Metrics& metrics, double shelfWidth, double dpr, bool dark);
     const QImage& indicator(double height, double dpr, bool dark);
     void drawShelfLayer(QPainter& painter, const Shelf& shelf, const QImage& layer, int firstRow, int endRow,
-                        const QRectF& shelfRect, double viewHeight, double dpr) const;
+                        const QRectF& shelfRect, double viewHeight, double dpr, const QRectF& area) const;
     QRectF shelfRows(const Shelf& shelf, int firstRow, int endRow, const QRectF& shelfRect, double viewHeight,
                      double dpr) const;
-    void drawTile(QPainter& painter, const Tile& tile, const Scene& scene, bool exact);
+    void drawTile(QPainter& painter, const Tile& tile, const Scene& scene, bool exact, const QRectF& area);
     static Placement tilePlacement(const Tile& tile, const Scene& scene, bool exact);
     static Placement reflectionPlacement(const Tile& tile, const Scene& scene);
     static QPointF indicatorPlacement(const Tile& tile, const Scene& scene, const DockLayout::Metrics& metrics);
