@@ -23,8 +23,8 @@ int DockFrameClock::nextInterval(double now)
 
 int DockFrameClock::drewOnInput(double now)
 {
-    deadline = now + 2 * framePeriod;
-    return std::max(1, int(std::lround(2 * framePeriod * 1000)));
+    deadline = now + framePeriod;
+    return std::max(1, int(std::lround(1.25 * framePeriod * 1000)));
 }
 
 } // namespace wharf

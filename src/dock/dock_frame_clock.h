@@ -14,9 +14,8 @@ public:
     // Pointer motion comes about once a frame during a sweep, and a frame drawn on it saves the
     // timer's own wakeup: true when one is due at `now`.
     bool frameDueOnInput(double now, double lastFrame) const { return now - lastFrame >= 0.8 * framePeriod; }
-    // A frame was drawn on input at `now`: the timer waits two frames, so input arriving each
-    // frame, late or early by most of one, keeps it from firing at all; when input stops, the
-    // timer takes over on a cadence that starts there.
+    // A frame was drawn on input at `now`: the cadence restarts there, and the timer waits a
+    // little over a frame, so input arriving each frame keeps it from firing at all.
     int drewOnInput(double now);
     double period() const { return framePeriod; }
 
