@@ -221,6 +221,49 @@ TEST_F(PointerE2e, AFolderTileClickedOpensAndClosesItsStackAndDraggedUpOutOfTheD
     EXPECT_EQ(wharf->state(), QProcess::Running);
 }
 
+TEST_F(PointerE2e, DraggingAnApplicationAlongTheRowMovesItAndTheOrderSurvivesARestart)
+{
+    startWithPins();
+    const QString alpha = QFileInfo(apps[0]).canonicalFilePath();
+    const QString beta = QFileInfo(apps[1]).canonicalFilePath();
+    ASSERT_EQ(client.itemIDs().mid(0, 2), (QStringList{alpha, beta}));
+    const QRectF past = client.tile(beta);
+    const QPointF target(past.right() + past.width() * 0.3, past.center().y());
+
+    // Held over the new place, the dragged tile already sits there and the other one has moved aside.
+    press(session, client.tile(alpha).center(), target);
+    EXPECT_TRUE(E2eSession::waitFor([&] { return client.tile(alpha).left() > client.tile(beta).left(); }))
+        << "the row makes room while the tile is held";
+    moveTo(session, target + QPointF(1, 0));
+    session.xdotool({QStringLiteral("mouseup"), QStringLiteral("1")});
+    ASSERT_TRUE(E2eSession::waitFor([&] { return client.itemIDs().mid(0, 2) == QStringList{beta, alpha}; }))
+        << client.itemIDs().join(QLatin1Char(' ')).toStdString();
+
+    ASSERT_TRUE(client.quit());
+    ASSERT_TRUE(wharf->waitForFinished(10000));
+    start();
+    EXPECT_EQ(client.itemIDs().mid(0, 2), (QStringList{beta, alpha})) << "the new order was saved";
+}
+
+TEST_F(PointerE2e, ARunningPinnedApplicationDraggedOutStaysAsARunningTile)
+{
+    const QString entry = QStringLiteral("/usr/share/applications/debian-xterm.desktop");
+    ASSERT_TRUE(QFileInfo::exists(entry)) << "xterm's desktop entry";
+    writeWharfSettings(session, {{QStringLiteral("Wharf.pinnedItems.v1"), pinnedItems({{entry, QStringLiteral("application")}})},
+                                 {QStringLiteral("replaceSystemDock"), false}});
+    session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x10+100+100")});
+    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
+    start();
+    const auto xterm = [&] { return client.item(QStringLiteral("id"), entry).value_or(QJsonObject()); };
+    ASSERT_TRUE(E2eSession::waitFor([&] { return xterm()[QStringLiteral("pinned")].toBool() && !xterm()[QStringLiteral("pid")].isNull(); }));
+    ASSERT_TRUE(client.settledDock());
+    const QRectF tile = client.tile(entry);
+    drag(session, tile.center(), QPointF(tile.center().x(), tile.top() - 300));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return !xterm().isEmpty() && !xterm()[QStringLiteral("pinned")].toBool(); }))
+        << "unpinned, still in the dock while it runs";
+    EXPECT_FALSE(xterm()[QStringLiteral("pid")].isNull());
+}
+
 TEST_F(PointerE2e, FilesDroppedFromAnotherProgramMoveIntoAFolderCopyWithAltAndAnEntryBesideTheIconsIsPinned)
 {
     startWithPins();
