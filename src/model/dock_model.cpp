@@ -87,6 +87,15 @@ std::optional<QString> DockModel::bundleIdentifier(const QString& path, const QS
     return bundleIDCache.value(id);
 }
 
+std::optional<QString> DockModel::desktopID(const DockItem& item) const
+{
+    if (item.kind != DockItem::Kind::application)
+        return std::nullopt;
+    if (item.runningApplication && item.runningApplication->bundleIdentifier)
+        return item.runningApplication->bundleIdentifier;
+    return bundleIDCache.value(item.id);
+}
+
 void DockModel::clearIdentityCaches()
 {
     pathIDCache.clear();

@@ -159,6 +159,9 @@ public:
 
     const std::vector<QString>& runningOrder() const { return order; }
     bool lastKnownTrashFull() const { return trashFull; }
+    // The desktop-file id of an application item: its running program's, else its entry's as last
+    // read; none for other items or an unknown entry.
+    std::optional<QString> desktopID(const DockItem& item) const;
     // The folder the file manager shows as the Trash: files/ of the home trash, not the folder
     // that also holds the info/ records.
     static QString trashLocation();

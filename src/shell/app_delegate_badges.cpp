@@ -47,12 +47,8 @@ void AppDelegate::watchLauncherEntries()
 {
     std::vector<LauncherEntries::Application> applications;
     for (const DockItem& item : dockModel->items()) {
-        if (item.kind != DockItem::Kind::application)
-            continue;
         const auto& app = item.runningApplication;
-        const auto desktopID = app && app->bundleIdentifier ? app->bundleIdentifier
-                                                            : dockModel->bundleIDCache.value(item.id);
-        if (desktopID)
+        if (const auto desktopID = dockModel->desktopID(item))
             applications.push_back({*desktopID, app ? app->processIdentifiers : std::vector<pid_t>()});
     }
     launcherEntries->watch(applications);
