@@ -56,6 +56,9 @@ public:
     std::optional<int> keyboardIndex;  // keyboard selection
     std::optional<int> dropTarget;     // tile a drop from another program would land on
     QList<QUrl> draggedURLs;           // the files of the drag from another program now over the dock
+    // What the last answer to that program promised. The drop does the same: the keys may be up by
+    // the time the drop is read, but the program has already been told.
+    std::optional<bool> dropCopies;
 };
 
 } // namespace wharf

@@ -244,6 +244,7 @@ void DockView::dragUpdated(QDropEvent& event)
     const DockItem* target = interaction.dropTarget ? entryList[size_t(*interaction.dropTarget)].item() : nullptr;
     const bool mayMove = event.possibleActions().testFlag(Qt::MoveAction);
     const bool copy = event.modifiers().testFlag(Qt::AltModifier) || !mayMove;
+    interaction.dropCopies = copy;
     event.setDropAction(target && target->kind == DockItem::Kind::folder && !copy ? Qt::MoveAction : Qt::CopyAction);
     event.accept();
     if (interaction.dropTarget != oldTarget)
@@ -253,6 +254,7 @@ void DockView::dragUpdated(QDropEvent& event)
 void DockView::dragLeaveEvent(QDragLeaveEvent* event)
 {
     interaction.draggedURLs.clear();
+    interaction.dropCopies.reset();
     interaction.dropIndex.reset();
     interaction.dropTarget.reset();
     repaintScene();
@@ -264,6 +266,7 @@ void DockView::dropEvent(QDropEvent* event)
 {
     performDrop(*event);
     interaction.draggedURLs.clear();
+    interaction.dropCopies.reset();
     interaction.dropIndex.reset();
     interaction.dropTarget.reset();
     layoutDirty = true;
@@ -315,7 +318,7 @@ void DockView::performDrop(QDropEvent& event)
     }
     const auto targetIndex = dropTargetAt(point);
     const DockItem* target = targetIndex ? entryList[size_t(*targetIndex)].item() : nullptr;
-    const bool copy = event.modifiers().testFlag(Qt::AltModifier)
+    const bool copy = interaction.dropCopies.value_or(event.modifiers().testFlag(Qt::AltModifier))
         || !event.possibleActions().testFlag(Qt::MoveAction);
     event.setDropAction(target && target->kind == DockItem::Kind::folder && !copy ? Qt::MoveAction : Qt::CopyAction);
     event.accept();

@@ -58,9 +58,11 @@ void drag(E2eSession& session, const QPointF& from, const QPointF& to, const QSt
     moveTo(session, end + QPointF(1, 0)); // one more motion at the target, for the drop site to answer
     // A release before the drop site has answered the last position is no drop; give it time to.
     QThread::msleep(300);
-    session.xdotool({QStringLiteral("mouseup"), QStringLiteral("1")});
+    // Keys come up right behind the button, as a hand lets go: the drop is read after both.
+    QStringList release{QStringLiteral("mouseup"), QStringLiteral("1")};
     if (!keys.isEmpty())
-        session.xdotool({QStringLiteral("keyup"), keys});
+        release << QStringLiteral("keyup") << keys;
+    session.xdotool(release);
     pause();
 }
 
