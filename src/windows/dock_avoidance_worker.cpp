@@ -145,8 +145,12 @@ void DockAvoidanceWorker::correct(const MovableWindow& window)
     const double t = now();
     const auto cooldown = cooldowns.find(window.id);
     if (cooldown != cooldowns.end() && cooldown->second.until > t
-        && DockWindowConstraint::approximatelyEqual(cooldown->second.frame, window.frame, 1.0))
-        return; // not moved since the last attempt
+        && DockWindowConstraint::approximatelyEqual(cooldown->second.frame, window.frame, 1.0)) {
+        // Not moved since the last attempt. A coarse timer may have woken us a little early: look
+        // again when the cooldown really ends.
+        scheduleRetry(cooldown->second.until);
+        return;
+    }
     if (!permit->active())
         return;
     if (mover->leftButtonDown()) {

@@ -86,6 +86,25 @@ TEST_F(DockAvoidanceWorkerTest, ARefusedWindowThatTheUserMovesIsTriedAgainAtOnce
     EXPECT_EQ(mover->moves.size(), 2u);
 }
 
+// Qt's coarse timers may fire up to 5 % early; the retry must still come.
+TEST_F(DockAvoidanceWorkerTest, ARefusedWindowIsRetriedAfterItsCooldownEvenWhenTheTimerFiresEarly)
+{
+    std::vector<std::pair<int, std::function<void()>>> jobs;
+    worker->schedule = [&](int ms, std::function<void()> job) { jobs.emplace_back(ms, std::move(job)); };
+    place(1, inBand);
+    mover->refusing = {1};
+    worker->drain();
+    ASSERT_EQ(mover->moves.size(), 1u);
+    for (int i = 0; i < 20 && mover->moves.size() < 2 && !jobs.empty(); ++i) {
+        auto [ms, job] = std::move(jobs.front());
+        jobs.erase(jobs.begin());
+        clock += ms * 0.95 / 1000;
+        job();
+    }
+    EXPECT_EQ(mover->moves.size(), 2u);
+    EXPECT_GE(clock, 1000 + DockAvoidanceWorker::Timing().rejectedCooldown) << "not before the cooldown";
+}
+
 TEST_F(DockAvoidanceWorkerTest, CooldownsArePrunedPastTheLimitAndDroppedWhenSwitchedOff)
 {
     for (std::uint32_t id = 1; id <= DockAvoidanceWorker::cooldownPruneThreshold + 1; ++id)
