@@ -23,42 +23,43 @@ std::vector<float> kernel(double sigma)
     return weights;
 }
 
-// One pass along rows (`horizontal`) or columns, reading `in` and writing `out`; both hold
-// `channels` floats per pixel.
-template <int channels>
-void blurPass(const std::vector<float>& in, std::vector<float>& out, int width, int height,
-              const std::vector<float>& weights, bool horizontal)
-{
-    const int radius = int(weights.size() / 2);
-    const int lines = horizontal ? height : width;
-    const int length = horizontal ? width : height;
-    const int step = horizontal ? channels : channels * width;
-    for (int line = 0; line < lines; ++line) {
-        const int base = horizontal ? line * width * channels : line * channels;
-        for (int i = 0; i < length; ++i) {
-            float acc[channels] = {};
-            const int from = std::max(0, i - radius);
-            const int to = std::min(length - 1, i + radius);
-            for (int j = from; j <= to; ++j) {
-                const float w = weights[j - i + radius];
-                const float* p = &in[base + j * step];
-                for (int c = 0; c < channels; ++c)
-                    acc[c] += w * p[c];
-            }
-            std::copy(acc, acc + channels, &out[base + i * step]);
-        }
-    }
-}
-
+// Both passes run over whole rows of `channels` interleaved floats, each weight applied to a row
+// at a time: contiguous loops the compiler turns into vector code.
 template <int channels>
 void blur(std::vector<float>& plane, int width, int height, double sigma)
 {
     if (sigma <= 0)
         return;
-    std::vector<float> scratch(plane.size());
     const auto weights = kernel(sigma);
-    blurPass<channels>(plane, scratch, width, height, weights, true);
-    blurPass<channels>(scratch, plane, width, height, weights, false);
+    const int radius = int(weights.size() / 2);
+    const int row = width * channels;
+
+    // Along rows, through a copy of each row with clear pixels beyond both ends.
+    std::vector<float> padded(size_t(row + 2 * radius * channels), 0.f);
+    for (int y = 0; y < height; ++y) {
+        float* line = &plane[size_t(y) * row];
+        std::copy(line, line + row, padded.begin() + radius * channels);
+        std::fill(line, line + row, 0.f);
+        for (int k = 0; k < int(weights.size()); ++k) {
+            const float w = weights[size_t(k)];
+            const float* in = &padded[size_t(k) * channels];
+            for (int i = 0; i < row; ++i)
+                line[i] += w * in[i];
+        }
+    }
+
+    // Along columns: each output row gathers the rows around it.
+    std::vector<float> out(plane.size(), 0.f);
+    for (int y = 0; y < height; ++y) {
+        float* line = &out[size_t(y) * row];
+        for (int y2 = std::max(0, y - radius); y2 <= std::min(height - 1, y + radius); ++y2) {
+            const float w = weights[size_t(y2 - y + radius)];
+            const float* in = &plane[size_t(y2) * row];
+            for (int i = 0; i < row; ++i)
+                line[i] += w * in[i];
+        }
+    }
+    plane.swap(out);
 }
 
 int toByte(float v) { return std::clamp(int(v + 0.5f), 0, 255); }
