@@ -22,7 +22,6 @@ TEST(ListItemsCommand, NeverWritesTheSettingsFile)
     } rows[] = {
         {"absent file stays absent", std::nullopt},
         {"no pins yet (the import is not saved)", QByteArray("[General]\niconSize=40\n")},
-        {"unreadable pins", QByteArray("[General]\nWharf.pinnedItems.v1=not json\n")},
         {"unparsable file", QByteArray("[General\niconSize=40\n")},
     };
     for (const auto& row : rows) {
