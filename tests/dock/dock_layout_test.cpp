@@ -150,11 +150,8 @@ TEST(DockLayout, ShelfHoldsTheRowAndTheRestingHeightIsWholeDevicePixels)
     }
 }
 
-TEST(DockLayout, TheViewsWidthAndSeparator)
+TEST(DockLayout, TheViewsWidth)
 {
-    EXPECT_EQ(DockLayout::separatorIndex({false, true}), std::nullopt);
-    EXPECT_EQ(DockLayout::separatorIndex({true, true, false, true, false}), 2);
-
     // Derived from the fraction only when no resting size is stored, and held to 16..96.
     auto width = DockLayout::preferredDockWidth(10, 1000, 0, 0.5, 6);
     ASSERT_TRUE(width.derivedRestingIconSize);

@@ -91,12 +91,15 @@ public:
         return *view;
     }
 
+    // The view the clock ticks: a dock window's when one was given, else the harness's own.
+    DockView& active() const { return windowView ? *windowView : *view; }
+
     // Ticks at 60 Hz until nothing animates (or `limit` seconds pass).
     void settle(double limit = 3)
     {
         for (double t = 0; t < limit; t += 1.0 / 60) {
             advance(1.0 / 60);
-            if (!view->isAnimating())
+            if (!active().isAnimating())
                 return;
         }
     }
@@ -104,7 +107,7 @@ public:
     void advance(double seconds)
     {
         clock += seconds;
-        view->tick();
+        active().tick();
     }
 
     int indexOf(const QString& path) const
@@ -135,6 +138,7 @@ public:
     bool menuOpen = false;
     DockViewActions actions;
     std::unique_ptr<DockView> view;
+    DockView* windowView = nullptr;
 
 private:
     DockModel::Providers providers()

@@ -56,16 +56,10 @@ protected:
         h.actions.activate = [this](const QString& id, std::uint32_t time) { activated.emplace_back(id, time); };
         dock = std::make_unique<DockWindowController>(QGuiApplication::primaryScreen(), h.context(), false, &system);
         window = system.windows.back().get();
+        h.windowView = &dock->dockView();
     }
 
     DockView& view() { return dock->dockView(); }
-    void settle()
-    {
-        for (int frame = 0; frame < 60 && view().isAnimating(); ++frame) {
-            h.clock += 1.0 / 60;
-            view().tick();
-        }
-    }
     QString id(int index) const { return dock->dockView().entries()[size_t(index)].identifier(); }
 
     // True when the view took the key.
@@ -144,7 +138,7 @@ TEST_F(DockWindowTest, InputRegionFollowsTheViewAndStopsAtClose)
     // A new program widens the shelf: the window system hears of the new region.
     const std::size_t before = window->inputRegions.size();
     h.workspace.launch(FakeWorkspace::app(QStringLiteral("calc"), 42, QStringLiteral("/apps/calc.desktop")));
-    settle();
+    h.settle();
     EXPECT_GT(window->inputRegions.size(), before);
     EXPECT_EQ(window->inputRegions.back(), view().inputRegion());
 
