@@ -4,13 +4,12 @@
 #include "dock/dock_view.h"
 #include "doubles/fake_workspace.h"
 #include "model/dock_model.h"
-#include "settings/dock_preferences.h"
+#include "support/temp_preferences.h"
 
 #include <QColor>
 #include <QFile>
 #include <QPixmap>
 #include <QSettings>
-#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -20,7 +19,7 @@ namespace wharf::test {
 
 // A real DockModel over a FakeWorkspace, temporary settings, a settable clock and
 // pointer, and the view under test. Pointer positions are given in view coordinates.
-class DockViewHarness {
+class DockViewHarness : public TempPreferences {
 public:
     static constexpr int viewHeight = 200;
 
@@ -122,10 +121,6 @@ public:
     }
 
     QSize size{1000, viewHeight};
-    QTemporaryDir dir;
-    std::shared_ptr<QSettings> settings =
-        std::make_shared<QSettings>(dir.filePath(QStringLiteral("wharf.conf")), QSettings::IniFormat);
-    DockPreferences preferences{settings};
     FakeWorkspace workspace;
     std::function<std::optional<QString>(const QString& identity)> badges;
     DockModel model{workspace, preferences, providers()};

@@ -3,13 +3,12 @@
 // A model's world in a temporary folder: desktop entries a, b, c and r, the file manager's
 // files.desktop, doc.txt, the folders "folder" and "other", and preferences stored beside them.
 #include "model/dock_model.h"
-#include "settings/dock_preferences.h"
 
 #include "doubles/fake_workspace.h"
+#include "support/temp_preferences.h"
 
 #include <QDir>
 #include <QFile>
-#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -21,7 +20,7 @@ namespace wharf::test {
 using Kind = DockItem::Kind;
 using Pin = DockModel::Pin;
 
-class ModelTest : public testing::Test {
+class ModelTest : public testing::Test, protected TempPreferences {
 protected:
     ModelTest()
     {
@@ -45,9 +44,6 @@ protected:
         return DockModel::decodePins(store->value(DockModel::pinnedItemsKey).toByteArray());
     }
 
-    QTemporaryDir dir;
-    std::shared_ptr<QSettings> store = std::make_shared<QSettings>(dir.filePath("wharf.conf"), QSettings::IniFormat);
-    DockPreferences preferences{store};
     FakeWorkspace workspace;
     DockModel::Providers providers;
 };

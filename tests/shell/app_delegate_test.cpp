@@ -3,29 +3,26 @@
 #include "dock/dock_window_controller.h"
 #include "model/dock_model.h"
 #include "shell/app_delegate.h"
-#include "settings/dock_preferences.h"
 #include "stacks/stack_preferences.h"
 #include "takeover/system_dock_integration.h"
 
 #include "doubles/fake_dock_window_system.h"
 #include "doubles/fake_native_dock.h"
 #include "doubles/fake_workspace.h"
+#include "support/temp_preferences.h"
 
 #include <QDir>
 #include <QFileInfo>
 #include <QMenu>
 #include <QScreen>
-#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
 namespace wharf {
 namespace {
 
-class AppDelegateTest : public ::testing::Test {
+class AppDelegateTest : public ::testing::Test, protected test::TempPreferences {
 protected:
-    QTemporaryDir dir;
-    DockPreferences preferences{std::make_shared<QSettings>(dir.filePath("wharf.conf"), QSettings::IniFormat)};
     SystemDockIntegration* integration = nullptr;
     std::vector<std::pair<QString, QString>> alerts;
 

@@ -2,10 +2,9 @@
 // path, and resolving checks that the folder is still there.
 #include "stacks/folder_access_store.h"
 
-#include "settings/dock_preferences.h"
+#include "support/temp_preferences.h"
 
 #include <QDir>
-#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -13,19 +12,14 @@ using namespace wharf;
 
 namespace {
 
-class FolderAccessStoreTest : public testing::Test {
+class FolderAccessStoreTest : public testing::Test, protected test::TempPreferences {
 protected:
     FolderAccessStoreTest()
-        : store(std::make_shared<QSettings>(dir.filePath("wharf.conf"), QSettings::IniFormat)), preferences(store)
     {
         QDir(dir.path()).mkpath("u/Documents/Reports");
         QDir(dir.path()).mkpath("uv");
     }
     QString path(const QString& name) const { return QDir(dir.path()).canonicalPath() + "/" + name; }
-
-    QTemporaryDir dir;
-    std::shared_ptr<QSettings> store;
-    DockPreferences preferences;
 };
 
 TEST_F(FolderAccessStoreTest, TheNearestRememberedAncestorAnswersByComponents)
