@@ -3,6 +3,7 @@
 #include "dock/dock_tile.h"
 #include "dock/dock_view.h"
 #include "doubles/fake_workspace.h"
+#include "support/files.h"
 #include "model/dock_model.h"
 #include "support/temp_preferences.h"
 
@@ -32,7 +33,7 @@ public:
     QString app(const QString& name, const QIcon& icon)
     {
         const QString path = dir.filePath(name + QStringLiteral(".desktop"));
-        touch(path);
+        EXPECT_TRUE(writeFile(path, "[Desktop Entry]\nType=Application\nName=x\nExec=true\n"));
         workspace.icons[path] = icon;
         return path;
     }
@@ -143,14 +144,6 @@ private:
             return badges ? badges(identity) : std::nullopt;
         };
         return result;
-    }
-
-    static void touch(const QString& path)
-    {
-        QFile file(path);
-        if (!file.open(QIODevice::WriteOnly))
-            ADD_FAILURE() << "cannot write " << path.toStdString();
-        file.write("[Desktop Entry]\nType=Application\nName=x\nExec=true\n");
     }
 };
 

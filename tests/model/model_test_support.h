@@ -5,6 +5,7 @@
 #include "model/dock_model.h"
 
 #include "doubles/fake_workspace.h"
+#include "support/files.h"
 #include "support/temp_preferences.h"
 
 #include <QDir>
@@ -33,11 +34,7 @@ protected:
     }
 
     QString path(const QString& name) const { return dir.filePath(name); }
-    void touch(const QString& name) const
-    {
-        QFile file(path(name));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    }
+    void touch(const QString& name) const { ASSERT_TRUE(writeFile(path(name))); }
     void storePins(const std::vector<Pin>& pins) { store->setValue(DockModel::pinnedItemsKey, DockModel::encodePins(pins)); }
     std::optional<std::vector<Pin>> storedPins() const
     {

@@ -1,5 +1,7 @@
 #include "stacks/stack_contents.h"
 
+#include "support/files.h"
+
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
@@ -41,9 +43,7 @@ class StackContentsTest : public testing::Test {
 protected:
     void write(const QString& name, const QByteArray& contents = {})
     {
-        QFile file(dir.filePath(name));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(contents);
+        ASSERT_TRUE(test::writeFile(dir.filePath(name), contents));
     }
     QTemporaryDir dir;
 };
