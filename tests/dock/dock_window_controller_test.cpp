@@ -88,12 +88,11 @@ TEST_F(DockWindowTest, TheWindowTakesAndGivesBackTheKeyboardWithTheKeysTimes)
     EXPECT_TRUE(press(Qt::Key_Return, 90));
     EXPECT_EQ(activated, (std::vector<std::pair<QString, std::uint32_t>>{{id(1), 90}}));
     EXPECT_FALSE(dock->panel().keyboardMode());
-    EXPECT_EQ(window->focus, (std::vector<bool>{true, false}));
-    EXPECT_EQ(window->focusTimes, (std::vector<std::uint32_t>{77, 90}));
+    EXPECT_EQ(window->focus, (std::vector<std::pair<bool, std::uint32_t>>{{true, 77}, {false, 90}}));
 
     view().beginKeyboardNavigation(0);
     EXPECT_TRUE(press(Qt::Key_Escape, 5));
-    EXPECT_EQ(window->focusTimes.back(), 5u);
+    EXPECT_EQ(window->focus.back(), std::make_pair(false, 5u));
 }
 
 TEST_F(DockWindowTest, TheSelectionFollowsTheRowAndOnlyALossAfterTheGainEndsTheMode)
