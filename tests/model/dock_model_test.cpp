@@ -46,7 +46,7 @@ TEST(PinDecoding, AnyMalformedPinRejectsTheWholeListButANullTitleIsNone)
               (std::vector<Pin>{{"/a", Kind::trash, std::nullopt}}));
 }
 
-TEST_F(DockModelTest, LoadingCleansPinsWithoutWritingBack)
+TEST_F(DockModelTest, LoadingCleansPinsWithoutWritingBackAndApplicationsLoseAnAppSuffix)
 {
     QFile::link(path("folder"), path("link"));
     const std::vector<Pin> stored{{path("files.desktop"), Kind::application, std::nullopt},
@@ -57,11 +57,12 @@ TEST_F(DockModelTest, LoadingCleansPinsWithoutWritingBack)
                                  {workspace.ownLocation, Kind::application, std::nullopt},
                                  {path("a.desktop"), Kind::application, std::nullopt}};
     storePins(stored);
+    workspace.names[path("a.desktop")] = "Alpha.APP";
     const auto model = makeModel();
     EXPECT_EQ(model->pins(), (std::vector<Pin>{{path("folder"), Kind::folder, "Erstes Ü"},
                                                {path("a.desktop"), Kind::application, std::nullopt}}));
     EXPECT_EQ(storedPins(), stored);
-    EXPECT_EQ(titles(*model), QStringList({"Files", "a.desktop", "Erstes Ü", "Trash"}));
+    EXPECT_EQ(titles(*model), QStringList({"Files", "Alpha", "Erstes Ü", "Trash"}));
 }
 
 TEST_F(DockModelTest, UnreadablePinsAreReplacedByTheImportAndSaved)
@@ -247,20 +248,6 @@ TEST_F(DockModelTest, TrashFollowsStateAndAlwaysEmptySetting)
         << "the folder the file manager opens, not the one that also holds info/";
 }
 
-TEST_F(DockModelTest, VanishedPinStaysWithAGenericIcon)
-{
-    workspace.names[path("gone.desktop")] = "Gone.APP";
-    QPixmap pixmap(8, 8);
-    pixmap.fill(Qt::red);
-    workspace.icons[path("gone.desktop")] = QIcon(pixmap);
-    storePins({{path("gone.desktop"), Kind::application, std::nullopt}});
-    const auto model = makeModel();
-    ASSERT_EQ(titles(*model), QStringList({"Files", "Gone", "Trash"}));
-    const DockItem& gone = model->items()[1];
-    EXPECT_TRUE(gone.isPinned);
-    EXPECT_NE(gone.icon.cacheKey(), workspace.icons[path("gone.desktop")].cacheKey());
-}
-
 TEST_F(DockModelTest, MountStartsIdentityAfresh)
 {
     QFile::link(path("folder"), path("link"));
@@ -291,7 +278,7 @@ TEST_F(DockModelTest, WatchesThePinsAndRefreshesOnlyWhenTold)
     QCoreApplication::processEvents();
     EXPECT_EQ(titles(*model), QStringList({"Files", "notes.txt", "Trash"}));
 
-    // A pinned file that vanishes loses its cached icon.
+    // A pinned file that vanishes stays, and loses its cached icon for a generic one.
     const qint64 icon = model->items()[1].icon.cacheKey();
     QFile::remove(path("notes.txt"));
     workspace.notifications.notify(WorkspaceNotification::didChangeLocations);
