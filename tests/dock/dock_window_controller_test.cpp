@@ -111,10 +111,6 @@ TEST_F(DockWindowTest, TheSelectionFollowsTheRowAndOnlyALossAfterTheGainEndsTheM
     window->platform->focusChanged.notify(false);
     EXPECT_EQ(view().keyboardIndex(), std::nullopt);
     EXPECT_FALSE(dock->panel().keyboardMode());
-
-    DockView& loose = h.makeView();
-    loose.beginKeyboardNavigation(0);
-    EXPECT_EQ(loose.keyboardIndex(), std::nullopt) << "a view outside a dock window has no keyboard mode";
 }
 
 TEST_F(DockWindowTest, FollowsAnotherProgramsPanelAndRedoesItsStrut)
