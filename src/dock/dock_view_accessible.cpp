@@ -243,7 +243,7 @@ DockEntryStates entryStates(const DockEntry& entry)
         return {false, false, true};
     const DockItem* item = entry.item();
     const RunningApplication* app = item ? item->runningApplication.get() : nullptr;
-    if (!app || app->isTerminated)
+    if (!app)
         return {};
     return {true, app->isActive, app->isHidden};
 }

@@ -296,7 +296,7 @@ void DockModel::refresh()
     std::vector<QString> runningIDs;
     QSet<QString> seen;
     for (const auto& app : workspace.runningApplications()) {
-        if (!app || app->isTerminated)
+        if (!app)
             continue;
         const bool isFileManager =
             fileManagerID && app->bundleIdentifier && *app->bundleIdentifier == *fileManagerID;

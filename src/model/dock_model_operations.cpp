@@ -78,7 +78,7 @@ void DockModel::activate(const DockItem& item, std::uint32_t eventTime)
     }
 
     Status done;
-    if (const auto& app = item.runningApplication; app && !app->isTerminated) {
+    if (const auto& app = item.runningApplication) {
         // A running program comes forward; starting its entry again would open another instance.
         if (app->isHidden)
             done = workspace.unhide(*app);
@@ -143,7 +143,7 @@ void DockModel::contextMenu(const DockItem& item, QMenu& menu)
 
     const bool fileManager = isFileManager(item);
     const auto& app = item.runningApplication;
-    const bool running = app && !app->isTerminated;
+    const bool running = app != nullptr;
     QMenu* options = menu.addMenu(QStringLiteral("Options"));
     if (!fileManager) {
         QAction* keep = add(*options, QStringLiteral("Keep in Dock"), [item](DockModel& model) {

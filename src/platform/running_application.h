@@ -17,7 +17,6 @@ struct RunningApplication {
     QString key;                            // stable while the program runs; the workspace's handle
     std::optional<pid_t> processIdentifier; // none when no window names its process
     std::vector<pid_t> processIdentifiers;  // every process with a window in it (several xterms, say)
-    bool isTerminated = false;
     bool isRegular = true;                  // has a normal window that belongs in a task bar
     bool isActive = false;                  // owns the active window
     bool isHidden = false;                  // every window is minimized

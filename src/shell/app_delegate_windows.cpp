@@ -76,7 +76,7 @@ void AppDelegate::wireWindows()
             std::vector<WindowOwner> owners;
             for (const RunningApplicationRef& app : desktop->runningApplications()) {
                 // A program without a pid owns no window by pid.
-                if (!app->isRegular || app->isTerminated)
+                if (!app->isRegular)
                     continue;
                 for (const pid_t pid : app->processIdentifiers)
                     owners.push_back({pid, app->localizedName});
@@ -183,7 +183,7 @@ std::vector<DockWindow> AppDelegate::windowsOfItem(const QString& id) const
         return {};
     for (const DockItem& item : dockModel->items()) {
         const auto& app = item.runningApplication;
-        if (item.id != id || !app || app->isTerminated)
+        if (item.id != id || !app)
             continue;
         // Every process of the application: its pid follows the window that had the focus last.
         std::vector<DockWindow> windows;
