@@ -71,22 +71,14 @@ bool StackPreferences::isDownloads(const QString& normalized) const
     return !downloads.isEmpty() && normalized.compare(downloads, Qt::CaseInsensitive) == 0;
 }
 
-std::optional<StackSettings> StackPreferences::nativeSettings(const QString&) const
-{
-    return std::nullopt;
-}
-
 StackSettings StackPreferences::settings(const QString& folder)
 {
     const QString path = normalizedPath(folder);
     if (const auto it = stored.find(path); it != stored.end())
         return it->second;
     StackSettings result;
-    if (const auto native = nativeSettings(folder)) {
-        result = *native;
-    } else if (isDownloads(path)) {
+    if (isDownloads(path))
         result = {StackViewMode::automatic, StackSortOrder::dateAdded, StackDisplayMode::stack};
-    }
     stored[path] = result;
     persist();
     return result;

@@ -8,7 +8,6 @@
 
 #include <functional>
 #include <map>
-#include <optional>
 
 namespace wharf {
 
@@ -26,9 +25,6 @@ public:
 
     StackSettings settings(const QString& folder);
     void setSettings(const StackSettings& settings, const QString& folder);
-
-    // The desktop's own dock keeps no stack settings on Linux.
-    std::optional<StackSettings> nativeSettings(const QString& folder) const;
 
     // Symbolic links resolved and the path standardized; remembered per path.
     QString normalizedPath(const QString& folder);
