@@ -70,7 +70,9 @@ qint64 sortDate(const StackEntry& entry, StackSortOrder order)
     };
     switch (order) {
     case StackSortOrder::dateAdded:
-        return first({&entry.dateAdded, &entry.creationDate, &entry.modificationDate});
+        // A Linux folder keeps no date an item was added to it: the creation date stands in for it,
+        // then the modification date.
+        return first({&entry.creationDate, &entry.modificationDate});
     case StackSortOrder::dateModified:
         return first({&entry.modificationDate, &entry.creationDate});
     case StackSortOrder::dateCreated:

@@ -14,7 +14,6 @@ struct StackEntry {
     QString title;
     bool isDirectory = false;
     bool isPackage = false;
-    std::optional<QDateTime> dateAdded;
     std::optional<QDateTime> modificationDate;
     std::optional<QDateTime> creationDate;
     QString kind;

@@ -26,13 +26,12 @@ QStringList titles(const std::vector<StackEntry>& entries)
 
 QDateTime at(int day) { return QDateTime(QDate(2024, 1, day), QTime(12, 0), Qt::UTC); }
 
-StackEntry entry(const QString& title, std::optional<QDateTime> added = {}, std::optional<QDateTime> modified = {},
-                 std::optional<QDateTime> created = {}, const QString& kind = {}, const QString& file = {})
+StackEntry entry(const QString& title, std::optional<QDateTime> modified = {}, std::optional<QDateTime> created = {},
+                 const QString& kind = {}, const QString& file = {})
 {
     StackEntry e;
     e.title = title;
     e.url = QUrl::fromLocalFile(QStringLiteral("/f/") + (file.isEmpty() ? title : file));
-    e.dateAdded = added;
     e.modificationDate = modified;
     e.creationDate = created;
     e.kind = kind;
@@ -128,17 +127,17 @@ TEST(StackSort, Orders)
         {"numbers by value", StackSortOrder::name, {entry("File 10"), entry("File 2")}, {"File 2", "File 10"}},
         {"case ignored", StackSortOrder::name, {entry("Banana"), entry("apple")}, {"apple", "Banana"}},
         {"equal titles by url", StackSortOrder::name,
-         {entry("same", {}, {}, {}, {}, "b"), entry("same", {}, {}, {}, {}, "a")}, {"same", "same"}},
+         {entry("same", {}, {}, {}, "b"), entry("same", {}, {}, {}, "a")}, {"same", "same"}},
         {"modified newest first", StackSortOrder::dateModified,
-         {entry("old", {}, at(1)), entry("new", {}, at(5))}, {"new", "old"}},
+         {entry("old", at(1)), entry("new", at(5))}, {"new", "old"}},
         {"equal dates by title", StackSortOrder::dateModified,
-         {entry("b", {}, at(1)), entry("a", {}, at(1))}, {"a", "b"}},
-        {"added falls back to created, then modified, undated last", StackSortOrder::dateAdded,
-         {entry("none"), entry("created", {}, at(1), at(9)), entry("modified", {}, at(5))}, {"created", "modified", "none"}},
+         {entry("b", at(1)), entry("a", at(1))}, {"a", "b"}},
+        {"added orders by created, then modified, undated last", StackSortOrder::dateAdded,
+         {entry("none"), entry("created", at(1), at(9)), entry("modified", at(5))}, {"created", "modified", "none"}},
         {"created falls back to modified", StackSortOrder::dateCreated,
-         {entry("c", {}, {}, at(2)), entry("m", {}, at(3))}, {"m", "c"}},
+         {entry("c", {}, at(2)), entry("m", at(3))}, {"m", "c"}},
         {"kind then title", StackSortOrder::kind,
-         {entry("z", {}, {}, {}, "Image"), entry("y", {}, {}, {}, "image"), entry("a", {}, {}, {}, "Text")},
+         {entry("z", {}, {}, "Image"), entry("y", {}, {}, "image"), entry("a", {}, {}, "Text")},
          {"y", "z", "a"}},
     };
     for (const Row& row : rows) {
