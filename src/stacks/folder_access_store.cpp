@@ -23,28 +23,7 @@ QStringList components(const QString& path)
 
 } // namespace
 
-BookmarkOperations BookmarkOperations::live()
-{
-    BookmarkOperations operations;
-    operations.create = [](const QString& path) -> Result<QByteArray> {
-        const QString canonical = QFileInfo(path).canonicalFilePath();
-        if (canonical.isEmpty() || !QFileInfo(canonical).isDir())
-            return Error{QStringLiteral("The folder “%1” does not exist.").arg(path)};
-        return canonical.toUtf8();
-    };
-    operations.resolve = [](const QByteArray& bookmark) -> Result<std::pair<QString, bool>> {
-        const QString path = QString::fromUtf8(bookmark);
-        if (!QFileInfo(path).isDir())
-            return Error{QStringLiteral("The folder “%1” no longer exists.").arg(path)};
-        return std::pair{path, false};
-    };
-    operations.start = [](const QString&) { return false; };
-    operations.stop = [](const QString&) {};
-    return operations;
-}
-
-FolderAccessStore::FolderAccessStore(DockPreferences& preferences, BookmarkOperations operations)
-    : preferences(preferences), operations(std::move(operations))
+FolderAccessStore::FolderAccessStore(DockPreferences& preferences) : preferences(preferences)
 {
     const QJsonObject stored = QJsonDocument::fromJson(preferences.defaults().value(bookmarksKey).toByteArray()).object();
     for (auto it = stored.begin(); it != stored.end(); ++it) {
@@ -58,19 +37,12 @@ Status FolderAccessStore::remember(const QString& folder)
     if (folder.isEmpty() || !QDir::isAbsolutePath(folder))
         return Error{invalidFolderMessage};
     const QString path = standardized(folder);
-    const bool started = operations.start(path);
-    auto data = operations.create(path);
-    Status status;
-    if (data.ok()) {
-        const std::lock_guard guard(lock);
-        saved[path] = data.value();
-        status = persist();
-    } else {
-        status = data.error();
-    }
-    if (started)
-        operations.stop(path);
-    return status;
+    const QString canonical = QFileInfo(path).canonicalFilePath();
+    if (canonical.isEmpty() || !QFileInfo(canonical).isDir())
+        return Error{QStringLiteral("The folder “%1” does not exist.").arg(path)};
+    const std::lock_guard guard(lock);
+    saved[path] = canonical.toUtf8();
+    return persist();
 }
 
 std::optional<std::pair<QString, QByteArray>> FolderAccessStore::savedAncestor(const QString& path) const
@@ -88,44 +60,23 @@ std::optional<std::pair<QString, QByteArray>> FolderAccessStore::savedAncestor(c
     return best;
 }
 
-Result<std::shared_ptr<FolderAccessLease>> FolderAccessStore::resolve(const std::pair<QString, QByteArray>& saved,
-                                                                      const QString& requested)
+Result<QString> FolderAccessStore::resolve(const std::pair<QString, QByteArray>& saved, const QString& requested) const
 {
-    auto resolved = operations.resolve(saved.second);
-    if (!resolved.ok())
-        return resolved.error();
-    const auto [resolvedPath, stale] = resolved.value();
-    const bool started = operations.start(resolvedPath);
-
-    // The same sub-path under the folder's new place when it was moved or renamed.
-    const QStringList savedParts = components(saved.first);
+    QString url = QString::fromUtf8(saved.second);
+    if (!QFileInfo(url).isDir())
+        return Error{QStringLiteral("The folder “%1” no longer exists.").arg(url)};
+    // The rest of the requested path below the folder's canonical path.
     const QStringList requestedParts = components(standardized(requested));
-    QString url = resolvedPath;
-    for (qsizetype i = std::min(savedParts.size(), requestedParts.size()); i < requestedParts.size(); ++i)
+    for (qsizetype i = components(saved.first).size(); i < requestedParts.size(); ++i)
         url += QLatin1Char('/') + requestedParts[i];
-
-    std::function<void()> stop;
-    if (started)
-        stop = [stopAccess = operations.stop, resolvedPath] { stopAccess(resolvedPath); };
-    auto lease = std::make_shared<FolderAccessLease>(url, std::move(stop));
-
-    if (stale) {
-        auto fresh = operations.create(resolvedPath);
-        if (!fresh.ok())
-            return fresh.error(); // the lease ends here, and with it the access
-        const std::lock_guard guard(lock);
-        this->saved[saved.first] = fresh.value();
-        if (const auto failure = persist().failure())
-            return *failure;
-    }
-    return lease;
+    return url;
 }
 
-Result<std::shared_ptr<FolderAccessLease>> FolderAccessStore::access(const QString& path)
+Result<QString> FolderAccessStore::access(const QString& path) const
 {
     if (const auto ancestor = savedAncestor(path))
         return resolve(*ancestor, path);
-    return std::make_shared<FolderAccessLease>(standardized(path));
+    return standardized(path);
 }
 
 std::map<QString, QByteArray> FolderAccessStore::bookmarks() const

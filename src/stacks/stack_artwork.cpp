@@ -106,14 +106,14 @@ void StackArtwork::loadIfAlreadyAllowed(const QString& folder, const StackSettin
     const auto saved = access.savedAncestor(key);
     if (!saved)
         return; // waits until the user opens the stack
-    auto lease = access.resolve(*saved, key);
-    if (!lease.ok())
+    auto readable = access.resolve(*saved, key);
+    if (!readable.ok())
         return;
     const int token = ++nextToken;
     pendingLoads.insert(key, token);
     const std::weak_ptr<bool> weak = alive;
-    QThreadPool::globalInstance()->start([this, weak, key, token, held = lease.value(), settings] {
-        auto result = StackContents::load(held->url, settings);
+    QThreadPool::globalInstance()->start([this, weak, key, token, path = readable.value(), settings] {
+        auto result = StackContents::load(path, settings);
         QMetaObject::invokeMethod(
             qApp,
             [this, weak, key, token, result = std::move(result)]() {

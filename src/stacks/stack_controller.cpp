@@ -153,25 +153,24 @@ void StackController::loadFolder(bool showLoading)
     if (showLoading)
         showMessage(QStringLiteral("Loading…"), false, true);
 
-    auto lease = services.access->access(folder);
-    if (!lease.ok()) {
-        showLoadError(StackLoadError{ENOENT, lease.error().message});
+    auto readable = services.access->access(folder);
+    if (!readable.ok()) {
+        showLoadError(StackLoadError{ENOENT, readable.error().message});
         return;
     }
-    accessLease = lease.value();
     const QUrl selectedURL = selected && *selected < int(entries.size()) ? entries[std::size_t(*selected)].url : QUrl();
     const int scrollY = !showLoading && gridScroll ? gridScroll->verticalScrollBar()->value() : 0;
 
     const QPointer<StackController> self(this);
-    QThreadPool::globalInstance()->start([self, token, held = accessLease, sortBy = settings, selectedURL, scrollY] {
-        auto result = StackContents::load(held->url, sortBy);
+    QThreadPool::globalInstance()->start([self, token, path = readable.value(), sortBy = settings, selectedURL, scrollY] {
+        auto result = StackContents::load(path, sortBy);
         QMetaObject::invokeMethod(
             qApp,
-            [self, token, held, result = std::move(result), selectedURL, scrollY]() mutable {
+            [self, token, path, result = std::move(result), selectedURL, scrollY]() mutable {
                 // Stale listings (a newer load, a drag, a close) are thrown away.
                 if (!self || self->dismissed || self->generation != token)
                     return;
-                self->applyListing(std::move(result), held, selectedURL, scrollY);
+                self->applyListing(std::move(result), path, selectedURL, scrollY);
             },
             Qt::QueuedConnection);
     });
@@ -193,7 +192,7 @@ std::vector<StackEntry> StackController::withDesktopEntryNames(std::vector<Stack
 }
 
 void StackController::applyListing(Result<std::vector<StackEntry>, StackLoadError> result,
-                                   std::shared_ptr<FolderAccessLease> lease, const QUrl& selectedURL, int scrollY)
+                                   const QString& path, const QUrl& selectedURL, int scrollY)
 {
     if (!result.ok()) {
         showLoadError(result.error());
@@ -207,7 +206,7 @@ void StackController::applyListing(Result<std::vector<StackEntry>, StackLoadErro
     }
     if (history.empty()) {
         if (!rememberedAccess) {
-            if (services.access->remember(lease->url).ok())
+            if (services.access->remember(path).ok())
                 rememberedAccess = true;
             else
                 qCInfo(lcStacks, "Folder is readable; bookmark could not be saved");
@@ -225,7 +224,7 @@ void StackController::applyListing(Result<std::vector<StackEntry>, StackLoadErro
         QScrollBar* bar = gridScroll->verticalScrollBar();
         bar->setValue(std::min(scrollY, bar->maximum()));
     }
-    watchDirectory(lease->url);
+    watchDirectory(path);
 }
 
 void StackController::showLoadError(const StackLoadError& error)
@@ -433,7 +432,7 @@ void StackController::fillSubmenu(QMenu* menu)
         return;
     loadedMenus.insert(menu);
     const QString path = menuFolders[menu];
-    auto lease = services.access->access(path);
+    auto readable = services.access->access(path);
     const QPointer<StackController> self(this);
     const QPointer<QMenu> target(menu);
     const auto failed = [this, target, path] {
@@ -443,12 +442,12 @@ void StackController::fillSubmenu(QMenu* menu)
             close();
         });
     };
-    if (!lease.ok()) {
+    if (!readable.ok()) {
         failed();
         return;
     }
-    QThreadPool::globalInstance()->start([self, target, held = lease.value(), sortBy = settings, path, failed] {
-        auto result = StackContents::load(held->url, sortBy);
+    QThreadPool::globalInstance()->start([self, target, folder = readable.value(), sortBy = settings, path, failed] {
+        auto result = StackContents::load(folder, sortBy);
         QMetaObject::invokeMethod(
             qApp,
             [self, target, result = std::move(result), path, failed]() mutable {
@@ -714,7 +713,6 @@ void StackController::close()
     }
     isMenuTracking = false;
     preview->hide();
-    accessLease.reset();
     dropViews();
     activeSubmenus.clear();
     menuFolders.clear();

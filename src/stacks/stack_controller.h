@@ -26,7 +26,6 @@ class QWidget;
 
 namespace wharf {
 
-class FolderAccessLease;
 class FolderAccessStore;
 class FolderWatch;
 class FolderWatcher;
@@ -86,7 +85,7 @@ public:
 
 private:
     void applyListing(Result<std::vector<StackEntry>, StackLoadError> result,
-                      std::shared_ptr<FolderAccessLease> lease, const QUrl& selectedURL, int scrollY);
+                      const QString& path, const QUrl& selectedURL, int scrollY);
     void showLoadError(const StackLoadError& error);
     void render();
     void showGrid();
@@ -132,7 +131,6 @@ private:
     std::map<QMenu*, QString> menuFolders;
     QSet<QMenu*> loadedMenus;
     QSet<QMenu*> activeSubmenus;
-    std::shared_ptr<FolderAccessLease> accessLease;
     std::unique_ptr<FolderWatch> directorySource;
     QTimer* refreshWork = nullptr;
     bool showingEntries = false;
