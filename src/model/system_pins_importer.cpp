@@ -50,9 +50,9 @@ QString SystemPinsImporter::defaultPlankLaunchers()
 std::vector<DockModel::Pin> SystemPinsImporter::systemPins() const
 {
     std::vector<DockModel::Pin> pins;
-    const QStringList favorites = nativeDock ? nativeDock->favoriteApplications() : QStringList();
+    const QStringList favorites = nativeDock->favoriteApplications();
     for (const QString& id : favorites) {
-        const auto location = entries ? entries->entryLocation(id) : std::nullopt;
+        const auto location = entries->entryLocation(id);
         const auto pin = location ? pinAt(*location) : std::nullopt;
         if (pin)
             pins.push_back(*pin);

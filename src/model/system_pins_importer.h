@@ -16,6 +16,7 @@ namespace wharf {
 // are skipped; an empty answer leaves the fallback set to the model.
 class SystemPinsImporter {
 public:
+    // Both `nativeDock` and `entries` are required.
     SystemPinsImporter(std::unique_ptr<NativeDock> nativeDock, std::unique_ptr<DesktopEntryLocator> entries,
                        QString plankLaunchers = defaultPlankLaunchers());
 
