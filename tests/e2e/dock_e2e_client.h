@@ -36,6 +36,7 @@ struct DockInfo {
     double hiddenAmount = 0;
     bool hidden = false;
     bool fullScreen = false;
+    QJsonObject json; // all that Docks() says of it
 };
 
 inline QRectF rectFrom(const QJsonValue& value)
@@ -61,6 +62,7 @@ public:
         for (const QJsonValue& value : QJsonDocument::fromJson(reply.value().toUtf8()).array()) {
             const QJsonObject o = value.toObject();
             DockInfo dock;
+            dock.json = o;
             dock.display = o[QStringLiteral("display")].toString();
             dock.overlay = o[QStringLiteral("overlay")].toBool();
             dock.mapped = o[QStringLiteral("mapped")].toBool();
