@@ -19,8 +19,8 @@ namespace {
 QPoint center(const QRectF& r) { return r.center().toPoint(); }
 
 // Two docks on every display, where the window manager sees them on every desktop, above the
-// others and never focused; the row is shown at rest at once, clicks pass through all but the
-// tiles, and a display that goes takes its docks along.
+// others and never focused; the row is shown at rest at once, and clicks pass through all but the
+// tiles. (A display that goes takes its docks along in the auto-hide test's full-screen session.)
 TEST(DockWindows, EveryDisplayGetsTwoUnfocusedDocksAboveTheOthersThatLetClicksThroughBesideTheTiles)
 {
     E2eOptions options;
@@ -121,12 +121,6 @@ TEST(DockWindows, EveryDisplayGetsTwoUnfocusedDocksAboveTheOthersThatLetClicksTh
         const quint32 active = activeWindow(session);
         return active == xterm || windows.contains(QString::number(active));
     }, 1000)) << "a click on a tile stays with the dock, which leaves the focus where it was";
-
-    ASSERT_EQ(session.run(QStringLiteral("xrandr"), {QStringLiteral("--delmonitor"), QStringLiteral("RIGHT")}).exitCode, 0);
-    ASSERT_TRUE(E2eSession::waitFor([&] { return client.docks().size() == 2; })) << client.docks().size();
-    for (const DockInfo& dock : client.docks())
-        EXPECT_NE(dock.display, QStringLiteral("RIGHT"));
-    EXPECT_EQ(wharf->state(), QProcess::Running);
 }
 
 TEST(DockWindows, ShelfAndRunningIndicatorsAreDrawnWhereTheFramesSayInLightAndDark)
