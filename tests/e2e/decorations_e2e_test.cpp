@@ -279,8 +279,7 @@ TEST_F(Decorated, ProgramsThatPublishedEarlyAreAskedTheHoverLabelShowsTheTitleAn
     // The new size is what was stored.
     ASSERT_TRUE(client.quit());
     ASSERT_TRUE(E2eSession::waitFor([&] { return wharf->state() == QProcess::NotRunning; }));
-    QSettings stored(session.configHome() + QStringLiteral("/wharf/wharf.conf"), QSettings::IniFormat);
-    EXPECT_GT(stored.value(QStringLiteral("dockWidthFraction")).toDouble(), 0.15);
+    EXPECT_GT(storedSetting(session, QStringLiteral("dockWidthFraction")).toDouble(), 0.15);
 }
 
 } // namespace

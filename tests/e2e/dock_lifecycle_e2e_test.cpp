@@ -21,7 +21,7 @@ TEST(DockLifecycle, ASecondInstanceIsTurnedAwayOddArgumentsStartTheDockSignalsAn
         QProcess* first = session.start(E2eSession::wharfBinary());
         QString firstOutput;
         ASSERT_TRUE(waitForLog(*first, firstOutput, QStringLiteral("Wharf ready."), 15000)) << firstOutput.toStdString();
-        const QString conf = session.configHome() + QStringLiteral("/wharf/wharf.conf");
+        const QString conf = wharfSettingsFile(session);
         // The first start saves its pins (and the view its resting size) soon after: wait until the
         // file holds still.
         QByteArray settings;
