@@ -124,8 +124,9 @@ int main(int argc, char** argv)
         qlonglong sent = 0;
         while (clock.elapsed() < seconds * 1000) {
             // Ten every 10 ms, each a new count.
+            // Two-digit counts, shown as sent.
             for (int k = 0; k < 10; ++k)
-                sendUpdate(bus, target, ++sent);
+                sendUpdate(bus, target, 10 + ++sent % 90);
             bus.send(QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
                                                     QStringLiteral("/org/freedesktop/DBus"),
                                                     QStringLiteral("org.freedesktop.DBus.Peer"), QStringLiteral("Ping")));
@@ -140,6 +141,16 @@ int main(int argc, char** argv)
             const long spent = after - (before == threadsBefore.end() ? 0 : before->second);
             if (spent > 0)
                 std::printf("  thread %s: %.2f %%\n", qPrintable(name), 100.0 * spent / hz / elapsed);
+        }
+        if (target == uri) {
+            // However the flood was thinned, its last value is what the tile shows.
+            QString shown;
+            const QDBusReply<QString> docks = wharf.call(QStringLiteral("Docks"));
+            for (const QJsonValue& dock : QJsonDocument::fromJson(docks.value().toUtf8()).array()) {
+                for (const QJsonValue& badge : dock[QStringLiteral("badges")].toArray())
+                    shown += (shown.isEmpty() ? QString() : QStringLiteral(", ")) + badge[QStringLiteral("label")].toString();
+            }
+            std::printf("  last count sent %lld, its tile in each dock shows \"%s\"\n", 10 + sent % 90, qPrintable(shown));
         }
     }
     return 0;

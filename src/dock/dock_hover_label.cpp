@@ -80,7 +80,13 @@ void DockHoverLabel::show(std::optional<int> hovered, const std::vector<DockTile
     const DockTile& tile = *tiles[size_t(*hovered)];
     const QString title = tile.entry().title();
     const QRectF bounds(0, 0, dock->width(), dock->height());
-    const QRectF frame = place(naturalWidth(title), tile.frame, bounds);
+    auto width = widths.constFind(title);
+    if (width == widths.constEnd()) {
+        if (widths.size() > 64)
+            widths.clear();
+        width = widths.insert(title, naturalWidth(title));
+    }
+    const QRectF frame = place(*width, tile.frame, bounds);
     setFrame(QRect(toWidgetRect(frame, dock->height()).topLeft().toPoint(),
                    QSize(int(std::lround(frame.width())), int(labelHeight))),
              title);

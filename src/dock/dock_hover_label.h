@@ -63,6 +63,8 @@ private:
     // Each title's label as drawn, made once: a sweep along the row shows the same few labels again
     // and again, and filling the rounded backdrop is the costly part of drawing one.
     QHash<QString, QImage> images;
+    // Each title's width: measuring shapes the text, and the label follows its tile every frame.
+    QHash<QString, double> widths;
 };
 
 } // namespace wharf

@@ -193,7 +193,7 @@ const QImage& DockViewRenderer::tileImage(const DockEntry& entry, int pixels, do
             if (!reflections.contains(entry.identifier()))
                 iconArt.insert(key.icon, pm.toImage());
         }
-        const QImage shadow = tinted(gaussianBlur(art, tileShadowSigma * dpr, 0), QColor(0, 0, 0, 97));
+        const QImage shadow = blurredShadow(art, tileShadowSigma * dpr, QColor(0, 0, 0, 97));
         image = transparentImage(art.width(), art.height(), 1);
         {
             QPainter p(&image);
@@ -421,7 +421,7 @@ const DockViewRenderer::Shelf& DockViewRenderer::shelf(const DockLayout::Metrics
         p.setRenderHint(QPainter::Antialiasing);
         p.fillPath(outline, QColor::fromRgbF(0, 0, 0, float(0.5 * base.alphaF())));
     }
-    QImage shadow = gaussianBlur(shadowShape, shelfShadowSigma * dpr, 0);
+    QImage shadow = blurredShadow(shadowShape, shelfShadowSigma * dpr, Qt::black);
     shadow.setDevicePixelRatio(dpr);
     result.under = transparentImage(imageWidth, imageHeight, dpr);
     {
@@ -536,7 +536,7 @@ const QImage& DockViewRenderer::indicator(double height, double dpr, bool dark)
         p.drawEllipse(QRectF(margin, margin, 6, height));
     }
     const QColor glowColor = dark ? rgba(0.7, 0.86, 1.0, 0.18) : rgba(0.7, 0.86, 1.0, 0.95);
-    QImage glow = tinted(gaussianBlur(dot, sigma * dpr, 0), glowColor);
+    QImage glow = blurredShadow(dot, sigma * dpr, glowColor);
     QImage result = transparentImage(dot.width(), dot.height(), dpr);
     {
         QPainter p(&result);

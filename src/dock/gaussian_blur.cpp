@@ -23,34 +23,46 @@ std::vector<float> kernel(double sigma)
     return weights;
 }
 
-// One pass along rows (`horizontal`) or columns, reading `in` and writing `out`;
-// both hold 4 floats per pixel.
-void blurPass(const std::vector<float>& in, std::vector<float>& out, int width, int height,
-              const std::vector<float>& weights, bool horizontal)
+// Both passes run over whole rows of `channels` interleaved floats, each weight applied to a row
+// at a time: contiguous loops the compiler turns into vector code.
+template <int channels>
+void blur(std::vector<float>& plane, int width, int height, double sigma)
 {
+    if (sigma <= 0)
+        return;
+    const auto weights = kernel(sigma);
     const int radius = int(weights.size() / 2);
-    const int lines = horizontal ? height : width;
-    const int length = horizontal ? width : height;
-    const int step = horizontal ? 4 : 4 * width;
-    for (int line = 0; line < lines; ++line) {
-        const int base = horizontal ? line * width * 4 : line * 4;
-        for (int i = 0; i < length; ++i) {
-            float acc[4] = {0, 0, 0, 0};
-            const int from = std::max(0, i - radius);
-            const int to = std::min(length - 1, i + radius);
-            for (int j = from; j <= to; ++j) {
-                const float w = weights[j - i + radius];
-                const float* p = &in[base + j * step];
-                acc[0] += w * p[0];
-                acc[1] += w * p[1];
-                acc[2] += w * p[2];
-                acc[3] += w * p[3];
-            }
-            float* q = &out[base + i * step];
-            std::copy(acc, acc + 4, q);
+    const int row = width * channels;
+
+    // Along rows, through a copy of each row with clear pixels beyond both ends.
+    std::vector<float> padded(size_t(row + 2 * radius * channels), 0.f);
+    for (int y = 0; y < height; ++y) {
+        float* line = &plane[size_t(y) * row];
+        std::copy(line, line + row, padded.begin() + radius * channels);
+        std::fill(line, line + row, 0.f);
+        for (int k = 0; k < int(weights.size()); ++k) {
+            const float w = weights[size_t(k)];
+            const float* in = &padded[size_t(k) * channels];
+            for (int i = 0; i < row; ++i)
+                line[i] += w * in[i];
         }
     }
+
+    // Along columns: each output row gathers the rows around it.
+    std::vector<float> out(plane.size(), 0.f);
+    for (int y = 0; y < height; ++y) {
+        float* line = &out[size_t(y) * row];
+        for (int y2 = std::max(0, y - radius); y2 <= std::min(height - 1, y + radius); ++y2) {
+            const float w = weights[size_t(y2 - y + radius)];
+            const float* in = &plane[size_t(y2) * row];
+            for (int i = 0; i < row; ++i)
+                line[i] += w * in[i];
+        }
+    }
+    plane.swap(out);
 }
+
+int toByte(float v) { return std::clamp(int(v + 0.5f), 0, 255); }
 
 } // namespace
 
@@ -77,21 +89,45 @@ QImage gaussianBlur(const QImage& source, double sigma, int margin)
             out[4 * x + 3] = float(qAlpha(row[x]));
         }
     }
-    if (sigma > 0) {
-        std::vector<float> b(a.size());
-        const auto weights = kernel(sigma);
-        blurPass(a, b, width, height, weights, true);
-        blurPass(b, a, width, height, weights, false);
-    }
+    blur<4>(a, width, height, sigma);
     for (int y = 0; y < height; ++y) {
         auto* row = reinterpret_cast<QRgb*>(result.scanLine(y));
         const float* in = &a[size_t(y) * width * 4];
         for (int x = 0; x < width; ++x) {
-            const auto clamp = [](float v) { return std::clamp(int(std::lround(v)), 0, 255); };
-            const int alpha = clamp(in[4 * x + 3]);
+            const int alpha = toByte(in[4 * x + 3]);
             // Premultiplied colour never exceeds alpha; rounding could push it over.
-            row[x] = qRgba(std::min(clamp(in[4 * x]), alpha), std::min(clamp(in[4 * x + 1]), alpha),
-                           std::min(clamp(in[4 * x + 2]), alpha), alpha);
+            row[x] = qRgba(std::min(toByte(in[4 * x]), alpha), std::min(toByte(in[4 * x + 1]), alpha),
+                           std::min(toByte(in[4 * x + 2]), alpha), alpha);
+        }
+    }
+    return result;
+}
+
+QImage blurredShadow(const QImage& source, double sigma, const QColor& color)
+{
+    const QImage src = source.convertToFormat(QImage::Format_ARGB32_Premultiplied);
+    const int width = src.width();
+    const int height = src.height();
+    QImage result(width, height, QImage::Format_ARGB32_Premultiplied);
+    result.setDevicePixelRatio(source.devicePixelRatio());
+    if (width <= 0 || height <= 0)
+        return result;
+    // A shadow has one colour: only the coverage is blurred, a quarter of the work.
+    std::vector<float> alpha(size_t(width) * height);
+    for (int y = 0; y < height; ++y) {
+        const auto* row = reinterpret_cast<const QRgb*>(src.constScanLine(y));
+        for (int x = 0; x < width; ++x)
+            alpha[size_t(y) * width + x] = float(qAlpha(row[x]));
+    }
+    blur<1>(alpha, width, height, sigma);
+    const QRgb tint = qPremultiply(color.rgba());
+    for (int y = 0; y < height; ++y) {
+        auto* row = reinterpret_cast<QRgb*>(result.scanLine(y));
+        const float* in = &alpha[size_t(y) * width];
+        for (int x = 0; x < width; ++x) {
+            const int a = toByte(in[x]);
+            const auto scaled = [a](int channel) { return (channel * a + 127) / 255; };
+            row[x] = qRgba(scaled(qRed(tint)), scaled(qGreen(tint)), scaled(qBlue(tint)), scaled(qAlpha(tint)));
         }
     }
     return result;

@@ -70,7 +70,8 @@ TEST(AutoHide, HidesAfterThePointerLeavesAndComesBackOnlyFromTheEdgeStrip)
             ? client.docks().front().display : QString();
 
         // Nothing holds the dock up: it slides below the screen edge.
-        ASSERT_TRUE(waitForDock(client, display, false, [](const DockInfo& d) { return d.hidden && !d.tiles.empty(); }));
+        ASSERT_TRUE(waitForDock(client, display, false, [](const DockInfo& d) { return d.hidden && !d.tiles.empty(); }))
+            << client.json(QStringLiteral("Docks")).toJson().toStdString();
         auto dock = findDock(client, display, false);
         ASSERT_TRUE(dock);
         for (const QRectF& tile : dock->tiles)

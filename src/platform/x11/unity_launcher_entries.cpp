@@ -164,7 +164,6 @@ UnityLauncherEntries::UnityLauncherEntries(QDBusConnection connection)
 {
     inbox->owner = this;
     frameTimer->setSingleShot(true);
-    frameTimer->setInterval(framePeriodMs);
     connect(frameTimer, &QTimer::timeout, this, &UnityLauncherEntries::frameEnded);
     if (!bus.isConnected())
         return;
@@ -206,7 +205,7 @@ void UnityLauncherEntries::deliver()
         const std::lock_guard guard(inbox->lock);
         inbox->dirty = false;
     }
-    frameTimer->start();
+    frameTimer->start(busyFrames >= floodAfterFrames ? floodPeriodMs : framePeriodMs);
     changed.notify();
 }
 
@@ -216,9 +215,11 @@ void UnityLauncherEntries::frameEnded()
         const std::lock_guard guard(inbox->lock);
         if (!inbox->dirty) {
             inbox->posted = false;
+            busyFrames = 0;
             return;
         }
     }
+    ++busyFrames;
     deliver();
 }
 

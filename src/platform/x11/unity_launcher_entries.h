@@ -28,8 +28,12 @@ class UnityLauncherEntries : public QObject, public LauncherEntries {
 
 public:
     static inline const QString interfaceName = QStringLiteral("com.canonical.Unity.LauncherEntry");
-    // How often a stream of changes reaches the dock: one frame.
+    // How often a stream of changes reaches the dock: one frame. A change after a quiet spell is
+    // shown in the next frame; one that changes every frame for longer than `floodAfterFrames` is
+    // shown every `floodPeriodMs` until it pauses, as nobody reads a count that changes faster.
     static constexpr int framePeriodMs = 16;
+    static constexpr int floodAfterFrames = 6;
+    static constexpr int floodPeriodMs = 100;
 
     explicit UnityLauncherEntries(QDBusConnection bus = QDBusConnection::sessionBus());
     ~UnityLauncherEntries() override;
@@ -63,6 +67,7 @@ private:
     std::shared_ptr<Inbox> inbox;
     std::unique_ptr<Receiver, ReceiverDeleter> receiver;
     QTimer* frameTimer = nullptr;
+    int busyFrames = 0; // frames in a row that ended with a change
     std::map<QString, std::vector<pid_t>> watched; // desktop id -> its processes when last asked
 };
 
