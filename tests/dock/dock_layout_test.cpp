@@ -1,18 +1,14 @@
-// Properties of the dock's geometry: round trips, limits, the magnified row's shape, and total
-// functions on any input.
+// Properties of the dock's geometry: round trips, limits, the magnified row's shape, and no row
+// without room. (Odd stored settings reach the layout through the view in the render test.)
 #include "dock/dock_layout.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 
 using namespace wharf;
 
 namespace {
-
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInf = std::numeric_limits<double>::infinity();
 
 std::vector<QRectF> resting(int count, double width, double base, std::optional<int> sep = {},
                             std::optional<double> dockWidth = {})
@@ -23,11 +19,6 @@ std::vector<QRectF> resting(int count, double width, double base, std::optional<
 double rowWidth(const std::vector<QRectF>& frames) { return frames.back().right() - frames.front().left(); }
 
 double gap(const std::vector<QRectF>& frames, int after) { return frames[after + 1].left() - frames[after].right(); }
-
-bool finite(const QRectF& r)
-{
-    return std::isfinite(r.x()) && std::isfinite(r.y()) && std::isfinite(r.width()) && std::isfinite(r.height());
-}
 
 } // namespace
 
@@ -43,11 +34,7 @@ TEST(DockLayout, IconSizeUndoesPreferredWidth)
         const double width = DockLayout::preferredWidth(row.count, row.size, row.separator);
         EXPECT_NEAR(DockLayout::iconSize(row.count, width, row.separator), row.size, 1e-9) << row.count << " " << row.size;
     }
-    // A separator at 0, below 0 or at/after the count is no separator.
-    for (int bad : {0, -1, 4, 9})
-        EXPECT_DOUBLE_EQ(DockLayout::preferredWidth(4, 40, bad), DockLayout::preferredWidth(4, 40, {})) << bad;
-    for (double bad : {0.0, -5.0, kNaN, kInf})
-        EXPECT_EQ(DockLayout::iconSize(3, bad, {}), 0) << bad;
+    EXPECT_EQ(DockLayout::iconSize(3, 0, {}), 0) << "a view not laid out yet";
     EXPECT_EQ(DockLayout::iconSize(2, 4, 1), 0) << "narrower than the separator alone";
 }
 
@@ -99,9 +86,6 @@ TEST(DockLayout, MagnificationPeaksUnderThePointerAndFallsOffToRest)
     }
     EXPECT_DOUBLE_EQ(mag[0].width(), 40) << "at rest beyond the radius";
     EXPECT_DOUBLE_EQ(mag[0].top(), rest[0].top()) << "on the same baseline";
-    for (double m : {0.5, kNaN, kInf})
-        EXPECT_DOUBLE_EQ(DockLayout::frames(9, 3000, 40, m, centre, 150, {}, {})[4].width(), 40) << m;
-    EXPECT_EQ(DockLayout::frames(9, 3000, 40, 2, kNaN, 150, {}, {}), rest) << "a non-finite pointer is none";
 
     // In a view too narrow for the magnified row, the neighbours give way and the row still fits.
     const auto full = resting(12, 700, 96);
@@ -111,29 +95,12 @@ TEST(DockLayout, MagnificationPeaksUnderThePointerAndFallsOffToRest)
     EXPECT_LT(squeezed[0].width(), full[0].width());
 }
 
-TEST(DockLayout, AnyInputGivesFiniteOrEmptyResults)
+TEST(DockLayout, NoRoomGivesNoRow)
 {
     EXPECT_TRUE(resting(0, 1000, 58).empty());
-    for (double width : {16.0, kNaN, kInf})
-        EXPECT_TRUE(resting(3, width, 58).empty()) << width;
+    EXPECT_TRUE(resting(3, 16, 58).empty());
     EXPECT_EQ(DockLayout::metrics({}), DockLayout::Metrics{});
     EXPECT_EQ(DockLayout::shelfFrame({}), QRectF());
-    EXPECT_EQ(DockLayout::restingContentHeight({QRectF(0, kNaN, 1, 1)}, 1), 0);
-
-    const double weird[] = {kNaN, kInf, -kInf, -1e9, 0, 1e300};
-    for (double a : weird) {
-        for (double b : weird) {
-            const auto frames = DockLayout::frames(7, 800, a, b, a, b, b, 3);
-            for (const auto& f : frames)
-                EXPECT_TRUE(finite(f)) << a << " " << b;
-            const auto m = DockLayout::metrics(frames);
-            EXPECT_TRUE(std::isfinite(m.shelfTop) && std::isfinite(m.iconSize));
-            EXPECT_TRUE(finite(DockLayout::shelfFrame(frames)));
-            EXPECT_TRUE(std::isfinite(DockLayout::restingContentHeight(frames, a)));
-        }
-    }
-    for (const auto& f : DockLayout::frames(3, 1e308, 58, 2, 5e307, 150, {}, {}))
-        EXPECT_TRUE(finite(f));
 }
 
 TEST(DockLayout, ShelfHoldsTheRowAndTheRestingHeightIsWholeDevicePixels)
@@ -150,11 +117,8 @@ TEST(DockLayout, ShelfHoldsTheRowAndTheRestingHeightIsWholeDevicePixels)
     }
 }
 
-TEST(DockLayout, TheViewsWidthAndSeparator)
+TEST(DockLayout, TheViewsWidth)
 {
-    EXPECT_EQ(DockLayout::separatorIndex({false, true}), std::nullopt);
-    EXPECT_EQ(DockLayout::separatorIndex({true, true, false, true, false}), 2);
-
     // Derived from the fraction only when no resting size is stored, and held to 16..96.
     auto width = DockLayout::preferredDockWidth(10, 1000, 0, 0.5, 6);
     ASSERT_TRUE(width.derivedRestingIconSize);

@@ -168,7 +168,7 @@ TEST_F(DockViewInteraction, APinDraggedOutAboveTheRowIsRemovedOnlyFarEnoughAndWh
         EXPECT_EQ(log.contains("remove " + id(h.indexOf(folder))), row.removed);
         h.pointer.reset();
         h.settle();
-        EXPECT_EQ(h.view->tileFrames().size(), frames.size()) << "the row is whole again";
+        EXPECT_EQ(h.view->tileFrames(), frames) << "the row is whole again";
     }
 }
 

@@ -91,7 +91,7 @@ TEST(DockViewSettings, OddStoredValues)
         SCOPED_TRACE(std::string(row.key) + " = " + row.value.toString().toStdString());
         DockViewHarness h;
         h.pin({{h.app(QStringLiteral("a")), Kind::application}, {h.app(QStringLiteral("b")), Kind::application}});
-        h.settings->setValue(QString::fromLatin1(row.key), row.value);
+        h.store->setValue(QString::fromLatin1(row.key), row.value);
         DockView& view = h.makeView();
         view.start();
         h.settle();

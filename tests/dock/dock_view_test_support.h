@@ -3,14 +3,14 @@
 #include "dock/dock_tile.h"
 #include "dock/dock_view.h"
 #include "doubles/fake_workspace.h"
+#include "support/files.h"
 #include "model/dock_model.h"
-#include "settings/dock_preferences.h"
+#include "support/temp_preferences.h"
 
 #include <QColor>
 #include <QFile>
 #include <QPixmap>
 #include <QSettings>
-#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -20,7 +20,7 @@ namespace wharf::test {
 
 // A real DockModel over a FakeWorkspace, temporary settings, a settable clock and
 // pointer, and the view under test. Pointer positions are given in view coordinates.
-class DockViewHarness {
+class DockViewHarness : public TempPreferences {
 public:
     static constexpr int viewHeight = 200;
 
@@ -33,7 +33,7 @@ public:
     QString app(const QString& name, const QIcon& icon)
     {
         const QString path = dir.filePath(name + QStringLiteral(".desktop"));
-        touch(path);
+        EXPECT_TRUE(writeFile(path, "[Desktop Entry]\nType=Application\nName=x\nExec=true\n"));
         workspace.icons[path] = icon;
         return path;
     }
@@ -91,12 +91,15 @@ public:
         return *view;
     }
 
+    // The view the clock ticks: a dock window's when one was given, else the harness's own.
+    DockView& active() const { return windowView ? *windowView : *view; }
+
     // Ticks at 60 Hz until nothing animates (or `limit` seconds pass).
     void settle(double limit = 3)
     {
         for (double t = 0; t < limit; t += 1.0 / 60) {
             advance(1.0 / 60);
-            if (!view->isAnimating())
+            if (!active().isAnimating())
                 return;
         }
     }
@@ -104,7 +107,7 @@ public:
     void advance(double seconds)
     {
         clock += seconds;
-        view->tick();
+        active().tick();
     }
 
     int indexOf(const QString& path) const
@@ -119,10 +122,6 @@ public:
     }
 
     QSize size{1000, viewHeight};
-    QTemporaryDir dir;
-    std::shared_ptr<QSettings> settings =
-        std::make_shared<QSettings>(dir.filePath(QStringLiteral("wharf.conf")), QSettings::IniFormat);
-    DockPreferences preferences{settings};
     FakeWorkspace workspace;
     std::function<std::optional<QString>(const QString& identity)> badges;
     DockModel model{workspace, preferences, providers()};
@@ -135,6 +134,7 @@ public:
     bool menuOpen = false;
     DockViewActions actions;
     std::unique_ptr<DockView> view;
+    DockView* windowView = nullptr;
 
 private:
     DockModel::Providers providers()
@@ -144,14 +144,6 @@ private:
             return badges ? badges(identity) : std::nullopt;
         };
         return result;
-    }
-
-    static void touch(const QString& path)
-    {
-        QFile file(path);
-        if (!file.open(QIODevice::WriteOnly))
-            ADD_FAILURE() << "cannot write " << path.toStdString();
-        file.write("[Desktop Entry]\nType=Application\nName=x\nExec=true\n");
     }
 };
 

@@ -15,8 +15,7 @@ namespace wharf {
 // What the window system was told about each dock window.
 struct FakeWindow {
     std::vector<QRegion> inputRegions;
-    std::vector<bool> focus;
-    std::vector<std::uint32_t> focusTimes;
+    std::vector<std::pair<bool, std::uint32_t>> focus; // whether it takes the focus, and the event's time
     DockWindowPlatform* platform = nullptr; // to play the window system's focus changes
     std::vector<int> reservations;
 };
@@ -34,8 +33,7 @@ public:
             void setInputRegion(const QRegion& region) override { window->inputRegions.push_back(region); }
             bool setAcceptsFocus(bool accepts, std::uint32_t eventTime) override
             {
-                window->focus.push_back(accepts);
-                window->focusTimes.push_back(eventTime);
+                window->focus.emplace_back(accepts, eventTime);
                 return false;
             }
             void setVisibleRegion(const QRegion&) override {}

@@ -3,13 +3,13 @@
 // A model's world in a temporary folder: desktop entries a, b, c and r, the file manager's
 // files.desktop, doc.txt, the folders "folder" and "other", and preferences stored beside them.
 #include "model/dock_model.h"
-#include "settings/dock_preferences.h"
 
 #include "doubles/fake_workspace.h"
+#include "support/files.h"
+#include "support/temp_preferences.h"
 
 #include <QDir>
 #include <QFile>
-#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -21,7 +21,7 @@ namespace wharf::test {
 using Kind = DockItem::Kind;
 using Pin = DockModel::Pin;
 
-class ModelTest : public testing::Test {
+class ModelTest : public testing::Test, protected TempPreferences {
 protected:
     ModelTest()
     {
@@ -34,20 +34,13 @@ protected:
     }
 
     QString path(const QString& name) const { return dir.filePath(name); }
-    void touch(const QString& name) const
-    {
-        QFile file(path(name));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    }
+    void touch(const QString& name) const { ASSERT_TRUE(writeFile(path(name))); }
     void storePins(const std::vector<Pin>& pins) { store->setValue(DockModel::pinnedItemsKey, DockModel::encodePins(pins)); }
     std::optional<std::vector<Pin>> storedPins() const
     {
         return DockModel::decodePins(store->value(DockModel::pinnedItemsKey).toByteArray());
     }
 
-    QTemporaryDir dir;
-    std::shared_ptr<QSettings> store = std::make_shared<QSettings>(dir.filePath("wharf.conf"), QSettings::IniFormat);
-    DockPreferences preferences{store};
     FakeWorkspace workspace;
     DockModel::Providers providers;
 };

@@ -2,11 +2,9 @@
 #include "model/system_pins_importer.h"
 
 #include "doubles/fake_native_dock.h"
+#include "support/files.h"
 
-#include <QDir>
-#include <QFile>
 #include <QHash>
-#include <QFileInfo>
 #include <QTemporaryDir>
 #include <QUrl>
 
@@ -32,9 +30,7 @@ protected:
     QString touch(const QString& name)
     {
         const QString path = dir.filePath(name);
-        QDir().mkpath(QFileInfo(path).path());
-        QFile file(path);
-        file.open(QIODevice::WriteOnly);
+        EXPECT_TRUE(test::writeFile(path));
         return path;
     }
 
@@ -42,10 +38,8 @@ protected:
 
     void writeDockItem(const QString& name, const QString& launcher)
     {
-        QDir().mkpath(plankFolder());
-        QFile file(plankFolder() + QLatin1Char('/') + name);
-        file.open(QIODevice::WriteOnly);
-        file.write("[PlankDockItemPreferences]\nLauncher=" + launcher.toUtf8() + "\n");
+        EXPECT_TRUE(test::writeFile(plankFolder() + QLatin1Char('/') + name,
+                                    "[PlankDockItemPreferences]\nLauncher=" + launcher.toUtf8() + "\n"));
     }
 
     std::vector<DockModel::Pin> import(const QStringList& favorites, const QHash<QString, QString>& installed)
@@ -96,7 +90,6 @@ TEST_F(SystemPinsImporterTest, WithoutUsableFavouritesPlankLaunchersSeedThePins)
 TEST_F(SystemPinsImporterTest, NothingToReadGivesNoPinsAndResolvingFavouritesHidePlank)
 {
     EXPECT_TRUE(import({}, {}).empty());
-    EXPECT_TRUE(SystemPinsImporter(nullptr, nullptr, plankFolder()).systemPins().empty());
     const QString mail = touch(QStringLiteral("apps/mail.desktop"));
     writeDockItem(QStringLiteral("other.dockitem"), touch(QStringLiteral("apps/other.desktop")));
     EXPECT_EQ(paths(import({QStringLiteral("mail.desktop")}, {{QStringLiteral("mail.desktop"), mail}})),

@@ -1,4 +1,5 @@
 #include "settings/dock_preferences.h"
+#include "support/files.h"
 
 #include <QDir>
 #include <QFile>
@@ -23,15 +24,7 @@ protected:
 
     void writeFile(const QByteArray& bytes, const QString& name = QStringLiteral("wharf.conf")) const
     {
-        QFile file(dir.filePath(name));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
-    }
-
-    QByteArray readFile(const QString& name) const
-    {
-        QFile file(dir.filePath(name));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        ASSERT_TRUE(test::writeFile(dir.filePath(name), bytes));
     }
 
     QTemporaryDir dir;
@@ -91,7 +84,7 @@ TEST_F(DockPreferencesTest, HandEditedSizesAreClampedWhenReadAndKeptInTheFile)
         const auto p = open(name);
         EXPECT_EQ(p->iconSize(), row.iconSize);
         EXPECT_EQ(p->magnification(), row.magnification);
-        EXPECT_EQ(readFile(name), bytes) << "reading never rewrites the user's value";
+        EXPECT_EQ(test::readFile(dir.filePath(name)), bytes) << "reading never rewrites the user's value";
     }
 }
 

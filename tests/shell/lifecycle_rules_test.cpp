@@ -1,20 +1,17 @@
 #include "shell/app_delegate.h"
 #include "shell/applied_preferences.h"
-#include "settings/dock_preferences.h"
 #include "shell/wharf_dbus_service.h"
+#include "support/temp_preferences.h"
 
 #include <QJsonObject>
-#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
 namespace wharf {
 namespace {
 
-class AppliedPreferencesTest : public ::testing::Test {
+class AppliedPreferencesTest : public ::testing::Test, protected test::TempPreferences {
 protected:
-    QTemporaryDir dir;
-    DockPreferences preferences{std::make_shared<QSettings>(dir.filePath("wharf.conf"), QSettings::IniFormat)};
     AppliedPreferences applied = AppliedPreferences::current(preferences);
 };
 

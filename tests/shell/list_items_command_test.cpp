@@ -2,6 +2,7 @@
 #include "shell/list_items_command.h"
 
 #include "doubles/fake_workspace.h"
+#include "support/files.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -22,7 +23,6 @@ TEST(ListItemsCommand, NeverWritesTheSettingsFile)
     } rows[] = {
         {"absent file stays absent", std::nullopt},
         {"no pins yet (the import is not saved)", QByteArray("[General]\niconSize=40\n")},
-        {"unreadable pins", QByteArray("[General]\nWharf.pinnedItems.v1=not json\n")},
         {"unparsable file", QByteArray("[General\niconSize=40\n")},
     };
     for (const auto& row : rows) {
@@ -31,11 +31,8 @@ TEST(ListItemsCommand, NeverWritesTheSettingsFile)
         const QString path = dir.filePath(QStringLiteral("wharf/wharf.conf"));
         const QDateTime old = QDateTime::currentDateTimeUtc().addDays(-3);
         if (row.contents) {
-            ASSERT_TRUE(QDir().mkpath(dir.filePath(QStringLiteral("wharf"))));
+            ASSERT_TRUE(test::writeFile(path, *row.contents));
             QFile file(path);
-            ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-            file.write(*row.contents);
-            file.close();
             ASSERT_TRUE(file.open(QIODevice::ReadOnly));
             ASSERT_TRUE(file.setFileTime(old, QFileDevice::FileModificationTime));
         }
@@ -48,9 +45,7 @@ TEST(ListItemsCommand, NeverWritesTheSettingsFile)
             EXPECT_FALSE(QFileInfo::exists(path));
             continue;
         }
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-        EXPECT_EQ(file.readAll(), *row.contents);
+        EXPECT_EQ(test::readFile(path), *row.contents);
         EXPECT_EQ(QFileInfo(path).lastModified().toSecsSinceEpoch(), old.toSecsSinceEpoch());
         EXPECT_EQ(QDir(dir.filePath(QStringLiteral("wharf"))).entryList(QDir::Files).size(), 1)
             << "no copy or sibling was written either";

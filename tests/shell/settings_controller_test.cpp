@@ -5,6 +5,7 @@
 #include "takeover/system_dock_integration.h"
 
 #include "doubles/fake_native_dock.h"
+#include "support/files.h"
 
 #include <QFile>
 #include <QLabel>
@@ -44,9 +45,7 @@ TEST(LoginItem, WritesAndRemovesTheAutostartEntry)
     EXPECT_FALSE(login.isEnabled());
     ASSERT_TRUE(login.setEnabled(true).ok());
     EXPECT_TRUE(login.isEnabled());
-    QFile file(login.entryPath());
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    const QString text = QString::fromUtf8(file.readAll());
+    const QString text = QString::fromUtf8(test::readFile(login.entryPath()));
     EXPECT_TRUE(text.contains(QStringLiteral("Exec=\"/opt/my \\\\\"odd\\\\\" \\\\$dir/wharf\"\n"))) << text.toStdString();
 
     // An entry the user switched off in GNOME's settings does not count as on.

@@ -1,14 +1,13 @@
 #include "stacks/stack_artwork.h"
 
-#include "settings/dock_preferences.h"
 #include "stacks/folder_access_store.h"
 #include "stacks/stack_preferences.h"
+#include "support/temp_preferences.h"
 #include "support/wait_for.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
-#include <QTemporaryDir>
 #include <QUrl>
 
 #include <gtest/gtest.h>
@@ -27,12 +26,10 @@ StackEntry document(const QString& title, int day = 1)
     return e;
 }
 
-class StackArtworkTest : public testing::Test {
+class StackArtworkTest : public testing::Test, protected test::TempPreferences {
 protected:
     StackArtworkTest()
-        : store(std::make_shared<QSettings>(dir.filePath("wharf.conf"), QSettings::IniFormat)),
-          preferences(store),
-          stacks(preferences),
+        : stacks(preferences),
           access(preferences),
           artwork(stacks, access, [](const StackEntry&) {
               QImage picture(64, 64, QImage::Format_ARGB32);
@@ -43,9 +40,6 @@ protected:
         subscription = artwork.artworkChanged.add([this](const QString& folder) { told << folder; });
     }
 
-    QTemporaryDir dir;
-    std::shared_ptr<QSettings> store;
-    DockPreferences preferences;
     StackPreferences stacks;
     FolderAccessStore access;
     StackArtwork artwork;

