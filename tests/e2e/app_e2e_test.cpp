@@ -30,12 +30,6 @@ QString findWindow(E2eSession& session, const QString& title, int timeoutMs = 10
     return found;
 }
 
-QVariant storedSetting(E2eSession& session, const QString& key)
-{
-    QSettings settings(session.configHome() + QStringLiteral("/wharf/wharf.conf"), QSettings::IniFormat);
-    return settings.value(key);
-}
-
 bool waitForSetting(E2eSession& session, const QString& key, const QVariant& expected)
 {
     return E2eSession::waitFor([&] { return storedSetting(session, key) == expected; }, 5000, 50);

@@ -162,7 +162,10 @@ TEST(AutoHide, AFullScreenWindowHandsItsDisplayToTheOverlayDockUntilItOrTheDispl
     ASSERT_TRUE(fullScreen(session, xterm, true));
     ASSERT_TRUE(waitForDock(client, right, true, [](const DockInfo& d) { return d.mapped; }));
     ASSERT_EQ(session.run(QStringLiteral("xrandr"), {QStringLiteral("--delmonitor"), right}).exitCode, 0);
-    ASSERT_TRUE(E2eSession::waitFor([&] { return client.docks().size() == 2; })) << "rebuilt for one display";
+    ASSERT_TRUE(E2eSession::waitFor([&] {
+        const auto docks = client.docks();
+        return docks.size() == 2 && docks.front().display == left && docks.back().display == left;
+    })) << "rebuilt for the display that is left";
     // Whatever the window manager did with the window, a dock is shown exactly where no
     // full-screen window is, and the normal dock comes back once none is.
     ASSERT_TRUE(fullScreen(session, xterm, false));

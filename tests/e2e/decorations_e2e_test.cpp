@@ -1,6 +1,7 @@
 // The dock's decorations on a real desktop: badges, progress and attention from the Unity
-// LauncherEntry signal as applications send it (gdbus emit), the hover label, and the divider's
-// drag and menu, checked through Wharf's D-Bus API, the settings file and screenshot pixels.
+// LauncherEntry signal as applications send it (gdbus emit) or answer when asked, the hover label,
+// and the divider's drag and menu, checked through Wharf's D-Bus API, the settings file and
+// screenshot pixels.
 #include "dock_e2e_client.h"
 
 #include <QColor>
@@ -18,60 +19,37 @@ namespace {
 const char* terminalEntry = "[Desktop Entry]\nType=Application\nName=Test Terminal\n"
                             "Exec=xterm\nStartupWMClass=XTerm\n";
 
-struct Badge {
-    QString label;
-    QRectF frame;
-    std::optional<double> progress;
-    bool urgent = false;
-    QPointF indicator;
-};
+// A program that publishes before Wharf hears from it: a child process owns a name and exports
+// the entry on libunity's path for application://<id>.desktop, answering Query with a visible
+// count but sending no Update; then the program becomes an xterm of its own window class.
+const char* publisher = R"py(#!/usr/bin/python3
+import os, sys
+from gi.repository import Gio, GLib
 
-struct Decorations {
-    std::map<QString, Badge> badges;
-    bool pulsing = false;
-    std::optional<QRectF> hoverLabel;
-    QString hoverText;
-    std::optional<QRectF> divider;
-    bool menuOpen = false;
-    QStringList ids;
-    std::vector<QRectF> tiles;
-};
+desktop_id, count, name, window_class = sys.argv[1], int(sys.argv[2]), sys.argv[3], sys.argv[4]
+ready_read, ready_write = os.pipe()
+if os.fork():
+    os.close(ready_write)
+    os.read(ready_read, 1)
+    os.execvp('xterm', ['xterm', '-class', window_class])
 
-Decorations decorations(E2eSession& session)
-{
-    QDBusInterface wharf(QStringLiteral("com.tamberly.Wharf"), QStringLiteral("/com/tamberly/Wharf"),
-                         QStringLiteral("com.tamberly.Wharf"), session.bus());
-    const QDBusReply<QString> reply = wharf.call(QStringLiteral("Docks"));
-    Decorations out;
-    const QJsonArray docks = QJsonDocument::fromJson(reply.value().toUtf8()).array();
-    if (docks.isEmpty())
-        return out;
-    const QJsonObject dock = docks.first().toObject();
-    for (const QJsonValue& value : dock[QStringLiteral("badges")].toArray()) {
-        const QJsonObject b = value.toObject();
-        Badge badge{b[QStringLiteral("label")].toString(), rectFrom(b[QStringLiteral("frame")]), std::nullopt,
-                    b[QStringLiteral("urgent")].toBool(), QPointF()};
-        const QJsonArray indicator = b[QStringLiteral("indicator")].toArray();
-        badge.indicator = QPointF(indicator.at(0).toDouble(), indicator.at(1).toDouble());
-        if (!b[QStringLiteral("progress")].isNull())
-            badge.progress = b[QStringLiteral("progress")].toDouble();
-        out.badges[b[QStringLiteral("id")].toString()] = badge;
-    }
-    out.pulsing = dock[QStringLiteral("pulsing")].toBool();
-    if (dock[QStringLiteral("hoverLabel")].isObject()) {
-        const QJsonObject label = dock[QStringLiteral("hoverLabel")].toObject();
-        out.hoverLabel = rectFrom(label[QStringLiteral("frame")]);
-        out.hoverText = label[QStringLiteral("text")].toString();
-    }
-    if (dock[QStringLiteral("divider")].isArray())
-        out.divider = rectFrom(dock[QStringLiteral("divider")]);
-    out.menuOpen = dock[QStringLiteral("menuOpen")].toBool();
-    for (const QJsonValue& tile : dock[QStringLiteral("tiles")].toArray()) {
-        out.tiles.push_back(rectFrom(tile.toObject()[QStringLiteral("frame")]));
-        out.ids << tile.toObject()[QStringLiteral("id")].toString();
-    }
-    return out;
-}
+uri = 'application://%s.desktop' % desktop_id
+h = 5381
+for b in uri.encode():
+    h = (h * 33 + (b - 256 if b > 127 else b)) & 0xffffffff
+node = Gio.DBusNodeInfo.new_for_xml('''<node><interface name="com.canonical.Unity.LauncherEntry">
+  <method name="Query"><arg type="s" direction="out"/><arg type="a{sv}" direction="out"/></method>
+  <signal name="Update"><arg type="s"/><arg type="a{sv}"/></signal></interface></node>''')
+
+def call(connection, sender, path, interface, method, parameters, invocation):
+    invocation.return_value(GLib.Variant('(sa{sv})', (uri, {
+        'count': GLib.Variant('x', count), 'count-visible': GLib.Variant('b', True)})))
+
+bus = Gio.bus_get_sync(Gio.BusType.SESSION, None)
+bus.register_object('/com/canonical/unity/launcherentry/%d' % h, node.interfaces[0], call, None, None)
+Gio.bus_own_name_on_connection(bus, name, Gio.BusNameOwnerFlags.NONE, lambda *_: os.write(ready_write, b'!'), None)
+GLib.MainLoop().run()
+)py";
 
 // What an application sends: gdbus emit of com.canonical.Unity.LauncherEntry.Update.
 void emitUpdate(E2eSession& session, const QString& desktopID, const QString& properties)
@@ -103,49 +81,69 @@ double share(const QImage& image, const QRectF& r, bool (*test)(QRgb))
 
 int orange(QRgb c) { return qRed(c) - qBlue(c); }
 
-quint32 firstWindow(E2eSession& session, const QString& wmClass)
-{
-    const auto windows = session.clientWindows(wmClass);
-    return windows.empty() ? 0 : windows.front();
-}
-
 class Decorated : public ::testing::Test {
 protected:
+    void SetUp() override { WHARF_REQUIRE_SESSION(session); }
+
     void startDock(const QVariantMap& settings = {})
     {
-        ASSERT_TRUE(session.ok()) << session.error().toStdString();
         session.writeDesktopEntry(QStringLiteral("test-terminal.desktop"), QString::fromLatin1(terminalEntry));
-        session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x10+300+100")});
-        ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
+        xterm = startXterm(session, {"-geometry", "40x10+300+100"});
+        ASSERT_NE(xterm, 0u);
         QVariantMap values = settings;
         values.insert(QStringLiteral("replaceSystemDock"), false);
         writeWharfSettings(session, values);
         session.xdotool({QStringLiteral("mousemove"), QStringLiteral("5"), QStringLiteral("5")});
         wharf = session.startWharf();
         ASSERT_NE(wharf, nullptr);
-        DockClient client(session);
         ASSERT_TRUE(client.settledDock());
         // The xterm's item and the desktop id applications name it by.
+        std::optional<QJsonObject> item;
         ASSERT_TRUE(E2eSession::waitFor([&] {
-            for (const QJsonValue& item : client.items()) {
-                const QJsonObject o = item.toObject();
-                if (!o[QStringLiteral("pid")].isNull() && o[QStringLiteral("id")].toString().endsWith(".desktop"))
-                    terminalID = o[QStringLiteral("id")].toString();
-            }
-            return !terminalID.isEmpty();
+            return (item = client.item(QStringLiteral("pid"), windowPid(session, xterm))).has_value();
         }));
+        terminalID = (*item)[QStringLiteral("id")].toString();
         desktopID = QFileInfo(terminalID).completeBaseName();
     }
 
-    QRectF tile(const QString& id)
+    // Starts the publisher as the program of entry `desktopID` with `count`; returns the entry's id
+    // once both its bus name and its window are there.
+    QString startPublisher(const QString& desktopID, int count)
     {
-        const Decorations d = decorations(session);
-        const auto index = d.ids.indexOf(id);
-        return index < 0 ? QRectF() : d.tiles[std::size_t(index)];
+        const QString windowClass = desktopID + QStringLiteral("-class");
+        const QString busName = QStringLiteral("org.wharf.test.") + QString(desktopID).remove(QLatin1Char('-'));
+        const QString entry = session.writeDesktopEntry(
+            desktopID + QStringLiteral(".desktop"),
+            QStringLiteral("[Desktop Entry]\nType=Application\nName=%1\nExec=xterm\nStartupWMClass=%2\n")
+                .arg(desktopID, windowClass));
+        session.start(script, {desktopID, QString::number(count), busName, windowClass});
+        EXPECT_TRUE(session.waitForClientWindow(windowClass));
+        EXPECT_TRUE(E2eSession::waitFor([&] { return session.bus().interface()->isServiceRegistered(busName).value(); }));
+        return QFileInfo(entry).canonicalFilePath();
     }
 
+    // The first dock, as Docks() reports it.
+    QJsonObject dock()
+    {
+        const auto docks = client.docks();
+        return docks.empty() ? QJsonObject() : docks.front().json;
+    }
+    // The badge of tile `id`; empty when it has none.
+    QJsonObject badge(const QString& id)
+    {
+        for (const QJsonValue& value : dock()[QStringLiteral("badges")].toArray()) {
+            if (value[QStringLiteral("id")].toString() == id)
+                return value.toObject();
+        }
+        return {};
+    }
+    QString label(const QString& id) { return badge(id)[QStringLiteral("label")].toString(); }
+
     E2eSession session;
+    DockClient client{session};
+    QString script = session.writeScript(QStringLiteral("launcher-entry-publisher"), QString::fromLatin1(publisher));
     QProcess* wharf = nullptr;
+    quint32 xterm = 0;
     QString terminalID;
     QString desktopID;
 };
@@ -154,32 +152,32 @@ TEST_F(Decorated, BadgeProgressAndAttentionFollowTheLauncherEntrySignal)
 {
     startDock();
     emitUpdate(session, desktopID, QStringLiteral("{'count': <int64 5>, 'count-visible': <true>}"));
-    ASSERT_TRUE(E2eSession::waitFor([&] { return decorations(session).badges[terminalID].label == "5"; }));
-    const QRectF badge = decorations(session).badges[terminalID].frame;
-    const QRectF icon = tile(terminalID);
+    ASSERT_TRUE(E2eSession::waitFor([&] { return label(terminalID) == QStringLiteral("5"); }));
+    const QRectF frame = rectFrom(badge(terminalID)[QStringLiteral("frame")]);
+    const QRectF icon = client.tile(terminalID);
     // Over the icon's top-right corner, overhanging it.
-    EXPECT_GT(badge.right(), icon.right());
-    EXPECT_LT(badge.top(), icon.top());
-    EXPECT_GT(badge.bottom(), icon.top());
-    EXPECT_TRUE(E2eSession::waitFor([&] { return share(session.screenshot(), badge.adjusted(3, 3, -3, -3), isRed) > 0.5; }))
+    EXPECT_GT(frame.right(), icon.right());
+    EXPECT_LT(frame.top(), icon.top());
+    EXPECT_GT(frame.bottom(), icon.top());
+    EXPECT_TRUE(E2eSession::waitFor([&] { return share(session.screenshot(), frame.adjusted(3, 3, -3, -3), isRed) > 0.5; }))
         << "a red badge is drawn";
 
     // Wrong types and other applications change nothing; huge counts are shortened.
     emitUpdate(session, desktopID, QStringLiteral("{'count': <'seven'>, 'count-visible': <'yes'>}"));
     emitUpdate(session, QStringLiteral("no-such-app"), QStringLiteral("{'count': <int64 9>, 'count-visible': <true>}"));
     emitUpdate(session, desktopID, QStringLiteral("{'count': <int64 123456>}"));
-    ASSERT_TRUE(E2eSession::waitFor([&] { return decorations(session).badges[terminalID].label == "999+"; }));
-    EXPECT_EQ(decorations(session).badges.size(), 1u);
+    ASSERT_TRUE(E2eSession::waitFor([&] { return label(terminalID) == QStringLiteral("999+"); }));
+    EXPECT_EQ(dock()[QStringLiteral("badges")].toArray().size(), 1);
 
     emitUpdate(session, desktopID, QStringLiteral("{'count-visible': <false>}"));
-    ASSERT_TRUE(E2eSession::waitFor([&] { return !decorations(session).badges.count(terminalID); }));
-    ASSERT_TRUE(E2eSession::waitFor([&] { return share(session.screenshot(), badge, isRed) < 0.05; }))
+    ASSERT_TRUE(E2eSession::waitFor([&] { return badge(terminalID).isEmpty(); }));
+    ASSERT_TRUE(E2eSession::waitFor([&] { return share(session.screenshot(), frame, isRed) < 0.05; }))
         << "the badge is gone from the screen";
 
     // Progress: a bar under the icon, filled halfway.
     emitUpdate(session, desktopID, QStringLiteral("{'progress': <0.5>, 'progress-visible': <true>}"));
-    ASSERT_TRUE(E2eSession::waitFor([&] { return decorations(session).badges[terminalID].progress == 0.5; }));
-    const QRectF barIcon = tile(terminalID);
+    ASSERT_TRUE(E2eSession::waitFor([&] { return badge(terminalID)[QStringLiteral("progress")].toDouble() == 0.5; }));
+    const QRectF barIcon = client.tile(terminalID);
     const double barY = barIcon.bottom() + 4;
     const double barLeft = barIcon.left() + barIcon.width() * 0.15;
     const double barWidth = barIcon.width() * 0.7;
@@ -193,20 +191,20 @@ TEST_F(Decorated, BadgeProgressAndAttentionFollowTheLauncherEntrySignal)
 
     // Attention: while another program has the focus, the indicator pulses until the xterm is
     // activated.
-    const auto tilesBefore = decorations(session).ids.size();
+    const auto tiles = [&] { return dock()[QStringLiteral("tiles")].toArray().size(); };
+    const auto tilesBefore = tiles();
     session.start(QStringLiteral("xmessage"), {QStringLiteral("-geometry"), QStringLiteral("+900+100"),
                                                QStringLiteral("elsewhere")});
     ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xmessage")));
-    session.xdotool({QStringLiteral("windowactivate"), QString::number(firstWindow(session, "xmessage"))});
-    ASSERT_TRUE(E2eSession::waitFor([&] {
-        return DockClient(session).settledDock() && decorations(session).ids.size() == tilesBefore + 1;
-    })) << "xmessage has its own tile now";
+    session.xdotool({QStringLiteral("windowactivate"), QString::number(session.clientWindows(QStringLiteral("xmessage")).front())});
+    ASSERT_TRUE(E2eSession::waitFor([&] { return client.settledDock() && tiles() == tilesBefore + 1; }))
+        << "xmessage has its own tile now";
     emitUpdate(session, desktopID, QStringLiteral("{'urgent': <true>}"));
-    ASSERT_TRUE(E2eSession::waitFor([&] { return decorations(session).pulsing; }));
-    const QPointF indicator = decorations(session).badges[terminalID].indicator;
-    EXPECT_NEAR(indicator.x(), tile(terminalID).center().x(), 1);
+    ASSERT_TRUE(E2eSession::waitFor([&] { return dock()[QStringLiteral("pulsing")].toBool(); }));
+    const QJsonArray indicator = badge(terminalID)[QStringLiteral("indicator")].toArray();
+    EXPECT_NEAR(indicator.at(0).toDouble(), client.tile(terminalID).center().x(), 1);
     // Beside the indicator's white dot, inside its glow.
-    const QPoint spot = (indicator + QPointF(6, 0)).toPoint();
+    const QPoint spot = QPointF(indicator.at(0).toDouble() + 6, indicator.at(1).toDouble()).toPoint();
     int lowest = 255;
     int highest = -255;
     for (int i = 0; i < 12; ++i) {
@@ -217,62 +215,71 @@ TEST_F(Decorated, BadgeProgressAndAttentionFollowTheLauncherEntrySignal)
     }
     EXPECT_GT(highest - lowest, 60) << "the glow rises and falls: " << lowest << ".." << highest;
 
-    session.xdotool({QStringLiteral("windowactivate"), QString::number(firstWindow(session, "xterm"))});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return !decorations(session).pulsing; }));
-    EXPECT_FALSE(decorations(session).badges.count(terminalID));
+    session.xdotool({QStringLiteral("windowactivate"), QString::number(xterm)});
+    ASSERT_TRUE(E2eSession::waitFor([&] { return !dock()[QStringLiteral("pulsing")].toBool(); }));
+    EXPECT_TRUE(badge(terminalID).isEmpty());
     EXPECT_LT(orange(session.screenshot().pixel(spot)), lowest + 30) << "no glow once activated";
 }
 
 // (Where the label and the divider's drag stop is the view tests' part.)
-TEST_F(Decorated, HoverLabelShowsTheTitleAboveTheTileAndDraggingTheDividerResizesTheDockWithTheApplicationsMenu)
+TEST_F(Decorated, ProgramsThatPublishedEarlyAreAskedTheHoverLabelShowsTheTitleAndTheDividerResizesTheDock)
 {
+    // Published before Wharf started, so no update of it was ever heard.
+    const QString early = startPublisher(QStringLiteral("early-terminal"), 7);
     // A small dock, with room to grow.
     startDock({{QStringLiteral("dockWidthFraction"), 0.15}, {QStringLiteral("magnification"), 1.0}});
-    const QRectF terminal = tile(terminalID);
+    EXPECT_TRUE(E2eSession::waitFor([&] { return label(early) == QStringLiteral("7"); }))
+        << "the program that published before Wharf started shows its count";
+    // Published before its tile appeared, while Wharf listened only to its dock's applications.
+    const QString late = startPublisher(QStringLiteral("late-terminal"), 3);
+    EXPECT_TRUE(E2eSession::waitFor([&] { return label(late) == QStringLiteral("3"); }))
+        << "the program is asked when its tile appears";
+    ASSERT_TRUE(client.settledDock());
+
+    const QRectF terminal = client.tile(terminalID);
     movePointer(session, terminal.center());
-    ASSERT_TRUE(E2eSession::waitFor([&] { return decorations(session).hoverText == QStringLiteral("Test Terminal"); }));
-    const Decorations d = decorations(session);
-    ASSERT_TRUE(d.hoverLabel);
-    const QRectF current = tile(terminalID);
-    EXPECT_NEAR(d.hoverLabel->center().x(), current.center().x(), 2) << "centred over the tile";
-    EXPECT_LE(d.hoverLabel->bottom(), current.top()) << "above the icon";
+    const auto hoverLabel = [&]() -> QJsonValue { return dock()[QStringLiteral("hoverLabel")]; };
+    ASSERT_TRUE(E2eSession::waitFor([&] { return hoverLabel()[QStringLiteral("text")] == QStringLiteral("Test Terminal"); }));
+    const QRectF shown = rectFrom(hoverLabel()[QStringLiteral("frame")]);
+    const QRectF current = client.tile(terminalID);
+    EXPECT_NEAR(shown.center().x(), current.center().x(), 2) << "centred over the tile";
+    EXPECT_LE(shown.bottom(), current.top()) << "above the icon";
 
     // The pointer leaves the dock: the label goes.
     movePointer(session, QPointF(900, 300));
-    ASSERT_TRUE(E2eSession::waitFor([&] { return !decorations(session).hoverLabel; }));
+    ASSERT_TRUE(E2eSession::waitFor([&] { return !hoverLabel().isObject(); }));
 
-    const Decorations before = decorations(session);
-    ASSERT_TRUE(before.divider) << "a divider between the applications and the folders";
-    const QPoint grip = before.divider->center().toPoint();
-    const double startWidth = before.tiles.front().width();
+    const auto grip = [&] { return rectFrom(dock()[QStringLiteral("divider")]).center().toPoint(); };
+    ASSERT_FALSE(grip().isNull()) << "a divider between the applications and the folders";
+    const QPoint start = grip();
+    const double startWidth = client.tile(terminalID).width();
     const auto moveTo = [&](int x, int y) {
         movePointer(session, QPointF(x, y));
         QThread::msleep(60);
     };
 
     // Up enlarges, while the button is still held.
-    moveTo(grip.x(), grip.y());
+    moveTo(start.x(), start.y());
     session.xdotool({QStringLiteral("mousedown"), QStringLiteral("1")});
     for (int dy = 10; dy <= 50; dy += 10)
-        moveTo(grip.x(), grip.y() - dy);
-    EXPECT_TRUE(E2eSession::waitFor([&] { return decorations(session).tiles.front().width() > startWidth + 20; }))
+        moveTo(start.x(), start.y() - dy);
+    EXPECT_TRUE(E2eSession::waitFor([&] { return client.tile(terminalID).width() > startWidth + 20; }))
         << "icons grow while the divider is dragged up";
     session.xdotool({QStringLiteral("mouseup"), QStringLiteral("1")});
 
     // Once the row has settled at its new size, the divider's context menu is the application's menu.
-    ASSERT_TRUE(DockClient(session).settledDock());
-    const QPoint grip2 = decorations(session).divider->center().toPoint();
-    moveTo(grip2.x(), grip2.y());
+    ASSERT_TRUE(client.settledDock());
+    moveTo(grip().x(), grip().y());
     session.xdotool({QStringLiteral("click"), QStringLiteral("3")});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return decorations(session).menuOpen; }));
+    const auto menuOpen = [&] { return dock()[QStringLiteral("menuOpen")].toBool(); };
+    ASSERT_TRUE(E2eSession::waitFor(menuOpen));
     session.xdotool({QStringLiteral("key"), QStringLiteral("Escape")});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return !decorations(session).menuOpen; }));
+    ASSERT_TRUE(E2eSession::waitFor([&] { return !menuOpen(); }));
 
     // The new size is what was stored.
-    ASSERT_TRUE(DockClient(session).quit());
+    ASSERT_TRUE(client.quit());
     ASSERT_TRUE(E2eSession::waitFor([&] { return wharf->state() == QProcess::NotRunning; }));
-    QSettings stored(session.configHome() + QStringLiteral("/wharf/wharf.conf"), QSettings::IniFormat);
-    EXPECT_GT(stored.value(QStringLiteral("dockWidthFraction")).toDouble(), 0.15);
+    EXPECT_GT(storedSetting(session, QStringLiteral("dockWidthFraction")).toDouble(), 0.15);
 }
 
 } // namespace

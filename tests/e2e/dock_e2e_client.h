@@ -36,6 +36,7 @@ struct DockInfo {
     double hiddenAmount = 0;
     bool hidden = false;
     bool fullScreen = false;
+    QJsonObject json; // all that Docks() says of it
 };
 
 inline QRectF rectFrom(const QJsonValue& value)
@@ -61,6 +62,7 @@ public:
         for (const QJsonValue& value : QJsonDocument::fromJson(reply.value().toUtf8()).array()) {
             const QJsonObject o = value.toObject();
             DockInfo dock;
+            dock.json = o;
             dock.display = o[QStringLiteral("display")].toString();
             dock.overlay = o[QStringLiteral("overlay")].toBool();
             dock.mapped = o[QStringLiteral("mapped")].toBool();
@@ -166,14 +168,23 @@ private:
     QDBusInterface wharf;
 };
 
-// Writes Wharf's settings before it starts (the settings file of a private session).
+// Wharf's settings file in a private session.
+inline QString wharfSettingsFile(E2eSession& session) { return session.configHome() + QStringLiteral("/wharf/wharf.conf"); }
+
+// Writes Wharf's settings before it starts.
 inline void writeWharfSettings(E2eSession& session, const QVariantMap& values)
 {
     QDir().mkpath(session.configHome() + QStringLiteral("/wharf"));
-    QSettings settings(session.configHome() + QStringLiteral("/wharf/wharf.conf"), QSettings::IniFormat);
+    QSettings settings(wharfSettingsFile(session), QSettings::IniFormat);
     for (auto it = values.begin(); it != values.end(); ++it)
         settings.setValue(it.key(), it.value());
     settings.sync();
+}
+
+// What the settings file holds for `key` now.
+inline QVariant storedSetting(E2eSession& session, const QString& key)
+{
+    return QSettings(wharfSettingsFile(session), QSettings::IniFormat).value(key);
 }
 
 // The pinned-items setting for `pins` (path, kind).

@@ -8,18 +8,20 @@
 namespace wharf::e2e {
 namespace {
 
-TEST(DockLifecycle, ASecondInstanceIsTurnedAwayWithOrWithoutASessionBusAndLeavesTheFirstAlone)
+// A second instance is turned away, by the bus or without one by the lock, and leaves the first
+// alone. Arguments Wharf does not know (a session manager's, a bad watchdog's) still start the dock.
+TEST(DockLifecycle, ASecondInstanceIsTurnedAwayOddArgumentsStartTheDockSignalsAndQuitEndItAndWithoutADisplayItExitsWithOne)
 {
-    for (const bool bus : {true, false}) {
+    E2eSession session;
+    WHARF_REQUIRE_SESSION(session);
+    const QString address = session.environment().value(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"));
+    for (const bool bus : {false, true}) {
         SCOPED_TRACE(bus ? "session bus" : "no session bus: the lock");
-        E2eSession session;
-        WHARF_REQUIRE_SESSION(session);
-        if (!bus)
-            session.setEnv(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("disabled:"));
+        session.setEnv(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), bus ? address : QStringLiteral("disabled:"));
         QProcess* first = session.start(E2eSession::wharfBinary());
         QString firstOutput;
         ASSERT_TRUE(waitForLog(*first, firstOutput, QStringLiteral("Wharf ready."), 15000)) << firstOutput.toStdString();
-        const QString conf = session.configHome() + QStringLiteral("/wharf/wharf.conf");
+        const QString conf = wharfSettingsFile(session);
         // The first start saves its pins (and the view its resting size) soon after: wait until the
         // file holds still.
         QByteArray settings;
@@ -37,12 +39,9 @@ TEST(DockLifecycle, ASecondInstanceIsTurnedAwayWithOrWithoutASessionBusAndLeaves
         EXPECT_FALSE(second.err.contains(QStringLiteral("Wharf ready"))) << "the second instance built nothing";
         EXPECT_EQ(readFile(conf), settings);
         EXPECT_EQ(first->state(), QProcess::Running);
+        EXPECT_EQ(E2eSession::stop(first), 0);
     }
-}
 
-// Arguments Wharf does not know (a session manager's, a bad watchdog's) still start the dock.
-TEST(DockLifecycle, OddArgumentsStartTheDockSignalsAndQuitEndItCleanlyAndWithoutADisplayItExitsWithOne)
-{
     const struct {
         const char* name;
         QStringList args;
@@ -53,8 +52,6 @@ TEST(DockLifecycle, OddArgumentsStartTheDockSignalsAndQuitEndItCleanlyAndWithout
         {"Quit over D-Bus",
          {QStringLiteral("--dock-watchdog"), QStringLiteral("not-a-pid"), QStringLiteral("/tmp/backup")}, 0},
     };
-    E2eSession session;
-    WHARF_REQUIRE_SESSION(session);
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         QProcess* wharf = session.startWharf(row.args);

@@ -185,7 +185,9 @@ TEST_F(KeyboardE2e, ShortcutSelectsArrowsMoveAndEscapeGivesTheKeyboardBackAndAno
     EXPECT_EQ(wharf->state(), QProcess::Running);
 }
 
-TEST_F(KeyboardE2e, ReturnOpensTheSelectedFoldersStackAndRestoresAMinimizedWindow)
+// A minimized window's tile, as a screen reader hears it; the reader's press and Return in keyboard
+// mode each restore the window, as a click does.
+TEST_F(KeyboardE2e, ReturnOpensTheSelectedFoldersStackAndScreenReadersAndReturnRestoreAMinimizedWindow)
 {
     key(QStringLiteral("ctrl+alt+d"));
     ASSERT_TRUE(selectionIs(0));
@@ -198,23 +200,11 @@ TEST_F(KeyboardE2e, ReturnOpensTheSelectedFoldersStackAndRestoresAMinimizedWindo
     ASSERT_TRUE(stackOpen(false));
 
     const QString tile = QStringLiteral("window-") + QString::number(xterm);
-    session.xdotool({QStringLiteral("windowminimize"), QString::number(xterm)});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return dock().ids.contains(tile); }, 5000));
-    key(QStringLiteral("ctrl+alt+d"));
-    ASSERT_TRUE(dockHasKeyboard());
-    ASSERT_TRUE(select(tile));
-    key(QStringLiteral("Return"));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return !dock().ids.contains(tile); }, 5000)) << "the window is restored";
-    EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterm; }, 3000)) << "and has the keyboard";
-    EXPECT_EQ(dock().keyboardIndex, std::nullopt);
-}
-
-TEST_F(KeyboardE2e, ScreenReadersPressTilesAndHearTheirStates)
-{
-    const QString tile = QStringLiteral("window-") + QString::number(xterm);
-    session.xdotool({QStringLiteral("windowminimize"), QString::number(xterm)});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return dock().ids.contains(tile); }, 5000));
-
+    const auto minimized = [&] {
+        session.xdotool({QStringLiteral("windowminimize"), QString::number(xterm)});
+        return E2eSession::waitFor([&] { return dock().ids.contains(tile); }, 5000);
+    };
+    ASSERT_TRUE(minimized());
     QJsonArray tiles;
     E2eSession::waitFor(
         [&] {
@@ -243,11 +233,19 @@ TEST_F(KeyboardE2e, ScreenReadersPressTilesAndHearTheirStates)
     EXPECT_TRUE(states(window).contains(QStringLiteral("collapsed"))) << "a minimized window";
     EXPECT_FALSE(states(int(ids.indexOf(folder))).contains(QStringLiteral("checked"))) << "a folder is not running";
 
-    // Pressing the window's tile restores it, as a click does.
     const QString windowName = tiles[window].toObject()[QStringLiteral("name")].toString();
     const RunResult press = atspi({QStringLiteral("do"), windowName, QStringLiteral("Press")});
     ASSERT_EQ(press.exitCode, 0) << press.err.toStdString();
-    EXPECT_TRUE(E2eSession::waitFor([&] { return !dock().ids.contains(tile); }, 5000));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return !dock().ids.contains(tile); }, 5000)) << "pressed, the window is restored";
+
+    ASSERT_TRUE(minimized());
+    key(QStringLiteral("ctrl+alt+d"));
+    ASSERT_TRUE(dockHasKeyboard());
+    ASSERT_TRUE(select(tile));
+    key(QStringLiteral("Return"));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return !dock().ids.contains(tile); }, 5000)) << "the window is restored";
+    EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterm; }, 3000)) << "and has the keyboard";
+    EXPECT_EQ(dock().keyboardIndex, std::nullopt);
 }
 
 } // namespace

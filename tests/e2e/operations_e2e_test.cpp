@@ -1,9 +1,11 @@
 // What the dock does to its items, against real programs and files: activation under openbox,
-// Mutter and KWin; the Trash's alert; keeping a program without a desktop entry; showing a file in
-// the file manager; and files dropped onto folders.
+// Mutter and KWin; the Trash's alert, emptying and a second volume's Trash while it is mounted;
+// keeping a program without a desktop entry; showing a file in the file manager; and files
+// dropped onto folders.
 #include "dock_e2e_client.h"
 
 #include <QDBusMessage>
+#include <QDBusReply>
 #include <QDBusVirtualObject>
 #include <QDir>
 #include <QColor>
@@ -16,6 +18,8 @@
 
 #include <optional>
 
+#include <unistd.h>
+
 namespace wharf::e2e {
 namespace {
 
@@ -25,6 +29,15 @@ QJsonObject alertWhenShown(DockClient& client)
     QJsonObject shown;
     E2eSession::waitFor([&] { return (shown = client.object(QStringLiteral("Alert")))[QStringLiteral("open")].toBool(); });
     return shown;
+}
+
+// Waits until the Trash tile is `full` or not.
+bool trashBecomes(DockClient& client, bool full)
+{
+    return E2eSession::waitFor([&] {
+        const auto trash = client.item(QStringLiteral("kind"), QStringLiteral("trash"));
+        return trash && (*trash)[QStringLiteral("full")].toBool() == full;
+    }, 3000);
 }
 
 void pin(E2eSession& session, const std::vector<std::pair<QString, QString>>& pins)
@@ -147,7 +160,7 @@ public:
     }
 };
 
-TEST(Operations, TheTrashAlertShowInFilesDropsOntoFoldersAndKeepingAProgramWithoutAnEntry)
+TEST(Operations, TheTrashShowInFilesDropsOntoFoldersAndKeepingAProgramWithoutAnEntry)
 {
     E2eSession session;
     WHARF_REQUIRE_SESSION(session);
@@ -188,6 +201,16 @@ TEST(Operations, TheTrashAlertShowInFilesDropsOntoFoldersAndKeepingAProgramWitho
     session.xdotool({QStringLiteral("key"), QStringLiteral("Return")});
     EXPECT_TRUE(E2eSession::waitFor([&] { return !client.object(QStringLiteral("Alert"))[QStringLiteral("open")].toBool(); }));
     EXPECT_TRUE(QFileInfo::exists(trash + QStringLiteral("/files/old.txt")));
+    EXPECT_TRUE(trashBecomes(client, true));
+
+    // Emptied over D-Bus; a file that is not there names the first failure and the Trash stays empty.
+    EXPECT_EQ(QDBusReply<QString>(client.call(QStringLiteral("EmptyTrash"))).value(), QString());
+    EXPECT_TRUE(trashBecomes(client, false));
+    EXPECT_FALSE(QFileInfo::exists(trash + QStringLiteral("/files/old.txt")));
+    const QDBusReply<QString> missing =
+        client.call(QStringLiteral("MoveToTrash"), {QStringList{session.home() + QStringLiteral("/nothing")}});
+    EXPECT_TRUE(missing.value().startsWith(QStringLiteral("nothing: "))) << missing.value().toStdString();
+    EXPECT_TRUE(trashBecomes(client, false));
 
     // "Show in Files" asks the file manager over D-Bus to select the file.
     FileManagerDouble fileManager;
@@ -268,6 +291,43 @@ TEST(Operations, TheTrashAlertShowInFilesDropsOntoFoldersAndKeepingAProgramWitho
         const auto item = client.item(QStringLiteral("id"), keptID);
         return item && (*item)[QStringLiteral("pid")].toInteger() == again;
     }));
+
+    // A small ext4 volume: GIO trashes on real disk file systems only (not on tmpfs).
+    const QString volume = session.root() + QStringLiteral("/volume");
+    QDir().mkpath(volume);
+    const QString image = session.root() + QStringLiteral("/volume.img");
+    QFile(image).open(QIODevice::WriteOnly);
+    QFile(image).resize(8 << 20);
+    const QString mkfs = QStandardPaths::findExecutable(QStringLiteral("mkfs.ext4"), {QStringLiteral("/usr/sbin"), QStringLiteral("/sbin")});
+    const RunResult formatted = session.run(mkfs.isEmpty() ? QStringLiteral("mkfs.ext4") : mkfs, {QStringLiteral("-q"), QStringLiteral("-F"), image});
+    const RunResult mounted = formatted.exitCode == 0
+        ? session.run(QStringLiteral("mount"), {QStringLiteral("-o"), QStringLiteral("loop"), image, volume})
+        : formatted;
+    if (mounted.exitCode != 0)
+        GTEST_SKIP() << "this machine does not allow mounting a volume: " << mounted.err.toStdString();
+    struct Unmount {
+        E2eSession& session;
+        QString path;
+        bool done = false;
+        void now()
+        {
+            if (!done)
+                done = session.run(QStringLiteral("umount"), {path}).exitCode == 0;
+        }
+        ~Unmount() { now(); }
+    } unmount{session, volume};
+
+    // Another program trashes a file there (GIO, as file managers do): GIO makes $top/.Trash-$uid,
+    // which Wharf learns of from the new mount and its watch on the volume.
+    const QString film = writeFile(volume + QStringLiteral("/film.mkv"));
+    const RunResult gio = session.run(QStringLiteral("gio"), {QStringLiteral("trash"), film});
+    ASSERT_EQ(gio.exitCode, 0) << gio.err.toStdString();
+    EXPECT_TRUE(QFile::exists(volume + QStringLiteral("/.Trash-") + QString::number(::getuid()) + QStringLiteral("/files/film.mkv")));
+    EXPECT_TRUE(trashBecomes(client, true));
+
+    unmount.now();
+    ASSERT_TRUE(unmount.done);
+    EXPECT_TRUE(trashBecomes(client, false)) << "the unmounted volume's Trash no longer counts";
 }
 
 } // namespace

@@ -1,12 +1,11 @@
 // The wharf executable taking over the real Dash to Dock settings (keyfile backend) in a private
 // desktop session: quitting, kill -9 of Wharf or of its helper, a second Wharf of the same user
 // and the command-line restore.
-#include "e2e_session.h"
+#include "dock_e2e_client.h"
 
 #include "takeover/takeover_test_support.h"
 
 #include <QFile>
-#include <QSettings>
 
 #include <gtest/gtest.h>
 
@@ -140,9 +139,7 @@ TEST_F(TakeoverE2eTest, SecondWharfOfTheSameUserIsTurnedAwayButTheCommandLineRes
                                               QStringLiteral("--clearmodifiers"), QStringLiteral("Return")});
     QString err;
     ASSERT_TRUE(waitForLog(*second, err, QStringLiteral("native Dock replaced: false")));
-    EXPECT_EQ(QSettings(desktop.session.configHome() + QStringLiteral("/wharf/wharf.conf"), QSettings::IniFormat)
-                  .value(QStringLiteral("replaceSystemDock")),
-              QVariant(false));
+    EXPECT_EQ(storedSetting(desktop.session, QStringLiteral("replaceSystemDock")), QVariant(false));
     err += stopped(second);
     EXPECT_TRUE(err.contains(QStringLiteral("Restore failed: The system Dock is managed by another running Wharf session.")))
         << err.toStdString();

@@ -65,8 +65,7 @@ QString E2eSession::cacheHome() const { return home() + "/.cache"; }
 void E2eSession::startSession()
 {
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    const QSize size = options_.twoMonitors ? QSize(3840, 1080) : options_.screen;
-    env.insert("WHARF_SCREEN", QString("%1x%2x24").arg(size.width()).arg(size.height()));
+    env.insert("WHARF_SCREEN", options_.twoMonitors ? "3840x1080x24" : "1920x1080x24");
     env.insert("WHARF_MONITORS", options_.twoMonitors ? "2" : "1");
     env.insert("WHARF_WM", options_.windowManager ? "1" : "0");
     env.insert("WHARF_COMPOSITOR", options_.compositor ? "1" : "0");

@@ -5,7 +5,6 @@
 #include <QImage>
 #include <QProcess>
 #include <QProcessEnvironment>
-#include <QSize>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -17,8 +16,7 @@
 namespace wharf::e2e {
 
 struct E2eOptions {
-    QSize screen{1920, 1080};
-    bool twoMonitors = false;   // one 3840x1080 screen split into RandR monitors LEFT and RIGHT
+    bool twoMonitors = false;   // one 3840x1080 screen split into RandR monitors LEFT and RIGHT, else 1920x1080
     bool windowManager = true;  // openbox
     bool compositor = true;     // xcompmgr
 };
