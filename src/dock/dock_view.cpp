@@ -430,7 +430,15 @@ void DockView::tick()
     const double dockWidth = preferredDockWidth();
     const auto resting = layoutFrames(std::nullopt, 1.0, baseSize, dockWidth);
     const bool wasAnimating = animating;
-    hover.setRow(DockLayout::shelfFrame(frames.empty() ? resting : frames), frames);
+    // The zone reaches as high as the row stands or is heading: while the row re-forms under a
+    // pointer resting on top of a magnified icon, the icons may dip for a few frames, and the
+    // pointer must not fall out of the zone and let the row collapse under it.
+    const auto placeZone = [&] {
+        std::vector<QRectF> reach = frames.empty() ? resting : frames;
+        reach.insert(reach.end(), targets.begin(), targets.end());
+        hover.setRow(DockLayout::shelfFrame(frames.empty() ? resting : frames), reach);
+    };
+    placeZone();
 
     // An inactive dock (the normal one on a full-screen display) feels no pointer.
     const bool active = autoHide.active();
@@ -463,7 +471,7 @@ void DockView::tick()
     bool changed = placeTiles() || (wasAnimating && !animating) || step.changed;
     divider.place(frames, separator, hiddenAmount(), hiddenAmount() * hideDistance(), height());
     // The zone follows the row as now placed, so the input region never lags a step behind.
-    hover.setRow(DockLayout::shelfFrame(frames.empty() ? resting : frames), frames);
+    placeZone();
     // The hovered tile stays while its menu is open; nothing is hovered while a tile is dragged.
     if (!isMenuTracking())
         changed = hover.update(active && interaction.activeDragID.isEmpty() ? pointer : std::nullopt, tileList,

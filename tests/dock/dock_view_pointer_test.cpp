@@ -108,6 +108,28 @@ TEST_F(DockViewPointer, InputRegionCoversTheHoverZoneOnly)
     EXPECT_EQ(regionChanges, moving + 1);
 }
 
+// A pointer left on the top corner of a magnified icon sits in the zone only because the icon is
+// magnified: while the row re-forms around it, the icons must not dip out from under it, or the row
+// collapses and never comes back.
+TEST_F(DockViewPointer, APointerOnTheTopCornerOfAMagnifiedIconKeepsTheRowMagnified)
+{
+    for (const bool left : {true, false}) {
+        SCOPED_TRACE(left ? "top left" : "top right");
+        h.pointer = resting[2].center();
+        h.settle();
+        const QRectF magnified = h.view->tileFrames()[2];
+        ASSERT_GT(magnified.width(), resting[2].width() * 1.3);
+        h.pointer = left ? magnified.topLeft() + QPointF(2, 2) : magnified.topRight() + QPointF(-2, 2);
+        for (int frame = 0; frame < 90; ++frame) {
+            h.advance(1.0 / 60);
+            double widest = 0;
+            for (const QRectF& tile : h.view->tileFrames())
+                widest = std::max(widest, tile.width());
+            ASSERT_GT(widest, resting[2].width() * 1.2) << "frame " << frame;
+        }
+    }
+}
+
 // The resting icon size is derived from the width fraction and stored, but only from
 // the real width: a view not yet shown has a placeholder size.
 TEST(DockViewRestingSize, DerivedOnlyOnceShown)
