@@ -16,7 +16,7 @@ constexpr double edgeStrip = 4;
 
 } // namespace
 
-void DockHover::setRow(const QRectF& shelf, const std::vector<QRectF>& frames)
+void DockHover::setRow(const QRectF& shelf, const std::vector<QRectF>& frames, const std::vector<QRectF>& heading)
 {
     hoverShelf = shelf;
     if (frames.empty()) {
@@ -24,8 +24,10 @@ void DockHover::setRow(const QRectF& shelf, const std::vector<QRectF>& frames)
         return;
     }
     double highest = frames.front().bottom(); // bottom() is the larger y: the top edge in layout terms
-    for (const auto& frame : frames)
-        highest = std::max(highest, frame.bottom());
+    for (const auto* row : {&frames, &heading}) {
+        for (const auto& frame : *row)
+            highest = std::max(highest, frame.bottom());
+    }
     top = highest + aboveIcons;
 }
 

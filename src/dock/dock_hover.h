@@ -15,8 +15,9 @@ class DockTile;
 // Layout coordinates throughout.
 class DockHover {
 public:
-    // Taken from the current frames (the resting ones before there are any) at every step.
-    void setRow(const QRectF& shelf, const std::vector<QRectF>& frames);
+    // Taken from the current frames (the resting ones before there are any) at every step; the
+    // zone also reaches as high as the frames the row is `heading` to.
+    void setRow(const QRectF& shelf, const std::vector<QRectF>& frames, const std::vector<QRectF>& heading = {});
 
     // The whole zone: from the view's bottom edge up to a little above the tallest icon.
     QRectF zone() const;

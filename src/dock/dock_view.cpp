@@ -434,9 +434,8 @@ void DockView::tick()
     // pointer resting on top of a magnified icon, the icons may dip for a few frames, and the
     // pointer must not fall out of the zone and let the row collapse under it.
     const auto placeZone = [&] {
-        std::vector<QRectF> reach = frames.empty() ? resting : frames;
-        reach.insert(reach.end(), targets.begin(), targets.end());
-        hover.setRow(DockLayout::shelfFrame(frames.empty() ? resting : frames), reach);
+        const auto& row = frames.empty() ? resting : frames;
+        hover.setRow(DockLayout::shelfFrame(row), row, targets);
     };
     placeZone();
 

@@ -65,27 +65,6 @@ IndicatorShape indicatorShape(double iconSize, bool dark)
     return {std::min(0.65 * lipHeight(iconSize), 2.5), blurMargin(dark ? 1.0 : 3.0)};
 }
 
-// A copy of `image` whose every pixel is `color` at the image's alpha times the colour's: what
-// QPainter's SourceIn fill gives, without the worker threads it wakes for an image this tall.
-QImage tinted(const QImage& image, const QColor& color)
-{
-    QImage result = image.convertToFormat(QImage::Format_ARGB32_Premultiplied);
-    const QRgb source = qPremultiply(color.rgba());
-    const auto byteMul = [](QRgb x, uint a) {
-        uint t = (x & 0xff00ff) * a;
-        t = ((t + ((t >> 8) & 0xff00ff) + 0x800080) >> 8) & 0xff00ff;
-        x = ((x >> 8) & 0xff00ff) * a;
-        x = (x + ((x >> 8) & 0xff00ff) + 0x800080) & 0xff00ff00;
-        return x | t;
-    };
-    for (int y = 0; y < result.height(); ++y) {
-        auto* row = reinterpret_cast<QRgb*>(result.scanLine(y));
-        for (int x = 0; x < result.width(); ++x)
-            row[x] = byteMul(source, qAlpha(row[x]));
-    }
-    return result;
-}
-
 } // namespace
 
 DockViewRenderer::DockViewRenderer()
@@ -541,7 +520,7 @@ const QImage& DockViewRenderer::indicator(double height, double dpr, bool dark)
     {
         QPainter p(&result);
         p.drawImage(QPointF(0, 0), glow);
-        p.drawImage(QPointF(0, 0), tinted(dot, dark ? rgba(0.55, 0.62, 0.68, 0.85) : rgba(0.9, 0.96, 1.0, 1.0)));
+        p.drawImage(QPointF(0, 0), blurredShadow(dot, 0, dark ? rgba(0.55, 0.62, 0.68, 0.85) : rgba(0.9, 0.96, 1.0, 1.0)));
     }
     return *indicators.insert(key, result);
 }

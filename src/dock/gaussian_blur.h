@@ -10,6 +10,8 @@ namespace wharf {
 QImage gaussianBlur(const QImage& source, double sigma, int margin);
 
 // The shadow `source` casts: its coverage blurred by `sigma`, in `color`. Same size as `source`.
+// With a `sigma` of 0, `source` tinted: what QPainter's SourceIn fill gives, without the worker
+// threads it wakes for a tall image.
 QImage blurredShadow(const QImage& source, double sigma, const QColor& color);
 
 // The margin a blur of `sigma` needs to fade out completely.
