@@ -19,6 +19,9 @@
 #   the same, with a stream that changes every frame for 100 ms shown ten times a second until it
 #   pauses (quiet machine): a tile's count changing each time 2.0 % at 8.4 frames/s (D-Bus thread
 #   1.8 %, main 0.2 %); the tile ends on the last count sent; signal to frame median 0.8 ms
+#   the same, read by libdbus on a connection and thread of its own instead of QtDBus's (one more
+#   build running, alternate runs): 1.67-1.69 % at 7-8 frames/s (reading thread 1.2-1.3 %, main
+#   0.4 %) against 2.61-2.86 % (QtDBus thread 2.2-2.4 %, main 0.4 %)
 set -euo pipefail
 build=$(dirname "$0")/../build
 wharf=${1:-$build/wharf}

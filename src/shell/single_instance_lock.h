@@ -1,6 +1,6 @@
 #pragma once
 
-#include "takeover/unique_fd.h"
+#include "platform/unique_fd.h"
 
 #include <QString>
 

@@ -1,7 +1,7 @@
 #include "takeover/dock_preference_transaction.h"
 
 #include "takeover/process_identity.h"
-#include "takeover/unique_fd.h"
+#include "platform/unique_fd.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "takeover/dock_integration_error.h"
-#include "takeover/unique_fd.h"
+#include "platform/unique_fd.h"
 
 #include <QString>
 

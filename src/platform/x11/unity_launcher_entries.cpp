@@ -9,7 +9,6 @@
 #include <QDBusPendingReply>
 #include <QFile>
 #include <QLoggingCategory>
-#include <QThread>
 #include <QTimer>
 
 #include <algorithm>
@@ -26,7 +25,6 @@ namespace {
 const QString unityName = QStringLiteral("com.canonical.Unity");
 const QString busName = QStringLiteral("org.freedesktop.DBus");
 const QString busPath = QStringLiteral("/org/freedesktop/DBus");
-const QString updateName = QStringLiteral("Update");
 
 QString uriOf(const QString& desktopID)
 {
@@ -110,14 +108,14 @@ struct UnityLauncherEntries::Inbox {
     UnityLauncherEntries* owner = nullptr;
 
     // Any thread.
-    void receive(const QString& uri, const QVariantMap& properties)
+    void receive(const QString& uri, const LauncherEntryChanges& changes)
     {
         const std::lock_guard guard(lock);
         const auto found = byURI.find(uri);
         if (found == byURI.end())
             return;
         found->published = true;
-        if (!apply(found->entry, properties))
+        if (!apply(found->entry, changes))
             return;
         dirty = true;
         if (posted || !owner)
@@ -127,49 +125,16 @@ struct UnityLauncherEntries::Inbox {
     }
 };
 
-// Takes the updates on the thread that reads the bus: a signal delivered to an object of that
-// thread wakes no other.
-class UnityLauncherEntries::Receiver : public QObject {
-    Q_OBJECT
-
-public:
-    explicit Receiver(std::shared_ptr<Inbox> shared) : inbox(std::move(shared)) {}
-
-public Q_SLOTS:
-    void updated(const QDBusMessage& message)
-    {
-        const QVariantList arguments = message.arguments();
-        if (arguments.size() != 2 || arguments[0].metaType().id() != QMetaType::QString)
-            return;
-        if (const auto properties = propertyMap(arguments[1]))
-            inbox->receive(arguments[0].toString(), *properties);
-    }
-
-private:
-    std::shared_ptr<Inbox> inbox;
-};
-
-void UnityLauncherEntries::ReceiverDeleter::operator()(Receiver* receiver) const
-{
-    // Its match rules are gone by now. The connection also watches for its end, from the bus's
-    // thread, blocking: an object of that thread must not tell it.
-    QObject::disconnect(receiver, &QObject::destroyed, nullptr, nullptr);
-    // It lives on the bus's thread: deleted there, once its pending deliveries are done.
-    receiver->deleteLater();
-}
-
 UnityLauncherEntries::UnityLauncherEntries(QDBusConnection connection)
-    : bus(std::move(connection)), inbox(std::make_shared<Inbox>()), receiver(new Receiver(inbox)),
-      frameTimer(new QTimer(this))
+    : bus(std::move(connection)), inbox(std::make_shared<Inbox>()), frameTimer(new QTimer(this))
 {
     inbox->owner = this;
     frameTimer->setSingleShot(true);
     connect(frameTimer, &QTimer::timeout, this, &UnityLauncherEntries::frameEnded);
     if (!bus.isConnected())
         return;
-    // The connection's own objects live on the thread that reads it.
-    if (QThread* reading = bus.interface()->thread(); reading != thread())
-        receiver->moveToThread(reading);
+    receiver = std::make_unique<LauncherEntryReceiver>(
+        [inbox = inbox](const QString& uri, const LauncherEntryChanges& changes) { inbox->receive(uri, changes); });
     // libunity publishes again whenever this name appears: programs started before the dock
     // show their badges without waiting for their next change.
     if (!bus.interface()->registerService(unityName, QDBusConnectionInterface::DontQueueService,
@@ -183,11 +148,10 @@ UnityLauncherEntries::~UnityLauncherEntries()
         const std::lock_guard guard(inbox->lock);
         inbox->owner = nullptr;
     }
-    if (!bus.isConnected())
-        return;
-    for (const auto& [id, pids] : watched)
-        listen(id, false);
-    bus.unregisterService(unityName);
+    // Its connection's rules end with it.
+    receiver.reset();
+    if (bus.isConnected())
+        bus.unregisterService(unityName);
 }
 
 std::optional<LauncherEntry> UnityLauncherEntries::entry(const QString& desktopID) const
@@ -243,27 +207,36 @@ QString UnityLauncherEntries::objectPath(const QString& appURI)
     return QStringLiteral("/com/canonical/unity/launcherentry/") + QString::number(hash);
 }
 
-bool UnityLauncherEntries::apply(LauncherEntry& entry, const QVariantMap& properties)
+LauncherEntryChanges UnityLauncherEntries::changes(const QVariantMap& properties)
 {
-    const LauncherEntry before = entry;
+    LauncherEntryChanges changes;
     for (auto it = properties.constBegin(); it != properties.constEnd(); ++it) {
         const QString& key = it.key();
         const QVariant& value = it.value();
-        if (key == QLatin1String("count")) {
-            if (const auto v = integer(value))
-                entry.count = *v;
-        } else if (key == QLatin1String("progress")) {
+        if (key == QLatin1String("count"))
+            changes.count = integer(value);
+        else if (key == QLatin1String("progress")) {
             if (const auto v = number(value))
-                entry.progress = std::clamp(*v, 0.0, 1.0);
-        } else if (const auto v = flag(value)) {
-            if (key == QLatin1String("count-visible"))
-                entry.countVisible = *v;
-            else if (key == QLatin1String("progress-visible"))
-                entry.progressVisible = *v;
-            else if (key == QLatin1String("urgent"))
-                entry.urgent = *v;
+                changes.progress = std::clamp(*v, 0.0, 1.0);
         }
+        else if (key == QLatin1String("count-visible"))
+            changes.countVisible = flag(value);
+        else if (key == QLatin1String("progress-visible"))
+            changes.progressVisible = flag(value);
+        else if (key == QLatin1String("urgent"))
+            changes.urgent = flag(value);
     }
+    return changes;
+}
+
+bool UnityLauncherEntries::apply(LauncherEntry& entry, const LauncherEntryChanges& changes)
+{
+    const LauncherEntry before = entry;
+    entry.count = changes.count.value_or(entry.count);
+    entry.countVisible = changes.countVisible.value_or(entry.countVisible);
+    entry.progress = changes.progress.value_or(entry.progress);
+    entry.progressVisible = changes.progressVisible.value_or(entry.progressVisible);
+    entry.urgent = changes.urgent.value_or(entry.urgent);
     return !(entry == before);
 }
 
@@ -294,7 +267,13 @@ void UnityLauncherEntries::watch(const std::vector<Application>& applications)
             listen(id, false);
     }
     watched = std::move(next);
-    query(ask);
+    if (ask.empty() || !receiver)
+        return;
+    // Asked once the bus sends their updates: a change made while the answer travels is not lost.
+    // Runs before the receiver ends, which is before this object does.
+    receiver->afterRules([this, ask = std::move(ask)] {
+        QMetaObject::invokeMethod(this, [this, ask] { query(ask); }, Qt::QueuedConnection);
+    });
 }
 
 void UnityLauncherEntries::listen(const QString& desktopID, bool on)
@@ -307,17 +286,8 @@ void UnityLauncherEntries::listen(const QString& desktopID, bool on)
         else
             inbox->byURI.remove(uri);
     }
-    if (!bus.isConnected())
-        return;
-    // One match rule with arg0 for each application: the bus daemon drops everyone else's.
-    // A query sent after it is answered after the rule is in place.
-    const QStringList argument{uri};
-    if (on)
-        bus.connect(QString(), QString(), interfaceName, updateName, argument, QString(), receiver.get(),
-                    SLOT(updated(QDBusMessage)));
-    else
-        bus.disconnect(QString(), QString(), interfaceName, updateName, argument, QString(), receiver.get(),
-                       SLOT(updated(QDBusMessage)));
+    if (receiver)
+        receiver->listen(uri, on);
 }
 
 void UnityLauncherEntries::query(const std::vector<Application>& applications)
@@ -366,12 +336,10 @@ void UnityLauncherEntries::queryName(const QString& name, const std::vector<Appl
                 if (arguments.size() != 2 || arguments[0].metaType().id() != QMetaType::QString)
                     return;
                 if (const auto properties = propertyMap(arguments[1]))
-                    inbox->receive(arguments[0].toString(), *properties);
+                    inbox->receive(arguments[0].toString(), changes(*properties));
             });
         }
     });
 }
 
 } // namespace wharf
-
-#include "unity_launcher_entries.moc"

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/launcher_entries.h"
+#include "platform/x11/launcher_entry_receiver.h"
 
 #include <QDBusConnection>
 #include <QObject>
@@ -10,7 +11,6 @@
 #include <map>
 #include <memory>
 
-class QDBusMessage;
 class QTimer;
 
 namespace wharf {
@@ -20,9 +20,9 @@ namespace wharf {
 // changed, and answer Query(), on their libunity path, with all of them.
 //
 // A flood of updates must cost the dock next to nothing. The bus daemon delivers only the
-// updates of watched applications (one arg0 match rule each); they are taken on the thread that
-// reads the bus, without waking the main thread unless a value changed, and the main thread hears
-// of changes at most once a frame.
+// updates of watched applications (one arg0 match rule each); a receiver of their own takes them
+// on its thread, without waking the main thread unless a value changed, and the main thread hears
+// of changes at most once a frame. Queries and the service name go over `bus`.
 class UnityLauncherEntries : public QObject, public LauncherEntries {
     Q_OBJECT
 
@@ -45,18 +45,14 @@ public:
     static std::optional<QString> desktopID(const QString& appURI);
     // libunity's object path for an application: its URI's djb hash.
     static QString objectPath(const QString& appURI);
-    // Takes the known properties of `properties` into `entry`; a value of the wrong type is
-    // skipped. True when the entry changed.
-    static bool apply(LauncherEntry& entry, const QVariantMap& properties);
+    // The known properties of an a{sv} map; a value of the wrong type is left out.
+    static LauncherEntryChanges changes(const QVariantMap& properties);
+    // True when the entry changed.
+    static bool apply(LauncherEntry& entry, const LauncherEntryChanges& changes);
 
     struct Inbox;
 
 private:
-    class Receiver;
-    struct ReceiverDeleter {
-        void operator()(Receiver* receiver) const;
-    };
-
     void deliver();
     void frameEnded();
     void listen(const QString& desktopID, bool on);
@@ -65,7 +61,7 @@ private:
 
     QDBusConnection bus;
     std::shared_ptr<Inbox> inbox;
-    std::unique_ptr<Receiver, ReceiverDeleter> receiver;
+    std::unique_ptr<LauncherEntryReceiver> receiver; // none without a bus
     QTimer* frameTimer = nullptr;
     int busyFrames = 0; // frames in a row that ended with a change
     std::map<QString, std::vector<pid_t>> watched; // desktop id -> its processes when last asked
