@@ -5,6 +5,7 @@
 #include <dbus/dbus.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
@@ -229,6 +230,8 @@ void LauncherEntryReceiver::run()
         qCWarning(lcBadges, "No session bus for badges: %s", failure.error.message);
     }
     quint32 lastSent = 0;
+    constexpr std::chrono::milliseconds gatherPeriod{16};
+    auto lastRead = std::chrono::steady_clock::time_point();
     for (;;) {
         std::vector<Request> batch;
         {
@@ -269,16 +272,31 @@ void LauncherEntryReceiver::run()
             quint64 count = 0;
             [[maybe_unused]] const auto read = ::read(wake.get(), &count, sizeof count);
         }
-        if (bus && fds[1].revents) {
-            if (!dbus_connection_read_write(bus.get(), 0)) {
-                qCWarning(lcBadges, "The session bus went away: badge updates stop");
-                bus.reset();
-                for (auto& [serial, done] : std::exchange(waiting, {}))
-                    done();
-                continue;
-            }
+        if (!bus || !fds[1].revents)
+            continue;
+        // Everything the socket holds: libdbus reads a little at a time.
+        bool open = true;
+        pollfd more{busFd, POLLIN, 0};
+        do {
+            open = dbus_connection_read_write(bus.get(), 0);
             while (dbus_connection_dispatch(bus.get()) == DBUS_DISPATCH_DATA_REMAINS) {
             }
+        } while (open && ::poll(&more, 1, 0) > 0 && (more.revents & POLLIN));
+        if (!open) {
+            qCWarning(lcBadges, "The session bus went away: badge updates stop");
+            bus.reset();
+            for (auto& [serial, done] : std::exchange(waiting, {}))
+                done();
+            continue;
+        }
+        // A stream of updates gathers for a frame and is read in one go, instead of waking
+        // this thread for each; the first update after a quiet spell is read at once.
+        const auto now = std::chrono::steady_clock::now();
+        const bool streaming = now - lastRead < gatherPeriod;
+        lastRead = now;
+        if (streaming) {
+            pollfd stop{wake.get(), POLLIN, 0};
+            ::poll(&stop, 1, int(gatherPeriod.count()));
         }
     }
     if (bus)
