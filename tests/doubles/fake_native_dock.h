@@ -8,7 +8,7 @@
 namespace wharf {
 
 // A native dock in memory. Values are accepted when their type matches the key's; failures of
-// writing, synchronizing and restarting can be switched on.
+// writing and synchronizing can be switched on.
 class FakeNativeDock : public NativeDock {
 public:
     bool isInstalled() const override { return installed; }
@@ -44,11 +44,7 @@ public:
         return !failWrites;
     }
     bool synchronize() override { return !failSync; }
-    std::optional<QString> restart() override
-    {
-        ++restarts;
-        return restartOutput;
-    }
+    std::optional<QString> restart() override { return std::nullopt; }
 
     QStringList favoriteApplications() const override { return favorites; }
 
@@ -57,11 +53,9 @@ public:
     QStringList favorites;
     QMap<QString, NativeDockValue> values;
     QStringList writes;  // every key written or reset, in order
-    int restarts = 0;
     bool installed = true;
     bool failWrites = false;
     bool failSync = false;
-    std::optional<QString> restartOutput;
 };
 
 } // namespace wharf

@@ -95,14 +95,9 @@ TEST_F(DockPreferenceTransactionTest, FailuresKeepTheBackup)
     dock.failWrites = true;
     EXPECT_EQ(transaction.restore(backup).failure(), unsaved);
     dock.failWrites = false;
-
-    dock.restartOutput = QStringLiteral("\n  dock: permission denied \n");
-    EXPECT_EQ(transaction.restore(backup).failure(),
-              DockIntegrationError{QStringLiteral("Could not restart the system Dock: dock: permission denied")});
     EXPECT_EQ(fileBytes(), encodeBackup(backup));
 
     // The desktop's dock was uninstalled since: that is what the user must hear, not "invalid".
-    dock.restartOutput.reset();
     dock.installed = false;
     const Status gone = transaction.restore(backup);
     ASSERT_FALSE(gone.ok());
