@@ -2,7 +2,7 @@
 #include "takeover/process_identity.h"
 
 #include "doubles/fake_native_dock.h"
-#include "takeover/status_assertions.h"
+#include "support/status_assertions.h"
 
 #include <QDir>
 #include <QFile>

@@ -3,7 +3,7 @@
 #include "platform/x11/dash_to_dock_native_dock.h"
 #include "takeover/process_identity.h"
 #include "doubles/fake_native_dock.h"
-#include "takeover/status_assertions.h"
+#include "support/status_assertions.h"
 #include "takeover_test_support.h"
 
 #include <QCoreApplication>
