@@ -7,8 +7,8 @@
 
 namespace wharf {
 
-// A native dock in memory. Values are accepted when their type matches the key's; failures of
-// writing and synchronizing can be switched on.
+// A native dock in memory. Values are accepted when their type matches the key's; writes can be
+// made to fail.
 class FakeNativeDock : public NativeDock {
 public:
     bool isInstalled() const override { return installed; }
@@ -43,7 +43,7 @@ public:
         values.remove(key);
         return !failWrites;
     }
-    bool synchronize() override { return !failSync; }
+    bool synchronize() override { return true; }
     std::optional<QString> restart() override { return std::nullopt; }
 
     QStringList favoriteApplications() const override { return favorites; }
@@ -55,7 +55,6 @@ public:
     QStringList writes;  // every key written or reset, in order
     bool installed = true;
     bool failWrites = false;
-    bool failSync = false;
 };
 
 } // namespace wharf
