@@ -7,8 +7,8 @@
 
 namespace wharf {
 
-// A native dock in memory. Values are accepted when their type matches the key's; failures of
-// writing, synchronizing and restarting can be switched on.
+// A native dock in memory. Values are accepted when their type matches the key's; writes can be
+// made to fail.
 class FakeNativeDock : public NativeDock {
 public:
     bool isInstalled() const override { return installed; }
@@ -43,12 +43,8 @@ public:
         values.remove(key);
         return !failWrites;
     }
-    bool synchronize() override { return !failSync; }
-    std::optional<QString> restart() override
-    {
-        ++restarts;
-        return restartOutput;
-    }
+    bool synchronize() override { return true; }
+    std::optional<QString> restart() override { return std::nullopt; }
 
     QStringList favoriteApplications() const override { return favorites; }
 
@@ -57,11 +53,8 @@ public:
     QStringList favorites;
     QMap<QString, NativeDockValue> values;
     QStringList writes;  // every key written or reset, in order
-    int restarts = 0;
     bool installed = true;
     bool failWrites = false;
-    bool failSync = false;
-    std::optional<QString> restartOutput;
 };
 
 } // namespace wharf

@@ -18,7 +18,7 @@ public:
         int reads = 0;
     };
 
-    bool trusted() const override { return isTrusted; }
+    bool trusted() const override { return true; }
     std::unique_ptr<WindowReader> makeReader() override
     {
         struct Reader : WindowReader {
@@ -51,9 +51,8 @@ public:
             return *failure;
         return {};
     }
-    Result<void, WindowControlFailure> minimize(std::uint32_t window) override
+    Result<void, WindowControlFailure> minimize(std::uint32_t) override
     {
-        minimized.push_back(window);
         if (failure)
             return *failure;
         return {};
@@ -70,10 +69,8 @@ public:
     }
 
     std::shared_ptr<State> state = std::make_shared<State>();
-    bool isTrusted = true;
     std::optional<WindowControlFailure> failure;
     std::vector<std::uint32_t> activated;
-    std::vector<std::uint32_t> minimized;
 };
 
 } // namespace wharf

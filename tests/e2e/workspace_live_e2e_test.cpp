@@ -2,6 +2,7 @@
 // order of running programs, late class changes, vanishing windows and a lost server connection.
 #include "e2e_session.h"
 #include "platform/x11/x11_workspace.h"
+#include "support/status_assertions.h"
 
 #include <QDir>
 #include <QFile>
@@ -25,14 +26,6 @@ using wharf::X11Workspace;
 using wharf::e2e::E2eSession;
 
 namespace {
-
-// Passes on success, else fails with the workspace's reason.
-::testing::AssertionResult succeeded(const wharf::Status& status)
-{
-    if (status.ok())
-        return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure() << status.error().message.toStdString();
-}
 
 // Collects the startup-notification messages broadcast on the root window.
 class StartupMessages {
@@ -151,7 +144,7 @@ protected:
 TEST_F(LiveWorkspace, LaunchedEntryRunsUnderThatEntryThroughItsWrapperScript)
 {
     StartupMessages startup(session->display());
-    ASSERT_TRUE(succeeded(workspace->launchApplication(wrappedClock, {})));
+    ASSERT_SUCCESS(workspace->launchApplication(wrappedClock, {}));
     ASSERT_TRUE(waitFor([&] { return byIdentifier("wrapped-clock") != nullptr; }))
         << "the clock never showed up under its entry";
     // xclock never completes its own startup; the dock ends the busy feedback once it shows.
@@ -168,7 +161,7 @@ TEST_F(LiveWorkspace, LaunchedEntryRunsUnderThatEntryThroughItsWrapperScript)
     EXPECT_GT(app->processIdentifier, 0);
     EXPECT_TRUE(receivedAny(WorkspaceNotification::didLaunchApplication));
 
-    ASSERT_TRUE(succeeded(workspace->terminate(*app)));
+    ASSERT_SUCCESS(workspace->terminate(*app));
     EXPECT_TRUE(waitFor([&] { return byIdentifier("wrapped-clock") == nullptr; }));
 }
 
@@ -185,11 +178,11 @@ TEST_F(LiveWorkspace, LocationsAndFilesOpenWithTheirApplicationsAndWhatCannotRun
     EXPECT_EQ(workspace->displayName(folder), "Some Folder");
     auto opened = [&] { return QString::fromUtf8(wharf::e2e::readFile(session->home() + "/opened.txt")); };
 
-    ASSERT_TRUE(succeeded(workspace->openLocation(folder)));
+    ASSERT_SUCCESS(workspace->openLocation(folder));
     EXPECT_TRUE(waitFor([&] { return opened().contains(folder); })) << opened().toStdString();
 
     const QString note = session->home() + "/a note.txt";
-    ASSERT_TRUE(succeeded(workspace->launchApplication(recorder, {note})));
+    ASSERT_SUCCESS(workspace->launchApplication(recorder, {note}));
     EXPECT_TRUE(waitFor([&] { return opened().contains(note); })) << opened().toStdString();
     // Startup notification: the program is told its own startup id, stamped with a real server time
     // (no event gave one here), since window managers refuse the focus to time 0.
@@ -221,7 +214,7 @@ TEST_F(LiveWorkspace, LocationsAndFilesOpenWithTheirApplicationsAndWhatCannotRun
 
 TEST_F(LiveWorkspace, DBusActivatableEntryIsStartedByTheBus)
 {
-    ASSERT_TRUE(succeeded(workspace->launchApplication(activatable, {})));
+    ASSERT_SUCCESS(workspace->launchApplication(activatable, {}));
     EXPECT_TRUE(session->waitForClientWindow("bybus", 15000)) << "the bus did not start the service";
     EXPECT_TRUE(session->clientWindows("notbybus").empty()) << "launched by Exec instead of the bus";
     session->xdotool({"search", "--classname", "bybus", "windowkill"});
@@ -246,7 +239,7 @@ TEST_F(LiveWorkspace, ActionsReachTheWindowsAndEventsReportThem)
     // again while waiting; the request itself is harmless to repeat.
     EXPECT_TRUE(E2eSession::waitFor(
         [&] {
-            EXPECT_TRUE(succeeded(workspace->hide(*byIdentifier("test-terminal"))));
+            EXPECT_SUCCESS(workspace->hide(*byIdentifier("test-terminal")));
             return E2eSession::waitFor([&] { return byIdentifier("test-terminal")->isHidden; }, 300);
         },
         10000));
@@ -255,7 +248,7 @@ TEST_F(LiveWorkspace, ActionsReachTheWindowsAndEventsReportThem)
     EXPECT_TRUE(receivedAny(WorkspaceNotification::didHideApplication));
 
     received.clear();
-    ASSERT_TRUE(succeeded(workspace->unhide(*byIdentifier("test-terminal"))));
+    ASSERT_SUCCESS(workspace->unhide(*byIdentifier("test-terminal")));
     EXPECT_TRUE(waitFor([&] { return !byIdentifier("test-terminal")->isHidden; }));
     for (quint32 window : session->clientWindows("XTerm"))
         EXPECT_FALSE(session->xprop({"-id", QString::number(window), "_NET_WM_STATE"}).contains("HIDDEN"));
@@ -264,7 +257,7 @@ TEST_F(LiveWorkspace, ActionsReachTheWindowsAndEventsReportThem)
 
     received.clear();
     const RunningApplication before = *byIdentifier("test-terminal");
-    ASSERT_TRUE(succeeded(workspace->terminate(before)));
+    ASSERT_SUCCESS(workspace->terminate(before));
     EXPECT_TRUE(waitFor([&] { return byIdentifier("test-terminal") == nullptr; }));
     EXPECT_TRUE(waitFor([&] { return first->state() == QProcess::NotRunning; })) << "xterm ignored the close";
     EXPECT_TRUE(receivedAny(WorkspaceNotification::didTerminateApplication));

@@ -94,7 +94,7 @@ std::vector<MatchCase> matchCases()
          "", Via::unmatched, "wmclass:steam_app_999"},
         {"steamClientItself", windowWithClass("steamwebhelper", "Steam"), "steam", Via::wmClass, nullptr},
 
-        // Classes that differ from the entry only in case.
+        // A class that differs from the entry's only in case.
         {"javaAppClassInOtherCase",
          windowWithClass("sun-awt-X11-XFramePeer", "org-example-javaapp",
                          [](W& w) {
@@ -102,7 +102,6 @@ std::vector<MatchCase> matchCases()
                              w.commandLine = {"java", "-jar", "/opt/javaapp/javaapp.jar"};
                          }),
          "org.example.JavaApp", Via::wmClass, nullptr},
-        {"electronAppClassInOtherCase", windowWithClass("code", "code"), "code", Via::wmClass, nullptr},
         {"usersOwnEntryWinsOverSystemEntry", windowWithClass("viewer", "ExampleViewer"), "my-viewer", Via::wmClass,
          nullptr},
         {"classMatchesLastIdComponent", windowWithClass("konsole", "Konsole"), "org.kde.konsole", Via::wmClass, nullptr},

@@ -63,7 +63,6 @@ TEST(WindowPollTest, OnlyIdentifiersInOrderCount)
         EXPECT_EQ(windowListChanged(row.stored, row.scanned), row.changed) << row.name;
 }
 
-// Mirrored and overlapping outputs sharing one dock pair are checked end to end.
 TEST(DockDisplaysTest, TheFirstOfAMirroredPairWinsAndEmptyOutputsCarryNothing)
 {
     const QRect left(0, 0, 1920, 1080);

@@ -1,6 +1,8 @@
 // Emptying every Trash directory, and moving files to the Trash off the main thread.
 #include "trash/trash_operations.h"
 
+#include "support/files.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
@@ -15,14 +17,6 @@
 namespace wharf {
 namespace {
 
-void touch(const QString& path, const QByteArray& contents = "x")
-{
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(contents);
-}
-
 QStringList names(const QString& folder)
 {
     return QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name);
@@ -32,10 +26,10 @@ QStringList names(const QString& folder)
 void fillTrash(const QString& trash, const QStringList& items)
 {
     for (const QString& item : items) {
-        touch(trash + QStringLiteral("/files/") + item + QStringLiteral("/inner"));
-        touch(trash + QStringLiteral("/info/") + item + QStringLiteral(".trashinfo"), "[Trash Info]\n");
+        ASSERT_TRUE(test::writeFile(trash + QStringLiteral("/files/") + item + QStringLiteral("/inner")));
+        ASSERT_TRUE(test::writeFile(trash + QStringLiteral("/info/") + item + QStringLiteral(".trashinfo")));
     }
-    touch(trash + QStringLiteral("/directorysizes"), "4096 0 folder\n");
+    ASSERT_TRUE(test::writeFile(trash + QStringLiteral("/directorysizes")));
 }
 
 TEST(TrashOperations, AnUndeletableEntryKeepsItsRecordAndDoesNotStopTheRest)
@@ -46,7 +40,7 @@ TEST(TrashOperations, AnUndeletableEntryKeepsItsRecordAndDoesNotStopTheRest)
     const QString volume = dir.filePath(QStringLiteral("volume/.Trash-1000"));
     fillTrash(home, {QStringLiteral("a.txt"), QStringLiteral("locked"), QStringLiteral(".hidden")});
     fillTrash(volume, {QStringLiteral("b")});
-    touch(home + QStringLiteral("/info/orphan.trashinfo"));
+    ASSERT_TRUE(test::writeFile(home + QStringLiteral("/info/orphan.trashinfo")));
 
     const auto remove = [](const QString& path) -> Status {
         if (path.endsWith(QStringLiteral("/files/locked")))
@@ -71,7 +65,7 @@ TEST(TrashOperations, ALinkInTheTrashGoesWithoutItsTarget)
     QTemporaryDir dir;
     ASSERT_TRUE(dir.isValid());
     const QString target = dir.filePath(QStringLiteral("keep/precious"));
-    touch(target);
+    ASSERT_TRUE(test::writeFile(target));
     const QString trash = dir.filePath(QStringLiteral("Trash"));
     QDir().mkpath(trash + QStringLiteral("/files"));
     ASSERT_TRUE(QFile::link(dir.filePath(QStringLiteral("keep")), trash + QStringLiteral("/files/link")));

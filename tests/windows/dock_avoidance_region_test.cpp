@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <limits>
-
 namespace wharf {
 namespace {
 
@@ -38,9 +36,6 @@ TEST(AvoidanceRegion, ComputesRegions)
         {"ReserveClampedToDisplayHeight",
                    {{7u, QRectF(0, 0, 800, 100), QRectF(0, 0, 800, 100)}}, {{7u, false, 500}},
                    {{7u, QRectF(0, 0, 800, 100), QRectF(0, 0, 800, 0)}}},
-        {"NonFiniteHeightReservesNothing",
-                   {{7u, fullHD, fullHD}}, {{7u, false, std::numeric_limits<double>::quiet_NaN()}},
-                   {{7u, fullHD, fullHD}}},
         {"SecondDisplayInGlobalCoordinates",
                    {{1u, fullHD, fullHD}, {2u, QRectF(1920, 0, 1920, 1080), QRectF(1920, 0, 1920, 1080)}},
                    {{1u, false, 80}, {2u, false, 60}},

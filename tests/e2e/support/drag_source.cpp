@@ -14,14 +14,7 @@ namespace {
 
 class DragSource : public QWidget {
 public:
-    explicit DragSource(QList<QUrl> urls) : urls(std::move(urls))
-    {
-        setWindowTitle(QStringLiteral("drag-source"));
-        QPalette colours = palette();
-        colours.setColor(QPalette::Window, Qt::darkGreen);
-        setPalette(colours);
-        setAutoFillBackground(true);
-    }
+    explicit DragSource(QList<QUrl> urls) : urls(std::move(urls)) {}
 
 protected:
     void mousePressEvent(QMouseEvent* event) override { pressed = event->button() == Qt::LeftButton; }
