@@ -97,4 +97,13 @@ void DockInteraction::clearDrag()
     dropIndex.reset();
 }
 
+void DockInteraction::clearDrop()
+{
+    draggedURLs.clear();
+    dropCopies.reset();
+    dropIndex.reset();
+    dropTarget.reset();
+    dropPoint.reset();
+}
+
 } // namespace wharf

@@ -48,6 +48,8 @@ public:
 
     // Ends an in-dock drag: nothing dragged, no slot, no drop mark.
     void clearDrag();
+    // Forgets the drag of another program that left or dropped.
+    void clearDrop();
 
     QString activeDragID;              // entry dragged inside the dock
     std::optional<int> dropIndex;      // insertion mark for a drop without a reorder slot
@@ -59,6 +61,7 @@ public:
     // What the last answer to that program promised. The drop does the same: the keys may be up by
     // the time the drop is read, but the program has already been told.
     std::optional<bool> dropCopies;
+    std::optional<QPointF> dropPoint;  // where that program's drag was last answered, in layout points
 };
 
 } // namespace wharf

@@ -696,6 +696,15 @@ std::optional<int> DockView::hoveredIndex() const
     // The keyboard selection, while there is one, is what the dock shows as hovered.
     return interaction.keyboardIndex ? interaction.keyboardIndex : hover.index();
 }
+std::optional<DockView::PendingDrop> DockView::pendingDrop() const
+{
+    if (!interaction.dropPoint || interaction.draggedURLs.isEmpty())
+        return std::nullopt;
+    // As the drop would reckon it, with the frames the row has now.
+    const int index = entryList.empty() ? 0 : DockInteraction::insertionIndex(interaction.dropPoint->x(), frames);
+    return PendingDrop{interaction.dropTarget, index, interaction.dropCopies.value_or(false)};
+}
+
 QRegion DockView::inputRegion() const { return inputArea.current(); }
 const std::vector<DockTile*>& DockView::tiles() const { return tileList; }
 std::optional<int> DockView::separatorIndex() const { return separator; }

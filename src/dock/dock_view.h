@@ -148,6 +148,14 @@ public:
     const std::vector<DockEntry>& entries() const;
     std::vector<QRectF> tileFrames() const; // current frames in widget coordinates
     std::optional<int> hoveredIndex() const;
+    // What letting go of another program's drag would do now: the tile it lands on, else none, and
+    // where pinned entries would go. None while no such drag is over the dock.
+    struct PendingDrop {
+        std::optional<int> target;
+        int index = 0;
+        bool copies = false;
+    };
+    std::optional<PendingDrop> pendingDrop() const;
     double restingContentHeight() const;    // for window avoidance and struts
     QRegion inputRegion() const;            // where the view takes the mouse
 

@@ -241,6 +241,7 @@ void DockView::dragUpdated(QDropEvent& event)
         return;
     }
     interaction.dropTarget = dropTargetAt(point);
+    interaction.dropPoint = point;
     const DockItem* target = interaction.dropTarget ? entryList[size_t(*interaction.dropTarget)].item() : nullptr;
     const bool mayMove = event.possibleActions().testFlag(Qt::MoveAction);
     const bool copy = event.modifiers().testFlag(Qt::AltModifier) || !mayMove;
@@ -253,10 +254,7 @@ void DockView::dragUpdated(QDropEvent& event)
 
 void DockView::dragLeaveEvent(QDragLeaveEvent* event)
 {
-    interaction.draggedURLs.clear();
-    interaction.dropCopies.reset();
-    interaction.dropIndex.reset();
-    interaction.dropTarget.reset();
+    interaction.clearDrop();
     repaintScene();
     ensureTicking();
     QWidget::dragLeaveEvent(event);
@@ -265,10 +263,7 @@ void DockView::dragLeaveEvent(QDragLeaveEvent* event)
 void DockView::dropEvent(QDropEvent* event)
 {
     performDrop(*event);
-    interaction.draggedURLs.clear();
-    interaction.dropCopies.reset();
-    interaction.dropIndex.reset();
-    interaction.dropTarget.reset();
+    interaction.clearDrop();
     layoutDirty = true;
     repaintScene();
     ensureTicking();

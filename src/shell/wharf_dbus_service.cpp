@@ -54,6 +54,12 @@ QJsonArray docksJson(const std::vector<DockSnapshot>& docks)
             {QStringLiteral("tiles"), tiles},
             {QStringLiteral("hoveredIndex"), dock.hoveredIndex ? QJsonValue(*dock.hoveredIndex) : QJsonValue()},
             {QStringLiteral("keyboardIndex"), dock.keyboardIndex ? QJsonValue(*dock.keyboardIndex) : QJsonValue()},
+            {QStringLiteral("drop"),
+             dock.drop ? QJsonValue(QJsonObject{
+                             {QStringLiteral("target"), dock.drop->target ? QJsonValue(*dock.drop->target) : QJsonValue()},
+                             {QStringLiteral("index"), dock.drop->index},
+                             {QStringLiteral("copies"), dock.drop->copies}})
+                       : QJsonValue()},
             {QStringLiteral("hiddenAmount"), dock.hiddenAmount},
             {QStringLiteral("hidden"), dock.hiddenAmount >= 1},
             {QStringLiteral("fullScreen"), dock.fullScreen},

@@ -29,6 +29,12 @@ struct DockSnapshot {
     std::vector<QRectF> tiles;
     std::optional<int> hoveredIndex;
     std::optional<int> keyboardIndex; // the selection while the dock has the keyboard
+    struct Drop {
+        std::optional<int> target; // the tile another program's drag would land on
+        int index = 0;             // where a pinned entry would go
+        bool copies = false;
+    };
+    std::optional<Drop> drop; // while another program's drag is over the dock
     double hiddenAmount = 0;
     bool fullScreen = false;
     // The hover label's window (global coordinates) and text while it is shown.

@@ -66,15 +66,42 @@ void drag(E2eSession& session, const QPointF& from, const QPointF& to, const QSt
     pause();
 }
 
-// A drag onto the tile `id`, wherever the magnified row has put it.
+// What letting go of another program's drag would do now, as the first dock answers it.
+QJsonObject pendingDrop(DockClient& client)
+{
+    const auto docks = client.docks();
+    return docks.empty() ? QJsonObject() : docks.front().json[QStringLiteral("drop")].toObject();
+}
+
+// A drag from another program onto the tile `id`, wherever the magnified row has put it.
 void dragOntoTile(E2eSession& session, DockClient& client, const QPointF& from, const QString& id,
                   const QString& keys = {})
 {
     drag(session, from, client.tile(id).center(), keys, [&]() -> std::optional<QPointF> {
-        const auto docks = client.docks();
-        if (docks.empty() || (docks.front().hoveredIndex && docks.front().hoveredIndex == docks.front().ids.indexOf(id)))
-            return std::nullopt; // the tile under the pointer is the one
+        const QJsonValue target = pendingDrop(client)[QStringLiteral("target")];
+        if (target.isDouble() && target.toInt() == client.docks().front().ids.indexOf(id))
+            return std::nullopt; // the dock would drop onto it
         return client.tile(id).center();
+    });
+}
+
+// A drag from another program to the gap after the tile `id`, wherever the row has moved it.
+void dragAfterTile(E2eSession& session, DockClient& client, const QPointF& from, const QString& id)
+{
+    const auto gap = [&] {
+        const auto docks = client.docks();
+        const auto i = docks.empty() ? -1 : docks.front().ids.indexOf(id);
+        if (i < 0 || size_t(i + 1) >= docks.front().tiles.size())
+            return QPointF();
+        const QRectF left = docks.front().tiles[size_t(i)];
+        const QRectF right = docks.front().tiles[size_t(i + 1)];
+        return QPointF((left.right() + right.left()) / 2, left.center().y());
+    };
+    drag(session, from, gap(), {}, [&]() -> std::optional<QPointF> {
+        const QJsonValue index = pendingDrop(client)[QStringLiteral("index")];
+        if (index.isDouble() && index.toInt() == client.docks().front().ids.indexOf(id) + 1)
+            return std::nullopt; // the dock would pin it right there
+        return gap();
     });
 }
 
@@ -270,14 +297,14 @@ TEST_F(PointerE2e, FilesDroppedFromAnotherProgramMoveIntoAFolderCopyWithAltAndAn
 {
     startWithPins();
     const QString inbox = QFileInfo(folder).canonicalFilePath();
-    // Drags `path` from another program onto the tile `id`, or to `to` when there is no id, and
-    // returns what the drop site answered.
-    const auto dragFrom = [&](const QString& path, const QString& id, const QString& keys = {}, const QPointF& to = {}) {
+    // Drags `path` from another program onto the tile `id`, or into the gap after the tile
+    // `after`, and returns what the drop site answered.
+    const auto dragFrom = [&](const QString& path, const QString& id, const QString& keys = {}, const QString& after = {}) {
         QProcess* source = startDragSource(path);
         if (!source)
             return QByteArray("no drag source");
         if (id.isEmpty())
-            drag(session, QPointF(160, 160), to);
+            dragAfterTile(session, client, QPointF(160, 160), after);
         else
             dragOntoTile(session, client, QPointF(160, 160), id, keys);
         E2eSession::waitFor([&] { return source->canReadLine(); });
@@ -305,10 +332,7 @@ TEST_F(PointerE2e, FilesDroppedFromAnotherProgramMoveIntoAFolderCopyWithAltAndAn
         QStringLiteral("gamma.desktop"),
         QStringLiteral("[Desktop Entry]\nType=Application\nName=gamma\nExec=%1\n").arg(program));
     const QString alpha = QFileInfo(apps[0]).canonicalFilePath();
-    const QRectF left = client.tile(alpha);
-    const QRectF right = client.tile(QFileInfo(apps[1]).canonicalFilePath());
-    EXPECT_EQ(dragFrom(gamma, {}, {}, QPointF((left.right() + right.left()) / 2, left.center().y())),
-              QByteArray("dropped copy"));
+    EXPECT_EQ(dragFrom(gamma, {}, {}, alpha), QByteArray("dropped copy"));
     const QString gammaID = QFileInfo(gamma).canonicalFilePath();
     EXPECT_TRUE(E2eSession::waitFor([&] {
         const QStringList ids = client.itemIDs();
