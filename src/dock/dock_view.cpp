@@ -705,6 +705,13 @@ std::optional<DockView::PendingDrop> DockView::pendingDrop() const
     return PendingDrop{interaction.dropTarget, index, interaction.dropCopies.value_or(false)};
 }
 
+std::optional<DockView::OwnDrag> DockView::ownDrag() const
+{
+    if (interaction.activeDragID.isEmpty())
+        return std::nullopt;
+    return OwnDrag{interaction.activeDragID, interaction.reorderSlot};
+}
+
 QRegion DockView::inputRegion() const { return inputArea.current(); }
 const std::vector<DockTile*>& DockView::tiles() const { return tileList; }
 std::optional<int> DockView::separatorIndex() const { return separator; }

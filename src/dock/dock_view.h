@@ -156,6 +156,13 @@ public:
         bool copies = false;
     };
     std::optional<PendingDrop> pendingDrop() const;
+    // The dock's own tile being dragged, and the slot it holds in the row (none once it has left
+    // the row's applications).
+    struct OwnDrag {
+        QString id;
+        std::optional<int> slot;
+    };
+    std::optional<OwnDrag> ownDrag() const;
     double restingContentHeight() const;    // for window avoidance and struts
     QRegion inputRegion() const;            // where the view takes the mouse
 

@@ -204,6 +204,10 @@ std::vector<DockSnapshot> AppDelegate::dockSnapshots() const
         snapshot.keyboardIndex = view.keyboardIndex();
         if (const auto drop = view.pendingDrop())
             snapshot.drop = DockSnapshot::Drop{drop->target, drop->index, drop->copies};
+        if (const auto drag = view.ownDrag()) {
+            snapshot.draggedID = drag->id;
+            snapshot.dragSlot = drag->slot;
+        }
         fillDecorations(snapshot, view);
         out.push_back(std::move(snapshot));
     }

@@ -54,6 +54,11 @@ QJsonArray docksJson(const std::vector<DockSnapshot>& docks)
             {QStringLiteral("tiles"), tiles},
             {QStringLiteral("hoveredIndex"), dock.hoveredIndex ? QJsonValue(*dock.hoveredIndex) : QJsonValue()},
             {QStringLiteral("keyboardIndex"), dock.keyboardIndex ? QJsonValue(*dock.keyboardIndex) : QJsonValue()},
+            {QStringLiteral("drag"),
+             dock.draggedID ? QJsonValue(QJsonObject{
+                                  {QStringLiteral("id"), *dock.draggedID},
+                                  {QStringLiteral("slot"), dock.dragSlot ? QJsonValue(*dock.dragSlot) : QJsonValue()}})
+                            : QJsonValue()},
             {QStringLiteral("drop"),
              dock.drop ? QJsonValue(QJsonObject{
                              {QStringLiteral("target"), dock.drop->target ? QJsonValue(*dock.drop->target) : QJsonValue()},

@@ -35,6 +35,8 @@ struct DockSnapshot {
         bool copies = false;
     };
     std::optional<Drop> drop; // while another program's drag is over the dock
+    std::optional<QString> draggedID; // the dock's own tile being dragged
+    std::optional<int> dragSlot;      // the slot it holds in the row
     double hiddenAmount = 0;
     bool fullScreen = false;
     // The hover label's window (global coordinates) and text while it is shown.

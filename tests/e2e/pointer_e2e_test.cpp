@@ -261,8 +261,12 @@ TEST_F(PointerE2e, DraggingAnApplicationAlongTheRowMovesItAndTheOrderSurvivesARe
 
     // Held over the new place, the dragged tile already sits there and the other one has moved aside.
     press(session, client.tile(alpha).center(), target);
-    EXPECT_TRUE(E2eSession::waitFor([&] { return client.tile(alpha).left() > client.tile(beta).left(); }))
-        << "the row makes room while the tile is held";
+    EXPECT_TRUE(E2eSession::waitFor([&] {
+        const QJsonObject drag = client.docks().front().json[QStringLiteral("drag")].toObject();
+        return drag[QStringLiteral("id")] == alpha && drag[QStringLiteral("slot")] == 1
+            && client.tile(alpha).left() > client.tile(beta).left();
+    })) << "the row makes room while the tile is held; the dock: "
+        << QJsonDocument(client.docks().front().json).toJson(QJsonDocument::Compact).toStdString();
     moveTo(session, target + QPointF(1, 0));
     session.xdotool({QStringLiteral("mouseup"), QStringLiteral("1")});
     ASSERT_TRUE(E2eSession::waitFor([&] { return client.itemIDs().mid(0, 2) == QStringList{beta, alpha}; }))
