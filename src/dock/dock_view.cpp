@@ -696,6 +696,7 @@ std::optional<int> DockView::hoveredIndex() const
     // The keyboard selection, while there is one, is what the dock shows as hovered.
     return interaction.keyboardIndex ? interaction.keyboardIndex : hover.index();
 }
+
 std::optional<DockView::PendingDrop> DockView::pendingDrop() const
 {
     if (!interaction.dropPoint || interaction.draggedURLs.isEmpty())

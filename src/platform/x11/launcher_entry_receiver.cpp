@@ -125,6 +125,8 @@ LauncherEntryReceiver::~LauncherEntryReceiver()
 
 void LauncherEntryReceiver::listen(const QString& appURI, bool on)
 {
+    if (!reader.joinable())
+        return;
     QByteArray rule = QByteArrayLiteral("type='signal',interface='") + interfaceName
         + QByteArrayLiteral("',member='Update',arg0=") + quoted(appURI);
     {

@@ -213,18 +213,18 @@ LauncherEntryChanges UnityLauncherEntries::changes(const QVariantMap& properties
     for (auto it = properties.constBegin(); it != properties.constEnd(); ++it) {
         const QString& key = it.key();
         const QVariant& value = it.value();
-        if (key == QLatin1String("count"))
+        if (key == QLatin1String("count")) {
             changes.count = integer(value);
-        else if (key == QLatin1String("progress")) {
+        } else if (key == QLatin1String("progress")) {
             if (const auto v = number(value))
                 changes.progress = std::clamp(*v, 0.0, 1.0);
-        }
-        else if (key == QLatin1String("count-visible"))
+        } else if (key == QLatin1String("count-visible")) {
             changes.countVisible = flag(value);
-        else if (key == QLatin1String("progress-visible"))
+        } else if (key == QLatin1String("progress-visible")) {
             changes.progressVisible = flag(value);
-        else if (key == QLatin1String("urgent"))
+        } else if (key == QLatin1String("urgent")) {
             changes.urgent = flag(value);
+        }
     }
     return changes;
 }
