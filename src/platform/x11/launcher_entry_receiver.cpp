@@ -292,7 +292,10 @@ void LauncherEntryReceiver::run()
             continue;
         }
         // A stream of updates gathers for a frame and is read in one go, instead of waking
-        // this thread for each; the first update after a quiet spell is read at once.
+        // this thread for each; the first update after a quiet spell is read at once. Sending
+        // rules is no stream.
+        if (!(fds[1].revents & POLLIN))
+            continue;
         const auto now = std::chrono::steady_clock::now();
         const bool streaming = now - lastRead < gatherPeriod;
         lastRead = now;
