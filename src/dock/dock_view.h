@@ -14,6 +14,7 @@
 #include "dock/dock_view_accessible.h"
 #include "dock/dock_view_renderer.h"
 #include "platform/callback_list.h"
+#include "platform/dock_window_platform.h"
 #include "windows/dock_window.h"
 
 #include <QHash>
@@ -168,8 +169,9 @@ public:
 
     std::function<void()> onInputRegionChanged; // called only when inputRegion changes
     std::function<void(int)> onFrameRendered;   // optional, counts frames for benchmarks
-    // Whether a mouse button is down now, asked of the window system; empty = Qt's last known state.
-    std::function<bool()> pointerButtonHeld;
+    // The pointer in view coordinates and the buttons, asked of the window system; empty or no
+    // answer = Qt's last known state.
+    std::function<std::optional<PointerReading>()> readPointer;
     // Runs a drag of one of the dock's own tiles to its end; empty = QDrag::exec. A seam for tests.
     std::function<Qt::DropAction(QDrag&)> runDrag;
 

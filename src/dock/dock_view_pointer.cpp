@@ -14,14 +14,19 @@
 #include <QDropEvent>
 #include <QFileInfo>
 #include <QGuiApplication>
+#include <QLoggingCategory>
+#include <QKeyEvent>
 #include <QMimeData>
 #include <QMouseEvent>
+#include <QTimer>
 
 #include <algorithm>
 
 namespace wharf {
 
 namespace {
+
+Q_LOGGING_CATEGORY(lcDockDrag, "wharf.dock.drag", QtInfoMsg)
 
 QList<QUrl> fileURLs(const QMimeData* data)
 {
@@ -34,6 +39,25 @@ QList<QUrl> fileURLs(const QMimeData* data)
     }
     return urls;
 }
+
+// Qt's drag eats the key press that gives it up, and forgets the button still held. A filter
+// installed once the drag's own event loop runs is asked before the drag's, and notes the key.
+class EscapeWatch : public QObject {
+public:
+    EscapeWatch()
+    {
+        QTimer::singleShot(0, this, [this] { qApp->installEventFilter(this); });
+    }
+    bool pressed = false;
+
+protected:
+    bool eventFilter(QObject*, QEvent* event) override
+    {
+        if (event->type() == QEvent::KeyPress && static_cast<QKeyEvent*>(event)->key() == Qt::Key_Escape)
+            pressed = true;
+        return false;
+    }
+};
 
 bool isDesktopEntry(const QUrl& url)
 {
@@ -171,20 +195,24 @@ void DockView::beginDrag(int index, const QPointF& pressPoint)
 
     // The dock does not have the focus: without the keyboard, Escape could not give the drag up.
     grabKeyboard();
+    EscapeWatch escape;
     // Other programs may link or copy the file, never move it: the pin is what leaves, not the file.
     const Qt::DropAction result = runDrag ? runDrag(drag) : drag.exec(Qt::CopyAction | Qt::LinkAction, Qt::LinkAction);
     releaseKeyboard();
 
     // Dragged out and let go above the row with nothing taking it: the pin goes. A drag given up
-    // with Escape still has the button down.
-    const QPointF end = context.pointerLocation ? context.pointerLocation().value_or(QPointF()) : QCursor::pos();
-    const bool released = pointerButtonHeld ? !pointerButtonHeld() : QGuiApplication::mouseButtons() == Qt::NoButton;
+    // with Escape still has the button down, unless it has come up since.
+    const auto reading = readPointer ? readPointer() : std::nullopt;
+    const bool released =
+        !escape.pressed && (reading ? !reading->buttonHeld : QGuiApplication::mouseButtons() == Qt::NoButton);
+    const double endY = reading ? reading->position.y() : mapFromGlobal(QCursor::pos()).y();
+    qCDebug(lcDockDrag, "Drag of %s ended: action %d, %s, pointer at y %.0f in the view", qUtf8Printable(id),
+            int(result), released ? "let go" : "held or given up", endY);
     if (result == Qt::IgnoreAction && released && window() && context.actions.remove && context.model) {
         const auto& items = context.model->items();
         const bool pinned = std::any_of(items.begin(), items.end(),
                                         [&](const DockItem& i) { return i.id == id && i.isPinned; });
-        const double bottom = mapToGlobal(QPointF(0, height())).y();
-        if (pinned && DockInteraction::endsAboveRow(end.y(), bottom, frames))
+        if (pinned && DockInteraction::endsAboveRow(endY, height(), frames))
             context.actions.remove(id);
     }
     interaction.clearDrag();

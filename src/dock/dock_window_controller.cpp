@@ -62,8 +62,12 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
         if (platform)
             platform->setLabelRegion(outline.translated(view->pos()));
     };
-    if (system)
-        view->pointerButtonHeld = [system] { return system->pointerButtonHeld(); };
+    view->readPointer = [this]() -> std::optional<PointerReading> {
+        auto reading = platform ? platform->readPointer() : std::nullopt;
+        if (reading)
+            reading->position -= view->pos();
+        return reading;
+    };
     view->onFullScreenChanged = [this](bool inFullScreen) { followFullScreen(inFullScreen); };
     if (fullScreenOverlay && fullScreen) {
         // Anything raised since (the full-screen window itself, when clicked) goes below again.

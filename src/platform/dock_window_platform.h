@@ -3,15 +3,23 @@
 #include "platform/callback_list.h"
 
 #include <QImage>
+#include <QPointF>
 #include <QRect>
 #include <QRegion>
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 class QWidget;
 
 namespace wharf {
+
+// The pointer as the window system sees it right now.
+struct PointerReading {
+    QPointF position; // in the window's (or view's) own coordinates
+    bool buttonHeld = false;
+};
 
 // The window-system side of one dock window: what Qt's own window flags cannot say.
 class DockWindowPlatform {
@@ -40,6 +48,10 @@ public:
     // Reserves `height` pixels along the bottom of the window's screen for maximized and newly
     // placed windows; 0 reserves nothing.
     virtual void setBottomReservation(int height) = 0;
+    // Where the pointer is relative to this window, and whether a mouse button is down (a drag
+    // given up with Escape still has it down). Asked of the server, not worked out from where Qt
+    // believes the window sits: a window manager that frames the dock can leave that stale.
+    virtual std::optional<PointerReading> readPointer() const = 0;
 };
 
 // The normal dock lives with the other windows; the overlay dock must show above a full-screen
@@ -71,10 +83,6 @@ public:
     // their panels and task bars reserve. The docks' own reservations never count.
     virtual QRect availableArea(const QRect& display) const = 0;
     CallbackList<> availableAreaChanged;
-
-    // Whether a mouse button is down right now, as the server sees it (a drag given up with Escape
-    // still has it down). Without a way to ask, none is.
-    virtual bool pointerButtonHeld() const { return false; }
 };
 
 } // namespace wharf

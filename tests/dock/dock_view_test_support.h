@@ -86,6 +86,11 @@ public:
     DockView& makeView(bool overlay = false)
     {
         view = std::make_unique<DockView>(context(), overlay);
+        view->readPointer = [this]() -> std::optional<PointerReading> {
+            if (!pointer)
+                return std::nullopt;
+            return PointerReading{*pointer, false};
+        };
         view->resize(size);
         view->reload();
         return *view;

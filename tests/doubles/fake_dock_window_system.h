@@ -39,6 +39,7 @@ public:
             void setVisibleRegion(const QRegion&) override {}
             void setLabelRegion(const QRegion&) override {}
             void setBottomReservation(int height) override { window->reservations.push_back(height); }
+            std::optional<PointerReading> readPointer() const override { return std::nullopt; }
         };
         auto platform = std::make_unique<Platform>();
         platform->window = window;

@@ -161,6 +161,16 @@ public:
         }
     }
 
+    std::optional<PointerReading> readPointer() const override
+    {
+        const Reply<xcb_query_pointer_reply_t> reply(
+            xcb_query_pointer_reply(connection, xcb_query_pointer(connection, window()), nullptr));
+        if (!reply || !reply->same_screen || !widget)
+            return std::nullopt;
+        return PointerReading{QPointF(reply->win_x, reply->win_y) / widget->devicePixelRatioF(),
+                              (reply->mask & (XCB_BUTTON_MASK_1 | XCB_BUTTON_MASK_2 | XCB_BUTTON_MASK_3)) != 0};
+    }
+
     bool setAcceptsFocus(bool accepts, std::uint32_t eventTime) override
     {
         if (!widget)
@@ -554,13 +564,6 @@ void X11DockWindow::updateStruts()
     struts = std::move(found);
     qCInfo(lcDockWindow, "Other programs reserve %d screen edge(s)", int(struts.size()));
     availableAreaChanged.notify();
-}
-
-bool X11DockWindow::pointerButtonHeld() const
-{
-    const Reply<xcb_query_pointer_reply_t> reply(
-        xcb_query_pointer_reply(connection, xcb_query_pointer(connection, root), nullptr));
-    return reply && (reply->mask & (XCB_BUTTON_MASK_1 | XCB_BUTTON_MASK_2 | XCB_BUTTON_MASK_3));
 }
 
 QRect X11DockWindow::availableArea(const QRect& display) const

@@ -31,7 +31,6 @@ public:
     std::unique_ptr<DockWindowPlatform> attach(QWidget& window, DockWindowRole role) override;
     bool isCompositing() const override { return compositing; }
     QRect availableArea(const QRect& display) const override;
-    bool pointerButtonHeld() const override;
     QImage desktopBackground(const QRect& area) const override;
 
     bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr* result) override;
