@@ -24,9 +24,17 @@ struct Property {
     DBusBasicValue value;
 };
 
+// An Update-shaped message: the signal `member`, or with no member the answer to a method call.
 MessagePtr update(const char* member, const char* uri, const std::vector<Property>& properties)
 {
-    MessagePtr message(dbus_message_new_signal("/x", "com.canonical.Unity.LauncherEntry", member));
+    MessagePtr message;
+    if (member) {
+        message.reset(dbus_message_new_signal("/x", "com.canonical.Unity.LauncherEntry", member));
+    } else {
+        const MessagePtr call(dbus_message_new_method_call(":1.1", "/x", "com.canonical.Unity.LauncherEntry", "Query"));
+        dbus_message_set_serial(call.get(), 1);
+        message.reset(dbus_message_new_method_return(call.get()));
+    }
     DBusMessageIter arguments, map;
     dbus_message_iter_init_append(message.get(), &arguments);
     dbus_message_iter_append_basic(&arguments, DBUS_TYPE_STRING, &uri);
@@ -83,12 +91,10 @@ TEST(UnityLauncherEntries, OtherWidthsOutOfRangeValuesAndRepeats)
 
     EXPECT_FALSE(LauncherEntryReceiver::parse(update("Query", "application://a.desktop", {}).get()));
 
-    // The same values as a Query answers them.
-    LauncherEntry queried;
-    UnityLauncherEntries::apply(queried, UnityLauncherEntries::changes({{QStringLiteral("count"), 7u},
-                                                                         {QStringLiteral("progress"), 1.7},
-                                                                         {QStringLiteral("urgent"), QStringLiteral("yes")}}));
-    EXPECT_EQ(queried, (LauncherEntry{7, false, 1.0, false, false}));
+    const auto queried =
+        LauncherEntryReceiver::parse(update(nullptr, "application://a.desktop", {{"count", DBUS_TYPE_UINT32, count}}).get());
+    ASSERT_TRUE(queried) << "a Query's answer reads as an update";
+    EXPECT_EQ(queried->second.count, 7);
 }
 
 TEST(UnityLauncherEntries, ApplicationURIsNameDesktopEntries)

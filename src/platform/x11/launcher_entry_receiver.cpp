@@ -23,6 +23,7 @@ namespace {
 
 const char* const interfaceName = "com.canonical.Unity.LauncherEntry";
 const char* const busName = "org.freedesktop.DBus";
+constexpr std::size_t maxUnansweredQueries = 64;
 
 struct ConnectionCloser {
     void operator()(DBusConnection* connection) const
@@ -123,18 +124,24 @@ LauncherEntryReceiver::~LauncherEntryReceiver()
     reader.join();
 }
 
+void LauncherEntryReceiver::post(Request request)
+{
+    {
+        const std::lock_guard guard(lock);
+        requests.push_back(std::move(request));
+    }
+    const quint64 one = 1;
+    [[maybe_unused]] const auto written = ::write(wake.get(), &one, sizeof one);
+}
+
 void LauncherEntryReceiver::listen(const QString& appURI, bool on)
 {
     if (!reader.joinable())
         return;
-    QByteArray rule = QByteArrayLiteral("type='signal',interface='") + interfaceName
-        + QByteArrayLiteral("',member='Update',arg0=") + quoted(appURI);
-    {
-        const std::lock_guard guard(lock);
-        requests.push_back({std::move(rule), on, {}});
-    }
-    const quint64 one = 1;
-    [[maybe_unused]] const auto written = ::write(wake.get(), &one, sizeof one);
+    post({on ? Request::Kind::addRule : Request::Kind::removeRule,
+          QByteArrayLiteral("type='signal',interface='") + interfaceName + QByteArrayLiteral("',member='Update',arg0=")
+              + quoted(appURI),
+          {}, {}});
 }
 
 void LauncherEntryReceiver::afterRules(std::function<void()> done)
@@ -143,17 +150,20 @@ void LauncherEntryReceiver::afterRules(std::function<void()> done)
         done();
         return;
     }
-    {
-        const std::lock_guard guard(lock);
-        requests.push_back({{}, false, std::move(done)});
-    }
-    const quint64 one = 1;
-    [[maybe_unused]] const auto written = ::write(wake.get(), &one, sizeof one);
+    post({Request::Kind::done, {}, {}, std::move(done)});
+}
+
+void LauncherEntryReceiver::query(const QString& busName, const QString& objectPath)
+{
+    if (reader.joinable())
+        post({Request::Kind::query, objectPath.toUtf8(), busName.toUtf8(), {}});
 }
 
 std::optional<std::pair<QString, LauncherEntryChanges>> LauncherEntryReceiver::parse(DBusMessage* message)
 {
-    if (!dbus_message_is_signal(message, interfaceName, "Update") || !dbus_message_has_signature(message, "sa{sv}"))
+    const bool update = dbus_message_is_signal(message, interfaceName, "Update");
+    const bool answer = dbus_message_get_type(message) == DBUS_MESSAGE_TYPE_METHOD_RETURN;
+    if (!(update || answer) || !dbus_message_has_signature(message, "sa{sv}"))
         return std::nullopt;
     DBusMessageIter arguments;
     dbus_message_iter_init(message, &arguments);
@@ -193,11 +203,21 @@ bool LauncherEntryReceiver::handle(DBusMessage* message)
 {
     switch (dbus_message_get_type(message)) {
     case DBUS_MESSAGE_TYPE_ERROR:
-        qCWarning(lcBadges, "The bus refused a badge rule: %s", dbus_message_get_error_name(message));
-        [[fallthrough]];
     case DBUS_MESSAGE_TYPE_METHOD_RETURN: {
-        // Only rules are asked for on this connection, and the bus answers them in order.
-        lastAnswered = std::max<quint32>(lastAnswered, dbus_message_get_reply_serial(message));
+        const quint32 replyTo = dbus_message_get_reply_serial(message);
+        if (const auto asked = std::find(queries.begin(), queries.end(), replyTo); asked != queries.end()) {
+            queries.erase(asked);
+            // An application with nothing to show may answer with an error.
+            if (const auto answer = parse(message))
+                received(answer->first, answer->second);
+            return true;
+        }
+        if (!dbus_message_has_sender(message, busName))
+            return true; // a query given up on
+        if (dbus_message_get_type(message) == DBUS_MESSAGE_TYPE_ERROR)
+            qCWarning(lcBadges, "The bus refused a badge rule: %s", dbus_message_get_error_name(message));
+        // Everything else asked on this connection is a rule, and the bus answers them in order.
+        lastAnswered = std::max(lastAnswered, replyTo);
         const auto ready = std::stable_partition(waiting.begin(), waiting.end(),
                                                  [&](const auto& w) { return w.first > lastAnswered; });
         std::vector<std::function<void()>> done;
@@ -243,7 +263,7 @@ void LauncherEntryReceiver::run()
             batch.swap(requests);
         }
         for (auto& request : batch) {
-            if (request.done) {
+            if (request.kind == Request::Kind::done) {
                 if (!bus || lastSent <= lastAnswered)
                     request.done();
                 else
@@ -252,13 +272,24 @@ void LauncherEntryReceiver::run()
             }
             if (!bus)
                 continue;
-            const MessagePtr call(dbus_message_new_method_call(busName, "/org/freedesktop/DBus", busName,
-                                                               request.add ? "AddMatch" : "RemoveMatch"));
-            const char* text = request.rule.constData();
+            const bool query = request.kind == Request::Kind::query;
+            const char* text = request.text.constData();
+            const MessagePtr call(
+                query ? dbus_message_new_method_call(request.destination.constData(), text, interfaceName, "Query")
+                      : dbus_message_new_method_call(busName, "/org/freedesktop/DBus", busName,
+                                                     request.kind == Request::Kind::addRule ? "AddMatch" : "RemoveMatch"));
             dbus_uint32_t serial = 0;
-            if (call && dbus_message_append_args(call.get(), DBUS_TYPE_STRING, &text, DBUS_TYPE_INVALID)
-                && dbus_connection_send(bus.get(), call.get(), &serial))
+            if (!call || (!query && !dbus_message_append_args(call.get(), DBUS_TYPE_STRING, &text, DBUS_TYPE_INVALID))
+                || !dbus_connection_send(bus.get(), call.get(), &serial))
+                continue;
+            if (!query) {
                 lastSent = serial;
+                continue;
+            }
+            // A program that never answers is not waited for without end.
+            if (queries.size() >= maxUnansweredQueries)
+                queries.erase(queries.begin());
+            queries.push_back(serial);
         }
 
         pollfd fds[2] = {{wake.get(), POLLIN, 0}, {busFd, POLLIN, 0}};

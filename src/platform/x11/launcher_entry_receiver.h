@@ -27,8 +27,8 @@ struct LauncherEntryChanges {
     std::optional<bool> urgent;
 };
 
-// Receives com.canonical.Unity.LauncherEntry.Update signals on a session-bus connection of its
-// own, read by libdbus on a thread of its own. A flood of badge updates is the one stream of bus
+// Receives com.canonical.Unity.LauncherEntry.Update signals, and the answers to Query, on a
+// session-bus connection of its own, read by libdbus on a thread of its own. A flood of badge updates is the one stream of bus
 // traffic an application can aim at the dock; read here, a signal costs a parse and a callback,
 // with no Qt event and no other thread woken.
 class LauncherEntryReceiver {
@@ -47,17 +47,23 @@ public:
     // `done` runs on the reading thread once the bus holds every rule asked for before it, or
     // at once without a bus.
     void afterRules(std::function<void()> done);
+    // Asks the connection `busName` for all the properties of its entry at `objectPath`; an
+    // answer arrives as an update does.
+    void query(const QString& busName, const QString& objectPath);
 
-    // The application URI and properties of an Update signal; none for any other message.
-    // Values of a type the property cannot take are left out.
+    // The application URI and properties of an Update signal or of a method's answer; none for
+    // any other message. Values of a type the property cannot take are left out.
     static std::optional<std::pair<QString, LauncherEntryChanges>> parse(DBusMessage* message);
 
 private:
     struct Request {
-        QByteArray rule; // AddMatch or RemoveMatch of this rule, unless `done` is set
-        bool add = false;
+        enum class Kind { addRule, removeRule, query, done } kind;
+        QByteArray text;        // the rule, or the object path queried
+        QByteArray destination; // the connection queried
         std::function<void()> done;
     };
+
+    void post(Request request);
 
     struct Filter; // libdbus's callback, which reaches the members below
 
@@ -71,8 +77,9 @@ private:
     bool stopping = false;         // guarded by `lock`
 
     // The reading thread's own.
-    quint32 lastAnswered = 0;
+    quint32 lastAnswered = 0;                                       // of the rules
     std::vector<std::pair<quint32, std::function<void()>>> waiting; // after the reply to a serial
+    std::vector<quint32> queries;                                   // unanswered, oldest first
 
     std::thread reader;
 };

@@ -2,7 +2,6 @@
 
 #include "platform/x11/process_reader.h"
 
-#include <QDBusArgument>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
@@ -12,8 +11,6 @@
 #include <QTimer>
 
 #include <algorithm>
-#include <cmath>
-#include <limits>
 #include <mutex>
 
 Q_LOGGING_CATEGORY(lcBadges, "wharf.badges")
@@ -29,50 +26,6 @@ const QString busPath = QStringLiteral("/org/freedesktop/DBus");
 QString uriOf(const QString& desktopID)
 {
     return QStringLiteral("application://") + desktopID + QStringLiteral(".desktop");
-}
-
-std::optional<qint64> integer(const QVariant& value)
-{
-    switch (value.metaType().id()) {
-    case QMetaType::Int:
-    case QMetaType::UInt:
-    case QMetaType::LongLong:
-    case QMetaType::Short:
-    case QMetaType::UShort:
-    case QMetaType::UChar: return value.toLongLong();
-    case QMetaType::ULongLong: {
-        const qulonglong v = value.toULongLong();
-        return v > qulonglong(std::numeric_limits<qint64>::max()) ? std::numeric_limits<qint64>::max() : qint64(v);
-    }
-    default: return std::nullopt;
-    }
-}
-
-std::optional<double> number(const QVariant& value)
-{
-    if (value.metaType().id() == QMetaType::Double) {
-        const double v = value.toDouble();
-        return std::isfinite(v) ? std::optional(v) : std::nullopt;
-    }
-    if (const auto v = integer(value))
-        return double(*v);
-    return std::nullopt;
-}
-
-std::optional<bool> flag(const QVariant& value)
-{
-    return value.metaType().id() == QMetaType::Bool ? std::optional(value.toBool()) : std::nullopt;
-}
-
-// An a{sv} argument of a received message; none when the argument is anything else.
-std::optional<QVariantMap> propertyMap(const QVariant& argument)
-{
-    if (argument.metaType() != QMetaType::fromType<QDBusArgument>())
-        return std::nullopt;
-    const auto dbus = argument.value<QDBusArgument>();
-    if (dbus.currentSignature() != QLatin1String("a{sv}"))
-        return std::nullopt;
-    return qdbus_cast<QVariantMap>(dbus);
 }
 
 // A helper process (a GApplication's service, a terminal's shell) publishes for its program.
@@ -207,28 +160,6 @@ QString UnityLauncherEntries::objectPath(const QString& appURI)
     return QStringLiteral("/com/canonical/unity/launcherentry/") + QString::number(hash);
 }
 
-LauncherEntryChanges UnityLauncherEntries::changes(const QVariantMap& properties)
-{
-    LauncherEntryChanges changes;
-    for (auto it = properties.constBegin(); it != properties.constEnd(); ++it) {
-        const QString& key = it.key();
-        const QVariant& value = it.value();
-        if (key == QLatin1String("count")) {
-            changes.count = integer(value);
-        } else if (key == QLatin1String("progress")) {
-            if (const auto v = number(value))
-                changes.progress = std::clamp(*v, 0.0, 1.0);
-        } else if (key == QLatin1String("count-visible")) {
-            changes.countVisible = flag(value);
-        } else if (key == QLatin1String("progress-visible")) {
-            changes.progressVisible = flag(value);
-        } else if (key == QLatin1String("urgent")) {
-            changes.urgent = flag(value);
-        }
-    }
-    return changes;
-}
-
 bool UnityLauncherEntries::apply(LauncherEntry& entry, const LauncherEntryChanges& changes)
 {
     const LauncherEntry before = entry;
@@ -292,7 +223,7 @@ void UnityLauncherEntries::listen(const QString& desktopID, bool on)
 
 void UnityLauncherEntries::query(const std::vector<Application>& applications)
 {
-    if (!bus.isConnected() || applications.empty())
+    if (!receiver || !bus.isConnected() || applications.empty())
         return;
     // Which connection belongs to which program is known only by asking the bus for every
     // connection's process; a program's helper processes count as the program.
@@ -327,17 +258,7 @@ void UnityLauncherEntries::queryName(const QString& name, const std::vector<Appl
                     return std::find(family.begin(), family.end(), p) != family.end();
                 }))
                 continue;
-            const QDBusMessage queryCall = QDBusMessage::createMethodCall(
-                name, objectPath(uriOf(application.desktopID)), interfaceName, QStringLiteral("Query"));
-            auto* answer = new QDBusPendingCallWatcher(bus.asyncCall(queryCall), this);
-            connect(answer, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher* reply) {
-                reply->deleteLater();
-                const QVariantList arguments = reply->reply().arguments();
-                if (arguments.size() != 2 || arguments[0].metaType().id() != QMetaType::QString)
-                    return;
-                if (const auto properties = propertyMap(arguments[1]))
-                    inbox->receive(arguments[0].toString(), changes(*properties));
-            });
+            receiver->query(name, objectPath(uriOf(application.desktopID)));
         }
     });
 }

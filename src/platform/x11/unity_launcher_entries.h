@@ -6,7 +6,6 @@
 #include <QDBusConnection>
 #include <QObject>
 #include <QString>
-#include <QVariantMap>
 
 #include <map>
 #include <memory>
@@ -22,7 +21,8 @@ namespace wharf {
 // A flood of updates must cost the dock next to nothing. The bus daemon delivers only the
 // updates of watched applications (one arg0 match rule each); a receiver of their own takes them
 // on its thread, without waking the main thread unless a value changed, and the main thread hears
-// of changes at most once a frame. Queries and the service name go over `bus`.
+// of changes at most once a frame. The service name, and the search for the connection that
+// publishes for an application, go over `bus`; the receiver asks that connection after its rule.
 class UnityLauncherEntries : public QObject, public LauncherEntries {
     Q_OBJECT
 
@@ -45,8 +45,6 @@ public:
     static std::optional<QString> desktopID(const QString& appURI);
     // libunity's object path for an application: its URI's djb hash.
     static QString objectPath(const QString& appURI);
-    // The known properties of an a{sv} map; a value of the wrong type is left out.
-    static LauncherEntryChanges changes(const QVariantMap& properties);
     // True when the entry changed.
     static bool apply(LauncherEntry& entry, const LauncherEntryChanges& changes);
 
