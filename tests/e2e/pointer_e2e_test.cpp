@@ -4,6 +4,8 @@
 #include "dock_e2e_client.h"
 
 #include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
 #include <QThread>
 
 #include <gtest/gtest.h>
@@ -267,11 +269,20 @@ TEST_F(PointerE2e, AFolderTileClickedOpensAndClosesItsStackAndDraggedUpOutOfTheD
     ASSERT_TRUE(client.settledDock());
     EXPECT_TRUE(client.itemIDs().contains(id)) << "an escaped drag removes nothing";
 
-    // Let go over the desktop far above the icons: nothing takes it, so it leaves the dock, even
-    // when Qt has been told a wrong place for the dock's window.
+    // Told a wrong place for its window, the dock finds out and sets Qt right: what it places
+    // against its window (here the divider) stays where it is.
     const auto docks = session.clientWindows(QStringLiteral("wharf"));
     ASSERT_EQ(docks.size(), 1u);
+    const auto divider = [&] {
+        const QJsonArray frame = client.docks().front().json[QStringLiteral("divider")].toArray();
+        return QJsonDocument(frame).toJson(QJsonDocument::Compact).toStdString();
+    };
+    const std::string before = divider();
     claimWindowAtOrigin(session, docks.front());
+    QThread::msleep(300);
+    EXPECT_EQ(divider(), before);
+
+    // Let go over the desktop far above the icons: nothing takes it, so it leaves the dock.
     press(session, tile.center(), above);
     EXPECT_TRUE(E2eSession::waitFor([&] {
         return client.docks().front().json[QStringLiteral("drag")].toObject()[QStringLiteral("id")] == id;

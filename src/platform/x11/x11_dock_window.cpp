@@ -5,6 +5,7 @@
 #include <QLoggingCategory>
 #include <QPainter>
 #include <QPointer>
+#include <QTimer>
 #include <QWidget>
 #include <QWindow>
 
@@ -122,6 +123,9 @@ public:
         });
         widget.windowHandle()->installEventFilter(this);
         qApp->installNativeEventFilter(this);
+        placeCheck.setSingleShot(true);
+        placeCheck.setInterval(100);
+        connect(&placeCheck, &QTimer::timeout, this, [this] { checkPlace(); });
     }
 
     ~X11DockWindowPlatform() override
@@ -265,6 +269,18 @@ private:
             return false;
         const auto* event = static_cast<const xcb_generic_event_t*>(message);
         const int type = event->response_type & 0x7f;
+        if (type == XCB_REPARENT_NOTIFY) {
+            const auto* reparent = reinterpret_cast<const xcb_reparent_notify_event_t*>(event);
+            if (reparent->window == id)
+                followFrame(reparent->parent);
+            return false;
+        }
+        if (type == XCB_CONFIGURE_NOTIFY) {
+            const auto* configure = reinterpret_cast<const xcb_configure_notify_event_t*>(event);
+            if (configure->window == id || (frame != XCB_WINDOW_NONE && configure->window == frame))
+                placeCheck.start();
+            return false;
+        }
         if (type != XCB_FOCUS_IN && type != XCB_FOCUS_OUT)
             return false;
         const auto* focus = reinterpret_cast<const xcb_focus_in_event_t*>(event);
@@ -306,6 +322,50 @@ private:
                        reinterpret_cast<const char*>(&message));
     }
 
+    // Qt asks the server where its window is when it handles a ConfigureNotify, not when the server
+    // sent it. Asked while the window manager is framing the dock, the answer can be the new frame's
+    // place before the frame was moved, and moving the frame tells the dock nothing: menus, labels
+    // and drags would then be placed against the wrong spot. So the dock follows its frame's moves
+    // too, and tells Qt again, as a window manager would, when Qt is wrong.
+    void followFrame(xcb_window_t parent)
+    {
+        frame = parent == root ? xcb_window_t{XCB_WINDOW_NONE} : parent;
+        if (frame != XCB_WINDOW_NONE) {
+            const uint32_t mask = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+            xcb_change_window_attributes(connection, frame, XCB_CW_EVENT_MASK, &mask);
+            xcb_flush(connection);
+        }
+        placeCheck.start();
+    }
+
+    void checkPlace()
+    {
+        if (!widget || !widget->windowHandle())
+            return;
+        const Reply<xcb_get_geometry_reply_t> size(
+            xcb_get_geometry_reply(connection, xcb_get_geometry(connection, id), nullptr));
+        const Reply<xcb_translate_coordinates_reply_t> place(
+            xcb_translate_coordinates_reply(connection, xcb_translate_coordinates(connection, id, root, 0, 0), nullptr));
+        if (!size || !place)
+            return;
+        const QPoint believed =
+            (QPointF(widget->windowHandle()->geometry().topLeft()) * widget->devicePixelRatioF()).toPoint();
+        if (believed == QPoint(place->dst_x, place->dst_y))
+            return;
+        qCInfo(lcDockWindow, "The dock window is at %d,%d, not at %d,%d as Qt had it", place->dst_x, place->dst_y,
+               believed.x(), believed.y());
+        xcb_configure_notify_event_t notify = {};
+        notify.response_type = XCB_CONFIGURE_NOTIFY;
+        notify.event = id;
+        notify.window = id;
+        notify.x = place->dst_x;
+        notify.y = place->dst_y;
+        notify.width = size->width;
+        notify.height = size->height;
+        xcb_send_event(connection, 0, id, XCB_EVENT_MASK_STRUCTURE_NOTIFY, reinterpret_cast<const char*>(&notify));
+        xcb_flush(connection);
+    }
+
     void applyShapes()
     {
         if (!widget || !widget->windowHandle() || !widget->windowHandle()->isExposed())
@@ -345,6 +405,8 @@ private:
     bool compositing;
     bool shaped = false;
     xcb_window_t id;
+    xcb_window_t frame = XCB_WINDOW_NONE; // the window manager's, when it frames the dock
+    QTimer placeCheck;                    // after the window or its frame moved
     xcb_window_t previous = XCB_WINDOW_NONE; // active before keyboard mode
     std::weak_ptr<std::set<xcb_window_t>> ownWindows;
 };
