@@ -167,9 +167,11 @@ public:
 
     std::optional<PointerReading> readPointer() const override
     {
+        if (!widget)
+            return std::nullopt;
         const Reply<xcb_query_pointer_reply_t> reply(
             xcb_query_pointer_reply(connection, xcb_query_pointer(connection, window()), nullptr));
-        if (!reply || !reply->same_screen || !widget)
+        if (!reply || !reply->same_screen)
             return std::nullopt;
         return PointerReading{QPointF(reply->win_x, reply->win_y) / widget->devicePixelRatioF(),
                               (reply->mask & (XCB_BUTTON_MASK_1 | XCB_BUTTON_MASK_2 | XCB_BUTTON_MASK_3)) != 0};
