@@ -10,6 +10,21 @@
 
 namespace wharf {
 
+// What letting go of another program's drag would do now: the tile it lands on, else none, and
+// where pinned entries would go.
+struct DockPendingDrop {
+    std::optional<int> target;
+    int index = 0;
+    bool copies = false;
+};
+
+// The dock's own tile being dragged, and the slot it holds in the row (none once it has left the
+// row's applications).
+struct DockOwnDrag {
+    QString id;
+    std::optional<int> slot;
+};
+
 class DockTile;
 
 // Pointer clicks and drags on tiles, drops from other programs, reordering inside the dock and

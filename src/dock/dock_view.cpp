@@ -697,20 +697,20 @@ std::optional<int> DockView::hoveredIndex() const
     return interaction.keyboardIndex ? interaction.keyboardIndex : hover.index();
 }
 
-std::optional<DockView::PendingDrop> DockView::pendingDrop() const
+std::optional<DockPendingDrop> DockView::pendingDrop() const
 {
     if (!interaction.dropPoint || interaction.draggedURLs.isEmpty())
         return std::nullopt;
     // As the drop would reckon it, with the frames the row has now.
     const int index = entryList.empty() ? 0 : DockInteraction::insertionIndex(interaction.dropPoint->x(), frames);
-    return PendingDrop{interaction.dropTarget, index, interaction.dropCopies.value_or(false)};
+    return DockPendingDrop{interaction.dropTarget, index, interaction.dropCopies.value_or(false)};
 }
 
-std::optional<DockView::OwnDrag> DockView::ownDrag() const
+std::optional<DockOwnDrag> DockView::ownDrag() const
 {
     if (interaction.activeDragID.isEmpty())
         return std::nullopt;
-    return OwnDrag{interaction.activeDragID, interaction.reorderSlot};
+    return DockOwnDrag{interaction.activeDragID, interaction.reorderSlot};
 }
 
 QRegion DockView::inputRegion() const { return inputArea.current(); }

@@ -149,21 +149,8 @@ public:
     const std::vector<DockEntry>& entries() const;
     std::vector<QRectF> tileFrames() const; // current frames in widget coordinates
     std::optional<int> hoveredIndex() const;
-    // What letting go of another program's drag would do now: the tile it lands on, else none, and
-    // where pinned entries would go. None while no such drag is over the dock.
-    struct PendingDrop {
-        std::optional<int> target;
-        int index = 0;
-        bool copies = false;
-    };
-    std::optional<PendingDrop> pendingDrop() const;
-    // The dock's own tile being dragged, and the slot it holds in the row (none once it has left
-    // the row's applications).
-    struct OwnDrag {
-        QString id;
-        std::optional<int> slot;
-    };
-    std::optional<OwnDrag> ownDrag() const;
+    std::optional<DockPendingDrop> pendingDrop() const; // none while no other program's drag is over
+    std::optional<DockOwnDrag> ownDrag() const;
     double restingContentHeight() const;    // for window avoidance and struts
     QRegion inputRegion() const;            // where the view takes the mouse
 

@@ -202,12 +202,8 @@ std::vector<DockSnapshot> AppDelegate::dockSnapshots() const
         snapshot.hiddenAmount = view.hiddenAmount();
         snapshot.fullScreen = view.isInFullScreenSpace();
         snapshot.keyboardIndex = view.keyboardIndex();
-        if (const auto drop = view.pendingDrop())
-            snapshot.drop = DockSnapshot::Drop{drop->target, drop->index, drop->copies};
-        if (const auto drag = view.ownDrag()) {
-            snapshot.draggedID = drag->id;
-            snapshot.dragSlot = drag->slot;
-        }
+        snapshot.drop = view.pendingDrop();
+        snapshot.drag = view.ownDrag();
         fillDecorations(snapshot, view);
         out.push_back(std::move(snapshot));
     }

@@ -55,10 +55,10 @@ QJsonArray docksJson(const std::vector<DockSnapshot>& docks)
             {QStringLiteral("hoveredIndex"), dock.hoveredIndex ? QJsonValue(*dock.hoveredIndex) : QJsonValue()},
             {QStringLiteral("keyboardIndex"), dock.keyboardIndex ? QJsonValue(*dock.keyboardIndex) : QJsonValue()},
             {QStringLiteral("drag"),
-             dock.draggedID ? QJsonValue(QJsonObject{
-                                  {QStringLiteral("id"), *dock.draggedID},
-                                  {QStringLiteral("slot"), dock.dragSlot ? QJsonValue(*dock.dragSlot) : QJsonValue()}})
-                            : QJsonValue()},
+             dock.drag ? QJsonValue(QJsonObject{
+                             {QStringLiteral("id"), dock.drag->id},
+                             {QStringLiteral("slot"), dock.drag->slot ? QJsonValue(*dock.drag->slot) : QJsonValue()}})
+                       : QJsonValue()},
             {QStringLiteral("drop"),
              dock.drop ? QJsonValue(QJsonObject{
                              {QStringLiteral("target"), dock.drop->target ? QJsonValue(*dock.drop->target) : QJsonValue()},

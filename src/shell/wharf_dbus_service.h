@@ -1,5 +1,6 @@
 #pragma once
 
+#include "dock/dock_interaction.h"
 #include "model/dock_item.h"
 #include "platform/result.h"
 #include "windows/dock_window.h"
@@ -29,14 +30,8 @@ struct DockSnapshot {
     std::vector<QRectF> tiles;
     std::optional<int> hoveredIndex;
     std::optional<int> keyboardIndex; // the selection while the dock has the keyboard
-    struct Drop {
-        std::optional<int> target; // the tile another program's drag would land on
-        int index = 0;             // where a pinned entry would go
-        bool copies = false;
-    };
-    std::optional<Drop> drop; // while another program's drag is over the dock
-    std::optional<QString> draggedID; // the dock's own tile being dragged
-    std::optional<int> dragSlot;      // the slot it holds in the row
+    std::optional<DockPendingDrop> drop; // while another program's drag is over the dock
+    std::optional<DockOwnDrag> drag;
     double hiddenAmount = 0;
     bool fullScreen = false;
     // The hover label's window (global coordinates) and text while it is shown.
