@@ -115,7 +115,9 @@ void DockHoverLabel::setFrame(std::optional<QRect> frame, const QString& text)
     const bool moved = drawnFrame != frame;
     drawnFrame = frame;
     drawnText = text;
-    if (dock)
+    if (repaint)
+        repaint(dirty);
+    else if (dock)
         dock->update(dirty);
     if (!moved)
         return;

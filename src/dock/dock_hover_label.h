@@ -50,6 +50,8 @@ public:
 
     // Called with outline() each time it changes.
     std::function<void(const QRegion&)> onOutlineChanged;
+    // Repaints an area of the dock that the label left or entered; empty = QWidget::update.
+    std::function<void(const QRegion&)> repaint;
 
 private:
     void setFrame(std::optional<QRect> frame, const QString& text);

@@ -74,6 +74,7 @@ DockView::DockView(DockViewContext ctx, bool isFullScreenOverlay, QWidget* paren
     divider.setView(new DockDividerView(*this));
     badges = new DockBadgeOverlay(this, [this] { return now(); });
     hoverLabel = DockHoverLabel(this);
+    hoverLabel.repaint = [this](const QRegion& area) { repaintArea(area); };
     reload();
 }
 
@@ -477,12 +478,17 @@ void DockView::tick()
                                hiddenAmount())
             || changed;
     updateInputRegion(pointer);
+    // The label and the row change together: one frame for both.
+    collectedRepaint = QRegion();
+    collectingRepaint = true;
     hoverLabel.show(hoveredIndex(), tileList,
                     interaction.activeDragID.isEmpty() && !stacks.freezesRow() && hiddenAmount() < 0.3);
-    if (changed) {
+    if (changed)
         repaintScene();
+    collectingRepaint = false;
+    repaintArea(collectedRepaint);
+    if (changed)
         badges->redisplay(tileList, interaction.activeDragID, hiddenAmount() * hideDistance());
-    }
     stopTickingWhenIdle(pointer);
 }
 
@@ -610,8 +616,15 @@ void DockView::repaintScene()
     auto next = drawing->footprint(currentScene());
     const QRegion dirty = DockViewRenderer::changes(painted, next);
     painted = std::move(next);
-    if (!dirty.isEmpty())
-        update(dirty);
+    repaintArea(dirty);
+}
+
+void DockView::repaintArea(const QRegion& area)
+{
+    if (collectingRepaint)
+        collectedRepaint += area;
+    else if (!area.isEmpty() && !(paintDirectly && paintDirectly(area)))
+        update(area);
 }
 
 void DockView::paintEvent(QPaintEvent* event)

@@ -159,6 +159,9 @@ public:
     // The pointer in view coordinates and the buttons, asked of the window system; empty or no
     // answer = Qt's last known state.
     std::function<std::optional<PointerReading>()> readPointer;
+    // Draws a changed area of the view (view coordinates) straight to the screen; empty or false =
+    // repaint through Qt.
+    std::function<bool(const QRegion&)> paintDirectly;
     // Runs a drag of one of the dock's own tiles to its end; empty = QDrag::exec. A seam for tests.
     std::function<Qt::DropAction(QDrag&)> runDrag;
 
@@ -213,6 +216,8 @@ private:
     bool placeTiles(); // true when a tile got a new frame
     void updateInputRegion(const std::optional<QPointF>& pointer);
     void repaintScene();
+    // Draws `area` now, straight to the screen where the window allows, else through Qt.
+    void repaintArea(const QRegion& area);
     void ensureTicking();
     void tickOnPointerMotion();
     void stopTicking();
@@ -258,6 +263,8 @@ private:
     DockRowAnimation animation;
     DockInputRegion inputArea;
     DockHoverLabel hoverLabel;
+    bool collectingRepaint = false; // within a tick: repaints wait for its end
+    QRegion collectedRepaint;
     DockBadgeOverlay* badges = nullptr; // a child widget above the tiles
     DockAccessibilityAnnouncer accessibility;
     int framesRendered = 0;

@@ -68,6 +68,9 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
             reading->position -= view->pos();
         return reading;
     };
+    view->paintDirectly = [this](const QRegion& region) {
+        return platform && platform->paintDirectly(region.translated(view->pos()));
+    };
     view->onFullScreenChanged = [this](bool inFullScreen) { followFullScreen(inFullScreen); };
     if (fullScreenOverlay && fullScreen) {
         // Anything raised since (the full-screen window itself, when clicked) goes below again.

@@ -182,7 +182,8 @@ TEST(DockWindows, ShelfIndicatorsAndIconsAreDrawnWhereTheFramesSayInLightAndDark
                                      {QStringLiteral("Wharf.pinnedItems.v1"), pinnedItems(pins)},
                                      {QStringLiteral("replaceSystemDock"), false}});
         const QImage empty = session.screenshot().convertToFormat(QImage::Format_RGB32);
-        ASSERT_NE(startXterm(session, {"-geometry", "40x10+100+100"}), 0u);
+        const quint32 xterm = startXterm(session, {"-geometry", "40x10+100+100"});
+        ASSERT_NE(xterm, 0u);
         QProcess* wharf = session.startWharf();
         ASSERT_NE(wharf, nullptr);
         DockClient client(session);
@@ -252,6 +253,23 @@ TEST(DockWindows, ShelfIndicatorsAndIconsAreDrawnWhereTheFramesSayInLightAndDark
         EXPECT_TRUE(shows(Qt::red)) << shown.name().toStdString();
         ASSERT_EQ(setTheme(QStringLiteral("WharfBlue")), 0);
         EXPECT_TRUE(shows(Qt::blue)) << shown.name().toStdString();
+        // The xterm's tile leaves in frames drawn past Qt. Mapped again, the dock shows the last of
+        // them, not the older picture Qt kept.
+        session.xdotool({QStringLiteral("windowkill"), QString::number(xterm)});
+        ASSERT_TRUE(E2eSession::waitFor([&] { return client.items().size() == 4; }));
+        ASSERT_TRUE(client.settledDock());
+        const QRect dockArea(0, 1080 - 200, 1920, 200);
+        const auto dockShot = [&] { return session.screenshot().copy(dockArea).convertToFormat(QImage::Format_RGB32); };
+        QImage left = dockShot();
+        ASSERT_TRUE(E2eSession::waitFor([&] { return std::exchange(left, dockShot()) == left; }, 5000, 200));
+        const RunResult shownDocks = session.xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"),
+                                                      QStringLiteral("--pid"), QString::number(wharf->processId()),
+                                                      QStringLiteral("--name"), QStringLiteral("^Wharf$")});
+        for (const QString& window : shownDocks.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
+            session.xdotool({QStringLiteral("windowunmap"), QStringLiteral("--sync"), window});
+            session.xdotool({QStringLiteral("windowmap"), QStringLiteral("--sync"), window});
+        }
+        EXPECT_TRUE(E2eSession::waitFor([&] { return dockShot() == left; }, 3000, 100)) << "the dock after mapping again";
 
     }
     EXPECT_GT(shelfLightness[QStringLiteral("light")], shelfLightness[QStringLiteral("dark")] + 20)

@@ -1,5 +1,7 @@
 #include "platform/x11/x11_dock_window.h"
 
+#include "platform/x11/x11_frame_presenter.h"
+
 #include <QEvent>
 #include <QGuiApplication>
 #include <QLoggingCategory>
@@ -177,6 +179,45 @@ public:
                               (reply->mask & (XCB_BUTTON_MASK_1 | XCB_BUTTON_MASK_2 | XCB_BUTTON_MASK_3)) != 0};
     }
 
+    bool paintDirectly(const QRegion& region) override
+    {
+        // Without a compositing manager the window's shape follows what is drawn, and shapes go
+        // through Qt's connection: painting there as well keeps the two in order.
+        if (!compositing || !widget || !widget->windowHandle() || !widget->windowHandle()->isExposed())
+            return false;
+        if (!presenterTried) {
+            presenterTried = true;
+            presenter = X11FramePresenter::create();
+        }
+        if (!presenter || !presenter->usable())
+            return false;
+        const qreal scale = widget->devicePixelRatioF();
+        QImage* image = presenter->frame(window(), (QSizeF(widget->size()) * scale).toSize());
+        if (!image)
+            return false;
+        const auto rects = rectangles(region, scale);
+        image->setDevicePixelRatio(1);
+        QPainter painter(image);
+        painter.setCompositionMode(QPainter::CompositionMode_Source);
+        QRegion covered; // every pixel put, in window coordinates, even where the scale splits one
+        for (const auto& r : rects) {
+            painter.fillRect(QRect(r.x, r.y, r.width, r.height), Qt::transparent);
+            covered += QRectF(r.x / scale, r.y / scale, r.width / scale, r.height / scale).toAlignedRect();
+        }
+        painter.end();
+        image->setDevicePixelRatio(scale);
+        painter.begin(image);
+        widget->render(&painter, covered.boundingRect().topLeft(), covered, QWidget::DrawChildren);
+        painter.end();
+        presenter->present(rects);
+        // Qt's own image of the window no longer matches the screen there: it is repainted before
+        // Qt shows it again.
+        staleInQt += covered;
+        if (staleInQt.rectCount() > 8)
+            staleInQt = staleInQt.boundingRect();
+        return true;
+    }
+
     bool setAcceptsFocus(bool accepts, std::uint32_t eventTime) override
     {
         if (!widget)
@@ -252,6 +293,11 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override
     {
         if (event->type() == QEvent::Expose) {
+            // On an expose with nothing to repaint, Qt shows the image it has: bring it up to date.
+            if (widget && !staleInQt.isEmpty()) {
+                widget->update(staleInQt);
+                staleInQt = QRegion();
+            }
             if (widget && widget->windowHandle() == watched && widget->windowHandle()->isExposed() && !shaped)
                 applyShapes();
         } else if (event->type() == QEvent::Hide) {
@@ -411,6 +457,9 @@ private:
     QTimer placeCheck;                    // after the window or its frame moved
     xcb_window_t previous = XCB_WINDOW_NONE; // active before keyboard mode
     std::weak_ptr<std::set<xcb_window_t>> ownWindows;
+    std::unique_ptr<X11FramePresenter> presenter; // made at the first frame drawn directly
+    bool presenterTried = false;
+    QRegion staleInQt; // drawn directly since Qt last painted it
 };
 
 } // namespace

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <QImage>
+#include <QSize>
+
+#include <xcb/xcb.h>
+
+#include <memory>
+#include <vector>
+
+namespace wharf {
+
+// Puts a window's pixels on screen from shared memory, on an X connection of its own.
+//
+// Qt's backing store waits for the server after every frame before it draws into its image again,
+// which costs a round trip, and so two thread wakeups, per frame. Here the server tells when it has
+// read the image with a completion event that sits on this connection until the next frame looks
+// for it; nothing listens on the connection, so nothing wakes for it.
+class X11FramePresenter {
+public:
+    // nullptr when the display has no usable shared memory extension.
+    static std::unique_ptr<X11FramePresenter> create();
+    ~X11FramePresenter();
+    X11FramePresenter(const X11FramePresenter&) = delete;
+    X11FramePresenter& operator=(const X11FramePresenter&) = delete;
+
+    // An image of `pixels` to draw the next frame of `window` into; only what is drawn anew may be
+    // presented. Null when the window cannot be drawn to this way (not of depth 32, gone, or the
+    // server refused). Waits, if it must, for the server to finish reading the last frame.
+    QImage* frame(xcb_window_t window, QSize pixels);
+    // Sends the rectangles of the frame (device pixels) to the window.
+    void present(const std::vector<xcb_rectangle_t>& rects);
+    // False once the server refused something; the caller draws through Qt from then on.
+    bool usable() const { return !failed; }
+
+private:
+    struct Segment;
+    explicit X11FramePresenter(xcb_connection_t* connection);
+    void finishPending();
+    bool prepareWindow(xcb_window_t target);
+
+    xcb_connection_t* connection;
+    int completionEvent = -1;
+    std::unique_ptr<Segment> segment;
+    QImage image;
+    xcb_window_t window = XCB_WINDOW_NONE;
+    xcb_gcontext_t gc = 0;
+    bool pending = false; // the server may still be reading the image
+    bool failed = false;
+};
+
+} // namespace wharf
