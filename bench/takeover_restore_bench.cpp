@@ -5,8 +5,10 @@
 //   enable                                            (backup, helper start and READY, hiding)
 // Usage: GSETTINGS_SCHEMA_DIR=<build>/dash-to-dock/schemas takeover_restore_bench [rounds=50]
 #include "takeover/crash_recovery_support.h"
+#include "support/wait_for.h"
 
 #include <QCoreApplication>
+#include <QFile>
 #include <QThread>
 
 #include <algorithm>
@@ -15,9 +17,32 @@
 #include <random>
 #include <vector>
 
+#include <time.h>
+#include <unistd.h>
+
 using namespace wharf::test;
 
 namespace {
+
+qint64 monotonicNs()
+{
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return qint64(now.tv_sec) * 1'000'000'000 + now.tv_nsec;
+}
+
+// Milliseconds from `sinceNs` until the backup file is gone (polled every 0.2 ms); nullopt on timeout.
+std::optional<double> millisecondsUntilBackupGone(const DriverHome& home, qint64 sinceNs, int timeoutMs = 10000)
+{
+    const QByteArray path = QFile::encodeName(home.backupPath());
+    const qint64 deadline = sinceNs + qint64(timeoutMs) * 1'000'000;
+    while (::access(path.constData(), F_OK) == 0) {
+        if (monotonicNs() > deadline)
+            return std::nullopt;
+        ::usleep(200);
+    }
+    return double(monotonicNs() - sinceNs) / 1e6;
+}
 
 void report(const char* name, std::vector<double> ms)
 {
@@ -68,7 +93,7 @@ int main(int argc, char** argv)
             const auto took = millisecondsUntilBackupGone(home, killedAt);
             if (took)
                 (killHelper ? helperKilled : wharfKilled).push_back(*took);
-            home.waitForNoHelpers();
+            wharf::waitFor([&] { return home.noHelpers(); }, 10000);
             if (!took || home.values() != DriverHome::userValues())
                 ++lost;
             driver->write("quit\n");

@@ -90,9 +90,7 @@ protected:
         session.writeDesktopEntry(QStringLiteral("test-terminal.desktop"), QString::fromLatin1(terminalEntry));
         xterm = startXterm(session, {"-geometry", "40x10+300+100"});
         ASSERT_NE(xterm, 0u);
-        QVariantMap values = settings;
-        values.insert(QStringLiteral("replaceSystemDock"), false);
-        writeWharfSettings(session, values);
+        writeWharfSettings(session, settings);
         session.xdotool({QStringLiteral("mousemove"), QStringLiteral("5"), QStringLiteral("5")});
         wharf = session.startWharf();
         ASSERT_NE(wharf, nullptr);

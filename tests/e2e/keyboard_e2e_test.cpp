@@ -53,8 +53,7 @@ protected:
         WHARF_REQUIRE_SESSION(session);
         folder = session.home() + QStringLiteral("/Samples");
         QDir().mkpath(folder);
-        writeWharfSettings(session, {{QStringLiteral("Wharf.pinnedItems.v1"), pinnedItems({{folder, QStringLiteral("folder")}})},
-                                     {QStringLiteral("replaceSystemDock"), false}});
+        writeWharfSettings(session, {{QStringLiteral("Wharf.pinnedItems.v1"), pinnedItems({{folder, QStringLiteral("folder")}})}});
 
         // The accessibility bus runs before Wharf starts, as in a desktop session; Qt joins it.
         const RunResult bus = session.run(QStringLiteral("gdbus"),

@@ -144,8 +144,7 @@ protected:
         writeWharfSettings(session, {{QStringLiteral("Wharf.pinnedItems.v1"),
                                       pinnedItems({{apps[0], QStringLiteral("application")},
                                                {apps[1], QStringLiteral("application")},
-                                               {folder, QStringLiteral("folder")}})},
-                                     {QStringLiteral("replaceSystemDock"), false}});
+                                               {folder, QStringLiteral("folder")}})}});
         start();
     }
 
@@ -328,8 +327,7 @@ TEST_F(PointerE2e, ARunningPinnedApplicationDraggedOutStaysAsARunningTile)
 {
     const QString entry = QStringLiteral("/usr/share/applications/debian-xterm.desktop");
     ASSERT_TRUE(QFileInfo::exists(entry)) << "xterm's desktop entry";
-    writeWharfSettings(session, {{QStringLiteral("Wharf.pinnedItems.v1"), pinnedItems({{entry, QStringLiteral("application")}})},
-                                 {QStringLiteral("replaceSystemDock"), false}});
+    writeWharfSettings(session, {{QStringLiteral("Wharf.pinnedItems.v1"), pinnedItems({{entry, QStringLiteral("application")}})}});
     session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x10+100+100")});
     ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
     start();
@@ -363,13 +361,8 @@ TEST_F(PointerE2e, FilesDroppedFromAnotherProgramMoveIntoAFolderCopyWithAltAndAn
         return answer;
     };
 
-    const QString moved = session.home() + QStringLiteral("/moved.txt");
-    const QString copied = session.home() + QStringLiteral("/copied.txt");
-    for (const QString& path : {moved, copied}) {
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write("text\n");
-    }
+    const QString moved = writeFile(session.home() + QStringLiteral("/moved.txt"));
+    const QString copied = writeFile(session.home() + QStringLiteral("/copied.txt"));
     EXPECT_EQ(dragFrom(moved, inbox), QByteArray("dropped move"));
     EXPECT_TRUE(E2eSession::waitFor([&] { return QFileInfo::exists(inbox + QStringLiteral("/moved.txt")); }));
     EXPECT_FALSE(QFileInfo::exists(moved));

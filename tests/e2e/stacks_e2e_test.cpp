@@ -64,8 +64,7 @@ protected:
                                  {QStringLiteral("displayMode"), QStringLiteral("stack")}}}}).toJson(QJsonDocument::Compact);
         writeWharfSettings(session, {{QStringLiteral("Wharf.pinnedItems.v1"),
                                       pinnedItems({{folder, QStringLiteral("folder")}, {pictures, QStringLiteral("folder")}})},
-                                     {QStringLiteral("Wharf.stackSettings.v1"), stackSettings},
-                                     {QStringLiteral("replaceSystemDock"), false}});
+                                     {QStringLiteral("Wharf.stackSettings.v1"), stackSettings}});
         // Keep the pointer off the stack so hovering selects nothing.
         movePointer(session, QPointF(5, 5));
         ASSERT_NE(session.startWharf(), nullptr);
@@ -82,11 +81,13 @@ protected:
     {
         return wharf.call(method, args).type();
     }
-    // Waits until the stack satisfies `condition` and returns it.
+    // Waits until the stack satisfies `condition` and returns it; a failure of the test, with the
+    // stack's last state, when it never does.
     QJsonObject until(const std::function<bool(const QJsonObject&)>& condition)
     {
         QJsonObject last;
-        E2eSession::waitFor([&] { return condition(last = wharf.object(QStringLiteral("Stack"))); }, 10000, 50);
+        if (!E2eSession::waitFor([&] { return condition(last = wharf.object(QStringLiteral("Stack"))); }, 10000, 50))
+            ADD_FAILURE() << "the stack never got there: " << QJsonDocument(last).toJson().toStdString();
         return last;
     }
     QJsonObject until(const QString& mode)
@@ -107,7 +108,7 @@ TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheTileWhichShowsTheirPil
     const QImage folderIcon = session.screenshot().copy(icon);
     ASSERT_EQ(call(QStringLiteral("OpenStack"), {folder}), QDBusMessage::ReplyMessage);
     const QJsonObject grid = until([](const QJsonObject& s) { return shows(s, "grid") && !s["pile"].toArray().isEmpty(); });
-    ASSERT_TRUE(shows(grid, "grid")) << QJsonDocument(grid).toJson().toStdString();
+    ASSERT_TRUE(shows(grid, "grid"));
     EXPECT_EQ(grid["count"].toInt(), 12);
     EXPECT_EQ(grid["columns"].toInt(), 4);
     EXPECT_EQ(strings(grid["entries"]).first(), "Note 1.txt");
@@ -130,7 +131,6 @@ TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheTileWhichShowsTheirPil
 
     ASSERT_EQ(call(QStringLiteral("SetStackViewMode"), {folder, QStringLiteral("fan")}), QDBusMessage::ReplyMessage);
     const QJsonObject fan = until(QStringLiteral("fan"));
-    ASSERT_TRUE(shows(fan, "fan"));
     EXPECT_EQ(strings(fan["entries"]).size(), 9);
     EXPECT_EQ(fan["button"].toString(), QStringLiteral("↗  3 More in Files"));
     const QRect fanFrame = frameOf(fan);
@@ -157,7 +157,6 @@ TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheTileWhichShowsTheirPil
         const QStringList sources = strings(s["thumbnails"]);
         return shows(s, "grid") && sources.size() == 3 && !sources.contains(QString());
     });
-    ASSERT_TRUE(shows(thumbnails, "grid"));
     std::map<QString, QString> sources;
     const QStringList titles = strings(thumbnails["entries"]);
     const QStringList from = strings(thumbnails["thumbnails"]);
@@ -177,15 +176,14 @@ TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheTileWhichShowsTheirPil
 TEST_F(StacksE2e, KeyboardPreviewDismissalAndLiveRefresh)
 {
     ASSERT_EQ(call(QStringLiteral("OpenStack"), {folder}), QDBusMessage::ReplyMessage);
-    ASSERT_TRUE(shows(until(QStringLiteral("grid")), "grid"));
+    until(QStringLiteral("grid"));
 
     // Into "Sub" (the last entry) with the keyboard, and back with Backspace.
     for (const char* name : {"Down", "Down", "Down", "Down", "Right", "Right", "Right"})
         key(name);
-    ASSERT_EQ(until([](const QJsonObject& s) { return s["selected"].toInt() == 11; })["selected"].toInt(), 11);
+    until([](const QJsonObject& s) { return s["selected"].toInt() == 11; });
     key("Return");
     QJsonObject sub = until([](const QJsonObject& s) { return s["back"].toBool() && shows(s, "grid"); });
-    ASSERT_TRUE(sub["back"].toBool());
     EXPECT_EQ(strings(sub["entries"]), QStringList{"inner.txt"});
     key("BackSpace");
     QJsonObject root = until([](const QJsonObject& s) { return !s["back"].toBool() && shows(s, "grid"); });
@@ -195,32 +193,28 @@ TEST_F(StacksE2e, KeyboardPreviewDismissalAndLiveRefresh)
     for (const char* name : {"Down", "Down", "Down", "Down", "Right", "Right", "Right", "Return"})
         key(name);
     sub = until([](const QJsonObject& s) { return s["back"].toBool() && shows(s, "grid"); });
-    ASSERT_TRUE(sub["back"].toBool());
     const QRect subFrame = frameOf(sub);
     session.xdotool({"mousemove", QString::number(subFrame.left() + 28), QString::number(subFrame.top() + 23)});
     session.xdotool({"click", "1"});
-    root = until([](const QJsonObject& s) { return !s["back"].toBool() && shows(s, "grid"); });
-    EXPECT_FALSE(root["back"].toBool());
+    until([](const QJsonObject& s) { return !s["back"].toBool() && shows(s, "grid"); });
     session.xdotool({"mousemove", "5", "5"});
 
     // Space previews the selection; Escape closes the preview, then the stack.
     key("Left");
     key("space");
     const QJsonObject previewing = until([](const QJsonObject& s) { return s["preview"].isObject(); });
-    ASSERT_TRUE(previewing["preview"].isObject());
     EXPECT_EQ(previewing["preview"]["kind"].toString(), "text");
     key("Escape");
     const QJsonObject afterPreview = until([](const QJsonObject& s) { return s["preview"].isNull(); });
-    EXPECT_TRUE(afterPreview["preview"].isNull());
     EXPECT_TRUE(afterPreview["open"].toBool()) << "Escape in the preview leaves the stack open";
     key("Escape");
-    EXPECT_TRUE(closed(until(closed)));
+    until(closed);
 
     // A click elsewhere closes it.
     ASSERT_EQ(call(QStringLiteral("OpenStack"), {folder}), QDBusMessage::ReplyMessage);
-    ASSERT_TRUE(shows(until(QStringLiteral("grid")), "grid"));
+    until(QStringLiteral("grid"));
     session.xdotool({"mousemove", "100", "100", "click", "1"});
-    EXPECT_TRUE(closed(until(closed)));
+    until(closed);
 
     // Three files within a tenth of a second refresh the open stack once, and the tile's pile.
     ASSERT_EQ(call(QStringLiteral("OpenStack"), {folder}), QDBusMessage::ReplyMessage);
@@ -230,8 +224,7 @@ TEST_F(StacksE2e, KeyboardPreviewDismissalAndLiveRefresh)
     const int renders = before["pileRenders"].toInt();
     for (const char* name : {"New A.txt", "New B.txt", "New C.txt"})
         write(name, "new\n");
-    const QJsonObject after = until([](const QJsonObject& s) { return s["count"].toInt() == 15; });
-    EXPECT_EQ(after["count"].toInt(), 15);
+    until([](const QJsonObject& s) { return s["count"].toInt() == 15; });
     E2eSession::waitFor([] { return false; }, 1000); // time for any further refresh
     const QJsonObject settled = wharf.object(QStringLiteral("Stack"));
     EXPECT_EQ(settled["loads"].toInt(), loads + 1);

@@ -3,7 +3,7 @@
 // and the command-line restore.
 #include "dock_e2e_client.h"
 
-#include "takeover/takeover_test_support.h"
+#include "takeover/crash_recovery_support.h"
 
 #include <QFile>
 
@@ -16,13 +16,7 @@ namespace {
 
 using test::DockValues;
 
-const DockValues userValues{
-    {QStringLiteral("dock-fixed"), NativeDockValue{QStringLiteral("b"), QStringLiteral("true")}},
-    {QStringLiteral("autohide"), NativeDockValue{QStringLiteral("b"), QStringLiteral("false")}},
-    {QStringLiteral("intellihide"), std::nullopt},
-    {QStringLiteral("show-delay"), NativeDockValue{QStringLiteral("d"), QStringLiteral("0.75")}},
-    {QStringLiteral("require-pressure-to-show"), std::nullopt},
-};
+const DockValues userValues = test::DriverHome::userValues();
 
 // A desktop session whose user has Dash to Dock with values of their own; `sharing` makes it a
 // second login of the same user (the same files).

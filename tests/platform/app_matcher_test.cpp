@@ -107,9 +107,6 @@ std::vector<MatchCase> matchCases()
         {"classMatchesLastIdComponent", windowWithClass("konsole", "Konsole"), "org.kde.konsole", Via::wmClass, nullptr},
 
         // Sandboxed applications and application ids set by the toolkit.
-        {"snapEntryNamedSnapUnderscoreApp",
-         windowWithClass("firefox", "firefox", [](W& w) { w.snapName = w.snapApp = "firefox"; }), "firefox_firefox",
-         Via::snap, nullptr},
         {"snapAppNamedDifferentlyFromSnap",
          windowWithClass("tool", "Tool",
                          [](W& w) {

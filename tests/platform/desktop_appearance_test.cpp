@@ -28,7 +28,6 @@ TEST(IconThemes, Choice)
         {"without a session GNOME's theme is used", "hicolor", "Papirus", all, "Papirus", "Adwaita"},
         {"an empty theme name counts as no session", "", "Papirus", all, "Papirus", "Adwaita"},
         {"GNOME's theme is not installed", "hicolor", "Yaru", all, "Adwaita", "hicolor"},
-        {"no GNOME setting", "hicolor", "", all, "Adwaita", "hicolor"},
         {"a session theme that is not installed", "Yaru", "", all, "Adwaita", "hicolor"},
         {"only hicolor", "hicolor", "Papirus", bare, "hicolor", "hicolor"},
     };

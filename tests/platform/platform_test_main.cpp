@@ -1,6 +1,6 @@
+#include "support/files.h"
+
 #include <QByteArray>
-#include <QDir>
-#include <QFile>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -17,13 +17,10 @@ int main(int argc, char** argv)
     qputenv("XDG_CONFIG_DIRS", home.filePath(QStringLiteral("config-dirs")).toLocal8Bit());
     qputenv("PATH", data + "/bin:" + qgetenv("PATH"));
     // The user's own entry for a class a system entry also claims.
-    QDir().mkpath(home.filePath(QStringLiteral("data/applications")));
-    QFile user(home.filePath(QStringLiteral("data/applications/my-viewer.desktop")));
-    if (!user.open(QIODevice::WriteOnly)
-        || user.write("[Desktop Entry]\nType=Application\nName=My Viewer\nExec=konsole --mine\n"
-                      "StartupWMClass=ExampleViewer\n") < 0)
+    if (!wharf::test::writeFile(home.filePath(QStringLiteral("data/applications/my-viewer.desktop")),
+                                "[Desktop Entry]\nType=Application\nName=My Viewer\nExec=konsole --mine\n"
+                                "StartupWMClass=ExampleViewer\n"))
         return 1;
-    user.close();
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }

@@ -2,7 +2,6 @@
 #include "support/files.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
 
@@ -143,14 +142,11 @@ TEST_F(DockPreferencesTest, CorruptFileIsKeptAsideAndDefaultsApply)
     const auto p = open();
     ASSERT_FALSE(p->corruptCopyPath().isEmpty());
     EXPECT_EQ(QFileInfo(p->corruptCopyPath()).dir(), QDir(dir.path()));
-    QFile copy(p->corruptCopyPath());
-    ASSERT_TRUE(copy.open(QIODevice::ReadOnly));
-    EXPECT_EQ(copy.readAll(), corrupt);
+    EXPECT_EQ(test::readFile(p->corruptCopyPath()), corrupt);
 
     EXPECT_EQ(p->iconSize(), 58);
     p->setValue(DockPreferences::autoHideKey, true);
     p->defaults().sync();
     EXPECT_TRUE(open()->autoHide());
-    copy.seek(0);
-    EXPECT_EQ(copy.readAll(), corrupt);
+    EXPECT_EQ(test::readFile(p->corruptCopyPath()), corrupt);
 }

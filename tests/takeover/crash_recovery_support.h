@@ -20,7 +20,6 @@ public:
     QString dataHome() const { return dir.filePath(QStringLiteral("data")); }
     QString keyfile() const { return dir.filePath(QStringLiteral("config/glib-2.0/settings/keyfile")); }
     QString backupPath() const { return dataHome() + QStringLiteral("/wharf/system-dock-backup.plist"); }
-    bool backupExists() const;
 
     // The values a user might have: some keys set, others never touched.
     static DockValues userValues();
@@ -31,15 +30,11 @@ public:
     std::unique_ptr<QProcess> start(const QStringList& args = {}) const;
     // The next line the driver prints, without its line break; nullopt after timeoutMs.
     static std::optional<QString> readLine(QProcess& driver, int timeoutMs = 10000);
-    // Waits until no helper of this home runs any more.
-    bool waitForNoHelpers(int timeoutMs = 10000) const;
+    // True once no helper of this home runs any more.
+    bool noHelpers() const { return recoveryHelpers(backupPath()).isEmpty(); }
 
 private:
     QTemporaryDir dir;
 };
-
-// Milliseconds from `since` until the backup file is gone (polled every 0.2 ms); nullopt on timeout.
-std::optional<double> millisecondsUntilBackupGone(const DriverHome& home, qint64 sinceNs, int timeoutMs = 10000);
-qint64 monotonicNs();
 
 } // namespace wharf::test

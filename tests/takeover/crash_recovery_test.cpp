@@ -1,8 +1,10 @@
 // kill -9 over and over: a Wharf stand-in (takeover_driver) that takes over the real Dash to Dock
 // settings, killed at random moments. The user's values must be back after every round.
 #include "crash_recovery_support.h"
+#include "support/wait_for.h"
 
 #include <QCoreApplication>
+#include <QFile>
 #include <QThread>
 
 #include <gtest/gtest.h>
@@ -29,7 +31,7 @@ TEST(CrashRecovery, RepeatedCrashesLoseNothing)
         QThread::msleep(static_cast<unsigned long>(delayMs(random)));
         driver->kill();
         driver->waitForFinished();
-        ASSERT_TRUE(home.waitForNoHelpers());
+        ASSERT_TRUE(waitFor([&] { return home.noHelpers(); }, 10000));
         ASSERT_EQ(home.values(), DriverHome::userValues());
     }
     const auto last = home.start();
@@ -37,7 +39,7 @@ TEST(CrashRecovery, RepeatedCrashesLoseNothing)
     last->write("quit\n");
     EXPECT_EQ(DriverHome::readLine(*last), QStringLiteral("RESTORED"));
     last->waitForFinished();
-    EXPECT_FALSE(home.backupExists());
+    EXPECT_FALSE(QFile::exists(home.backupPath()));
     EXPECT_EQ(home.values(), DriverHome::userValues());
 }
 

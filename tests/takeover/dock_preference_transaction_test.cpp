@@ -2,6 +2,7 @@
 #include "takeover/process_identity.h"
 
 #include "doubles/fake_native_dock.h"
+#include "support/files.h"
 #include "support/status_assertions.h"
 
 #include <QDir>
@@ -33,11 +34,7 @@ protected:
         EXPECT_SUCCESS(transaction.writeBackup(captured.value()));
         return captured.value();
     }
-    QByteArray fileBytes() const
-    {
-        QFile file(transaction.backupPath());
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
+    QByteArray fileBytes() const { return test::readFile(transaction.backupPath()); }
     static mode_t mode(const QString& path)
     {
         struct stat info {};
@@ -63,10 +60,7 @@ TEST_F(DockPreferenceTransactionTest, TheBackupNamesUnsetKeysItsOwnerAndIsPrivat
 TEST_F(DockPreferenceTransactionTest, BadBackupsArePreservedAndNeverApplied)
 {
     DockPreferenceBackup backup = capturedAndSaved();
-    QFile file(transaction.backupPath());
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write("garbage");
-    file.close();
+    ASSERT_TRUE(test::writeFile(transaction.backupPath(), "garbage"));
     EXPECT_EQ(transaction.recoverStaleBackup().failure(),
               DockIntegrationError{QStringLiteral("The saved Dock preferences at %1 could not be read: it is not a property list.")
                                        .arg(transaction.backupPath())});

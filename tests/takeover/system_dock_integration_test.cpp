@@ -3,6 +3,7 @@
 #include "platform/x11/dash_to_dock_native_dock.h"
 #include "takeover/process_identity.h"
 #include "doubles/fake_native_dock.h"
+#include "support/files.h"
 #include "support/status_assertions.h"
 #include "takeover_test_support.h"
 
@@ -71,11 +72,7 @@ protected:
     }
     static test::DockValues stored() { return test::readKeyfileValues(test::defaultKeyfile(), test::dashToDockKeys()); }
     static QString backupPath() { return DockPreferenceTransaction::defaultDirectory() + QStringLiteral("/system-dock-backup.plist"); }
-    static QByteArray backupBytes()
-    {
-        QFile file(backupPath());
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
+    static QByteArray backupBytes() { return test::readFile(backupPath()); }
     // Hides the dock with a backup owned by `pid`, as a Wharf that has since died would leave it.
     static void leaveBackupOf(qint32 pid, const QString& start)
     {
@@ -150,12 +147,8 @@ TEST_F(SystemDockIntegrationTest, NextStartRestoresStaleBackupsAndReportsBadOnes
 
     leaveBackupOf(endedProcessPid(), ownStart);
     const auto hidden = stored();
-    QFile file(backupPath());
-    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
-    const QByteArray edited = file.readAll().replace("autohide", "autohid3");
-    file.seek(0);
-    file.write(edited);
-    file.close();
+    const QByteArray edited = backupBytes().replace("autohide", "autohid3");
+    ASSERT_TRUE(test::writeFile(backupPath(), edited));
     const QString message = QStringLiteral("The saved Dock preferences could not be validated; they have been preserved at ")
                             + backupPath() + QLatin1Char('.');
     EXPECT_EQ(SystemDockIntegration(std::make_unique<DashToDockNativeDock>()).lastError, message);

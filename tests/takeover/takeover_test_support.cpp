@@ -11,10 +11,6 @@
 #include <QDir>
 #include <QFile>
 #include <QStandardPaths>
-#include <QThread>
-
-#include <time.h>
-#include <unistd.h>
 
 namespace wharf::test {
 namespace {
@@ -121,15 +117,13 @@ bool dashToDockSchemaAvailable()
     return schema != nullptr;
 }
 
-// Driver homes for the crash tests and the restore benchmark.
+// Driver homes for the crash test and the restore benchmark.
 
 DriverHome::DriverHome()
 {
     QDir().mkpath(dataHome());
     QDir().mkpath(dir.filePath(QStringLiteral("config")));
 }
-
-bool DriverHome::backupExists() const { return QFile::exists(backupPath()); }
 
 DockValues DriverHome::userValues()
 {
@@ -163,36 +157,6 @@ std::optional<QString> DriverHome::readLine(QProcess& driver, int timeoutMs)
             return std::nullopt;
     }
     return QString::fromUtf8(driver.readLine()).trimmed();
-}
-
-bool DriverHome::waitForNoHelpers(int timeoutMs) const
-{
-    const QDeadlineTimer deadline(timeoutMs);
-    while (!recoveryHelpers(backupPath()).isEmpty()) {
-        if (deadline.hasExpired())
-            return false;
-        QThread::msleep(10);
-    }
-    return true;
-}
-
-qint64 monotonicNs()
-{
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return qint64(now.tv_sec) * 1'000'000'000 + now.tv_nsec;
-}
-
-std::optional<double> millisecondsUntilBackupGone(const DriverHome& home, qint64 sinceNs, int timeoutMs)
-{
-    const QByteArray path = QFile::encodeName(home.backupPath());
-    const qint64 deadline = sinceNs + qint64(timeoutMs) * 1'000'000;
-    while (::access(path.constData(), F_OK) == 0) {
-        if (monotonicNs() > deadline)
-            return std::nullopt;
-        ::usleep(200);
-    }
-    return double(monotonicNs() - sinceNs) / 1e6;
 }
 
 } // namespace wharf::test

@@ -67,8 +67,6 @@ int main(int argc, char** argv)
     xcb_icccm_set_wm_normal_hints(c, window, &hints);
     xcb_map_window(c, window);
     xcb_flush(c);
-    std::printf("window %u\n", window);
-    std::fflush(stdout);
 
     bool placed = false;
     int homeX = 0, homeY = 0;

@@ -327,12 +327,6 @@ bool waitForLog(QProcess& process, QString& log, const QString& text, int timeou
     }, timeoutMs);
 }
 
-QByteArray readFile(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 QString writeFile(const QString& path, const QByteArray& contents)
 {
     QDir().mkpath(QFileInfo(path).absolutePath());

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/files.h"
+
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QImage>
@@ -110,8 +112,7 @@ private:
 // Reads `process`'s standard error into `log` until `log` holds `text`.
 bool waitForLog(QProcess& process, QString& log, const QString& text, int timeoutMs = 10000);
 
-// A file's contents; empty when it cannot be read.
-QByteArray readFile(const QString& path);
+using test::readFile;
 // Writes `contents` to `path`, making its folder first (a test failure when it cannot); returns the path.
 QString writeFile(const QString& path, const QByteArray& contents = "x");
 
