@@ -196,17 +196,16 @@ public:
         if (!image)
             return false;
         const auto rects = rectangles(region, scale);
-        image->setDevicePixelRatio(1);
+        image->setDevicePixelRatio(scale);
         QPainter painter(image);
         painter.setCompositionMode(QPainter::CompositionMode_Source);
         QRegion covered; // every pixel put, in window coordinates, even where the scale splits one
         for (const auto& r : rects) {
-            painter.fillRect(QRect(r.x, r.y, r.width, r.height), Qt::transparent);
-            covered += QRectF(r.x / scale, r.y / scale, r.width / scale, r.height / scale).toAlignedRect();
+            const QRectF logical(r.x / scale, r.y / scale, r.width / scale, r.height / scale);
+            painter.fillRect(logical, Qt::transparent); // exactly the device rectangle
+            covered += logical.toAlignedRect();
         }
-        painter.end();
-        image->setDevicePixelRatio(scale);
-        painter.begin(image);
+        painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
         widget->render(&painter, covered.boundingRect().topLeft(), covered, QWidget::DrawChildren);
         painter.end();
         presenter->present(rects);
