@@ -77,6 +77,26 @@ TEST_F(DockViewPointer, TimerStopsOnceSettledAndWhileMotionEventsCome)
     EXPECT_FALSE(h.view->isTicking());
 }
 
+// Where the window can be drawn to directly, a step draws once: the row and the label together.
+TEST_F(DockViewPointer, AStepDrawsTheRowAndTheHoverLabelAsOneFrame)
+{
+    QRegion drawn;
+    int frames = 0;
+    h.view->paintDirectly = [&](const QRegion& area) {
+        drawn += area;
+        ++frames;
+        return true;
+    };
+    h.pointer = resting[3].center();
+    for (int step = 1; step <= 10; ++step) {
+        h.advance(1.0 / 60);
+        EXPECT_LE(frames, step);
+    }
+    const QRegion label = h.view->hoverLabelView().outline();
+    ASSERT_FALSE(label.isEmpty());
+    EXPECT_TRUE((label - drawn).isEmpty()) << "the label is drawn with the row";
+}
+
 TEST_F(DockViewPointer, InputRegionCoversTheHoverZoneOnly)
 {
     // Tiles taking clicks and the transparent rest letting them through are checked on the real
