@@ -5,6 +5,7 @@
 
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QEnterEvent>
 #include <QEventLoop>
 #include <QTimer>
 
@@ -87,33 +88,34 @@ int run(double idleSeconds)
     DockViewContext context;
     context.model = &h.model;
     context.preferences = &h.preferences;
-    DockView* viewPointer = nullptr;
-    context.pointerLocation = [&]() -> std::optional<QPointF> {
-        if (!pointer || !viewPointer)
-            return std::nullopt;
-        return QPointF(viewPointer->mapToGlobal(QPoint(0, 0))) + *pointer;
-    };
     DockView view(std::move(context), false);
-    viewPointer = &view;
+    view.readPointer = [&]() -> std::optional<PointerReading> {
+        if (!pointer)
+            return std::nullopt;
+        return PointerReading{*pointer, false};
+    };
     view.resize(h.size);
     view.show();
     std::vector<Frame> frames;
     view.onFrameRendered = [&](int) { frames.push_back({seconds(), view.hiddenAmount()}); };
     view.start();
     pointer = QPointF(960, -200);
+    QEvent leave(QEvent::Leave); // the pointer is elsewhere: asked for, not followed by events
+    QCoreApplication::sendEvent(&view, &leave);
     spin([&] { return view.hiddenAmount() == 1 && !view.isTicking(); }, 5);
 
-    // Reveal from the edge strip, as the window's enter event would wake it.
+    // Reveal from the edge strip: the window's enter event wakes it.
     const double centre = view.tileFrames()[15].center().x();
     frames.clear();
     pointer = QPointF(centre, h.size.height() - 1);
-    view.markLayoutDirty();
+    QEnterEvent enter(*pointer, *pointer, view.mapToGlobal(*pointer));
+    QCoreApplication::sendEvent(&view, &enter);
     spin([&] { return view.hiddenAmount() == 0 && !view.isAnimating(); }, 5);
     report("reveal", frames);
 
     frames.clear();
     pointer = QPointF(centre, -200);
-    view.markLayoutDirty();
+    QCoreApplication::sendEvent(&view, &leave);
     spin([&] { return view.hiddenAmount() == 1 && !view.isTicking(); }, 5);
     report("hide", frames);
 

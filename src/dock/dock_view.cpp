@@ -13,7 +13,6 @@
 #include "settings/dock_preferences.h"
 
 #include <QAccessible>
-#include <QCursor>
 #include <QEnterEvent>
 #include <QLinearGradient>
 #include <QMouseEvent>
@@ -92,19 +91,16 @@ double DockView::now() const
 
 std::optional<QPointF> DockView::pointerInView() const
 {
-    // Motion events keep it current without a round trip to the server, in the window's own
-    // coordinates: a window manager that frames the dock can leave Qt's idea of where the window
-    // sits stale, which would misplace a pointer mapped from the screen.
-    if (!context.pointerLocation && pointerEvents)
+    // Motion events keep it current without a round trip to the server; otherwise the window system
+    // is asked. Both are in the window's own coordinates: a window manager that frames the dock
+    // can leave Qt's idea of where the window sits stale, which would misplace a pointer mapped
+    // from the screen.
+    if (pointerEvents)
         return toLayoutPoint(lastEventPointer, height());
-    std::optional<QPointF> global;
-    if (context.pointerLocation)
-        global = context.pointerLocation();
-    else
-        global = QCursor::pos();
-    if (!global)
+    const auto reading = readPointer ? readPointer() : std::nullopt;
+    if (!reading)
         return std::nullopt;
-    return toLayoutPoint(mapFromGlobal(*global), height());
+    return toLayoutPoint(reading->position, height());
 }
 
 double DockView::backingScale() const

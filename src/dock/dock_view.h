@@ -75,7 +75,6 @@ struct DockViewContext {
     std::function<bool()> menuTracking;                        // a menu of the application is open
     // Seams for tests and benchmarks; empty = the real source.
     std::function<double()> uptime;                            // monotonic seconds
-    std::function<std::optional<QPointF>()> pointerLocation;   // global pointer, Qt screen coordinates
     std::function<void(QAccessibleEvent*)> accessibilityEvent;  // Qt's accessibility bridge
     DockViewActions actions;
     // Builds the application's menu (the divider's context menu); the caller owns it. Empty: none.
@@ -156,8 +155,9 @@ public:
 
     std::function<void()> onInputRegionChanged; // called only when inputRegion changes
     std::function<void(int)> onFrameRendered;   // optional, counts frames for benchmarks
-    // The pointer in view coordinates and the buttons, asked of the window system; empty or no
-    // answer = Qt's last known state.
+    // The pointer in view coordinates and the buttons, asked of the window system: where the
+    // pointer is while no motion events come, and how a drag ended. Empty or no answer = unknown
+    // (a drag's end then goes by Qt's last known state).
     std::function<std::optional<PointerReading>()> readPointer;
     // Draws a changed area of the view (view coordinates) straight to the screen; empty or false =
     // repaint through Qt.

@@ -71,11 +71,6 @@ public:
         context.platformIsDark = [] { return false; };
         context.reduceMotion = [this] { return reduceMotion; };
         context.uptime = [this] { return clock; };
-        context.pointerLocation = [this]() -> std::optional<QPointF> {
-            if (!pointer || !view)
-                return std::nullopt;
-            return QPointF(view->mapToGlobal(QPoint(0, 0))) + *pointer;
-        };
         context.accessibilityEvent = accessibilityEvent;
         context.fullScreenState = fullScreenState;
         context.menuTracking = [this] { return menuOpen; };
