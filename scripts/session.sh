@@ -11,6 +11,8 @@
 #   WHARF_MONITORS=2           split the screen into two RandR monitors, LEFT and RIGHT
 #   WHARF_WM=0                 no window manager
 #   WHARF_COMPOSITOR=0         no compositor
+#   WHARF_COMPOSITE=0          an X server without the Composite extension, which keeps no window's
+#                              pixels for it (no compositor can run then either)
 #   WHARF_NO_COMPOSITOR=1      no compositor even where the caller asks for one: a whole test run or
 #                              benchmark without one (WHARF_NO_COMPOSITOR=1 ctest -R e2e)
 #   WHARF_SESSION_DIR=DIR      keep HOME, the runtime folder and logs in DIR (kept afterwards)
@@ -43,7 +45,8 @@ done < <(compgen -e)
 
 # Let Xvfb pick a free display number and tell us which.
 exec {dfd}<> <(:)
-Xvfb -displayfd "$dfd" -screen 0 "${WHARF_SCREEN:-1920x1080x24}" -noreset -nolisten tcp +extension RANDR \
+composite=(); [ "${WHARF_COMPOSITE:-1}" = 1 ] || composite=(-extension Composite)
+Xvfb -displayfd "$dfd" -screen 0 "${WHARF_SCREEN:-1920x1080x24}" -noreset -nolisten tcp +extension RANDR "${composite[@]}" \
   >"$tmp/xvfb.log" 2>&1 &
 xvfb_pid=$!
 read -r -t 10 -u "$dfd" num || { echo "Xvfb did not start: $(cat "$tmp/xvfb.log")" >&2; exit 1; }

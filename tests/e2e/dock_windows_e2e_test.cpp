@@ -378,6 +378,35 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
     EXPECT_TRUE(waitForLog(*wharf, log, QStringLiteral("Compositing manager gone"))) << log.toStdString();
 }
 
+// An X server without the Composite extension keeps no window's pixels for it: what a window
+// passing over the dock uncovers, the dock draws again.
+TEST(DockWindows, WhatAWindowPassingOverTheDockUncoversIsDrawnAgain)
+{
+    E2eOptions options;
+    options.compositeExtension = false;
+    E2eSession session(options);
+    WHARF_REQUIRE_SESSION(session);
+    ASSERT_NE(session.startWharf(), nullptr);
+    DockClient client(session);
+    const auto dock = client.settledDock();
+    ASSERT_TRUE(dock);
+    const QRect shelf = QRectF(dock->tiles.front().topLeft(), dock->tiles.back().bottomRight())
+                            .toAlignedRect().adjusted(-20, -10, 20, 40).intersected(QRect(0, 0, 1920, 1080));
+    const auto shelfShot = [&] { return session.screenshot().copy(shelf).convertToFormat(QImage::Format_RGB32); };
+    const QImage atRest = shelfShot();
+    QProcess* passing = session.start(QStringLiteral("xterm"), {QStringLiteral("-xrm"), QStringLiteral("*overrideRedirect: true"),
+                                                                QStringLiteral("-geometry"), QStringLiteral("200x20+0+100")});
+    QString passer;
+    ASSERT_TRUE(E2eSession::waitFor([&] {
+        passer = session.xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--pid"),
+                                  QString::number(passing->processId())}).out.trimmed();
+        return !passer.isEmpty();
+    }));
+    for (const int y : {700, 850, 1000, 800, 100})
+        session.xdotool({QStringLiteral("windowmove"), QStringLiteral("--sync"), passer, QStringLiteral("0"), QString::number(y)});
+    EXPECT_TRUE(E2eSession::waitFor([&] { return shelfShot() == atRest; }, 3000));
+}
+
 // icewm keeps its task bar along the bottom edge: the dock sits on top of it instead of over it.
 TEST(DockWindows, UnderIcewmTheDockSitsAboveItsTaskBar)
 {

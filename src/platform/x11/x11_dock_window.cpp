@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 Q_LOGGING_CATEGORY(lcDockWindow, "wharf.dockwindow", QtInfoMsg)
@@ -128,6 +129,13 @@ public:
         placeCheck.setSingleShot(true);
         placeCheck.setInterval(100);
         connect(&placeCheck, &QTimer::timeout, this, [this] { checkPlace(); });
+        exposeDraw.setSingleShot(true);
+        exposeDraw.setInterval(20);
+        connect(&exposeDraw, &QTimer::timeout, this, [this] {
+            const QRegion area = std::exchange(exposed, QRegion());
+            if (this->widget && !area.isEmpty() && !paintDirectly(area))
+                this->widget->update(area);
+        });
     }
 
     ~X11DockWindowPlatform() override
@@ -163,7 +171,7 @@ public:
         // The input shape stays: one request, no reply awaited.
         if (widget && !compositing && shaped) {
             applyBoundingShape();
-            xcb_flush(connection);
+            xcb_flush(shapeConnection());
         }
     }
 
@@ -179,18 +187,13 @@ public:
                               (reply->mask & (XCB_BUTTON_MASK_1 | XCB_BUTTON_MASK_2 | XCB_BUTTON_MASK_3)) != 0};
     }
 
-    bool paintDirectly(const QRegion& region) override
+    bool paintDirectly(const QRegion& asked) override
     {
-        // Without a compositing manager the window's shape follows what is drawn, and shapes go
-        // through Qt's connection: painting there as well keeps the two in order.
-        if (!compositing || !widget || !widget->windowHandle() || !widget->windowHandle()->isExposed())
+        if (!widget || !widget->windowHandle() || !widget->windowHandle()->isExposed() || !presenting())
             return false;
-        if (!presenterTried) {
-            presenterTried = true;
-            presenter = X11FramePresenter::create();
-        }
-        if (!presenter || !presenter->usable())
-            return false;
+        const QRegion region = asked.united(exposed);
+        exposed = QRegion();
+        exposeDraw.stop();
         const qreal scale = widget->devicePixelRatioF();
         QImage* image = presenter->frame(window(), (QSizeF(widget->size()) * scale).toSize());
         if (!image)
@@ -308,6 +311,11 @@ protected:
 private:
     xcb_window_t window() const { return static_cast<xcb_window_t>(widget->winId()); }
 
+    bool presenting() const { return presenter && presenter->usable(); }
+    // Without a compositing manager the window's shape follows what is drawn: shapes go over the
+    // frames' connection, so that each frame shows within the shape set for it.
+    xcb_connection_t* shapeConnection() const { return presenting() ? presenter->link() : connection; }
+
     // Focus straight from the server: Qt waits a while after a focus loss before it deactivates
     // a window, and says nothing when the focus comes back meanwhile.
     bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr*) override
@@ -316,6 +324,8 @@ private:
             return false;
         const auto* event = static_cast<const xcb_generic_event_t*>(message);
         const int type = event->response_type & 0x7f;
+        if (type == XCB_EXPOSE)
+            return drawExposed(*reinterpret_cast<const xcb_expose_event_t*>(event));
         if (type == XCB_REPARENT_NOTIFY) {
             const auto* reparent = reinterpret_cast<const xcb_reparent_notify_event_t*>(event);
             if (reparent->window == id)
@@ -337,6 +347,23 @@ private:
         if (focus->event == id && !grab && !elsewhere)
             focusChanged.notify(type == XCB_FOCUS_IN);
         return false;
+    }
+
+    // Without a compositing manager the shape grows under the pointer every frame, and X asks for
+    // what it uncovers: drawn here at once, rather than by Qt from its own, older image.
+    bool drawExposed(const xcb_expose_event_t& expose)
+    {
+        if (expose.window != id || compositing || !presenting() || !widget || !widget->windowHandle()
+            || !widget->windowHandle()->isExposed())
+            return false;
+        const qreal scale = widget->devicePixelRatioF();
+        exposed += QRectF(expose.x / scale, expose.y / scale, expose.width / scale, expose.height / scale)
+                       .toAlignedRect();
+        // Drawn with the next frame, or on its own if none comes soon; the frame after the shape
+        // change that uncovered it has mostly drawn it already.
+        if (expose.count == 0 && !exposeDraw.isActive())
+            exposeDraw.start();
+        return true;
     }
 
     xcb_window_t activeWindow() const
@@ -418,25 +445,25 @@ private:
         if (!widget || !widget->windowHandle() || !widget->windowHandle()->isExposed())
             return;
         const auto rects = rectangles(inputRegion, widget->devicePixelRatioF());
-        xcb_shape_rectangles(connection, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT, XCB_CLIP_ORDERING_UNSORTED,
+        xcb_shape_rectangles(shapeConnection(), XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT, XCB_CLIP_ORDERING_UNSORTED,
                              window(), 0, 0, static_cast<uint32_t>(rects.size()), rects.data());
         shownBelowLabel = visibleRegion.united(inputRegion);
         applyBoundingShape();
-        xcb_flush(connection);
+        xcb_flush(shapeConnection());
         shaped = true;
     }
 
     void applyBoundingShape()
     {
         if (compositing) {
-            xcb_shape_mask(connection, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, window(), 0, 0, XCB_PIXMAP_NONE);
+            xcb_shape_mask(shapeConnection(), XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, window(), 0, 0, XCB_PIXMAP_NONE);
             return;
         }
         // Translucent pixels would be black: show what is drawn, and the input region too,
         // or X would deliver no input (not even the Leave) where the pointer sees nothing.
         // The dock paints the desktop background under both.
         const auto shown = rectangles(shownBelowLabel.united(labelRegion), widget->devicePixelRatioF());
-        xcb_shape_rectangles(connection, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, XCB_CLIP_ORDERING_UNSORTED,
+        xcb_shape_rectangles(shapeConnection(), XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, XCB_CLIP_ORDERING_UNSORTED,
                              window(), 0, 0, static_cast<uint32_t>(shown.size()), shown.data());
     }
 
@@ -456,9 +483,10 @@ private:
     QTimer placeCheck;                    // after the window or its frame moved
     xcb_window_t previous = XCB_WINDOW_NONE; // active before keyboard mode
     std::weak_ptr<std::set<xcb_window_t>> ownWindows;
-    std::unique_ptr<X11FramePresenter> presenter; // made at the first frame drawn directly
-    bool presenterTried = false;
+    std::unique_ptr<X11FramePresenter> presenter = X11FramePresenter::create(); // null: all through Qt
     QRegion staleInQt; // drawn directly since Qt last painted it
+    QRegion exposed;   // uncovered and not drawn since
+    QTimer exposeDraw; // draws `exposed` when no frame comes first
 };
 
 } // namespace

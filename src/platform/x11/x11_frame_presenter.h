@@ -32,6 +32,8 @@ public:
     void present(const std::vector<xcb_rectangle_t>& rects);
     // False once the server refused something; the caller draws through Qt from then on.
     bool usable() const { return !failed; }
+    // The connection the frames go over: a window's shape set on it changes in order with them.
+    xcb_connection_t* link() const { return connection; }
 
 private:
     struct Segment;

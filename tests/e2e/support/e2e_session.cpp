@@ -68,7 +68,8 @@ void E2eSession::startSession()
     env.insert("WHARF_SCREEN", options_.twoMonitors ? "3840x1080x24" : "1920x1080x24");
     env.insert("WHARF_MONITORS", options_.twoMonitors ? "2" : "1");
     env.insert("WHARF_WM", options_.windowManager ? "1" : "0");
-    env.insert("WHARF_COMPOSITOR", options_.compositor ? "1" : "0");
+    env.insert("WHARF_COMPOSITOR", options_.compositor && options_.compositeExtension ? "1" : "0");
+    env.insert("WHARF_COMPOSITE", options_.compositeExtension ? "1" : "0");
     env.insert("WHARF_SESSION_DIR", root());
 
     session_ = std::make_unique<QProcess>();

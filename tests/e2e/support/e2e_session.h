@@ -21,6 +21,7 @@ struct E2eOptions {
     bool twoMonitors = false;   // one 3840x1080 screen split into RandR monitors LEFT and RIGHT, else 1920x1080
     bool windowManager = true;  // openbox
     bool compositor = true;     // xcompmgr
+    bool compositeExtension = true; // without it the server keeps no window's pixels: no compositor either
 };
 
 struct RunResult {
