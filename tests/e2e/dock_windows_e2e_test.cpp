@@ -393,7 +393,8 @@ TEST(DockWindows, WhatAWindowPassingOverTheDockUncoversIsDrawnAgain)
     const QRect shelf = QRectF(dock->tiles.front().topLeft(), dock->tiles.back().bottomRight())
                             .toAlignedRect().adjusted(-20, -10, 20, 40).intersected(QRect(0, 0, 1920, 1080));
     const auto shelfShot = [&] { return session.screenshot().copy(shelf).convertToFormat(QImage::Format_RGB32); };
-    const QImage atRest = shelfShot();
+    QImage atRest = shelfShot();
+    ASSERT_TRUE(E2eSession::waitFor([&] { return std::exchange(atRest, shelfShot()) == atRest; }, 5000, 200));
     QProcess* passing = session.start(QStringLiteral("xterm"), {QStringLiteral("-xrm"), QStringLiteral("*overrideRedirect: true"),
                                                                 QStringLiteral("-geometry"), QStringLiteral("200x20+0+100")});
     QString passer;
