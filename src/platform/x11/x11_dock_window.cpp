@@ -191,13 +191,12 @@ public:
     {
         if (!widget || !widget->windowHandle() || !widget->windowHandle()->isExposed() || !presenting())
             return false;
-        const QRegion region = asked.united(exposed);
-        exposed = QRegion();
-        exposeDraw.stop();
         const qreal scale = widget->devicePixelRatioF();
         QImage* image = presenter->frame(window(), (QSizeF(widget->size()) * scale).toSize());
         if (!image)
             return false;
+        const QRegion region = asked.united(std::exchange(exposed, QRegion()));
+        exposeDraw.stop();
         const auto rects = rectangles(region, scale);
         image->setDevicePixelRatio(scale);
         QPainter painter(image);
@@ -350,7 +349,7 @@ private:
     }
 
     // Without a compositing manager the shape grows under the pointer every frame, and X asks for
-    // what it uncovers: drawn here at once, rather than by Qt from its own, older image.
+    // what it uncovers: the dock draws that, not Qt from its own older image.
     bool drawExposed(const xcb_expose_event_t& expose)
     {
         if (expose.window != id || compositing || !presenting() || !widget || !widget->windowHandle()

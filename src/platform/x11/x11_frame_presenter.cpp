@@ -115,8 +115,11 @@ bool X11FramePresenter::prepareWindow(xcb_window_t target)
     const auto geometry =
         xcbReply(xcb_get_geometry_reply(connection, xcb_get_geometry(connection, target), nullptr));
     // Only a window with an alpha channel: the image is premultiplied ARGB, as Qt draws it.
-    if (!geometry || geometry->depth != 32)
+    if (!geometry || geometry->depth != 32) {
+        qCInfo(lcFramePresenter, "The dock window has no alpha channel: its frames go through Qt");
+        failed = true;
         return false;
+    }
     gc = xcb_generate_id(connection);
     xcb_create_gc(connection, gc, target, 0, nullptr);
     return true;
