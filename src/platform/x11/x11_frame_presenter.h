@@ -30,7 +30,8 @@ public:
     QImage* frame(xcb_window_t window, QSize pixels);
     // Sends the rectangles of the frame (device pixels) to the window.
     void present(const std::vector<xcb_rectangle_t>& rects);
-    // False once the server refused something; the caller draws through Qt from then on.
+    // False once the server refused something or the window has no alpha channel; the caller
+    // draws through Qt from then on.
     bool usable() const { return !failed; }
     // The connection the frames go over: a window's shape set on it changes in order with them.
     xcb_connection_t* link() const { return connection; }
