@@ -53,7 +53,7 @@ DockBadgeOverlay::DockBadgeOverlay(QWidget* dock, std::function<double()> clockS
             if (mark.urgent)
                 dirty += area(mark).toAlignedRect();
         }
-        update(dirty);
+        repaintArea(dirty);
     });
     if (dock) {
         setGeometry(dock->rect());
@@ -102,7 +102,15 @@ void DockBadgeOverlay::redisplay(const std::vector<DockTile*>& tiles, const QStr
     }
     current = std::move(next);
     updatePulse();
-    update(dirty);
+    repaintArea(dirty);
+}
+
+void DockBadgeOverlay::repaintArea(const QRegion& dirty)
+{
+    if (repaint)
+        repaint(dirty);
+    else
+        update(dirty);
 }
 
 bool DockBadgeOverlay::isPulsing() const { return pulseTimer->isActive(); }

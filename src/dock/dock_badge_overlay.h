@@ -43,6 +43,9 @@ public:
     void redisplay(const std::vector<DockTile*>& tiles, const QString& draggedID = {}, double offset = 0);
 
     const std::vector<Mark>& marks() const { return current; }
+    // Repaints an area whose marks changed (the dock's coordinates, which are the overlay's);
+    // empty = QWidget::update.
+    std::function<void(const QRegion&)> repaint;
     bool isPulsing() const;
     // The area of one mark, shadows and pulse included (widget coordinates).
     static QRectF area(const Mark& mark);
@@ -56,6 +59,7 @@ protected:
 private:
     double now() const;
     void updatePulse();
+    void repaintArea(const QRegion& dirty);
 
     std::function<double()> clock;
     std::vector<Mark> current;

@@ -72,6 +72,7 @@ DockView::DockView(DockViewContext ctx, bool isFullScreenOverlay, QWidget* paren
     // Created before the first reload; the badge layer stays above the divider.
     divider.setView(new DockDividerView(*this));
     badges = new DockBadgeOverlay(this, [this] { return now(); });
+    badges->repaint = [this](const QRegion& area) { repaintArea(area); };
     hoverLabel = DockHoverLabel(this);
     hoverLabel.repaint = [this](const QRegion& area) { repaintArea(area); };
     reload();
@@ -465,7 +466,10 @@ void DockView::tick()
 
     // Settling redraws once more: frames snap to whole pixels and icons to their exact size.
     bool changed = placeTiles() || (wasAnimating && !animating) || step.changed;
-    divider.place(frames, separator, hiddenAmount(), hiddenAmount() * hideDistance(), height());
+    // The handle draws nothing, but Qt repaints what it leaves and enters at every move, past the
+    // dock's own frames: it follows the separator once the row is at rest.
+    if (!animating || divider.resizing())
+        divider.place(frames, separator, hiddenAmount(), hiddenAmount() * hideDistance(), height());
     // The zone follows the row as now placed, so the input region never lags a step behind.
     placeZone();
     // The hovered tile stays while its menu is open; nothing is hovered while a tile is dragged.
@@ -474,17 +478,17 @@ void DockView::tick()
                                hiddenAmount())
             || changed;
     updateInputRegion(pointer);
-    // The label and the row change together: one frame for both.
+    // The row, its label and its badges change together: one frame for all.
     collectedRepaint = QRegion();
     collectingRepaint = true;
     hoverLabel.show(hoveredIndex(), tileList,
                     interaction.activeDragID.isEmpty() && !stacks.freezesRow() && hiddenAmount() < 0.3);
-    if (changed)
+    if (changed) {
         repaintScene();
+        badges->redisplay(tileList, interaction.activeDragID, hiddenAmount() * hideDistance());
+    }
     collectingRepaint = false;
     repaintArea(collectedRepaint);
-    if (changed)
-        badges->redisplay(tileList, interaction.activeDragID, hiddenAmount() * hideDistance());
     stopTickingWhenIdle(pointer);
 }
 
