@@ -38,8 +38,9 @@ double indicatorLine(const DockLayout::Metrics& m)
 
 } // namespace
 
-DockBadgeOverlay::DockBadgeOverlay(QWidget* dock, std::function<double()> clockSource)
-    : QWidget(dock), clock(std::move(clockSource))
+DockBadgeOverlay::DockBadgeOverlay(QWidget* dock, std::function<void(const QRegion&)> repaintArea,
+                                   std::function<double()> clockSource)
+    : QWidget(dock), repaintMarks(std::move(repaintArea)), clock(std::move(clockSource))
 {
     setObjectName(QStringLiteral("wharf.badge-overlay"));
     setAttribute(Qt::WA_TransparentForMouseEvents);
@@ -53,7 +54,7 @@ DockBadgeOverlay::DockBadgeOverlay(QWidget* dock, std::function<double()> clockS
             if (mark.urgent)
                 dirty += area(mark).toAlignedRect();
         }
-        repaintArea(dirty);
+        repaintMarks(dirty);
     });
     if (dock) {
         setGeometry(dock->rect());
@@ -102,15 +103,7 @@ void DockBadgeOverlay::redisplay(const std::vector<DockTile*>& tiles, const QStr
     }
     current = std::move(next);
     updatePulse();
-    repaintArea(dirty);
-}
-
-void DockBadgeOverlay::repaintArea(const QRegion& dirty)
-{
-    if (repaint)
-        repaint(dirty);
-    else
-        update(dirty);
+    repaintMarks(dirty);
 }
 
 bool DockBadgeOverlay::isPulsing() const { return pulseTimer->isActive(); }

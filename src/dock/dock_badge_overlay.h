@@ -34,8 +34,10 @@ public:
 
     static constexpr double pulsePeriod = 1.2; // seconds per pulse
 
-    // `clock` gives monotonic seconds (empty: the real clock).
-    explicit DockBadgeOverlay(QWidget* dock, std::function<double()> clock = {});
+    // `repaintMarks` redraws an area whose marks changed (the dock's coordinates, which are the
+    // overlay's); `clock` gives monotonic seconds (empty: the real clock).
+    DockBadgeOverlay(QWidget* dock, std::function<void(const QRegion&)> repaintMarks,
+                     std::function<double()> clock = {});
 
     // Takes the tiles as placed now; repaints only the areas whose marks changed. The entry
     // being dragged inside the dock (`draggedID`) shows no badge; `offset` is how far auto-hide
@@ -43,9 +45,6 @@ public:
     void redisplay(const std::vector<DockTile*>& tiles, const QString& draggedID = {}, double offset = 0);
 
     const std::vector<Mark>& marks() const { return current; }
-    // Repaints an area whose marks changed (the dock's coordinates, which are the overlay's);
-    // empty = QWidget::update.
-    std::function<void(const QRegion&)> repaint;
     bool isPulsing() const;
     // The area of one mark, shadows and pulse included (widget coordinates).
     static QRectF area(const Mark& mark);
@@ -59,8 +58,8 @@ protected:
 private:
     double now() const;
     void updatePulse();
-    void repaintArea(const QRegion& dirty);
 
+    std::function<void(const QRegion&)> repaintMarks;
     std::function<double()> clock;
     std::vector<Mark> current;
     QTimer* pulseTimer = nullptr;

@@ -117,8 +117,6 @@ void DockHoverLabel::setFrame(std::optional<QRect> frame, const QString& text)
     drawnText = text;
     if (repaint)
         repaint(dirty);
-    else if (dock)
-        dock->update(dirty);
     if (!moved)
         return;
     if (frame && frame->size() != originSize) {

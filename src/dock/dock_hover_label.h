@@ -8,6 +8,7 @@
 #include <QString>
 
 #include <functional>
+#include <utility>
 #include <optional>
 #include <vector>
 
@@ -31,8 +32,13 @@ public:
     // The width of `text` on one line.
     static double naturalWidth(const QString& text);
 
-    // `dock` hosts the label: its coordinates and its lifetime.
-    explicit DockHoverLabel(QWidget* dock = nullptr) : dock(dock) {}
+    // `dock` hosts the label: its coordinates and its lifetime; `repaint` redraws an area of it
+    // that the label left or entered.
+    DockHoverLabel() = default;
+    DockHoverLabel(QWidget* dock, std::function<void(const QRegion&)> repaint)
+        : dock(dock), repaint(std::move(repaint))
+    {
+    }
 
     // Each tick: the title of the hovered tile above its current frame, or nothing when
     // `allowed` is false (a drag, an open stack, a hidden dock) or nothing is hovered.
@@ -50,13 +56,12 @@ public:
 
     // Called with outline() each time it changes.
     std::function<void(const QRegion&)> onOutlineChanged;
-    // Repaints an area of the dock that the label left or entered; empty = QWidget::update.
-    std::function<void(const QRegion&)> repaint;
 
 private:
     void setFrame(std::optional<QRect> frame, const QString& text);
 
     QWidget* dock = nullptr;
+    std::function<void(const QRegion&)> repaint;
     std::optional<QRect> drawnFrame; // dock coordinates
     QString drawnText;
     QRegion shownOutline;

@@ -71,10 +71,9 @@ DockView::DockView(DockViewContext ctx, bool isFullScreenOverlay, QWidget* paren
         fullScreenSubscription = context.fullScreenState->onChange.add([this] { ensureTicking(); });
     // Created before the first reload; the badge layer stays above the divider.
     divider.setView(new DockDividerView(*this));
-    badges = new DockBadgeOverlay(this, [this] { return now(); });
-    badges->repaint = [this](const QRegion& area) { repaintArea(area); };
-    hoverLabel = DockHoverLabel(this);
-    hoverLabel.repaint = [this](const QRegion& area) { repaintArea(area); };
+    const auto repaint = [this](const QRegion& area) { repaintArea(area); };
+    badges = new DockBadgeOverlay(this, repaint, [this] { return now(); });
+    hoverLabel = DockHoverLabel(this, repaint);
     reload();
 }
 
