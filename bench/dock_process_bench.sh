@@ -18,10 +18,11 @@ call() {
     --method "com.tamberly.Wharf.$1"
 }
 
-# 29 pinned folders and the Trash: 30 entries.
+# A pinned application, 28 pinned folders and the Trash: 30 entries, with the divider between
+# applications and the rest that a dock in use has.
 mkdir -p "$HOME/bench" "$XDG_CONFIG_HOME/wharf"
-pins=
-for i in $(seq -w 1 29); do
+pins="{\\\"kind\\\":\\\"application\\\",\\\"path\\\":\\\"/usr/share/applications/debian-xterm.desktop\\\"}"
+for i in $(seq -w 1 28); do
   mkdir -p "$HOME/bench/folder-$i"
   pins="$pins${pins:+,}{\\\"kind\\\":\\\"folder\\\",\\\"path\\\":\\\"$HOME/bench/folder-$i\\\"}"
 done
