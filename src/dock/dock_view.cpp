@@ -355,17 +355,17 @@ void DockView::ensureTicking()
     ticking = true;
     const QScreen* display = screen();
     const double t = now();
-    frameClock.start(t, display ? display->refreshRate() : 60.0);
+    const int interval = frameClock.start(t, display ? display->refreshRate() : 60.0);
     // Resume as if the timer had kept running, so the first step after idling is not a jump.
     lastTickTime = t - frameClock.period();
-    timer->start(frameClock.nextInterval(t));
+    timer->start(interval);
 }
 
 void DockView::tickOnPointerMotion()
 {
     if (!ticking)
         return;
-    const auto step = frameClock.input(now(), lastTickTime);
+    const auto step = frameClock.input(now());
     if (step.draw)
         tick();
     if (ticking)

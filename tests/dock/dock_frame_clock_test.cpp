@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <vector>
 
 namespace wharf {
 namespace {
@@ -38,56 +39,77 @@ TEST(DockFrameClock, AverageRateFollowsTheDisplay)
     }
 }
 
-TEST(DockFrameClock, ALateTickKeepsToTheFrameGrid)
+TEST(DockFrameClock, ALateTickLeavesTheNextFrameMostOfAPeriod)
 {
     DockFrameClock clock;
     clock.start(0, 60);
-    // The tick comes 3.5 frames late: the next one waits for the following frame instead of
-    // firing the missed ones back to back.
-    const double late = 3.5 / 60;
-    const int interval = clock.nextInterval(late);
-    EXPECT_GE(interval, 1);
-    const double next = late + interval / 1000.0;
-    EXPECT_NEAR(next * 60, std::round(next * 60), 0.06) << "on a frame boundary";
+    // The tick comes 3.5 frames late: the missed frames are not fired back to back, and the
+    // next one is not drawn at once either.
+    const int interval = clock.nextInterval(3.5 / 60);
+    EXPECT_GE(interval, 13);
     EXPECT_LE(interval, 17);
 }
 
-TEST(DockFrameClock, InputEachFrameDrawsTheFramesAndKeepsTheTimerFromFiring)
+// Feeds input at the given times to a clock whose timer fires exactly when asked; counts the
+// frames each draws and every wakeup, and checks that no two frames come within half a period.
+struct Frames {
+    int onInput = 0;
+    int byTimer = 0;
+    int wakeups = 0;
+    double last = -1;
+    double timerFires = 0;
+};
+Frames feed(DockFrameClock& clock, const std::vector<double>& inputs)
+{
+    Frames run;
+    run.timerFires = clock.start(0, 60) / 1000.0;
+    const auto frame = [&](double at) {
+        EXPECT_GE(at - run.last, 0.5 * clock.period()) << "a second frame within one, at " << at;
+        run.last = at;
+    };
+    for (const double input : inputs) {
+        for (; run.timerFires <= input; ++run.byTimer, ++run.wakeups) {
+            frame(run.timerFires);
+            run.timerFires += clock.nextInterval(run.timerFires) / 1000.0;
+        }
+        const auto step = clock.input(input);
+        ++run.wakeups;
+        if (step.draw) {
+            frame(input);
+            ++run.onInput;
+        }
+        run.timerFires = input + step.interval / 1000.0;
+    }
+    return run;
+}
+
+TEST(DockFrameClock, InputDrawsTheFramesAtTheDisplaysRateAndKeepsTheTimerFromFiring)
 {
     DockFrameClock clock;
-    clock.start(0, 60);
-    const double period = clock.period();
+    const double period = 1.0 / 60;
     // Input a little slower than the display, as xdotool or a 60 Hz pointer gives it, at an
-    // uneven pace, with one event lost. The timer draws the frame after the lost one; the input
+    // uneven pace, with one event lost. After the timer draws the lost one's frame, the input
     // must draw the rest instead of arriving just after the timer's frame each time.
-    double timerFires = clock.nextInterval(0) / 1000.0;
-    double lastFrame = 0;
-    int timerFrames = 0;
-    int wakeups = 0;
-    double input = 0;
-    for (int event = 1; event <= 120; ++event) {
-        input += period * (event % 2 ? 1.0 : 1.05);
-        if (event == 30)
-            continue;
-        for (; timerFires <= input; ++timerFrames, ++wakeups) {
-            lastFrame = timerFires;
-            timerFires += clock.nextInterval(timerFires) / 1000.0;
-        }
-        const auto step = clock.input(input, lastFrame);
-        ++wakeups;
-        if (step.draw) {
-            EXPECT_GE(input - lastFrame, 0.75 * period) << "a second frame within one";
-            lastFrame = input;
-        }
-        timerFires = input + step.interval / 1000.0;
-    }
-    EXPECT_LE(timerFrames, 2);
-    EXPECT_LE(wakeups, 123);
+    std::vector<double> inputs{0.001};
+    for (int event = 1; event < 120; ++event)
+        inputs.push_back(inputs.back() + period * (event % 2 ? 0.95 : 1.1));
+    inputs.erase(inputs.begin() + 30);
+    Frames run = feed(clock, inputs);
+    EXPECT_LE(run.byTimer, 1);
+    EXPECT_LE(run.wakeups, 120);
 
-    // Input stops: the timer takes over on the frame grid from the last frame drawn.
-    const double fired = timerFires;
+    // Input stops: the timer takes over about a period apart, after waiting a little for more.
+    const double fired = run.timerFires;
     const double next = fired + clock.nextInterval(fired) / 1000.0;
-    EXPECT_NEAR((next - lastFrame) / period, 2.0, 0.07);
+    EXPECT_NEAR((fired - run.last) / period, 1.25, 0.07);
+    EXPECT_NEAR((next - fired) / period, 1.0, 0.1);
+
+    // A pointer reporting a thousand times a second still draws 60 frames a second.
+    inputs.clear();
+    for (int ms = 1; ms <= 2000; ++ms)
+        inputs.push_back(ms / 1000.0);
+    run = feed(clock, inputs);
+    EXPECT_NEAR(run.onInput + run.byTimer, 120, 2);
 }
 
 } // namespace
