@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-using wharf::e2e::E2eOptions;
 using wharf::e2e::E2eSession;
 
 // The harness itself: what a broken session would not make every other test fail on.
@@ -13,10 +12,7 @@ TEST(E2eSession, HonoursItsOptionsKeepsTheCallersDesktopOutAndStopsEverythingItS
         // What the caller's desktop would otherwise hand down to every program of the session.
         qputenv("XDG_CONFIG_HOME", "/callers/config");
         qputenv("QT_SCALE_FACTOR", "3");
-        E2eOptions options;
-        options.windowManager = false;
-        options.compositor = false;
-        E2eSession session(options);
+        E2eSession session({.windowManager = false, .compositor = false});
         qunsetenv("XDG_CONFIG_HOME");
         qunsetenv("QT_SCALE_FACTOR");
         WHARF_REQUIRE_SESSION(session);
