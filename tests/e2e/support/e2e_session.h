@@ -11,6 +11,8 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <memory>
 #include <vector>
@@ -52,7 +54,6 @@ public:
     QString home() const;
     QString configHome() const;    // $XDG_CONFIG_HOME
     QString dataHome() const;      // $XDG_DATA_HOME
-    QString cacheHome() const;
 
     // The environment every child gets; setEnv() adds to it for later starts.
     QProcessEnvironment environment() const { return env_; }
@@ -115,7 +116,11 @@ bool waitForLog(QProcess& process, QString& log, const QString& text, int timeou
 
 using test::readFile;
 // Writes `contents` to `path`, making its folder first (a test failure when it cannot); returns the path.
-QString writeFile(const QString& path, const QByteArray& contents = "x");
+inline QString writeFile(const QString& path, const QByteArray& contents = "x")
+{
+    EXPECT_TRUE(test::writeFile(path, contents)) << "cannot write " << path.toStdString();
+    return path;
+}
 
 // The window manager's active window (0 when none), and whether `window` is minimized.
 quint32 activeWindow(E2eSession& session);
