@@ -195,6 +195,4 @@ QIcon image(const QIcon& image, const QString& key)
     return result;
 }
 
-int cacheSize() { return int(cache().size()); }
-
 } // namespace wharf::DockArtwork

@@ -34,9 +34,6 @@ std::optional<QRect> contentBox(const QIcon& image);
 // The normalized rendering of `image` at `side` × `side` pixels; null when it cannot be normalized.
 QImage normalized(const QIcon& image, int side);
 
-// Cached normalizations (for benchmarks and tests).
-int cacheSize();
-
 } // namespace DockArtwork
 
 } // namespace wharf
