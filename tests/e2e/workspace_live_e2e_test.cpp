@@ -4,12 +4,12 @@
 #include "platform/x11/x11_workspace.h"
 #include "support/status_assertions.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <QSet>
-#include <QGuiApplication>
 #include <QThread>
 #include <QTimer>
 
@@ -464,12 +464,3 @@ TEST_F(LiveWorkspace, LostServerConnectionIsReportedAndEndsTheEventLoop)
 }
 
 } // namespace
-
-int main(int argc, char** argv)
-{
-    // The workspace makes icons, which needs a GUI application but no window system.
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    QGuiApplication app(argc, argv);
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-}
