@@ -1,12 +1,9 @@
 #include "e2e_session.h"
 
-#include <QCoreApplication>
 #include <QDBusConnectionInterface>
-#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QRegularExpression>
-#include <QThread>
 
 #include <xcb/xcb.h>
 
@@ -158,20 +155,6 @@ bool E2eSession::processAlive(pid_t pid)
     const QByteArray line = stat.readAll();
     const qsizetype end = line.lastIndexOf(')');
     return end >= 0 && end + 2 < line.size() && line.at(end + 2) != 'Z' && line.at(end + 2) != 'X';
-}
-
-bool E2eSession::waitFor(const std::function<bool()>& condition, int timeoutMs, int pollMs)
-{
-    QDeadlineTimer deadline(timeoutMs);
-    while (true) {
-        if (condition())
-            return true;
-        if (deadline.hasExpired())
-            return false;
-        if (QCoreApplication::instance())
-            QCoreApplication::processEvents(QEventLoop::AllEvents, pollMs);
-        QThread::msleep(pollMs);
-    }
 }
 
 QString E2eSession::wharfBinary()

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "support/files.h"
+#include "support/wait_for.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -71,7 +72,10 @@ public:
     static bool processAlive(pid_t pid);
 
     // Polls `condition` (processing Qt events) until it holds or the time is up.
-    static bool waitFor(const std::function<bool()>& condition, int timeoutMs = 10000, int pollMs = 25);
+    static bool waitFor(const std::function<bool()>& condition, int timeoutMs = 10000, int pollMs = 25)
+    {
+        return wharf::waitFor(condition, timeoutMs, pollMs);
+    }
 
     // The built wharf executable.
     static QString wharfBinary();
