@@ -1,4 +1,5 @@
 #include "e2e_session.h"
+#include "takeover/process_identity.h"
 
 #include <gtest/gtest.h>
 
@@ -27,7 +28,8 @@ TEST(E2eSession, HonoursItsOptionsKeepsTheCallersDesktopOutAndStopsEverythingItS
         QProcess* shell = session.start("sh", {"-c", "sleep 600 & echo $!; wait"});
         ASSERT_TRUE(shell->waitForReadyRead(5000));
         grandchild = shell->readLine().trimmed().toInt();
-        ASSERT_TRUE(E2eSession::processAlive(grandchild));
+        ASSERT_TRUE(wharf::processStart(grandchild));
     }
-    EXPECT_TRUE(E2eSession::waitFor([&] { return !E2eSession::processAlive(grandchild); }, 3000));
+    // A zombie, which nobody may reap here, counts as gone.
+    EXPECT_TRUE(E2eSession::waitFor([&] { return !wharf::processStart(grandchild); }, 3000));
 }

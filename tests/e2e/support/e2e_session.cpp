@@ -147,16 +147,6 @@ int E2eSession::stop(QProcess* process, int timeoutMs)
     return process->exitCode();
 }
 
-bool E2eSession::processAlive(pid_t pid)
-{
-    QFile stat(QString("/proc/%1/stat").arg(pid));
-    if (pid <= 0 || !stat.open(QIODevice::ReadOnly))
-        return false;
-    const QByteArray line = stat.readAll();
-    const qsizetype end = line.lastIndexOf(')');
-    return end >= 0 && end + 2 < line.size() && line.at(end + 2) != 'Z' && line.at(end + 2) != 'X';
-}
-
 QString E2eSession::wharfBinary()
 {
     return QStringLiteral(WHARF_BINARY);

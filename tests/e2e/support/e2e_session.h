@@ -68,9 +68,6 @@ public:
     // Sends SIGTERM and waits; SIGKILL when it does not exit in time. Returns its exit code.
     static int stop(QProcess* process, int timeoutMs = 5000);
 
-    // True while `pid` names a live process (a zombie, which nobody may reap here, is not).
-    static bool processAlive(pid_t pid);
-
     // Polls `condition` (processing Qt events) until it holds or the time is up.
     static bool waitFor(const std::function<bool()>& condition, int timeoutMs = 10000, int pollMs = 25)
     {
