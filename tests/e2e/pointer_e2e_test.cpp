@@ -229,6 +229,7 @@ TEST_F(PointerE2e, TheMenuOfAnApplicationListsItsWindowsAndARunningPinDraggedOut
 
     // "Keep in Dock" from the keyboard, past the two windows into Options (the operations test
     // restarts Wharf with a pin kept this way).
+    ASSERT_TRUE(client.settledDock());
     click(session, client.tile(appID).center(), 3);
     ASSERT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).size() == 1; }));
     session.xdotool({QStringLiteral("key"), QStringLiteral("Down"), QStringLiteral("Down"), QStringLiteral("Down"),
