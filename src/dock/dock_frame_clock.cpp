@@ -21,10 +21,16 @@ int DockFrameClock::nextInterval(double now)
     return std::max(1, int(std::lround((deadline - now) * 1000)));
 }
 
-int DockFrameClock::drewOnInput(double now)
+DockFrameClock::InputStep DockFrameClock::input(double now, double lastFrame)
 {
-    deadline = now + framePeriod;
-    return std::max(1, int(std::lround(1.25 * framePeriod * 1000)));
+    // The timer waits a little over a frame after the last one, so input arriving each frame keeps
+    // it from firing at all. Input a moment after a timer frame hands the cadence back the same
+    // way: otherwise, once one input is late, the timer keeps firing just before each one and both
+    // wake the dock every frame until their phases drift a whole frame apart.
+    const bool draw = now - lastFrame >= 0.8 * framePeriod;
+    const double from = draw ? now : lastFrame;
+    deadline = from + framePeriod;
+    return {draw, std::max(1, int(std::lround((from + 1.25 * framePeriod - now) * 1000)))};
 }
 
 } // namespace wharf

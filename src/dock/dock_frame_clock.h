@@ -12,11 +12,13 @@ public:
     // Milliseconds from `now` to the next frame deadline, at least 1.
     int nextInterval(double now);
     // Pointer motion comes about once a frame during a sweep, and a frame drawn on it saves the
-    // timer's own wakeup: true when one is due at `now`.
-    bool frameDueOnInput(double now, double lastFrame) const { return now - lastFrame >= 0.8 * framePeriod; }
-    // A frame was drawn on input at `now`: the cadence restarts there, and the timer waits a
-    // little over a frame, so input arriving each frame keeps it from firing at all.
-    int drewOnInput(double now);
+    // timer's own wakeup. Input at `now`, the last frame drawn at `lastFrame`: whether to draw a
+    // frame now, and the milliseconds until the timer's next frame.
+    struct InputStep {
+        bool draw = false;
+        int interval = 1;
+    };
+    InputStep input(double now, double lastFrame);
     double period() const { return framePeriod; }
 
 private:

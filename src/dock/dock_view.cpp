@@ -363,12 +363,13 @@ void DockView::ensureTicking()
 
 void DockView::tickOnPointerMotion()
 {
-    const double t = now();
-    if (!ticking || !frameClock.frameDueOnInput(t, lastTickTime))
+    if (!ticking)
         return;
-    tick();
+    const auto step = frameClock.input(now(), lastTickTime);
+    if (step.draw)
+        tick();
     if (ticking)
-        timer->start(frameClock.drewOnInput(t));
+        timer->start(step.interval);
 }
 
 void DockView::stopTicking()

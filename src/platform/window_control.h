@@ -52,8 +52,6 @@ class WindowControl {
 public:
     virtual ~WindowControl() = default;
 
-    // Whether the desktop lets Wharf control windows (always on X11).
-    virtual bool trusted() const = 0;
     virtual std::unique_ptr<WindowReader> makeReader() = 0;
     // A mover for the thread that keeps windows clear of the dock; it connects in start().
     virtual std::unique_ptr<WindowMover> makeMover() = 0;

@@ -13,8 +13,6 @@ namespace {
 
 QString ownerName(const QString& name) { return name.isEmpty() ? QStringLiteral("Application") : name; }
 
-const QString permissionMessage = QStringLiteral(
-    "Allow Wharf in System Settings → Privacy & Security → Accessibility to control windows.");
 
 } // namespace
 
@@ -69,10 +67,6 @@ void WindowManager::scan(std::function<void(std::vector<DockWindow>)> callback)
 {
     if (inFlight)
         return;
-    if (!control.trusted()) {
-        callback({});
-        return;
-    }
     inFlight = true;
     if (!worker) {
         scanReader = control.makeReader();
@@ -120,8 +114,6 @@ void WindowManager::attachIcons(std::vector<DockWindow>& windows, const QHash<st
 
 std::vector<DockWindow> WindowManager::windows(pid_t pid, const QString& appName)
 {
-    if (!control.trusted())
-        return {};
     if (!mainReader)
         mainReader = control.makeReader();
     std::vector<ClientWindow> mine;
@@ -134,10 +126,6 @@ std::vector<DockWindow> WindowManager::windows(pid_t pid, const QString& appName
 
 void WindowManager::focus(const DockWindow& window)
 {
-    if (!control.trusted()) {
-        report(permissionMessage);
-        return;
-    }
     const Result<bool, WindowControlFailure> minimized = control.isMinimized(window.id);
     if (!minimized.ok() && minimized.error().kind == WindowControlFailure::Kind::windowClosed) {
         report(QStringLiteral("“") + window.appName + QStringLiteral("” has closed. Its window is no longer available."));
@@ -156,10 +144,6 @@ void WindowManager::focus(const DockWindow& window)
 
 void WindowManager::minimize(const DockWindow& window)
 {
-    if (!control.trusted()) {
-        report(permissionMessage);
-        return;
-    }
     if (const auto failure = control.minimize(window.id).failure()) {
         report(QStringLiteral("Could not minimize “") + window.title + QStringLiteral("”: ") + description(*failure)
                + QStringLiteral("."));

@@ -18,7 +18,6 @@ public:
         int reads = 0;
     };
 
-    bool trusted() const override { return true; }
     std::unique_ptr<WindowReader> makeReader() override
     {
         struct Reader : WindowReader {

@@ -22,7 +22,6 @@ public:
 
     bool ok() const { return connection_->ok(); }
 
-    bool trusted() const override { return true; }
     std::unique_ptr<WindowReader> makeReader() override;
     std::unique_ptr<WindowMover> makeMover() override;
     Result<bool, WindowControlFailure> isMinimized(std::uint32_t window) override;
