@@ -133,8 +133,6 @@ double DockView::actualWidthFraction() const
 
 std::optional<ResizeAxis> DockView::resizeAxis() const { return divider.resizeAxis(); }
 
-bool DockView::isDividerResizing() const { return divider.resizing(); }
-
 std::optional<QRect> DockView::dividerFrame() const
 {
     const DockDividerView* handle = divider.view();

@@ -4,8 +4,6 @@
 
 namespace wharf {
 
-bool DockKeyboard::handles(int key) { return press(key, 0, 1).command != Command::none; }
-
 DockKeyboard::Outcome DockKeyboard::press(int key, std::optional<int> selection, int count)
 {
     if (count <= 0)

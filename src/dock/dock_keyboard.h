@@ -21,7 +21,6 @@ public:
         bool operator==(const Outcome&) const = default;
     };
 
-    static bool handles(int key);
     // What `key` does with `selection` (none counts as the first entry) among `count` entries.
     static Outcome press(int key, std::optional<int> selection, int count);
 };

@@ -125,7 +125,6 @@ public:
     void stepDividerSize(int direction); // +1 / -1: the icon size by 2 points, as assistive tools step
     double actualWidthFraction() const;
     std::optional<ResizeAxis> resizeAxis() const;
-    bool isDividerResizing() const;
     std::optional<QRect> dividerFrame() const; // view coordinates; none while hidden
     // The application's menu at `globalPosition`, counted as one of the dock's menus.
     void showApplicationMenu(const QPoint& globalPosition);
