@@ -133,10 +133,6 @@ public:
     const std::vector<std::unique_ptr<DockWindowController>>& docks() const { return dockControllers; }
     std::vector<DockSnapshot> dockSnapshots() const;
 
-    // The regions last handed to window avoidance, and whether it is in force.
-    const std::vector<DockAvoidanceRegion>& windowAvoidanceRegions() const { return avoidance; }
-    bool windowAvoidanceEnabled() const { return avoidanceEnabled; }
-
     // Window-list scanner; it answers through the callback on the main thread. Window-control
     // events ask for a scan; the 2-second poll runs only when nothing watches the windows, so an
     // idle dock never wakes up.

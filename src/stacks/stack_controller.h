@@ -77,8 +77,6 @@ public:
     const QString rootURL;
     std::function<void()> onClose;
 
-    const QString& currentFolder() const { return folder; }
-    StackViewMode currentMode() const { return mode; }
     const std::vector<StackEntry>& currentEntries() const { return entries; }
     std::optional<int> selection() const { return selected; }
     bool isDismissed() const { return dismissed; }

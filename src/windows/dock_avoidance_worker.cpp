@@ -122,7 +122,6 @@ void DockAvoidanceWorker::drain()
     }
     const double t = now();
     if (correctedSinceLog + rejectedSinceLog >= 1 && t - lastTelemetryTime > timing.telemetryInterval) {
-        telemetryLine = QStringLiteral("Window clearance corrected=%1 rejected=%2").arg(correctedSinceLog).arg(rejectedSinceLog);
         qCInfo(lcWindowAvoidance, "Window clearance corrected=%ld rejected=%ld", correctedSinceLog, rejectedSinceLog);
         correctedSinceLog = 0;
         rejectedSinceLog = 0;

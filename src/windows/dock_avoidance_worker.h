@@ -45,8 +45,6 @@ public:
 
     bool isPending() const { return pending; }
     std::size_t cooldownCount() const { return cooldowns.size(); }
-    // The telemetry line the last drain logged, if any.
-    QString lastTelemetry() const { return telemetryLine; }
 
 private:
     struct Cooldown {
@@ -71,7 +69,6 @@ private:
     double lastTelemetryTime = -1e18;
     long correctedSinceLog = 0;
     long rejectedSinceLog = 0;
-    QString telemetryLine;
 };
 
 } // namespace wharf

@@ -36,7 +36,6 @@ public:
     void update(std::vector<DockAvoidanceRegion> regions, bool enabled, const std::vector<AvoidanceDock>& docks);
     void stop();
 
-    const std::vector<DockAvoidanceRegion>& currentRegions() const { return regions; }
     bool isEnabled() const { return enabled; }
     bool isActive() const { return permit->active(); }
 

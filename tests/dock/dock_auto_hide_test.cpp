@@ -21,9 +21,7 @@ protected:
         h.pin(pins);
         h.preferences.setValue(DockPreferences::autoHideKey, autoHide);
         h.fullScreenState = &state;
-        h.makeView(overlay);
-        h.view->start();
-        h.settle();
+        h.startView(overlay);
         measure();
     }
 

@@ -65,8 +65,7 @@ protected:
         a.open = [this](const QList<QUrl>& urls, const QString& id, bool copy) {
             log << (copy ? "copy " : "move ") + urls.front().fileName() + " onto " + id;
         };
-        h.makeView().start();
-        h.settle();
+        h.startView();
         frames = h.view->tileFrames();
     }
 

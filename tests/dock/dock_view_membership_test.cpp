@@ -17,9 +17,7 @@ protected:
         c = h.app(QStringLiteral("c"), Qt::blue);
         d = h.app(QStringLiteral("d"), Qt::cyan);
         h.pin({{a, Kind::application}, {b, Kind::application}, {c, Kind::application}});
-        h.makeView();
-        h.view->start();
-        h.settle();
+        h.startView();
     }
 
     DockViewHarness h;

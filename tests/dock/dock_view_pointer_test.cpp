@@ -18,10 +18,7 @@ protected:
             pins.push_back({h.app(QStringLiteral("app%1").arg(i)), Kind::application});
         pins.push_back({h.folder(QStringLiteral("docs")), Kind::folder});
         h.pin(pins);
-        h.makeView();
-        h.view->onInputRegionChanged = [this] { ++regionChanges; };
-        h.view->start();
-        h.settle();
+        h.startView().onInputRegionChanged = [this] { ++regionChanges; };
         resting = h.view->tileFrames();
     }
 
@@ -157,9 +154,7 @@ TEST(DockViewRestingSize, DerivedOnlyOnceShown)
     DockViewHarness h;
     h.pin({{h.app(QStringLiteral("a")), Kind::application}, {h.app(QStringLiteral("b")), Kind::application}});
     h.size = QSize(300, 200);
-    DockView& view = h.makeView();
-    view.start();
-    h.settle();
+    DockView& view = h.startView();
     EXPECT_EQ(h.preferences.restingIconSize(), 0);
 
     view.resize(1000, 200);

@@ -33,9 +33,7 @@ protected:
         blue = h.app(QStringLiteral("blue"), Qt::blue);
         docs = h.folder(QStringLiteral("docs"));
         h.pin({{red, Kind::application}, {blue, Kind::application}, {docs, Kind::folder}});
-        h.makeView();
-        h.view->start();
-        h.settle();
+        h.startView();
     }
 
     int renders() const { return h.view->renderer().statistics().iconRenders; }
@@ -91,9 +89,7 @@ TEST(DockViewSettings, OddStoredValues)
         DockViewHarness h;
         h.pin({{h.app(QStringLiteral("a")), Kind::application}, {h.app(QStringLiteral("b")), Kind::application}});
         h.store->setValue(QString::fromLatin1(row.key), row.value);
-        DockView& view = h.makeView();
-        view.start();
-        h.settle();
+        DockView& view = h.startView();
         h.pointer = view.tileFrames().empty() ? QPointF(500, 150) : view.tileFrames().front().center();
         h.settle();
         const QImage image = renderView(view);
@@ -177,9 +173,7 @@ TEST(DockViewAccessibility, AnUnshownDockIsNotExposedAndOnlyChangesAreAnnounced)
     // What a screen reader would hear.
     std::vector<std::pair<QAccessible::Event, QObject*>> accessibilityEvents;
     h.accessibilityEvent = [&](QAccessibleEvent* event) { accessibilityEvents.emplace_back(event->type(), event->object()); };
-    DockView& view = h.makeView();
-    view.start();
-    h.settle();
+    DockView& view = h.startView();
 
     QAccessibleInterface* dock = QAccessible::queryAccessibleInterface(&view);
     ASSERT_NE(dock, nullptr);

@@ -91,6 +91,14 @@ public:
         return *view;
     }
 
+    // The view, started and at rest.
+    DockView& startView(bool overlay = false)
+    {
+        makeView(overlay).start();
+        settle();
+        return *view;
+    }
+
     // The view the clock ticks: a dock window's when one was given, else the harness's own.
     DockView& active() const { return windowView ? *windowView : *view; }
 

@@ -56,9 +56,7 @@ TEST(AutoHide, HidesAfterThePointerLeavesAndComesBackOnlyFromTheEdgeStrip)
 {
     for (const bool compositor : {true, false}) {
         SCOPED_TRACE(compositor ? "with a compositor" : "without a compositor");
-        E2eOptions options;
-        options.compositor = compositor;
-        E2eSession session(options);
+        E2eSession session({.compositor = compositor});
         WHARF_REQUIRE_SESSION(session);
         writeWharfSettings(session, {{QStringLiteral("autoHide"), true}});
         const QImage empty = session.screenshot();
@@ -108,9 +106,7 @@ TEST(AutoHide, HidesAfterThePointerLeavesAndComesBackOnlyFromTheEdgeStrip)
 
 TEST(AutoHide, AFullScreenWindowHandsItsDisplayToTheOverlayDockUntilItOrTheDisplayGoes)
 {
-    E2eOptions options;
-    options.twoMonitors = true;
-    E2eSession session(options);
+    E2eSession session({.twoMonitors = true});
     WHARF_REQUIRE_SESSION(session);
     const QString xterm = QString::number(startXterm(session, {"-bg", "red", "-geometry", "80x20+100+100"}));
     ASSERT_NE(xterm, "0");

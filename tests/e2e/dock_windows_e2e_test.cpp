@@ -26,9 +26,7 @@ QPoint center(const QRectF& r) { return r.center().toPoint(); }
 // tiles. (A display that goes takes its docks along in the auto-hide test's full-screen session.)
 TEST(DockWindows, EveryDisplayGetsTwoUnfocusedDocksAboveTheOthersThatLetClicksThroughBesideTheTiles)
 {
-    E2eOptions options;
-    options.twoMonitors = true;
-    E2eSession session(options);
+    E2eSession session({.twoMonitors = true});
     WHARF_REQUIRE_SESSION(session);
     // The xterm below must stay under the dock, so windows are not kept clear of it here.
     writeWharfSettings(session, {{QStringLiteral("keepWindowsAboveDock"), false}});
@@ -280,9 +278,7 @@ TEST(DockWindows, ShelfIndicatorsAndIconsAreDrawnWhereTheFramesSayInLightAndDark
 // let clicks through. A compositor that starts later is followed.
 TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndCompositingIsFollowed)
 {
-    E2eOptions options;
-    options.compositor = false;
-    E2eSession session(options);
+    E2eSession session({.compositor = false});
     WHARF_REQUIRE_SESSION(session);
     const QColor desktop(0x9f, 0xc8, 0xe8);
     ASSERT_EQ(session.run(QStringLiteral(ROOT_BACKGROUND), {desktop.name()}).exitCode, 0);
@@ -382,9 +378,7 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
 // passing over the dock uncovers, the dock draws again.
 TEST(DockWindows, WhatAWindowPassingOverTheDockUncoversIsDrawnAgain)
 {
-    E2eOptions options;
-    options.compositeExtension = false;
-    E2eSession session(options);
+    E2eSession session({.compositeExtension = false});
     WHARF_REQUIRE_SESSION(session);
     ASSERT_NE(session.startWharf(), nullptr);
     DockClient client(session);
@@ -411,9 +405,7 @@ TEST(DockWindows, WhatAWindowPassingOverTheDockUncoversIsDrawnAgain)
 // icewm keeps its task bar along the bottom edge: the dock sits on top of it instead of over it.
 TEST(DockWindows, UnderIcewmTheDockSitsAboveItsTaskBar)
 {
-    E2eOptions options;
-    options.windowManager = false;
-    E2eSession session(options);
+    E2eSession session({.windowManager = false});
     WHARF_REQUIRE_SESSION(session);
     if (QStandardPaths::findExecutable(QStringLiteral("icewm")).isEmpty())
         GTEST_SKIP() << "icewm is not installed";

@@ -131,14 +131,13 @@ protected:
     QStringList dockWindows;
 };
 
-TEST_F(KeyboardE2e, ShortcutSelectsArrowsMoveAndEscapeGivesTheKeyboardBackAndAnotherProgramsGrabIsReported)
+TEST_F(KeyboardE2e, TheShortcutArrowsMenusAndReturnWorkTheDockAsScreenReadersSeeItAndAnotherProgramsGrabIsReported)
 {
     EXPECT_FALSE(KeyGrabber(session.display()).grab()) << "Wharf holds the shortcut: nobody else gets it";
     key(QStringLiteral("ctrl+alt+d"));
     ASSERT_TRUE(dockHasKeyboard()) << "the dock under the pointer is the active window";
     ASSERT_TRUE(selectionIs(0));
-    const QStringList ids = dock().ids;
-    ASSERT_GE(ids.size(), 3); // xterm, the folder, the Trash
+    ASSERT_GE(dock().ids.size(), 3); // xterm, the folder, the Trash
     const QJsonArray items = client.items(); // in dock order, before any window tiles
     ASSERT_GE(items.size(), 2);
     const QString title0 = items[0].toObject()[QStringLiteral("title")].toString();
@@ -167,27 +166,7 @@ TEST_F(KeyboardE2e, ShortcutSelectsArrowsMoveAndEscapeGivesTheKeyboardBackAndAno
         << "Escape gives the keyboard back to the window that had it";
     EXPECT_EQ(focusedTile(), QString());
 
-    ASSERT_TRUE(client.quit());
-    ASSERT_TRUE(wharf->waitForFinished(10000));
-    KeyGrabber other(session.display());
-    ASSERT_TRUE(other.grab()) << "released when Wharf quits";
-
-    // Held by another program, the shortcut is missed with a message and Wharf runs on.
-    wharf = session.startWharf();
-    ASSERT_NE(wharf, nullptr);
-    QString err;
-    const QString expected = QStringLiteral(
-        "Keyboard shortcut unavailable: Control–Option–D is already assigned to another application. Change that "
-        "application's shortcut, then relaunch Wharf to enable keyboard access.");
-    EXPECT_TRUE(waitForLog(*wharf, err, expected)) << err.toStdString();
-    EXPECT_TRUE(client.settledDock()) << "the dock runs on";
-    EXPECT_EQ(wharf->state(), QProcess::Running);
-}
-
-// A minimized window's tile, as a screen reader hears it; the reader's press and Return in keyboard
-// mode each restore the window, as a click does.
-TEST_F(KeyboardE2e, ReturnOpensTheSelectedFoldersStackAndScreenReadersAndReturnRestoreAMinimizedWindow)
-{
+    // Return opens the selected folder's stack.
     key(QStringLiteral("ctrl+alt+d"));
     ASSERT_TRUE(selectionIs(0));
     ASSERT_TRUE(select(folder));
@@ -198,6 +177,8 @@ TEST_F(KeyboardE2e, ReturnOpensTheSelectedFoldersStackAndScreenReadersAndReturnR
     key(QStringLiteral("Escape"));
     ASSERT_TRUE(stackOpen(false));
 
+    // A minimized window's tile, as a screen reader hears it; the reader's press and Return in
+    // keyboard mode each restore the window, as a click does.
     const QString tile = QStringLiteral("window-") + QString::number(xterm);
     const auto minimized = [&] {
         session.xdotool({QStringLiteral("windowminimize"), QString::number(xterm)});
@@ -245,6 +226,23 @@ TEST_F(KeyboardE2e, ReturnOpensTheSelectedFoldersStackAndScreenReadersAndReturnR
     EXPECT_TRUE(E2eSession::waitFor([&] { return !dock().ids.contains(tile); }, 5000)) << "the window is restored";
     EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterm; }, 3000)) << "and has the keyboard";
     EXPECT_EQ(dock().keyboardIndex, std::nullopt);
+
+    // The shortcut is released when Wharf quits.
+    ASSERT_TRUE(client.quit());
+    ASSERT_TRUE(wharf->waitForFinished(10000));
+    KeyGrabber other(session.display());
+    ASSERT_TRUE(other.grab()) << "released when Wharf quits";
+
+    // Held by another program, the shortcut is missed with a message and Wharf runs on.
+    wharf = session.startWharf();
+    ASSERT_NE(wharf, nullptr);
+    QString err;
+    const QString expected = QStringLiteral(
+        "Keyboard shortcut unavailable: Control–Option–D is already assigned to another application. Change that "
+        "application's shortcut, then relaunch Wharf to enable keyboard access.");
+    EXPECT_TRUE(waitForLog(*wharf, err, expected)) << err.toStdString();
+    EXPECT_TRUE(client.settledDock()) << "the dock runs on";
+    EXPECT_EQ(wharf->state(), QProcess::Running);
 }
 
 } // namespace

@@ -62,10 +62,7 @@ TEST_P(Activation, AClickBringsARunningProgramBackAndStartsAPinnedOne)
     const bool openbox = QLatin1String(wm.program) == QLatin1String("openbox");
     if (!openbox && QStandardPaths::findExecutable(QLatin1String(wm.program)).isEmpty())
         GTEST_SKIP() << wm.program << " is not installed (scripts/install-deps.sh installs it)";
-    E2eOptions options;
-    options.windowManager = openbox;
-    options.compositor = openbox;
-    E2eSession session(options);
+    E2eSession session({.windowManager = openbox, .compositor = openbox});
     WHARF_REQUIRE_SESSION(session);
     if (!openbox) {
         session.setEnv(QStringLiteral("KWIN_COMPOSE"), QStringLiteral("N"));

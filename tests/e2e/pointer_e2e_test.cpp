@@ -179,20 +179,19 @@ protected:
     QString folder;
 };
 
-TEST_F(PointerE2e, TheMenuOfAnApplicationListsItsWindowsAndChoosingOneFocusesIt)
+// A running pinned application: its menu lists its windows and choosing one focuses it; dragged out
+// of the dock it stays as a running tile, and "Keep in Dock" pins it again.
+TEST_F(PointerE2e, TheMenuOfAnApplicationListsItsWindowsAndARunningPinDraggedOutStaysAsARunningTile)
 {
+    const QString appID = QStringLiteral("/usr/share/applications/debian-xterm.desktop");
+    ASSERT_TRUE(QFileInfo::exists(appID)) << "xterm's desktop entry";
+    writeWharfSettings(session, {{QStringLiteral("Wharf.pinnedItems.v1"), pinnedItems({{appID, QStringLiteral("application")}})}});
     const std::vector<quint32> xterms{startXterm(session, {"-geometry", "40x10+100+100"}),
                                       startXterm(session, {"-geometry", "40x10+600+100"})};
     ASSERT_TRUE(xterms[0] && xterms[1]);
     start();
-    QString appID;
-    ASSERT_TRUE(E2eSession::waitFor([&] {
-        for (const quint32 w : xterms) {
-            if (const auto item = client.item(QStringLiteral("pid"), windowPid(session, w)))
-                appID = (*item)[QStringLiteral("id")].toString();
-        }
-        return !appID.isEmpty();
-    }));
+    const auto xterm = [&] { return client.item(QStringLiteral("id"), appID).value_or(QJsonObject()); };
+    ASSERT_TRUE(E2eSession::waitFor([&] { return xterm()[QStringLiteral("pinned")].toBool() && !xterm()[QStringLiteral("pid")].isNull(); }));
     // The menu lists the windows in this order; the second one is chosen while the first has the focus.
     QStringList listed;
     ASSERT_TRUE(E2eSession::waitFor([&] {
@@ -220,18 +219,22 @@ TEST_F(PointerE2e, TheMenuOfAnApplicationListsItsWindowsAndChoosingOneFocusesIt)
     EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == second; }));
     EXPECT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).isEmpty(); }));
 
+    // Dragged out, the running application is unpinned and keeps its tile.
+    ASSERT_TRUE(client.settledDock());
+    const QRectF pinnedTile = client.tile(appID);
+    drag(session, pinnedTile.center(), QPointF(pinnedTile.center().x(), pinnedTile.top() - 300));
+    EXPECT_TRUE(E2eSession::waitFor([&] { return !xterm().isEmpty() && !xterm()[QStringLiteral("pinned")].toBool(); }))
+        << "unpinned, still in the dock while it runs";
+    EXPECT_FALSE(xterm()[QStringLiteral("pid")].isNull());
+
     // "Keep in Dock" from the keyboard, past the two windows into Options (the operations test
     // restarts Wharf with a pin kept this way).
-    const auto pinned = [&] {
-        const auto item = client.item(QStringLiteral("id"), appID);
-        return item && (*item)[QStringLiteral("pinned")].toBool();
-    };
-    const bool wasPinned = pinned();
+    ASSERT_TRUE(client.settledDock());
     click(session, client.tile(appID).center(), 3);
     ASSERT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).size() == 1; }));
     session.xdotool({QStringLiteral("key"), QStringLiteral("Down"), QStringLiteral("Down"), QStringLiteral("Down"),
                      QStringLiteral("Right"), QStringLiteral("Return")});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return pinned() != wasPinned; })) << "Keep in Dock toggles the pin";
+    ASSERT_TRUE(E2eSession::waitFor([&] { return xterm()[QStringLiteral("pinned")].toBool(); })) << "Keep in Dock pins it again";
 
     // The application quits under its open menu (shown over D-Bus this time).
     EXPECT_TRUE(client.succeeds(QStringLiteral("ShowMenu"), {appID}));
@@ -295,7 +298,7 @@ TEST_F(PointerE2e, AFolderTileClickedOpensAndClosesItsStackAndDraggedUpOutOfTheD
     EXPECT_EQ(wharf->state(), QProcess::Running);
 }
 
-TEST_F(PointerE2e, DraggingAnApplicationAlongTheRowMovesItAndTheOrderSurvivesARestart)
+TEST_F(PointerE2e, AnApplicationDraggedAlongTheRowMovesAcrossARestartAndFilesDroppedFromAnotherProgramMoveCopyOrPin)
 {
     startWithPins();
     const QString alpha = QFileInfo(apps[0]).canonicalFilePath();
@@ -321,29 +324,9 @@ TEST_F(PointerE2e, DraggingAnApplicationAlongTheRowMovesItAndTheOrderSurvivesARe
     ASSERT_TRUE(wharf->waitForFinished(10000));
     start();
     EXPECT_EQ(client.itemIDs().mid(0, 2), (QStringList{beta, alpha})) << "the new order was saved";
-}
 
-TEST_F(PointerE2e, ARunningPinnedApplicationDraggedOutStaysAsARunningTile)
-{
-    const QString entry = QStringLiteral("/usr/share/applications/debian-xterm.desktop");
-    ASSERT_TRUE(QFileInfo::exists(entry)) << "xterm's desktop entry";
-    writeWharfSettings(session, {{QStringLiteral("Wharf.pinnedItems.v1"), pinnedItems({{entry, QStringLiteral("application")}})}});
-    session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x10+100+100")});
-    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xterm")));
-    start();
-    const auto xterm = [&] { return client.item(QStringLiteral("id"), entry).value_or(QJsonObject()); };
-    ASSERT_TRUE(E2eSession::waitFor([&] { return xterm()[QStringLiteral("pinned")].toBool() && !xterm()[QStringLiteral("pid")].isNull(); }));
-    ASSERT_TRUE(client.settledDock());
-    const QRectF tile = client.tile(entry);
-    drag(session, tile.center(), QPointF(tile.center().x(), tile.top() - 300));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return !xterm().isEmpty() && !xterm()[QStringLiteral("pinned")].toBool(); }))
-        << "unpinned, still in the dock while it runs";
-    EXPECT_FALSE(xterm()[QStringLiteral("pid")].isNull());
-}
-
-TEST_F(PointerE2e, FilesDroppedFromAnotherProgramMoveIntoAFolderCopyWithAltAndAnEntryBesideTheIconsIsPinned)
-{
-    startWithPins();
+    // Files dropped from another program move into a folder, copy with Alt, and an entry beside the
+    // icons is pinned there.
     const QString inbox = QFileInfo(folder).canonicalFilePath();
     // Drags `path` from another program onto the tile `id`, or into the gap after the tile
     // `after`, and returns what the drop site answered.
@@ -374,12 +357,11 @@ TEST_F(PointerE2e, FilesDroppedFromAnotherProgramMoveIntoAFolderCopyWithAltAndAn
     const QString gamma = session.writeDesktopEntry(
         QStringLiteral("gamma.desktop"),
         QStringLiteral("[Desktop Entry]\nType=Application\nName=gamma\nExec=%1\n").arg(program));
-    const QString alpha = QFileInfo(apps[0]).canonicalFilePath();
-    EXPECT_EQ(dragFrom(gamma, {}, {}, alpha), QByteArray("dropped copy"));
+    EXPECT_EQ(dragFrom(gamma, {}, {}, beta), QByteArray("dropped copy"));
     const QString gammaID = QFileInfo(gamma).canonicalFilePath();
     EXPECT_TRUE(E2eSession::waitFor([&] {
         const QStringList ids = client.itemIDs();
-        return ids.indexOf(gammaID) == ids.indexOf(alpha) + 1;
+        return ids.indexOf(gammaID) == ids.indexOf(beta) + 1;
     })) << "pinned where it was let go: " << client.itemIDs().join(QLatin1Char(' ')).toStdString();
 }
 

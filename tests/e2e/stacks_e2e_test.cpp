@@ -52,7 +52,7 @@ protected:
         const QByteArray uri = QUrl::fromLocalFile(cached).toEncoded();
         QImage green(128, 128, QImage::Format_ARGB32);
         green.fill(Qt::green);
-        writeFile(session.cacheHome() + QStringLiteral("/thumbnails/normal/")
+        writeFile(session.home() + QStringLiteral("/.cache/thumbnails/normal/")
                       + QCryptographicHash::hash(uri, QCryptographicHash::Md5).toHex() + QStringLiteral(".png"),
                   test::pngWithText(green, "Thumb::MTime",
                                     QByteArray::number(QFileInfo(cached).lastModified().toSecsSinceEpoch())));

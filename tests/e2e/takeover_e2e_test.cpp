@@ -80,7 +80,7 @@ protected:
     TakeoverDesktop desktop;
 };
 
-TEST_F(TakeoverE2eTest, QuitAndCrashesGiveBackExactlyWhatTheUserHad)
+TEST_F(TakeoverE2eTest, QuitAndCrashesGiveBackExactlyWhatTheUserHadAndASecondWharfOfTheSameUserIsTurnedAway)
 {
     QProcess* wharf = nullptr;
     QString log;
@@ -112,13 +112,11 @@ TEST_F(TakeoverE2eTest, QuitAndCrashesGiveBackExactlyWhatTheUserHad)
     EXPECT_EQ(wharf->exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(wharf->exitCode(), 0);
     EXPECT_TRUE(desktop.restoredAndHelperGone());
-}
 
-TEST_F(TakeoverE2eTest, SecondWharfOfTheSameUserIsTurnedAwayButTheCommandLineRestores)
-{
+    // A second Wharf of the same user is turned away, but the command line restores.
     QProcess* first = nullptr;
-    QString log;
-    ASSERT_GT(desktop.startHiding(first, log), 0) << log.toStdString();
+    QString firstLog;
+    ASSERT_GT(desktop.startHiding(first, firstLog), 0) << firstLog.toStdString();
     const DockValues hidden = desktop.values();
 
     TakeoverDesktop other(&desktop);

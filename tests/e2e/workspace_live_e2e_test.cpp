@@ -4,12 +4,12 @@
 #include "platform/x11/x11_workspace.h"
 #include "support/status_assertions.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <QSet>
-#include <QGuiApplication>
 #include <QThread>
 #include <QTimer>
 
@@ -321,8 +321,8 @@ time.sleep(3600)
 )py";
 
 // Programs one interpreter runs are each their own application; a window that names no process
-// has no pid, not another program's.
-TEST_F(LiveWorkspace, InterpretedProgramsAreTheirOwnApplicationsAndUnknownPidsStayUnknown)
+// has no pid, not another program's, and a class set after mapping is matched again.
+TEST_F(LiveWorkspace, InterpretedProgramsAreTheirOwnApplicationsUnknownPidsStayUnknownAndLateClassesAreMatched)
 {
     const QString client = session->writeScript("tool.py", pythonClient);
     const QStringList classes{"ToolA", "ToolB", "ToolC"};
@@ -339,16 +339,6 @@ TEST_F(LiveWorkspace, InterpretedProgramsAreTheirOwnApplicationsAndUnknownPidsSt
     EXPECT_EQ(locations.size(), 3) << "one application each";
     EXPECT_EQ(byName("XEyes")->processIdentifier, std::nullopt);
     EXPECT_EQ(byName("XEyes")->bundleLocation, QFileInfo("/usr/bin/xeyes").canonicalFilePath());
-    for (QProcess* process : tools)
-        E2eSession::stop(process);
-    E2eSession::stop(eyes);
-}
-
-TEST_F(LiveWorkspace, ClassSetAfterMappingIsMatchedAgain)
-{
-    session->start("xeyes", {"-geometry", "60x60+300+300"});
-    ASSERT_TRUE(session->waitForClientWindow("xeyes"));
-    ASSERT_TRUE(waitFor([&] { return byName("XEyes") != nullptr; }));
     EXPECT_EQ(byIdentifier("renamed"), nullptr);
 
     const quint32 window = session->clientWindows("xeyes").front();
@@ -356,6 +346,9 @@ TEST_F(LiveWorkspace, ClassSetAfterMappingIsMatchedAgain)
     ASSERT_TRUE(waitFor([&] { return byIdentifier("renamed") != nullptr; }));
     EXPECT_EQ(byIdentifier("renamed")->localizedName, "Renamed");
     EXPECT_EQ(byName("XEyes"), nullptr);
+    for (QProcess* process : tools)
+        E2eSession::stop(process);
+    E2eSession::stop(eyes);
 }
 
 TEST_F(LiveWorkspace, WindowsVanishingWhileScanningAreDropped)
@@ -471,12 +464,3 @@ TEST_F(LiveWorkspace, LostServerConnectionIsReportedAndEndsTheEventLoop)
 }
 
 } // namespace
-
-int main(int argc, char** argv)
-{
-    // The workspace makes icons, which needs a GUI application but no window system.
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    QGuiApplication app(argc, argv);
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-}

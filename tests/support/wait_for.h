@@ -1,6 +1,7 @@
 #pragma once
 
-// Runs the event loop until `condition` holds; false once `timeoutMs` pass without it.
+// Runs the event loop until `condition` holds, asking again every `pollMs`; false once `timeoutMs`
+// pass without it.
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QThread>
@@ -9,14 +10,14 @@
 
 namespace wharf {
 
-inline bool waitFor(const std::function<bool()>& condition, int timeoutMs = 5000)
+inline bool waitFor(const std::function<bool()>& condition, int timeoutMs = 5000, int pollMs = 2)
 {
     const QDeadlineTimer deadline(timeoutMs);
     while (!condition()) {
         if (deadline.hasExpired())
             return false;
         QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        QThread::msleep(2); // leave the workers the tests wait on a core
+        QThread::msleep(pollMs); // leave the workers the tests wait on a core
     }
     return true;
 }

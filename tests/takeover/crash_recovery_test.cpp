@@ -3,7 +3,6 @@
 #include "crash_recovery_support.h"
 #include "support/wait_for.h"
 
-#include <QCoreApplication>
 #include <QFile>
 #include <QThread>
 
@@ -45,10 +44,3 @@ TEST(CrashRecovery, RepeatedCrashesLoseNothing)
 
 } // namespace
 } // namespace wharf::test
-
-int main(int argc, char** argv)
-{
-    QCoreApplication app(argc, argv);
-    testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-}

@@ -1,14 +1,10 @@
 #include "e2e_session.h"
 
-#include <QCoreApplication>
 #include <QDBusConnectionInterface>
-#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QRegularExpression>
-#include <QThread>
 
-#include <gtest/gtest.h>
 #include <xcb/xcb.h>
 
 #include <atomic>
@@ -58,7 +54,6 @@ QString E2eSession::root() const { return dir_->path(); }
 QString E2eSession::home() const { return root() + "/home"; }
 QString E2eSession::configHome() const { return home() + "/.config"; }
 QString E2eSession::dataHome() const { return home() + "/.local/share"; }
-QString E2eSession::cacheHome() const { return home() + "/.cache"; }
 
 // scripts/session.sh --hold starts the X server, bus, window manager and compositor, prints the
 // session's environment and holds everything until its stdin closes.
@@ -91,9 +86,7 @@ void E2eSession::startSession()
         },
         30000, 1);
     if (!ready || !out.endsWith(QByteArray(2, '\0'))) {
-        QFile log(root() + "/session.log");
-        log.open(QIODevice::ReadOnly);
-        error_ = "the session did not start: " + QString::fromLocal8Bit(log.readAll()).trimmed();
+        error_ = "the session did not start: " + QString::fromLocal8Bit(readFile(root() + "/session.log")).trimmed();
         return;
     }
     out.chop(2);
@@ -152,30 +145,6 @@ int E2eSession::stop(QProcess* process, int timeoutMs)
         process->waitForFinished(2000);
     }
     return process->exitCode();
-}
-
-bool E2eSession::processAlive(pid_t pid)
-{
-    QFile stat(QString("/proc/%1/stat").arg(pid));
-    if (pid <= 0 || !stat.open(QIODevice::ReadOnly))
-        return false;
-    const QByteArray line = stat.readAll();
-    const qsizetype end = line.lastIndexOf(')');
-    return end >= 0 && end + 2 < line.size() && line.at(end + 2) != 'Z' && line.at(end + 2) != 'X';
-}
-
-bool E2eSession::waitFor(const std::function<bool()>& condition, int timeoutMs, int pollMs)
-{
-    QDeadlineTimer deadline(timeoutMs);
-    while (true) {
-        if (condition())
-            return true;
-        if (deadline.hasExpired())
-            return false;
-        if (QCoreApplication::instance())
-            QCoreApplication::processEvents(QEventLoop::AllEvents, pollMs);
-        QThread::msleep(pollMs);
-    }
 }
 
 QString E2eSession::wharfBinary()
@@ -326,15 +295,6 @@ bool waitForLog(QProcess& process, QString& log, const QString& text, int timeou
         log += QString::fromUtf8(process.readAllStandardError());
         return log.contains(text);
     }, timeoutMs);
-}
-
-QString writeFile(const QString& path, const QByteArray& contents)
-{
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(contents) != contents.size())
-        ADD_FAILURE() << "cannot write " << path.toStdString();
-    return path;
 }
 
 quint32 activeWindow(E2eSession& session)

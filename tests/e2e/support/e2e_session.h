@@ -1,6 +1,7 @@
 #pragma once
 
 #include "support/files.h"
+#include "support/wait_for.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -10,6 +11,8 @@
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
+
+#include <gtest/gtest.h>
 
 #include <functional>
 #include <memory>
@@ -52,7 +55,6 @@ public:
     QString home() const;
     QString configHome() const;    // $XDG_CONFIG_HOME
     QString dataHome() const;      // $XDG_DATA_HOME
-    QString cacheHome() const;
 
     // The environment every child gets; setEnv() adds to it for later starts.
     QProcessEnvironment environment() const { return env_; }
@@ -66,11 +68,11 @@ public:
     // Sends SIGTERM and waits; SIGKILL when it does not exit in time. Returns its exit code.
     static int stop(QProcess* process, int timeoutMs = 5000);
 
-    // True while `pid` names a live process (a zombie, which nobody may reap here, is not).
-    static bool processAlive(pid_t pid);
-
     // Polls `condition` (processing Qt events) until it holds or the time is up.
-    static bool waitFor(const std::function<bool()>& condition, int timeoutMs = 10000, int pollMs = 25);
+    static bool waitFor(const std::function<bool()>& condition, int timeoutMs = 10000, int pollMs = 25)
+    {
+        return wharf::waitFor(condition, timeoutMs, pollMs);
+    }
 
     // The built wharf executable.
     static QString wharfBinary();
@@ -115,7 +117,11 @@ bool waitForLog(QProcess& process, QString& log, const QString& text, int timeou
 
 using test::readFile;
 // Writes `contents` to `path`, making its folder first (a test failure when it cannot); returns the path.
-QString writeFile(const QString& path, const QByteArray& contents = "x");
+inline QString writeFile(const QString& path, const QByteArray& contents = "x")
+{
+    EXPECT_TRUE(test::writeFile(path, contents)) << "cannot write " << path.toStdString();
+    return path;
+}
 
 // The window manager's active window (0 when none), and whether `window` is minimized.
 quint32 activeWindow(E2eSession& session);
