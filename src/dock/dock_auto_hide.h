@@ -19,7 +19,6 @@ public:
     // overlay dock enters fully hidden and waits for the pointer at the screen edge.
     bool setFullScreen(bool inFullScreen);
     bool isInFullScreenSpace() const { return fullScreen; }
-    bool awaitingFullScreenEdge() const { return awaitingEdge; }
 
     // The normal dock off full-screen displays, the overlay dock on them. An inactive dock
     // feels neither hover nor the edge and takes no mouse.

@@ -21,7 +21,6 @@ public:
     bool keyboardMode() const { return keyboard; }
     // `eventTime` is the X server time of the key press behind the change, 0 when none.
     void setKeyboardMode(bool on, std::uint32_t eventTime = 0);
-    bool canBecomeKey() const { return keyboard; }
 
     // What lies below the window, painted under the dock when no compositing manager blends it:
     // anti-aliased edges then mix with the desktop instead of black. Null: nothing (translucent).

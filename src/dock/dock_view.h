@@ -138,8 +138,6 @@ public:
     double hiddenAmount() const { return autoHide.hiddenAmount(); }
     // The view's display shows a full-screen window (as of the last tick).
     bool isInFullScreenSpace() const { return autoHide.isInFullScreenSpace(); }
-    // The normal dock off full-screen displays, the overlay dock on them.
-    bool isActiveDock() const { return autoHide.active(); }
     // Told when the view's display enters (true) or leaves a full-screen space, during the tick.
     std::function<void(bool)> onFullScreenChanged;
     // The window shows no translucency (no compositor): a hidden dock draws its edge strip.

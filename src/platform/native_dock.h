@@ -43,8 +43,6 @@ public:
     virtual bool reset(const QString& key) = 0;
     // Flushes pending writes; false when they could not be stored.
     virtual bool synchronize() = 0;
-    // Makes the dock read its settings again; the console output of a failed restart, else nullopt.
-    virtual std::optional<QString> restart() = 0;
 
     // The desktop-file ids of the applications the dock shows as its own tiles, in order; empty
     // when it has none or keeps them nowhere Wharf can read.

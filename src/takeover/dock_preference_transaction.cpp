@@ -157,7 +157,7 @@ Status DockPreferenceTransaction::setHidden()
         written = dock.write(key.name, key.hidingValue) && written;
     if (!dock.synchronize() || !written)
         return unsavedPreferencesError();
-    return restartDock();
+    return {};
 }
 
 Status DockPreferenceTransaction::restore(const DockPreferenceBackup& backup)
@@ -186,19 +186,10 @@ Status DockPreferenceTransaction::restore(const DockPreferenceBackup& backup)
     }
     if (!dock.synchronize() || !written)
         return unsavedPreferencesError();
-    if (auto restarted = restartDock(); !restarted)
-        return restarted;
     QFile file(backupPath());
     if (!file.remove())
         return DockIntegrationError{QStringLiteral("Could not remove the saved Dock preferences at %1: %2.")
                                         .arg(backupPath(), file.errorString())};
-    return {};
-}
-
-Status DockPreferenceTransaction::restartDock()
-{
-    if (const auto output = dock.restart())
-        return DockIntegrationError{QStringLiteral("Could not restart the system Dock: ") + output->trimmed()};
     return {};
 }
 

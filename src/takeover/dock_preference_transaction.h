@@ -37,7 +37,6 @@ public:
     Result<std::optional<DockPreferenceBackup>> readBackup() const;
     Status setHidden();
     Status restore(const DockPreferenceBackup& backup);
-    Status restartDock();
     // Restores a backup whose owner no longer runs; takes the lock itself.
     Status recoverStaleBackup();
 

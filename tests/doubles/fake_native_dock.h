@@ -44,7 +44,6 @@ public:
         return !failWrites;
     }
     bool synchronize() override { return true; }
-    std::optional<QString> restart() override { return std::nullopt; }
 
     QStringList favoriteApplications() const override { return favorites; }
 

@@ -134,8 +134,6 @@ bool DashToDockNativeDock::synchronize()
     return true;
 }
 
-std::optional<QString> DashToDockNativeDock::restart() { return std::nullopt; }
-
 QStringList DashToDockNativeDock::favoriteApplications() const
 {
     // Looked up first: g_settings_new() on a missing schema aborts the process.

@@ -10,7 +10,7 @@ struct _GSettingsSchema;
 namespace wharf {
 
 // Dash to Dock and Ubuntu Dock, which share one GSettings schema. They apply setting changes
-// live, so there is nothing to restart.
+// live: nothing has to restart for the dock to hide or come back.
 class DashToDockNativeDock final : public NativeDock {
 public:
     static constexpr const char* schemaId = "org.gnome.shell.extensions.dash-to-dock";
@@ -32,7 +32,6 @@ public:
     bool write(const QString& key, const NativeDockValue& value) override;
     bool reset(const QString& key) override;
     bool synchronize() override;
-    std::optional<QString> restart() override;
     // GNOME Shell's favourites, which Dash to Dock shows as its pinned tiles.
     QStringList favoriteApplications() const override;
     // Dash to Dock's preferences dialog, when gnome-extensions is installed.

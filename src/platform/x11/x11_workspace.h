@@ -34,8 +34,6 @@ public:
     bool ok() const { return error_.isEmpty(); }
     QString error() const { return error_; }
     X11Connection& connection() { return *connection_; }
-    // Problems found in the rules files, one line each.
-    QStringList ruleErrors() const { return ruleErrors_; }
 
     // Re-reads whatever changed since the last scan; runs by itself after events.
     void scan();
