@@ -4,11 +4,13 @@
 # Startup to first frame, idle wakeups and CPU with the pointer away, CPU and frame rate during a
 # pointer sweep across 30 icons with each thread's wakeups per frame, and resident memory with
 # 30 entries. WHARF_BENCH_ONLY=sweep skips the start-up and idle parts; WHARF_NO_COMPOSITOR=1
-# measures without a compositing manager.
+# measures without a compositing manager; WHARF_BENCH_POINTER_HZ=250 sweeps as a fast mouse reports.
 set -euo pipefail
 wharf=${1:-${WHARF_BIN:-$(dirname "$0")/../build/wharf}}
 idle_seconds=${WHARF_BENCH_IDLE:-30}
 sweep_seconds=${WHARF_BENCH_SWEEP:-10}
+# Pointer reports a second during the sweep: 60 as a display-rate pointer, 250 or more as a fast mouse.
+rate=${WHARF_BENCH_POINTER_HZ:-60}
 startups=${WHARF_BENCH_STARTUPS:-5}
 only=${WHARF_BENCH_ONLY:-}
 hz=$(getconf CLK_TCK)
@@ -108,7 +110,7 @@ echo "idle: frames drawn $((f1 - f0))"
 echo "$deltas" | awk -v s="$idle_seconds" '$2 > 0 { printf "  %-16s %.3f wakeups/s\n", $1, $2 / s }'
 fi
 
-echo "== pointer sweep ${sweep_seconds}s across the icons"
+echo "== pointer sweep ${sweep_seconds}s across the icons, $rate pointer reports a second"
 docks=$(call Docks)
 read -r left right y count < <(printf '%s' "$docks" | python3 -c '
 import json, sys
@@ -125,11 +127,11 @@ for attempt in 1 2 3; do
   echo "the dock did not see the pointer; restarting it (attempt $attempt)"
   stop_wharf; start_wharf; sleep 3
 done
-steps=$((sweep_seconds * 60))
-script=$(awk -v l="$left" -v r="$right" -v y="$y" -v n="$steps" 'BEGIN {
+steps=$((sweep_seconds * rate))
+script=$(awk -v l="$left" -v r="$right" -v y="$y" -v n="$steps" -v hz="$rate" 'BEGIN {
   for (i = 0; i < n; i++) {
-    p = (i % 240) / 120; if (p > 1) p = 2 - p
-    printf "mousemove %d %d sleep 0.0166 ", l + (r - l) * p, y
+    p = (i % (4 * hz)) / (2 * hz); if (p > 1) p = 2 - p
+    printf "mousemove %d %d sleep %.4f ", l + (r - l) * p, y, 1 / hz - 0.0001
   } }')
 x0=$([ -n "$xserver" ] && cpu_ticks "$xserver" || echo 0)
 m0=$([ -n "$compositor" ] && cpu_ticks "$compositor" || echo 0)
