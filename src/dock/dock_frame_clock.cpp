@@ -46,7 +46,7 @@ DockFrameClock::InputStep DockFrameClock::input(double now)
     // the cadence back the same way: otherwise, once one input is late, the timer keeps firing
     // just before each one and both wake the dock every frame until their phases drift a whole
     // frame apart.
-    const double wait = std::max(slot, draw ? now + framePeriod : slot) + 0.25 * framePeriod;
+    const double wait = (draw ? std::max(slot, now + framePeriod) : slot) + 0.25 * framePeriod;
     return {draw, std::max(1, int(std::lround((wait - now) * 1000)))};
 }
 

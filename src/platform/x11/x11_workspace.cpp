@@ -61,9 +61,10 @@ X11Workspace::X11Workspace(QObject* parent)
     rules_ = MatchRules::defaults();
     const QString userRules = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation)
         + QStringLiteral("/wharf/rules.conf");
+    QStringList ruleErrors;
     if (QFileInfo::exists(userRules))
-        rules_.parse(readText(userRules), userRules, &ruleErrors_);
-    for (const QString& problem : std::as_const(ruleErrors_))
+        rules_.parse(readText(userRules), userRules, &ruleErrors);
+    for (const QString& problem : std::as_const(ruleErrors))
         qCWarning(lcWorkspace).noquote() << "ignoring rule:" << problem;
     index_ = DesktopEntryIndex::fromInstalledEntries(rules_);
 

@@ -72,7 +72,6 @@ private:
 
     std::unique_ptr<X11Connection> connection_;
     QString error_;
-    QStringList ruleErrors_;
     MatchRules rules_;
     DesktopEntryIndex index_;
     std::unique_ptr<X11WindowTracker> tracker_;
