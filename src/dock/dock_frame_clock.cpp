@@ -6,12 +6,11 @@
 
 namespace wharf {
 
-int DockFrameClock::start(double now, double refreshRate)
+void DockFrameClock::start(double now, double refreshRate)
 {
     const double rate = std::isfinite(refreshRate) ? std::max(60.0, refreshRate) : 60.0;
     framePeriod = 1.0 / rate;
     slot = now;
-    return std::max(1, int(std::lround(framePeriod * 1000)));
 }
 
 void DockFrameClock::drewFrame(double now)

@@ -7,9 +7,8 @@ namespace wharf {
 // interval is measured to the next frame's slot instead, which keeps the average rate exact.
 class DockFrameClock {
 public:
-    // Rates below 60 Hz (or unknown) tick at 60. A frame is due at once; the returned
-    // milliseconds are the timer's first interval.
-    int start(double now, double refreshRate);
+    // Rates below 60 Hz (or unknown) tick at 60. The first frame is due at once.
+    void start(double now, double refreshRate);
     // The timer drew a frame at `now`: milliseconds to the next one, at least 1.
     int nextInterval(double now);
     // Pointer motion comes about once a frame during a sweep, and a frame drawn on it saves the

@@ -355,10 +355,12 @@ void DockView::ensureTicking()
     ticking = true;
     const QScreen* display = screen();
     const double t = now();
-    const int interval = frameClock.start(t, display ? display->refreshRate() : 60.0);
+    frameClock.start(t, display ? display->refreshRate() : 60.0);
     // Resume as if the timer had kept running, so the first step after idling is not a jump.
     lastTickTime = t - frameClock.period();
-    timer->start(interval);
+    // The first frame comes with the next turn of the event loop, after whatever else this
+    // event changes; input arriving first draws it instead.
+    timer->start(0);
 }
 
 void DockView::tickOnPointerMotion()
