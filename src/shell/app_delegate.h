@@ -16,10 +16,8 @@
 #include "platform/workspace.h"
 #include "shell/applied_preferences.h"
 #include "shell/login_item.h"
-#include "windows/dock_avoidance_region.h"
 #include "shell/wharf_dbus_service.h"
 #include "takeover/system_dock_integration.h"
-#include "windows/dock_avoidance_region.h"
 #include "trash/trash_operations.h"
 #include "trash/trash_state_monitor.h"
 #include "windows/dock_window.h"
@@ -262,8 +260,6 @@ private:
     bool windowScanPending = false;
     std::vector<DockWindow> minimized;
     AppliedPreferences applied;
-    std::vector<DockAvoidanceRegion> avoidance;
-    bool avoidanceEnabled = false;
     quint64 frames = 0;
     int openMenus = 0;
     bool rebuildPending = false;

@@ -5,6 +5,7 @@
 #include "dock/dock_panel.h"
 #include "dock/dock_window_controller.h"
 #include "settings/dock_preferences.h"
+#include "windows/dock_avoidance_region.h"
 
 #include <QPointer>
 #include <QScreen>
@@ -34,8 +35,8 @@ void AppDelegate::updateWindowAvoidance()
         docks.push_back({dock->displayID, dock->dockView().isInFullScreenSpace(),
                          dock->dockView().restingContentHeight()});
     }
-    avoidance = avoidanceRegions(displays, docks);
-    avoidanceEnabled = preferences->keepWindowsAboveDock() && !preferences->autoHide();
+    const auto regions = avoidanceRegions(displays, docks);
+    const bool enabled = preferences->keepWindowsAboveDock() && !preferences->autoHide();
     if (!windowAvoidance) {
         // Without window control only the band is reserved; nothing watches or moves windows.
         std::function<std::unique_ptr<WindowMover>()> makeMover;
@@ -50,7 +51,7 @@ void AppDelegate::updateWindowAvoidance()
         };
     }
     if (!terminated)
-        windowAvoidance->update(avoidance, avoidanceEnabled, docks);
+        windowAvoidance->update(regions, enabled, docks);
 }
 
 bool windowListChanged(const std::vector<DockWindow>& stored, const std::vector<DockWindow>& scanned)

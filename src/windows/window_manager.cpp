@@ -13,7 +13,6 @@ namespace {
 
 QString ownerName(const QString& name) { return name.isEmpty() ? QStringLiteral("Application") : name; }
 
-
 } // namespace
 
 WindowManager::WindowManager(WindowControl& control, QObject* parent) : QObject(parent), control(control) {}
