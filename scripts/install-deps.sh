@@ -5,7 +5,7 @@ set -euo pipefail
 
 build=(g++ make cmake pkgconf qt6-base-dev qt6-svg-dev qt6-qpa-plugins libqt6svg6
        libglib2.0-dev libxcb1-dev libxcb-ewmh-dev libxcb-icccm4-dev libxcb-shape0-dev libxcb-shm0-dev
-       libxcb-keysyms1-dev libxcb-randr0-dev libxcb-xtest0-dev libplist-dev libdbus-1-dev
+       libxcb-keysyms1-dev libxcb-randr0-dev libxcb-xtest0-dev libxcb-xinput-dev libplist-dev libdbus-1-dev
        libgtest-dev libgmock-dev libbenchmark-dev dpkg-dev)
 # A private X session for the headless run and the end-to-end tests.
 session=(xvfb xauth openbox icewm xcompmgr xdotool x11-utils wmctrl x11-xserver-utils x11-apps xterm

@@ -22,6 +22,7 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <utility>
 #include <chrono>
 #include <cmath>
 
@@ -95,7 +96,7 @@ std::optional<QPointF> DockView::pointerInView() const
     // is asked. Both are in the window's own coordinates: a window manager that frames the dock
     // can leave Qt's idea of where the window sits stale, which would misplace a pointer mapped
     // from the screen.
-    if (pointerEvents)
+    if (pointerEvents && !motionPaused && !confirmingPointer)
         return toLayoutPoint(lastEventPointer, height());
     const auto reading = readPointer ? readPointer() : std::nullopt;
     if (!reading)
@@ -378,6 +379,17 @@ void DockView::stopTicking()
 {
     ticking = false;
     timer->stop();
+    // Nothing would read the pointer any more.
+    resumeMotionEvents();
+    confirmingPointer = false;
+}
+
+void DockView::resumeMotionEvents()
+{
+    if (!std::exchange(motionPaused, false))
+        return;
+    if (pauseMotionEvents)
+        pauseMotionEvents(false);
 }
 
 void DockView::stopTickingWhenIdle(const std::optional<QPointF>& pointer)
@@ -393,6 +405,15 @@ void DockView::stopTickingWhenIdle(const std::optional<QPointF>& pointer)
         if (!pointerEvents || !inputArea.current().contains(toWidgetPoint(*pointer, height()).toPoint()))
             return;
     }
+    if (motionPaused) {
+        // The pointer may move between the last reading and the server resuming the events: one
+        // more reading, a frame later, sees such a move.
+        resumeMotionEvents();
+        confirmingPointer = true;
+        return;
+    }
+    if (confirmingPointer && pointer)
+        lastEventPointer = toWidgetPoint(*pointer, height());
     stopTicking();
 }
 
@@ -691,6 +712,7 @@ void DockView::enterEvent(QEnterEvent* event)
 void DockView::leaveEvent(QEvent* event)
 {
     pointerEvents = false;
+    resumeMotionEvents();
     ensureTicking();
     QWidget::leaveEvent(event);
 }

@@ -156,6 +156,9 @@ public:
     // pointer is while no motion events come, and how a drag ended. Empty or no answer = unknown
     // (a drag's end then goes by Qt's last known state).
     std::function<std::optional<PointerReading>()> readPointer;
+    // Stops (true) or restarts the window's motion events while the pointer is read once a frame
+    // instead; answers whether they stopped. Empty = motion events drive every step.
+    std::function<bool(bool paused)> pauseMotionEvents;
     // Draws a changed area of the view (view coordinates) straight to the screen; empty or false =
     // repaint through Qt.
     std::function<bool(const QRegion&)> paintDirectly;
@@ -218,6 +221,7 @@ private:
     void ensureTicking();
     void tickOnPointerMotion();
     void stopTicking();
+    void resumeMotionEvents();
     void stopTickingWhenIdle(const std::optional<QPointF>& pointer);
     void notifyAccessibility();
     // Pointer and drag-and-drop (dock_view_pointer.cpp).
@@ -252,6 +256,8 @@ private:
     DockViewRenderer::Footprint painted; // what the last scene put where
     bool pointerEvents = false; // the pointer is inside: motion events report it
     QPointF lastEventPointer;   // widget coordinates
+    bool motionPaused = false;  // the pointer is read each frame instead of by motion events
+    bool confirmingPointer = false; // motion events resumed: one more reading, then they report it
     DockAutoHide autoHide;
     DockHover hover;
     DockInteraction interaction;

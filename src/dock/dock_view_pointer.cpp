@@ -109,6 +109,12 @@ void DockView::mouseMoveEvent(QMouseEvent* event)
     lastEventPointer = event->position();
     ensureTicking();
     tickOnPointerMotion();
+    // Hovering, the dock reads the pointer once a frame: a mouse reporting a thousand times a
+    // second then wakes it no more than one reporting sixty.
+    if (ticking && event->buttons() == Qt::NoButton && pauseMotionEvents) {
+        motionPaused = pauseMotionEvents(true);
+        confirmingPointer = false;
+    }
     DockTile* tile = pressedTile;
     if (!tile || !tile->downPoint || tile->dragged
         || !DockInteraction::movedFarEnough(*tile->downPoint, event->position())) {

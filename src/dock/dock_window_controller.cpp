@@ -68,6 +68,7 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
             reading->position -= view->pos();
         return reading;
     };
+    view->pauseMotionEvents = [this](bool paused) { return platform && platform->pauseMotionEvents(paused); };
     view->paintDirectly = [this](const QRegion& region) {
         return platform && platform->paintDirectly(region.translated(view->pos()));
     };

@@ -56,7 +56,7 @@ TEST_F(DockViewPointer, HoveredIndex)
 
 // (After a Leave inside the hover zone the timer must poll instead: that the hover then ends is
 // checked on a real server without a compositor.)
-TEST_F(DockViewPointer, TimerStopsOnceSettledAndWhileMotionEventsCome)
+TEST_F(DockViewPointer, TimerStopsOnceSettledAndWhenHoveringReadsThePointerEachFrame)
 {
     EXPECT_FALSE(h.view->isTicking()) << "settled with the pointer away";
 
@@ -65,13 +65,32 @@ TEST_F(DockViewPointer, TimerStopsOnceSettledAndWhileMotionEventsCome)
     h.settle();
     EXPECT_FALSE(h.view->isTicking());
 
-    // Over the dock the window gets motion events, so the timer may stop.
+    // Hovering, the view stops the motion events and reads the pointer each frame instead.
+    std::vector<bool> paused;
+    h.view->pauseMotionEvents = [&](bool pause) {
+        paused.push_back(pause);
+        return true;
+    };
     h.pointer = resting[3].center();
     QEnterEvent enter(*h.pointer, *h.pointer, h.view->mapToGlobal(*h.pointer));
     QCoreApplication::sendEvent(h.view.get(), &enter);
+    QMouseEvent move(QEvent::MouseMove, *h.pointer, h.view->mapToGlobal(*h.pointer), Qt::NoButton, Qt::NoButton,
+                     Qt::NoModifier);
+    QCoreApplication::sendEvent(h.view.get(), &move);
+    EXPECT_EQ(paused, std::vector<bool>{true});
+    h.pointer = resting[1].center();
     h.settle();
+    EXPECT_EQ(h.view->hoveredIndex(), 1) << "followed without motion events";
+
+    // Once still, the motion events resume; a move made before the server took that is still seen.
+    for (int frame = 0; frame < 600 && paused.back(); ++frame)
+        h.advance(1.0 / 60);
+    h.pointer = resting[5].center();
+    h.settle();
+    EXPECT_EQ(h.view->hoveredIndex(), 5);
     h.advance(1.0 / 60);
-    EXPECT_FALSE(h.view->isTicking());
+    EXPECT_FALSE(h.view->isTicking()) << "motion events report the pointer again";
+    EXPECT_EQ(paused, (std::vector<bool>{true, false}));
 }
 
 // Where the window can be drawn to directly, a step draws once: the row and the label together.

@@ -41,6 +41,7 @@ public:
             void setBottomReservation(int height) override { window->reservations.push_back(height); }
             std::optional<PointerReading> readPointer() const override { return std::nullopt; }
             bool paintDirectly(const QRegion&) override { return false; }
+            bool pauseMotionEvents(bool) override { return false; }
         };
         auto platform = std::make_unique<Platform>();
         platform->window = window;

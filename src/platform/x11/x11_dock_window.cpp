@@ -12,10 +12,12 @@
 #include <QWindow>
 
 #include <xcb/shape.h>
+#include <xcb/xinput.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -179,8 +181,13 @@ public:
     {
         if (!widget)
             return std::nullopt;
+        // Asked on the frames' connection when there is one: only this thread reads it, so the
+        // answer wakes nothing else, while Qt's event thread reads Qt's.
+        xcb_connection_t* link = presenting() ? presenter->link() : connection;
+        xcb_generic_error_t* error = nullptr;
         const Reply<xcb_query_pointer_reply_t> reply(
-            xcb_query_pointer_reply(connection, xcb_query_pointer(connection, window()), nullptr));
+            xcb_query_pointer_reply(link, xcb_query_pointer(link, window()), &error));
+        std::free(error);
         if (!reply || !reply->same_screen)
             return std::nullopt;
         return PointerReading{QPointF(reply->win_x, reply->win_y) / widget->devicePixelRatioF(),
@@ -216,6 +223,47 @@ public:
         staleInQt += covered;
         if (staleInQt.rectCount() > 8)
             staleInQt = staleInQt.boundingRect();
+        return true;
+    }
+
+    bool pauseMotionEvents(bool paused) override
+    {
+        if (!widget || !xinput)
+            return false;
+        if (!paused) {
+            if (const auto selection = std::exchange(pausedSelection, std::nullopt))
+                select(*selection, false);
+            return true;
+        }
+        if (pausedSelection)
+            return true;
+        // Qt selects the pointer both in XInput 2, which has no motion hints, and in the core
+        // mask, which takes over where XInput 2 stops: both are put back as they were.
+        const auto inputCookie = xcb_input_xi_get_selected_events(connection, window());
+        const auto coreCookie = xcb_get_window_attributes(connection, window());
+        xcb_generic_error_t* error = nullptr;
+        const Reply<xcb_input_xi_get_selected_events_reply_t> input(
+            xcb_input_xi_get_selected_events_reply(connection, inputCookie, &error));
+        std::free(std::exchange(error, nullptr));
+        const Reply<xcb_get_window_attributes_reply_t> core(
+            xcb_get_window_attributes_reply(connection, coreCookie, &error));
+        std::free(error);
+        if (!input || !core)
+            return false;
+        Selection selection{{}, core->your_event_mask};
+        bool motion = false;
+        for (auto it = xcb_input_xi_get_selected_events_masks_iterator(input.get()); it.rem;
+             xcb_input_event_mask_next(&it)) {
+            const int words = xcb_input_event_mask_mask_length(it.data);
+            selection.masks.push_back(maskHeader(*it.data));
+            const uint32_t* bits = xcb_input_event_mask_mask(it.data);
+            selection.masks.insert(selection.masks.end(), bits, bits + words);
+            motion = motion || (words > 0 && (bits[0] & XCB_INPUT_XI_EVENT_MASK_MOTION));
+        }
+        if (!motion)
+            return false; // Qt takes no XInput 2 events here: leave its selection alone
+        select(selection, true);
+        pausedSelection = std::move(selection);
         return true;
     }
 
@@ -303,6 +351,11 @@ protected:
                 applyShapes();
         } else if (event->type() == QEvent::Hide) {
             shaped = false;
+            pauseMotionEvents(false);
+        } else if (event->type() == QEvent::MouseButtonPress) {
+            // A press anywhere in the window (the divider's handle too) may start a drag, which
+            // follows motion events.
+            pauseMotionEvents(false);
         }
         return false;
     }
@@ -314,6 +367,47 @@ private:
     // Without a compositing manager the window's shape follows what is drawn: shapes go over the
     // frames' connection, so that each frame shows within the shape set for it.
     xcb_connection_t* shapeConnection() const { return presenting() ? presenter->link() : connection; }
+
+    // The word that starts a device's entry in a list of event masks: its id and mask length.
+    static uint32_t maskHeader(const xcb_input_event_mask_t& mask)
+    {
+        uint32_t word = 0;
+        std::memcpy(&word, &mask, sizeof word);
+        return word;
+    }
+    static uint16_t maskWords(uint32_t header)
+    {
+        xcb_input_event_mask_t mask;
+        std::memcpy(&mask, &header, sizeof mask);
+        return mask.mask_len;
+    }
+
+    // What Qt selected on the window: XInput 2 masks as the server lists them (for each device
+    // its header word, then its mask), and the core event mask.
+    struct Selection {
+        std::vector<uint32_t> masks;
+        uint32_t core = 0;
+    };
+
+    // Replaces the window's selection on Qt's connection, with or without motion. Without, the
+    // buttons come as core events: a press grabs the pointer with the mask it was selected with,
+    // and the core one still asks for motion while a button is held, which a drag follows.
+    void select(Selection selection, bool withoutMotion)
+    {
+        constexpr uint32_t pointerEvents = XCB_INPUT_XI_EVENT_MASK_MOTION | XCB_INPUT_XI_EVENT_MASK_BUTTON_PRESS
+            | XCB_INPUT_XI_EVENT_MASK_BUTTON_RELEASE;
+        uint16_t count = 0;
+        for (size_t i = 0; i < selection.masks.size(); i += 1 + maskWords(selection.masks[i]), ++count) {
+            if (withoutMotion && maskWords(selection.masks[i]) > 0)
+                selection.masks[i + 1] &= ~pointerEvents;
+        }
+        if (withoutMotion)
+            selection.core &= ~uint32_t(XCB_EVENT_MASK_POINTER_MOTION);
+        xcb_input_xi_select_events(connection, window(), count,
+                                   reinterpret_cast<const xcb_input_event_mask_t*>(selection.masks.data()));
+        xcb_change_window_attributes(connection, window(), XCB_CW_EVENT_MASK, &selection.core);
+        xcb_flush(connection);
+    }
 
     // Focus straight from the server: Qt waits a while after a focus loss before it deactivates
     // a window, and says nothing when the focus comes back meanwhile.
@@ -486,6 +580,8 @@ private:
     QRegion staleInQt; // drawn directly since Qt last painted it
     QRegion exposed;   // uncovered and not drawn since
     QTimer exposeDraw; // draws `exposed` when no frame comes first
+    bool xinput = xcb_get_extension_data(connection, &xcb_input_id)->present;
+    std::optional<Selection> pausedSelection; // Qt's selection, while motion events are paused
 };
 
 } // namespace
