@@ -97,10 +97,9 @@ QJsonObject pendingDrop(DockClient& client)
     return docks.empty() ? QJsonObject() : docks.front().json[QStringLiteral("drop")].toObject();
 }
 
-// A drag from another program onto the tile `id`, or with `after` into the gap after it, wherever
-// the magnified row has put it: the pointer follows it until the dock would drop there.
-void dragFromAnotherProgram(E2eSession& session, DockClient& client, const QPointF& from, const QString& id,
-                            const QString& keys, bool after)
+// A drag from the drag source's window onto the tile `id`, or with `after` into the gap after it,
+// wherever the magnified row has put it: the pointer follows it until the dock would drop there.
+void dragFromAnotherProgram(E2eSession& session, DockClient& client, const QString& id, const QString& keys, bool after)
 {
     const auto target = [&] {
         const auto docks = client.docks();
@@ -113,7 +112,7 @@ void dragFromAnotherProgram(E2eSession& session, DockClient& client, const QPoin
         const QRectF next = docks.front().tiles[size_t(i + 1)];
         return QPointF((tile.right() + next.left()) / 2, tile.center().y());
     };
-    drag(session, from, target(), keys, [&]() -> std::optional<QPointF> {
+    drag(session, QPointF(160, 160), target(), keys, [&]() -> std::optional<QPointF> {
         const QJsonValue at = pendingDrop(client)[after ? QStringLiteral("index") : QStringLiteral("target")];
         const int i = int(client.docks().front().ids.indexOf(id));
         if (at.isDouble() && at.toInt() == (after ? i + 1 : i))
@@ -327,7 +326,7 @@ TEST_F(PointerE2e, AnApplicationDraggedAlongTheRowMovesAcrossARestartAndFilesDro
         QProcess* source = startDragSource(path);
         if (!source)
             return QByteArray("no drag source");
-        dragFromAnotherProgram(session, client, QPointF(160, 160), id, keys, after);
+        dragFromAnotherProgram(session, client, id, keys, after);
         E2eSession::waitFor([&] { return source->canReadLine(); });
         const QByteArray answer = source->readLine().trimmed();
         E2eSession::stop(source);
