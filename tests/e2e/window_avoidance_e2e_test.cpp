@@ -106,7 +106,7 @@ TEST_F(WindowAvoidance, ADraggedWindowMovesUpOnlyAfterReleaseOneThatSnapsBackOnl
     ASSERT_TRUE(E2eSession::waitFor([&] { return session.clientWindows(QStringLiteral("bandclient")).empty(); }));
 
     // (That maximized windows stop above the band is the window manager's, from the reservation the
-    // dock windows test checks.)
+    // application test checks.)
     const quint32 fullScreen = startXterm(session, {"-geometry", "40x10+0+0", "-fullscreen"});
     ASSERT_NE(fullScreen, 0u);
     const QRect screen(0, 0, 1920, 1080);
