@@ -85,7 +85,7 @@ class Decorated : public ::testing::Test {
 protected:
     void SetUp() override { WHARF_REQUIRE_SESSION(session); }
 
-    void startDock(const QVariantMap& settings = {})
+    void startDock(const QVariantMap& settings)
     {
         session.writeDesktopEntry(QStringLiteral("test-terminal.desktop"), QString::fromLatin1(terminalEntry));
         xterm = startXterm(session, {"-geometry", "40x10+300+100"});
@@ -146,9 +146,20 @@ protected:
     QString desktopID;
 };
 
-TEST_F(Decorated, BadgeProgressAndAttentionFollowTheLauncherEntrySignal)
+// (Where the label and the divider's drag stop is the view tests' part.)
+TEST_F(Decorated, BadgeProgressAndAttentionFollowTheLauncherEntrySignalEarlyPublishersAreAskedAndTheLabelAndDividerWork)
 {
-    startDock();
+    // Published before Wharf started, so no update of it was ever heard.
+    const QString early = startPublisher(QStringLiteral("early-terminal"), 7);
+    // A small dock, with room to grow.
+    startDock({{QStringLiteral("dockWidthFraction"), 0.15}, {QStringLiteral("magnification"), 1.0}});
+    EXPECT_TRUE(E2eSession::waitFor([&] { return label(early) == QStringLiteral("7"); }))
+        << "the program that published before Wharf started shows its count";
+    // Published before its tile appeared, while Wharf listened only to its dock's applications.
+    const QString late = startPublisher(QStringLiteral("late-terminal"), 3);
+    EXPECT_TRUE(E2eSession::waitFor([&] { return label(late) == QStringLiteral("3"); }))
+        << "the program is asked when its tile appears";
+
     emitUpdate(session, desktopID, QStringLiteral("{'count': <int64 5>, 'count-visible': <true>}"));
     ASSERT_TRUE(E2eSession::waitFor([&] { return label(terminalID) == QStringLiteral("5"); }));
     const QRectF frame = rectFrom(badge(terminalID)[QStringLiteral("frame")]);
@@ -165,7 +176,7 @@ TEST_F(Decorated, BadgeProgressAndAttentionFollowTheLauncherEntrySignal)
     emitUpdate(session, QStringLiteral("no-such-app"), QStringLiteral("{'count': <int64 9>, 'count-visible': <true>}"));
     emitUpdate(session, desktopID, QStringLiteral("{'count': <int64 123456>}"));
     ASSERT_TRUE(E2eSession::waitFor([&] { return label(terminalID) == QStringLiteral("999+"); }));
-    EXPECT_EQ(dock()[QStringLiteral("badges")].toArray().size(), 1);
+    EXPECT_EQ(dock()[QStringLiteral("badges")].toArray().size(), 3) << "the terminal's and the publishers'";
 
     emitUpdate(session, desktopID, QStringLiteral("{'count-visible': <false>}"));
     ASSERT_TRUE(E2eSession::waitFor([&] { return badge(terminalID).isEmpty(); }));
@@ -217,23 +228,9 @@ TEST_F(Decorated, BadgeProgressAndAttentionFollowTheLauncherEntrySignal)
     ASSERT_TRUE(E2eSession::waitFor([&] { return !dock()[QStringLiteral("pulsing")].toBool(); }));
     EXPECT_TRUE(badge(terminalID).isEmpty());
     EXPECT_LT(orange(session.screenshot().pixel(spot)), lowest + 30) << "no glow once activated";
-}
 
-// (Where the label and the divider's drag stop is the view tests' part.)
-TEST_F(Decorated, ProgramsThatPublishedEarlyAreAskedTheHoverLabelShowsTheTitleAndTheDividerResizesTheDock)
-{
-    // Published before Wharf started, so no update of it was ever heard.
-    const QString early = startPublisher(QStringLiteral("early-terminal"), 7);
-    // A small dock, with room to grow.
-    startDock({{QStringLiteral("dockWidthFraction"), 0.15}, {QStringLiteral("magnification"), 1.0}});
-    EXPECT_TRUE(E2eSession::waitFor([&] { return label(early) == QStringLiteral("7"); }))
-        << "the program that published before Wharf started shows its count";
-    // Published before its tile appeared, while Wharf listened only to its dock's applications.
-    const QString late = startPublisher(QStringLiteral("late-terminal"), 3);
-    EXPECT_TRUE(E2eSession::waitFor([&] { return label(late) == QStringLiteral("3"); }))
-        << "the program is asked when its tile appears";
+    // The hover label names the tile under the pointer.
     ASSERT_TRUE(client.settledDock());
-
     const QRectF terminal = client.tile(terminalID);
     movePointer(session, terminal.center());
     const auto hoverLabel = [&]() -> QJsonValue { return dock()[QStringLiteral("hoverLabel")]; };

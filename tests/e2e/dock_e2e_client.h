@@ -145,7 +145,7 @@ public:
 
     // Waits until the docks exist and their tiles stop moving; returns the settled normal dock
     // of the first display.
-    std::optional<DockInfo> settledDock(int expectedDocks = 2, int timeoutMs = 10000)
+    std::optional<DockInfo> settledDock(int expectedDocks = 2)
     {
         std::vector<QRectF> last;
         int stable = 0;
@@ -160,7 +160,7 @@ public:
                 result = all.front();
                 return stable >= 4;
             },
-            timeoutMs, 50);
+            10000, 50);
         return stable >= 4 ? result : std::nullopt;
     }
 

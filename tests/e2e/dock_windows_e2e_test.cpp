@@ -1,6 +1,8 @@
-// The dock windows under a real X server, window manager and compositor: where they are, what
-// the window manager is told about them, magnification, pass-through clicks and what is drawn:
-// the shelf, running indicators, icons of any margins at one height, and a new icon theme.
+// The dock windows under a real X server, window manager and compositor (where they sit on two
+// displays, what the window manager is told and pass-through clicks are the auto-hide test's
+// full-screen session): magnification, the shape without a compositor, where icewm's task bar is,
+// and what is drawn: the shelf, running indicators, icons of any margins at one height, and a new
+// icon theme.
 #include "dock_e2e_client.h"
 
 #include "dock/dock_layout.h"
@@ -20,109 +22,6 @@ namespace wharf::e2e {
 namespace {
 
 QPoint center(const QRectF& r) { return r.center().toPoint(); }
-
-// Two docks on every display, where the window manager sees them on every desktop, above the
-// others and never focused; the row is shown at rest at once, and clicks pass through all but the
-// tiles. (A display that goes takes its docks along in the auto-hide test's full-screen session.)
-TEST(DockWindows, EveryDisplayGetsTwoUnfocusedDocksAboveTheOthersThatLetClicksThroughBesideTheTiles)
-{
-    E2eSession session({.twoMonitors = true});
-    WHARF_REQUIRE_SESSION(session);
-    // The xterm below must stay under the dock, so windows are not kept clear of it here.
-    writeWharfSettings(session, {{QStringLiteral("keepWindowsAboveDock"), false}});
-    QProcess* wharf = session.startWharf();
-    ASSERT_NE(wharf, nullptr);
-    DockClient client(session);
-    // The row must not move from where it was first shown into its resting layout.
-    std::vector<std::vector<QRectF>> seen;
-    E2eSession::waitFor(
-        [&] {
-            const auto docks = client.docks();
-            if (!docks.empty() && !docks.front().tiles.empty())
-                seen.push_back(docks.front().tiles);
-            return seen.size() >= 30;
-        },
-        10000, 10);
-    const auto settled = client.settledDock(4);
-    ASSERT_TRUE(settled);
-    for (const auto& tiles : seen)
-        ASSERT_EQ(tiles, settled->tiles) << "the row moved after it was first shown";
-
-    QStringList displays;
-    for (const DockInfo& dock : client.docks()) {
-        displays << dock.display;
-        EXPECT_EQ(dock.mapped, !dock.overlay);
-        const double left = dock.display == QStringLiteral("RIGHT") ? 1920 : 0;
-        EXPECT_EQ(dock.frame, QRectF(left, 740, 1920, 340)) << dock.display.toStdString();
-    }
-    EXPECT_EQ(displays, (QStringList{QStringLiteral("LEFT"), QStringLiteral("LEFT"), QStringLiteral("RIGHT"),
-                                     QStringLiteral("RIGHT")}));
-    QString log;
-    EXPECT_TRUE(waitForLog(*wharf, log, QStringLiteral("Wharf ready. Displays: 2,")))
-        << "the ready line counts the displays that carry docks";
-
-    // What the window manager sees on the dock windows.
-    const QStringList windows = wharfWindows(session, wharf->processId());
-    ASSERT_EQ(windows.size(), 4) << "every dock window exists as an X window";
-    QString mapped, unmapped;
-    for (const QString& id : windows) {
-        if (session.xprop({QStringLiteral("-id"), id, QStringLiteral("WM_STATE")}).contains(QStringLiteral("Normal")))
-            mapped = id;
-        else
-            unmapped = id;
-        EXPECT_FALSE(session.xprop({QStringLiteral("-id"), id, QStringLiteral("WM_PROTOCOLS")})
-                         .contains(QStringLiteral("WM_TAKE_FOCUS")))
-            << "the focus is taken only in keyboard mode";
-    }
-    ASSERT_FALSE(mapped.isEmpty()) << "the normal dock is mapped";
-    ASSERT_FALSE(unmapped.isEmpty()) << "the overlay dock is not";
-    // What Wharf asks for (visible on the window the manager has not touched yet) ...
-    const QString requested = session.xprop({QStringLiteral("-id"), unmapped});
-    for (const char* state : {"_NET_WM_STATE_ABOVE", "_NET_WM_STATE_STICKY", "_NET_WM_STATE_SKIP_TASKBAR",
-                              "_NET_WM_STATE_SKIP_PAGER"})
-        EXPECT_TRUE(requested.contains(QLatin1String(state))) << state << "\n" << requested.toStdString();
-    // ... and what openbox made of it on the mapped one: a dock on every desktop, above, out of
-    // task bars and pagers, never focused.
-    const QString props = session.xprop({QStringLiteral("-id"), mapped});
-    EXPECT_TRUE(props.contains(QStringLiteral("_NET_WM_WINDOW_TYPE(ATOM) = _NET_WM_WINDOW_TYPE_DOCK\n")))
-        << props.toStdString();
-    for (const char* state : {"_NET_WM_STATE_ABOVE", "_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER"})
-        EXPECT_TRUE(props.contains(QLatin1String(state))) << state << "\n" << props.toStdString();
-    EXPECT_TRUE(props.contains(QStringLiteral("_NET_WM_DESKTOP(CARDINAL) = 4294967295"))) << props.toStdString();
-    EXPECT_TRUE(props.contains(QStringLiteral("Client accepts input or input focus: False"))) << props.toStdString();
-
-    // Clicks reach the window below except over tiles: an xterm across the whole bottom of the
-    // left display, under the dock window.
-    const quint32 xterm = startXterm(session, {"-geometry", "320x90+0+0"});
-    // A second terminal (xclock takes no focus) that is made active before each click.
-    const quint32 other = startXterm(session, {"-geometry", "40x10+800+100"});
-    ASSERT_TRUE(xterm && other);
-
-    const auto clickAt = [&](QPoint p) {
-        // Start from the other terminal being active, so the xterm's activation can only come from the click.
-        session.xdotool({QStringLiteral("windowactivate"), QString::number(other)});
-        if (!E2eSession::waitFor([&] { return activeWindow(session) == other; }, 3000))
-            return false;
-        movePointer(session, p);
-        return session.xdotool({QStringLiteral("click"), QStringLiteral("1")}).exitCode == 0;
-    };
-
-    // Transparent part of the dock window (its top-left corner, far from the shelf).
-    ASSERT_TRUE(windowFrame(session, QString::number(xterm)).contains(QPoint(40, 760)));
-    ASSERT_TRUE(clickAt(QPoint(40, 760)));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterm; }, 3000))
-        << "a click on the transparent part reaches the xterm";
-
-    // A tile takes the click itself: neither the xterm below nor the dock gets the focus.
-    const auto now = client.settledDock(4);
-    ASSERT_TRUE(now);
-    ASSERT_TRUE(windowFrame(session, QString::number(xterm)).contains(center(now->tiles.back()))) << "the xterm lies under the tile";
-    ASSERT_TRUE(clickAt(center(now->tiles.back())));
-    EXPECT_FALSE(E2eSession::waitFor([&] {
-        const quint32 active = activeWindow(session);
-        return active == xterm || windows.contains(QString::number(active));
-    }, 1000)) << "a click on a tile stays with the dock, which leaves the focus where it was";
-}
 
 bool near(const QColor& a, const QColor& b) { return colorDistance(a, b) <= 60; }
 

@@ -97,35 +97,27 @@ QJsonObject pendingDrop(DockClient& client)
     return docks.empty() ? QJsonObject() : docks.front().json[QStringLiteral("drop")].toObject();
 }
 
-// A drag from another program onto the tile `id`, wherever the magnified row has put it.
-void dragOntoTile(E2eSession& session, DockClient& client, const QPointF& from, const QString& id,
-                  const QString& keys = {})
+// A drag from the drag source's window onto the tile `id`, or with `after` into the gap after it,
+// wherever the magnified row has put it: the pointer follows it until the dock would drop there.
+void dragFromAnotherProgram(E2eSession& session, DockClient& client, const QString& id, const QString& keys, bool after)
 {
-    drag(session, from, client.tile(id).center(), keys, [&]() -> std::optional<QPointF> {
-        const QJsonValue target = pendingDrop(client)[QStringLiteral("target")];
-        if (target.isDouble() && target.toInt() == client.docks().front().ids.indexOf(id))
-            return std::nullopt; // the dock would drop onto it
-        return client.tile(id).center();
-    });
-}
-
-// A drag from another program to the gap after the tile `id`, wherever the row has moved it.
-void dragAfterTile(E2eSession& session, DockClient& client, const QPointF& from, const QString& id)
-{
-    const auto gap = [&] {
+    const auto target = [&] {
         const auto docks = client.docks();
         const auto i = docks.empty() ? -1 : docks.front().ids.indexOf(id);
-        if (i < 0 || size_t(i + 1) >= docks.front().tiles.size())
+        if (i < 0 || (after && size_t(i + 1) >= docks.front().tiles.size()))
             return QPointF();
-        const QRectF left = docks.front().tiles[size_t(i)];
-        const QRectF right = docks.front().tiles[size_t(i + 1)];
-        return QPointF((left.right() + right.left()) / 2, left.center().y());
+        const QRectF tile = docks.front().tiles[size_t(i)];
+        if (!after)
+            return tile.center();
+        const QRectF next = docks.front().tiles[size_t(i + 1)];
+        return QPointF((tile.right() + next.left()) / 2, tile.center().y());
     };
-    drag(session, from, gap(), {}, [&]() -> std::optional<QPointF> {
-        const QJsonValue index = pendingDrop(client)[QStringLiteral("index")];
-        if (index.isDouble() && index.toInt() == client.docks().front().ids.indexOf(id) + 1)
-            return std::nullopt; // the dock would pin it right there
-        return gap();
+    drag(session, QPointF(160, 160), target(), keys, [&]() -> std::optional<QPointF> {
+        const QJsonValue at = pendingDrop(client)[after ? QStringLiteral("index") : QStringLiteral("target")];
+        const int i = int(client.docks().front().ids.indexOf(id));
+        if (at.isDouble() && at.toInt() == (after ? i + 1 : i))
+            return std::nullopt; // the dock would drop right there
+        return target();
     });
 }
 
@@ -328,16 +320,13 @@ TEST_F(PointerE2e, AnApplicationDraggedAlongTheRowMovesAcrossARestartAndFilesDro
     // Files dropped from another program move into a folder, copy with Alt, and an entry beside the
     // icons is pinned there.
     const QString inbox = QFileInfo(folder).canonicalFilePath();
-    // Drags `path` from another program onto the tile `id`, or into the gap after the tile
-    // `after`, and returns what the drop site answered.
-    const auto dragFrom = [&](const QString& path, const QString& id, const QString& keys = {}, const QString& after = {}) {
+    // Drags `path` from another program onto the tile `id`, or into the gap `after` it, and returns
+    // what the drop site answered.
+    const auto dragFrom = [&](const QString& path, const QString& id, const QString& keys = {}, bool after = false) {
         QProcess* source = startDragSource(path);
         if (!source)
             return QByteArray("no drag source");
-        if (id.isEmpty())
-            dragAfterTile(session, client, QPointF(160, 160), after);
-        else
-            dragOntoTile(session, client, QPointF(160, 160), id, keys);
+        dragFromAnotherProgram(session, client, id, keys, after);
         E2eSession::waitFor([&] { return source->canReadLine(); });
         const QByteArray answer = source->readLine().trimmed();
         E2eSession::stop(source);
@@ -357,7 +346,7 @@ TEST_F(PointerE2e, AnApplicationDraggedAlongTheRowMovesAcrossARestartAndFilesDro
     const QString gamma = session.writeDesktopEntry(
         QStringLiteral("gamma.desktop"),
         QStringLiteral("[Desktop Entry]\nType=Application\nName=gamma\nExec=%1\n").arg(program));
-    EXPECT_EQ(dragFrom(gamma, {}, {}, beta), QByteArray("dropped copy"));
+    EXPECT_EQ(dragFrom(gamma, beta, {}, true), QByteArray("dropped copy"));
     const QString gammaID = QFileInfo(gamma).canonicalFilePath();
     EXPECT_TRUE(E2eSession::waitFor([&] {
         const QStringList ids = client.itemIDs();

@@ -61,7 +61,9 @@ protected:
     int bandTop = 0;
 };
 
-TEST_F(WindowAvoidance, AWindowDraggedIntoTheBandMovesUpOnlyAfterRelease)
+// One session, one case after another: a window dragged into the band, a client that refuses to
+// move, and windows that must be left alone.
+TEST_F(WindowAvoidance, ADraggedWindowMovesUpOnlyAfterReleaseOneThatSnapsBackOnlyAfterTheCooldownAndDialogsAndFullScreenStay)
 {
     const quint32 xterm = startXterm(session, {"-geometry", "60x15+300+200"});
     ASSERT_NE(xterm, 0u);
@@ -87,12 +89,24 @@ TEST_F(WindowAvoidance, AWindowDraggedIntoTheBandMovesUpOnlyAfterRelease)
     const QRect end = frameWhen(xterm, [&](const QRect& f) { return bottomEdge(f) == bandTop; });
     EXPECT_EQ(bottomEdge(end), bandTop) << "released, it sits on the band";
     EXPECT_EQ(end.height(), start.height()) << "the height is kept";
-}
 
-// (That maximized windows stop above the band is the window manager's, from the reservation the
-// dock windows test checks.)
-TEST_F(WindowAvoidance, DialogsAndFullScreenWindowsAreLeftAlone)
-{
+    // A client that snaps back into the band.
+    QProcess* snapping = startBandClient(QRect(400, bandTop - 60, 300, 160), QStringLiteral("--snap-back"));
+    ASSERT_NE(snapping, nullptr);
+    QByteArray out;
+    const auto moves = [&] {
+        out += snapping->readAllStandardOutput();
+        return out.count("moved");
+    };
+    ASSERT_TRUE(E2eSession::waitFor([&] { return moves() >= 1; })) << "Wharf tries once";
+    // Its snapping back reads as a refusal, not as a new place to correct at once.
+    EXPECT_FALSE(E2eSession::waitFor([&] { return moves() >= 2; }, 2000)) << "and leaves the refusing window alone";
+    EXPECT_TRUE(E2eSession::waitFor([&] { return moves() >= 2; }, 10000)) << "until the cooldown is over";
+    E2eSession::stop(snapping);
+    ASSERT_TRUE(E2eSession::waitFor([&] { return session.clientWindows(QStringLiteral("bandclient")).empty(); }));
+
+    // (That maximized windows stop above the band is the window manager's, from the reservation the
+    // application test checks.)
     const quint32 fullScreen = startXterm(session, {"-geometry", "40x10+0+0", "-fullscreen"});
     ASSERT_NE(fullScreen, 0u);
     const QRect screen(0, 0, 1920, 1080);
@@ -109,21 +123,6 @@ TEST_F(WindowAvoidance, DialogsAndFullScreenWindowsAreLeftAlone)
     // Give the worker time for several drains; neither window moves.
     EXPECT_FALSE(E2eSession::waitFor([&] { return outerFrame(session, dialog) != dialogFrame; }, 1000));
     EXPECT_EQ(outerFrame(session, fullScreen), screen);
-}
-
-TEST_F(WindowAvoidance, AWindowThatSnapsBackIsRetriedOnlyAfterTheCooldown)
-{
-    QProcess* client = startBandClient(QRect(400, bandTop - 60, 300, 160), QStringLiteral("--snap-back"));
-    ASSERT_NE(client, nullptr);
-    QByteArray out;
-    const auto moves = [&] {
-        out += client->readAllStandardOutput();
-        return out.count("moved");
-    };
-    ASSERT_TRUE(E2eSession::waitFor([&] { return moves() >= 1; })) << "Wharf tries once";
-    // Its snapping back reads as a refusal, not as a new place to correct at once.
-    EXPECT_FALSE(E2eSession::waitFor([&] { return moves() >= 2; }, 2000)) << "and leaves the refusing window alone";
-    EXPECT_TRUE(E2eSession::waitFor([&] { return moves() >= 2; }, 10000)) << "until the cooldown is over";
 }
 
 } // namespace

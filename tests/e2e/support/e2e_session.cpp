@@ -152,7 +152,7 @@ QString E2eSession::wharfBinary()
     return QStringLiteral(WHARF_BINARY);
 }
 
-QProcess* E2eSession::startWharf(const QStringList& args, int timeoutMs)
+QProcess* E2eSession::startWharf(const QStringList& args)
 {
     QProcess* wharf = start(wharfBinary(), args);
     QDBusConnection connection = bus();
@@ -161,7 +161,7 @@ QProcess* E2eSession::startWharf(const QStringList& args, int timeoutMs)
             return wharf->state() != QProcess::Running ||
                    connection.interface()->isServiceRegistered(kWharfBusName).value();
         },
-        timeoutMs);
+        15000);
     if (!up || wharf->state() != QProcess::Running)
         return nullptr;
     return wharf;

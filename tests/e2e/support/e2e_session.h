@@ -77,7 +77,7 @@ public:
     // The built wharf executable.
     static QString wharfBinary();
     // Starts wharf with `args` and waits until its D-Bus name is on the bus (nullptr on timeout).
-    QProcess* startWharf(const QStringList& args = {}, int timeoutMs = 15000);
+    QProcess* startWharf(const QStringList& args = {});
 
     // A desktop entry in $XDG_DATA_HOME/applications (the MIME cache is rebuilt); returns its path.
     QString writeDesktopEntry(const QString& fileName, const QString& contents);
