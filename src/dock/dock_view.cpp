@@ -90,13 +90,17 @@ double DockView::now() const
     return duration<double>(steady_clock::now().time_since_epoch()).count();
 }
 
-std::optional<QPointF> DockView::pointerInView() const
+std::optional<QPointF> DockView::pointerInView()
 {
-    // Motion events keep it current without a round trip to the server; otherwise the window system
-    // is asked. Both are in the window's own coordinates: a window manager that frames the dock
-    // can leave Qt's idea of where the window sits stale, which would misplace a pointer mapped
-    // from the screen.
-    if (pointerEvents && !motionPaused && !confirmingPointer)
+    // Motion events keep it current without a round trip to the server, or while they are paused,
+    // what the window system followed of them; otherwise the window system is asked. All are in
+    // the window's own coordinates: a window manager that frames the dock can leave Qt's idea of
+    // where the window sits stale, which would misplace a pointer mapped from the screen.
+    if (pointerEvents && (motionPaused || confirmingPointer) && followPointer) {
+        if (const auto moved = followPointer())
+            lastEventPointer = *moved;
+    }
+    if (pointerEvents)
         return toLayoutPoint(lastEventPointer, height());
     const auto reading = readPointer ? readPointer() : std::nullopt;
     if (!reading)
@@ -412,8 +416,6 @@ void DockView::stopTickingWhenIdle(const std::optional<QPointF>& pointer)
         confirmingPointer = true;
         return;
     }
-    if (confirmingPointer && pointer)
-        lastEventPointer = toWidgetPoint(*pointer, height());
     stopTicking();
 }
 
@@ -431,6 +433,11 @@ void DockView::tick()
     const double dt = std::clamp(t - lastTickTime, 0.0, 0.1);
     lastTickTime = t;
     const auto pointer = pointerInView();
+    // Over the divider's handle Qt follows the motion itself, to show the handle's cursor and tip.
+    if (motionPaused && pointerEvents) {
+        if (const auto handle = dividerFrame(); handle && handle->contains(lastEventPointer.toPoint()))
+            resumeMotionEvents();
+    }
 
     followFullScreen();
     if (!autoHide.takesPart()) {

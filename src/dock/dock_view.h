@@ -159,6 +159,8 @@ public:
     // Stops (true) or restarts the window's motion events while the pointer is read once a frame
     // instead; answers whether they stopped. Empty = motion events drive every step.
     std::function<bool(bool paused)> pauseMotionEvents;
+    // Meanwhile: where the pointer has moved in the view since the last call, empty if nowhere.
+    std::function<std::optional<QPointF>()> followPointer;
     // Draws a changed area of the view (view coordinates) straight to the screen; empty or false =
     // repaint through Qt.
     std::function<bool(const QRegion&)> paintDirectly;
@@ -196,7 +198,7 @@ protected:
 
 private:
     double now() const;
-    std::optional<QPointF> pointerInView() const;
+    std::optional<QPointF> pointerInView();
     double backingScale() const;
     bool dark() const;
     bool reducesMotion() const;

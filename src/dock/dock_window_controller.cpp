@@ -69,6 +69,12 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
         return reading;
     };
     view->pauseMotionEvents = [this](bool paused) { return platform && platform->pauseMotionEvents(paused); };
+    view->followPointer = [this]() -> std::optional<QPointF> {
+        auto moved = platform ? platform->followPointer() : std::nullopt;
+        if (moved)
+            *moved -= view->pos();
+        return moved;
+    };
     view->paintDirectly = [this](const QRegion& region) {
         return platform && platform->paintDirectly(region.translated(view->pos()));
     };

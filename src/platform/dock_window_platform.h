@@ -53,9 +53,12 @@ public:
     // believes the window sits: a window manager that frames the dock can leave that stale.
     virtual std::optional<PointerReading> readPointer() const = 0;
     // Stops (true) or restarts the window's motion events, for while the dock follows the pointer
-    // with `readPointer` once a frame: a fast mouse then wakes nothing between frames. False where
+    // with `followPointer` once a frame: a fast mouse then wakes nothing between frames. False where
     // motion events cannot be stopped; they keep coming then.
     virtual bool pauseMotionEvents(bool paused) = 0;
+    // While motion events are paused, and once more after they resume: where the pointer has
+    // moved in the window since the last call, empty if it has not.
+    virtual std::optional<QPointF> followPointer() = 0;
     // Draws `region` of the window (window coordinates) and puts it on screen at once, bypassing
     // Qt's backing store, which waits for the server after every frame. False when the window
     // cannot be drawn to so; the caller then repaints through Qt.

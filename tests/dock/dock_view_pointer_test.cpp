@@ -71,6 +71,7 @@ TEST_F(DockViewPointer, TimerStopsOnceSettledAndWhenHoveringReadsThePointerEachF
         paused.push_back(pause);
         return true;
     };
+    h.view->followPointer = [&] { return h.pointer; };
     h.pointer = resting[3].center();
     QEnterEvent enter(*h.pointer, *h.pointer, h.view->mapToGlobal(*h.pointer));
     QCoreApplication::sendEvent(h.view.get(), &enter);
@@ -91,6 +92,14 @@ TEST_F(DockViewPointer, TimerStopsOnceSettledAndWhenHoveringReadsThePointerEachF
     h.advance(1.0 / 60);
     EXPECT_FALSE(h.view->isTicking()) << "motion events report the pointer again";
     EXPECT_EQ(paused, (std::vector<bool>{true, false}));
+
+    // Over the divider's handle Qt must follow the motion itself, to show the handle's cursor.
+    QCoreApplication::sendEvent(h.view.get(), &move);
+    const auto handle = h.view->dividerFrame();
+    ASSERT_TRUE(handle);
+    h.pointer = QPointF(handle->center());
+    h.advance(1.0 / 60);
+    EXPECT_EQ(paused, (std::vector<bool>{true, false, true, false}));
 }
 
 // Where the window can be drawn to directly, a step draws once: the row and the label together.

@@ -42,6 +42,7 @@ public:
             std::optional<PointerReading> readPointer() const override { return std::nullopt; }
             bool paintDirectly(const QRegion&) override { return false; }
             bool pauseMotionEvents(bool) override { return false; }
+            std::optional<QPointF> followPointer() override { return std::nullopt; }
         };
         auto platform = std::make_unique<Platform>();
         platform->window = window;

@@ -231,8 +231,10 @@ public:
         if (!widget || !xinput)
             return false;
         if (!paused) {
-            if (const auto selection = std::exchange(pausedSelection, std::nullopt))
+            if (const auto selection = std::exchange(pausedSelection, std::nullopt)) {
                 select(*selection, false);
+                followMotion(false);
+            }
             return true;
         }
         if (pausedSelection)
@@ -262,9 +264,21 @@ public:
         }
         if (!motion)
             return false; // Qt takes no XInput 2 events here: leave its selection alone
+        // First the frames' connection takes the motion, then Qt's lets it go: no move is lost.
+        followMotion(true);
         select(selection, true);
         pausedSelection = std::move(selection);
         return true;
+    }
+
+    std::optional<QPointF> followPointer() override
+    {
+        if (!followsOnLink()) {
+            const auto reading = readPointer();
+            return reading ? std::optional(reading->position) : std::nullopt;
+        }
+        presenter->readEvents();
+        return std::exchange(followed, std::nullopt);
     }
 
     bool setAcceptsFocus(bool accepts, std::uint32_t eventTime) override
@@ -380,6 +394,50 @@ private:
         xcb_input_event_mask_t mask;
         std::memcpy(&mask, &header, sizeof mask);
         return mask.mask_len;
+    }
+
+    bool followsOnLink() const { return presenting() && xinputOnLink; }
+
+    // The frames' connection takes the window's motion while Qt's does not: nothing reads it
+    // between frames, so the events wait there, and each frame reads them without asking the
+    // server. Where it cannot, the pointer is asked for.
+    void followMotion(bool on)
+    {
+        if (!presenting())
+            return;
+        xcb_connection_t* link = presenter->link();
+        if (!xinputOnLink) {
+            const auto* extension = xcb_get_extension_data(link, &xcb_input_id);
+            if (!extension || !extension->present)
+                return;
+            xcb_generic_error_t* error = nullptr;
+            const Reply<xcb_input_xi_query_version_reply_t> version(
+                xcb_input_xi_query_version_reply(link, xcb_input_xi_query_version(link, 2, 0), &error));
+            std::free(error);
+            if (!version)
+                return;
+            xinputOpcode = extension->major_opcode;
+            xinputOnLink = true;
+            presenter->onEvent = [this](const xcb_generic_event_t& event) { takeMotion(event); };
+        }
+        struct {
+            xcb_input_event_mask_t head;
+            uint32_t mask;
+        } selection{{XCB_INPUT_DEVICE_ALL_MASTER, 1}, on ? uint32_t(XCB_INPUT_XI_EVENT_MASK_MOTION) : 0u};
+        xcb_input_xi_select_events(link, window(), 1, &selection.head);
+        xcb_flush(link);
+    }
+
+    void takeMotion(const xcb_generic_event_t& event)
+    {
+        if ((event.response_type & 0x7f) != XCB_GE_GENERIC || !widget)
+            return;
+        const auto& generic = reinterpret_cast<const xcb_ge_generic_event_t&>(event);
+        if (generic.extension != xinputOpcode || generic.event_type != XCB_INPUT_MOTION)
+            return;
+        const auto& motion = reinterpret_cast<const xcb_input_motion_event_t&>(event);
+        if (motion.event == window())
+            followed = QPointF(motion.event_x / 65536.0, motion.event_y / 65536.0) / widget->devicePixelRatioF();
     }
 
     // What Qt selected on the window: XInput 2 masks as the server lists them (for each device
@@ -582,6 +640,9 @@ private:
     QTimer exposeDraw; // draws `exposed` when no frame comes first
     bool xinput = xcb_get_extension_data(connection, &xcb_input_id)->present;
     std::optional<Selection> pausedSelection; // Qt's selection, while motion events are paused
+    bool xinputOnLink = false; // the frames' connection speaks XInput 2
+    uint8_t xinputOpcode = 0;
+    std::optional<QPointF> followed; // the latest motion read on the frames' connection
 };
 
 } // namespace

@@ -70,6 +70,7 @@ std::unique_ptr<X11FramePresenter> X11FramePresenter::create()
     }
     std::unique_ptr<X11FramePresenter> presenter(new X11FramePresenter(connection));
     presenter->completionEvent = extension->first_event + XCB_SHM_COMPLETION;
+    presenter->shmRequest = extension->major_opcode;
     return presenter;
 }
 
@@ -91,17 +92,33 @@ void X11FramePresenter::finishPending()
             failed = true; // the connection broke
             break;
         }
-        const int type = event->response_type & 0x7f;
-        if (type == completionEvent) {
-            pending = false;
-        } else if (type == 0) {
-            const auto* error = reinterpret_cast<const xcb_generic_error_t*>(event.get());
-            qCWarning(lcFramePresenter, "The X server refused a dock frame (error %d, request %d.%d): "
-                      "drawing through Qt from now on", error->error_code, error->major_code, error->minor_code);
-            failed = true;
-        }
+        handle(*event);
     }
     pending = false;
+}
+
+void X11FramePresenter::readEvents()
+{
+    while (const auto event = xcbReply(xcb_poll_for_event(connection)))
+        handle(*event);
+}
+
+void X11FramePresenter::handle(const xcb_generic_event_t& event)
+{
+    const int type = event.response_type & 0x7f;
+    if (type == completionEvent) {
+        pending = false;
+    } else if (type == 0) {
+        const auto& error = reinterpret_cast<const xcb_generic_error_t&>(event);
+        // Only the frames' own requests: the owner's selections may fail on their own.
+        const bool frames = error.major_code == shmRequest || error.major_code == XCB_CREATE_GC;
+        qCWarning(lcFramePresenter, "The X server refused %s (error %d, request %d.%d)%s",
+                  frames ? "a dock frame" : "a request", error.error_code, error.major_code, error.minor_code,
+                  frames ? ": drawing through Qt from now on" : "");
+        failed = failed || frames;
+    } else if (onEvent) {
+        onEvent(event);
+    }
 }
 
 bool X11FramePresenter::prepareWindow(xcb_window_t target)

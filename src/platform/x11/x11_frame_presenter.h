@@ -5,6 +5,7 @@
 
 #include <xcb/xcb.h>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -35,15 +36,21 @@ public:
     bool usable() const { return !failed; }
     // The connection the frames go over: a window's shape set on it changes in order with them.
     xcb_connection_t* link() const { return connection; }
+    // Takes the events that have arrived on the connection, without waiting.
+    void readEvents();
+    // Each event on the connection that is not the frames' own: what the owner selected on it.
+    std::function<void(const xcb_generic_event_t&)> onEvent;
 
 private:
     struct Segment;
     explicit X11FramePresenter(xcb_connection_t* connection);
     void finishPending();
+    void handle(const xcb_generic_event_t& event);
     bool prepareWindow(xcb_window_t target);
 
     xcb_connection_t* connection;
     int completionEvent = -1;
+    int shmRequest = -1; // the extension's major opcode
     std::unique_ptr<Segment> segment;
     QImage image;
     xcb_window_t window = XCB_WINDOW_NONE;
