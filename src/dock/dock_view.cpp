@@ -22,9 +22,9 @@
 #include <QTimer>
 
 #include <algorithm>
-#include <utility>
 #include <chrono>
 #include <cmath>
+#include <utility>
 
 namespace wharf {
 

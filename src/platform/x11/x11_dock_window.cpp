@@ -403,7 +403,8 @@ private:
     // server. Where it cannot, the pointer is asked for.
     void followMotion(bool on)
     {
-        if (!presenting())
+        // Let go even after the frames stopped going this way: nothing would read the events.
+        if (!presenter || (on && !presenter->usable()))
             return;
         xcb_connection_t* link = presenter->link();
         if (!xinputOnLink) {
