@@ -239,6 +239,14 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
     EXPECT_TRUE(E2eSession::waitFor([&] { return client.hoveredIndex() == -1; })) << "hover ends on the label";
     movePointer(session, point);
     ASSERT_TRUE(E2eSession::waitFor([&] { return client.hoveredIndex() == target; }));
+    // While the row moves, the dock follows the pointer without motion events of its own: a move
+    // back right after one to the next icon is seen too.
+    movePointer(session, center(magnified->tiles[target - 1]));
+    movePointer(session, point);
+    EXPECT_TRUE(E2eSession::waitFor([&] {
+        const auto now = client.settledDock();
+        return now && now->hoveredIndex == target;
+    })) << "hovered " << client.hoveredIndex();
     // In the magnified tile's transparent corner X puts the pointer, and so the clicks, in the dock
     // (its frame), not in the desktop below.
     movePointer(session, QPoint(int(tile.left()) + 2, int(tile.top()) + 2));
