@@ -107,11 +107,9 @@ void DockHoverLabel::setFrame(std::optional<QRect> frame, const QString& text)
             images.insert(text, drawLabel(frame->size(), scale, text));
         }
     }
-    QRegion dirty;
-    if (drawnFrame)
-        dirty += *drawnFrame;
-    if (frame)
-        dirty += *frame;
+    // One rectangle over both places: the label moves a little each frame, and each rectangle of a
+    // repaint is a pass of its own over the whole dock.
+    const QRect dirty = drawnFrame.value_or(QRect()).united(frame.value_or(QRect()));
     const bool moved = drawnFrame != frame;
     drawnFrame = frame;
     drawnText = text;

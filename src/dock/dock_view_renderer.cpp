@@ -527,6 +527,18 @@ const QImage& DockViewRenderer::indicator(double height, double dpr, bool dark)
 
 // --- The whole scene ---
 
+std::optional<double> DockViewRenderer::separatorX(const Scene& scene)
+{
+    if (!scene.separatorIndex || *scene.separatorIndex <= 0 || *scene.separatorIndex >= int(scene.frames.size()))
+        return std::nullopt;
+    const size_t k = size_t(*scene.separatorIndex);
+    double before = scene.frames[0].right();
+    for (size_t i = 0; i < k; ++i)
+        before = std::max(before, scene.frames[i].right());
+    // On the pixel grid: the row's sub-pixel drift while icons magnify elsewhere leaves it be.
+    return snap((before + scene.frames[k].left()) / 2, scene.devicePixelRatio);
+}
+
 QRegion DockViewRenderer::bounds(const Scene& scene) const
 {
     if (scene.frames.empty())
@@ -611,17 +623,12 @@ DockViewRenderer::Footprint DockViewRenderer::footprint(const Scene& scene) cons
         print.areas.push_back(area.toAlignedRect().adjusted(-1, -1, 1, 1));
     }
 
-    if (scene.separatorIndex && *scene.separatorIndex > 0 && *scene.separatorIndex < int(scene.frames.size())) {
-        const size_t k = size_t(*scene.separatorIndex);
-        double before = scene.frames[0].right();
-        for (size_t i = 0; i < k; ++i)
-            before = std::max(before, scene.frames[i].right());
-        const double x = (before + scene.frames[k].left()) / 2;
+    if (const auto x = separatorX(scene)) {
         const double w = 0.06 * metrics.iconSize;
         const double top = h - (metrics.shelfTop - 3 - scene.offset);
         const double bottom = h - (metrics.shelfBottom + 1 - scene.offset);
         print.separatorX = x;
-        print.separatorArea = QRectF(x - w - 2, top - 2, 2 * w + 5, bottom - top + 4).toAlignedRect();
+        print.separatorArea = QRectF(*x - w - 2, top - 2, 2 * w + 5, bottom - top + 4).toAlignedRect();
     }
 
     const QRectF shelfRect = DockLayout::shelfFrame(scene.frames).translated(0, -scene.offset);
@@ -670,6 +677,11 @@ QRegion DockViewRenderer::changes(const Footprint& before, const Footprint& afte
     }
     if (before.separatorX != after.separatorX) {
         add(before.separatorArea);
+        add(after.separatorArea);
+    } else if (std::any_of(spans.begin(), spans.end(), [&](const auto& span) {
+                   return span.first < after.separatorArea.right() + 1 && after.separatorArea.left() < span.second;
+               })) {
+        // Its slanted lines come out a little different when a clip cuts through them: all or none.
         add(after.separatorArea);
     }
     if (before.shelfLeft != after.shelfLeft || before.shelfWidth != after.shelfWidth) {
@@ -749,12 +761,8 @@ void DockViewRenderer::paint(QPainter& painter, const Scene& scene, const QRect&
     drawShelfLayer(painter, s, s.over, s.bandTop, s.bandBottom, shelfRect, shelfViewHeight, dpr, area);
 
     // Separator between the applications and everything else.
-    if (scene.separatorIndex && *scene.separatorIndex > 0 && *scene.separatorIndex < int(scene.frames.size())) {
-        const int k = *scene.separatorIndex;
-        double before = scene.frames[0].right();
-        for (int i = 0; i < k; ++i)
-            before = std::max(before, scene.frames[size_t(i)].right());
-        const double x = (before + scene.frames[size_t(k)].left()) / 2;
+    if (const auto separator = separatorX(scene)) {
+        const double x = *separator;
         const double w = 0.06 * metrics.iconSize;
         const double y0 = viewHeight - (metrics.shelfTop - 3 - scene.offset);
         const double y1 = viewHeight - (metrics.shelfBottom + 1 - scene.offset);

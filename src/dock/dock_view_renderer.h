@@ -181,6 +181,7 @@ private:
     static Placement reflectionPlacement(const Tile& tile, const Scene& scene);
     static QPointF indicatorPlacement(const Tile& tile, const Scene& scene, const DockLayout::Metrics& metrics);
     static int tilePixels(double frameWidth, const Scene& scene, bool exact);
+    static std::optional<double> separatorX(const Scene& scene);
 
     QCache<TileKey, QImage> tileCache{16 * 1024};       // cost in KiB
     QCache<ReflectionKey, QImage> scaledReflections{8 * 1024};
