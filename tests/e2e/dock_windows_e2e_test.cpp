@@ -183,8 +183,8 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
     ASSERT_EQ(session.run(QStringLiteral(ROOT_BACKGROUND), {desktop.name()}).exitCode, 0);
     // A white terminal under the left of the dock window: without a compositor translucent pixels
     // would turn it black. It must stay there, so windows are not kept clear of the dock here.
-    writeWharfSettings(session, {{QStringLiteral("keepWindowsAboveDock"), false}, {QStringLiteral("iconSize"), 58},
-                                 {QStringLiteral("restingIconSize"), 58}, {QStringLiteral("magnification"), 1.65}});
+    writeWharfSettings(session, {{QStringLiteral("keepWindowsAboveDock"), false},
+                                 {QStringLiteral("restingIconSize"), 58}});
     session.start(QStringLiteral("xclock"), {QStringLiteral("-geometry"), QStringLiteral("100x100+600+100")});
     ASSERT_NE(startXterm(session, {"-geometry", "40x70+0+100"}), 0u);
     ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xclock")));

@@ -242,7 +242,6 @@ TEST_F(KeyboardE2e, TheShortcutArrowsMenusAndReturnWorkTheDockAsScreenReadersSee
         "application's shortcut, then relaunch Wharf to enable keyboard access.");
     EXPECT_TRUE(waitForLog(*wharf, err, expected)) << err.toStdString();
     EXPECT_TRUE(client.settledDock()) << "the dock runs on";
-    EXPECT_EQ(wharf->state(), QProcess::Running);
 }
 
 } // namespace

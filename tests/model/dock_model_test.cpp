@@ -71,8 +71,7 @@ TEST_F(DockModelTest, UnreadablePinsAreReplacedByTheImportAndSaved)
         return std::vector<Pin>{{path("b.desktop"), Kind::application, "B"},
                                 {path("files.desktop"), Kind::application, std::nullopt}};
     };
-    for (const QVariant& bad : {QVariant(QByteArray("[{\"path\":\"/x\",\"kind\":\"app\"}]")),
-                                QVariant(42), QVariant()}) {
+    for (const QVariant& bad : {QVariant(QByteArray("[{\"path\":\"/x\",\"kind\":\"app\"}]")), QVariant()}) {
         store->remove(DockModel::pinnedItemsKey);
         if (bad.isValid())
             store->setValue(DockModel::pinnedItemsKey, bad);
