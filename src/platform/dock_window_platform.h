@@ -53,8 +53,9 @@ public:
     // believes the window sits: a window manager that frames the dock can leave that stale.
     virtual std::optional<PointerReading> readPointer() const = 0;
     // Stops (true) or restarts the window's motion events, for while the dock follows the pointer
-    // with `followPointer` once a frame: a fast mouse then wakes nothing between frames. False where
-    // motion events cannot be stopped; they keep coming then.
+    // with `followPointer` once a frame: a fast mouse then wakes nothing between frames, and neither
+    // do the exposes a growing shape makes without a compositing manager. False where motion events
+    // cannot be stopped; they keep coming then.
     virtual bool pauseMotionEvents(bool paused) = 0;
     // While motion events are paused, and once more after they resume: where the pointer has
     // moved in the window since the last call, empty if it has not.

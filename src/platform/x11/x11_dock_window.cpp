@@ -234,6 +234,12 @@ public:
             if (const auto selection = std::exchange(pausedSelection, std::nullopt)) {
                 select(*selection, false);
                 followMotion(false);
+                // Qt saw no expose while the frames' connection took them: a map among them is
+                // how Qt learns that the window can be drawn again.
+                if (std::exchange(exposedUnseen, false)) {
+                    xcb_clear_area(connection, 1, window(), 0, 0, 0, 0);
+                    xcb_flush(connection);
+                }
             }
             return true;
         }
@@ -265,7 +271,9 @@ public:
         if (!motion)
             return false; // Qt takes no XInput 2 events here: leave its selection alone
         // First the frames' connection takes the motion, then Qt's lets it go: no move is lost.
-        followMotion(true);
+        // Without a compositing manager the shape grows under the pointer every frame, and X
+        // sends an expose for what it uncovers: those go there too, read with the next frame.
+        exposuresOnLink = followMotion(true) && !compositing;
         select(selection, true);
         pausedSelection = std::move(selection);
         return true;
@@ -401,37 +409,48 @@ private:
     // The frames' connection takes the window's motion while Qt's does not: nothing reads it
     // between frames, so the events wait there, and each frame reads them without asking the
     // server. Where it cannot, the pointer is asked for.
-    void followMotion(bool on)
+    bool followMotion(bool on)
     {
         // Let go even after the frames stopped going this way: nothing would read the events.
         if (!presenter || (on && !presenter->usable()))
-            return;
+            return false;
         xcb_connection_t* link = presenter->link();
         if (!xinputOnLink) {
             const auto* extension = xcb_get_extension_data(link, &xcb_input_id);
             if (!extension || !extension->present)
-                return;
+                return false;
             xcb_generic_error_t* error = nullptr;
             const Reply<xcb_input_xi_query_version_reply_t> version(
                 xcb_input_xi_query_version_reply(link, xcb_input_xi_query_version(link, 2, 0), &error));
             std::free(error);
             if (!version)
-                return;
+                return false;
             xinputOpcode = extension->major_opcode;
             xinputOnLink = true;
-            presenter->onEvent = [this](const xcb_generic_event_t& event) { takeMotion(event); };
+            presenter->onEvent = [this](const xcb_generic_event_t& event) { takeEvent(event); };
         }
         struct {
             xcb_input_event_mask_t head;
             uint32_t mask;
         } selection{{XCB_INPUT_DEVICE_ALL_MASTER, 1}, on ? uint32_t(XCB_INPUT_XI_EVENT_MASK_MOTION) : 0u};
         xcb_input_xi_select_events(link, window(), 1, &selection.head);
+        const uint32_t core = on && !compositing ? XCB_EVENT_MASK_EXPOSURE : 0;
+        xcb_change_window_attributes(link, window(), XCB_CW_EVENT_MASK, &core);
         xcb_flush(link);
+        return true;
     }
 
-    void takeMotion(const xcb_generic_event_t& event)
+    void takeEvent(const xcb_generic_event_t& event)
     {
-        if ((event.response_type & 0x7f) != XCB_GE_GENERIC || !widget)
+        if (!widget)
+            return;
+        if ((event.response_type & 0x7f) == XCB_EXPOSE) {
+            const auto& expose = reinterpret_cast<const xcb_expose_event_t&>(event);
+            if (expose.window == id && !drawExposed(expose))
+                exposedUnseen = true;
+            return;
+        }
+        if ((event.response_type & 0x7f) != XCB_GE_GENERIC)
             return;
         const auto& generic = reinterpret_cast<const xcb_ge_generic_event_t&>(event);
         if (generic.extension != xinputOpcode || generic.event_type != XCB_INPUT_MOTION)
@@ -461,7 +480,7 @@ private:
                 selection.masks[i + 1] &= ~pointerEvents;
         }
         if (withoutMotion)
-            selection.core &= ~uint32_t(XCB_EVENT_MASK_POINTER_MOTION);
+            selection.core &= ~uint32_t(XCB_EVENT_MASK_POINTER_MOTION | (exposuresOnLink ? XCB_EVENT_MASK_EXPOSURE : 0));
         xcb_input_xi_select_events(connection, window(), count,
                                    reinterpret_cast<const xcb_input_event_mask_t*>(selection.masks.data()));
         xcb_change_window_attributes(connection, window(), XCB_CW_EVENT_MASK, &selection.core);
@@ -644,6 +663,8 @@ private:
     bool xinputOnLink = false; // the frames' connection speaks XInput 2
     uint8_t xinputOpcode = 0;
     std::optional<QPointF> followed; // the latest motion read on the frames' connection
+    bool exposuresOnLink = false;    // while paused, the frames' connection takes the exposes too
+    bool exposedUnseen = false;      // one came there that Qt should have had
 };
 
 } // namespace
