@@ -107,9 +107,11 @@ void DockHoverLabel::setFrame(std::optional<QRect> frame, const QString& text)
             images.insert(text, drawLabel(frame->size(), scale, text));
         }
     }
-    // One rectangle over both places: the label moves a little each frame, and each rectangle of a
-    // repaint is a pass of its own over the whole dock.
-    const QRect dirty = drawnFrame.value_or(QRect()).united(frame.value_or(QRect()));
+    // Each rectangle of a repaint is a pass of its own over the whole dock: a label that moved a
+    // little is one rectangle over both places, not the three their union splits into.
+    const QRect before = drawnFrame.value_or(QRect());
+    const QRect after = frame.value_or(QRect());
+    const QRegion dirty = before.intersects(after) ? QRegion(before.united(after)) : QRegion(before).united(after);
     const bool moved = drawnFrame != frame;
     drawnFrame = frame;
     drawnText = text;
