@@ -82,7 +82,16 @@ TEST(StackThumbnailCache, FourAtOnceFirstComeFirstServedDuplicatesMerged)
         const QMutexLocker locker(&lock);
         return started.size() == running;
     }));
-    gate.release(10);
+    // Then one at a time: with fewer threads than requests, two freed at once would race to log
+    // which queued request each took.
+    for (int next = running; next < 4; ++next) {
+        gate.release(1);
+        ASSERT_TRUE(waitFor([&] {
+            const QMutexLocker locker(&lock);
+            return started.size() > next;
+        }));
+    }
+    gate.release(10 - (4 - running));
     ASSERT_TRUE(waitFor([&] { return arrived.size() == 10; }));
     EXPECT_EQ(generated.load(), 10) << "the duplicate was made once";
     EXPECT_EQ(twice, 1);
