@@ -97,6 +97,23 @@ void DockRowAnimation::forgetAppearingExcept(const QSet<QString>& ids)
         it = ids.contains(*it) ? std::next(it) : appearingIDs.erase(it);
 }
 
+std::vector<QRectF> DockRowAnimation::steadied(const std::vector<QRectF>& frames, const std::vector<QRectF>& drawn,
+                                               double restingSize, double devicePixelRatio)
+{
+    std::vector<QRectF> result = frames;
+    if (drawn.size() != frames.size())
+        return result;
+    const double slack = 0.75 / devicePixelRatio;
+    for (size_t i = 0; i < frames.size(); ++i) {
+        const QRectF& frame = frames[i];
+        const QRectF& before = drawn[i];
+        if (std::abs(frame.width() - restingSize) < 1e-6 && frame.size() == before.size() &&
+            frame.y() == before.y() && std::abs(frame.x() - before.x()) < slack)
+            result[i].moveLeft(before.x());
+    }
+    return result;
+}
+
 DockRowAnimation::Step DockRowAnimation::advance(double now, double dt, bool snapping, std::vector<QRectF>& frames,
                                                  const std::vector<QRectF>& targets,
                                                  const std::vector<DockTile*>& tiles)

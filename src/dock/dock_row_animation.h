@@ -46,6 +46,13 @@ public:
     Step advance(double now, double dt, bool snapping, std::vector<QRectF>& frames,
                  const std::vector<QRectF>& targets, const std::vector<DockTile*>& tiles);
 
+    // Where the row is drawn while the pointer magnifies it. The row's width breathes by a fraction
+    // of a pixel as the pointer crosses icons, which would step every resting icon beyond back and
+    // forth by a pixel; a resting icon keeps the place it was drawn at (`drawn`) until it has
+    // moved most of a device pixel.
+    static std::vector<QRectF> steadied(const std::vector<QRectF>& frames, const std::vector<QRectF>& drawn,
+                                        double restingSize, double devicePixelRatio);
+
     bool isAppearing(const QString& id) const { return appearingIDs.contains(id); }
     bool anyAppearing() const { return !appearingIDs.isEmpty(); }
     const std::vector<RetiringIcon>& retiring() const { return retiringIcons; }

@@ -283,6 +283,7 @@ void DockView::reload()
     const auto resting = layoutFrames(std::nullopt, 1.0);
     const auto starting = DockRowAnimation::startingFrames(ids, oldFrames, resting, animate);
     frames = starting;
+    drawnFrames = frames;
     targets = resting;
 
     const double offset = hiddenAmount() * hideDistance();
@@ -492,6 +493,9 @@ void DockView::tick()
     const bool snapping = !restedOnce || reducesMotion() || divider.resizing();
     const auto step = animation.advance(t, dt, snapping, frames, targets, tileList);
     animating = step.animating || hiding;
+    drawnFrames = centre ? DockRowAnimation::steadied(frames, drawnFrames, DockLayout::metrics(resting).iconSize,
+                                                      backingScale())
+                         : frames;
     restedOnce = restedOnce || (!animating && !frames.empty());
 
     // Settling redraws once more: frames snap to whole pixels and icons to their exact size.
@@ -573,9 +577,9 @@ bool DockView::placeTiles()
     bool moved = false;
     const double offset = hiddenAmount() * hideDistance();
     const double scale = backingScale();
-    for (size_t i = 0; i < tileList.size() && i < frames.size(); ++i) {
+    for (size_t i = 0; i < tileList.size() && i < drawnFrames.size(); ++i) {
         DockTile* tile = tileList[i];
-        QRectF frame = frames[i].translated(0, -offset);
+        QRectF frame = drawnFrames[i].translated(0, -offset);
         if (animation.anyAppearing() && animation.isAppearing(tile->entry().identifier()) && i < targets.size()) {
             // A tile fading in is drawn at its final size, centred where its slot opens.
             const QSizeF size = targets[i].size();
@@ -617,7 +621,7 @@ DockViewRenderer::Scene DockView::currentScene() const
     scene.devicePixelRatio = backingScale();
     scene.dark = dark();
     scene.offset = hiddenAmount() * hideDistance();
-    scene.frames = frames;
+    scene.frames = drawnFrames;
     scene.separatorIndex = separator;
     scene.dropIndex = interaction.dropIndex;
     scene.reordering = interaction.reorderSlot.has_value();
@@ -631,7 +635,7 @@ DockViewRenderer::Scene DockView::currentScene() const
     const bool dragging = !interaction.activeDragID.isEmpty();
     for (size_t i = 0; i < tileList.size(); ++i) {
         const DockTile* tile = tileList[i];
-        scene.tiles.push_back({&tile->entry(), tile->frame, i < frames.size() ? frames[i] : tile->frame,
+        scene.tiles.push_back({&tile->entry(), tile->frame, i < drawnFrames.size() ? drawnFrames[i] : tile->frame,
                                tile->alpha, i < running.size() && running[i],
                                dragging && tile->entry().identifier() == interaction.activeDragID,
                                interaction.dropTarget == int(i)});

@@ -245,6 +245,7 @@ private:
     std::vector<DockTile*> tileList;
     std::vector<QRectF> frames;  // current animated frames, layout coordinates
     std::vector<QRectF> targets; // where they are heading
+    std::vector<QRectF> drawnFrames; // `frames` as drawn: resting icons kept steady while the row breathes
     QTimer* timer = nullptr; // single shot, armed for each frame while ticking
     DockFrameClock frameClock;
     bool ticking = false;

@@ -2,6 +2,7 @@
 // for, a rectangle at a time as the view does, turns the last drawing into the next one exactly,
 // and a small pointer move asks for far less than the whole dock.
 #include "dock/dock_layout.h"
+#include "dock/dock_row_animation.h"
 #include "dock/dock_view_renderer.h"
 
 #include <QImage>
@@ -30,7 +31,9 @@ struct Row {
 
     // The row magnified around `pointerX`; `lag` holds back every frame a little, as a row that is
     // still moving toward its targets.
-    DockViewRenderer::Scene scene(std::optional<double> pointerX, double dpr, double lag = 0) const
+    // `drawn`: the frames drawn last, to hold resting icons steady against.
+    DockViewRenderer::Scene scene(std::optional<double> pointerX, double dpr, double lag = 0,
+                                  const std::vector<QRectF>* drawn = nullptr) const
     {
         DockViewRenderer::Scene s;
         s.viewSize = QSizeF(1800, 200);
@@ -41,6 +44,8 @@ struct Row {
         for (auto& frame : s.frames)
             frame.translate(lag * (frame.center().x() - 900) / 900, 0);
         s.restingIconSize = DockLayout::metrics(s.frames).iconSize;
+        if (drawn)
+            s.frames = DockRowAnimation::steadied(s.frames, *drawn, s.restingIconSize, dpr);
         for (size_t i = 0; i < entries.size(); ++i)
             s.tiles.push_back({&entries[i], s.frames[i], s.frames[i], 1, i % 3 == 0, false, false});
         return s;
@@ -108,6 +113,26 @@ TEST(DockViewRepaint, EveryChangedPixelIsRepaintedAndLittleElse)
             DockViewRenderer::changes(renderer.footprint(scenes[4]), renderer.footprint(row.scene(808, dpr)));
         EXPECT_FALSE(step.isEmpty());
         EXPECT_LT(area(step), area(whole) / 2) << "at scale " << dpr;
+    }
+}
+
+TEST(DockViewRepaint, IconsFarFromAMovingPointerStayPut)
+{
+    // The magnified row's width breathes by a fraction of a pixel as the pointer crosses icons;
+    // held steady, the resting icons at its ends are never repainted.
+    const Row row;
+    for (const double dpr : {1.0, 2.0}) {
+        DockViewRenderer renderer;
+        auto scene = row.scene(800, dpr);
+        const QRect first = renderer.bounds(scene).boundingRect().adjusted(0, 0, -1400, 0);
+        const QRect last = renderer.bounds(scene).boundingRect().adjusted(1400, 0, 0, 0);
+        for (double x = 802.6; x < 1000; x += 2.6) {
+            auto next = row.scene(x, dpr, 0, &scene.frames);
+            const QRegion dirty = DockViewRenderer::changes(renderer.footprint(scene), renderer.footprint(next));
+            EXPECT_FALSE(dirty.isEmpty());
+            EXPECT_FALSE(dirty.intersects(first) || dirty.intersects(last)) << "pointer at " << x << ", scale " << dpr;
+            scene = std::move(next);
+        }
     }
 }
 
