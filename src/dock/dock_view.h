@@ -164,6 +164,8 @@ public:
     // Draws a changed area of the view (view coordinates) straight to the screen; empty or false =
     // repaint through Qt.
     std::function<bool(const QRegion&)> paintDirectly;
+    // What the next paint sets outright, with no need to clear it first.
+    QRect copiedArea() const { return drawing->copiedArea(currentScene()); }
     // Runs a drag of one of the dock's own tiles to its end; empty = QDrag::exec. A seam for tests.
     std::function<Qt::DropAction(QDrag&)> runDrag;
 

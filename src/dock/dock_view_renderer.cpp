@@ -55,6 +55,25 @@ ShelfSlices shelfSlices(const DockLayout::Metrics& m, double dpr)
 }
 constexpr int shelfMiddle = 256; // device pixels of the uniform middle slice
 
+// The rows of the shelf's images: the layout y of their top edge, and how many device pixels.
+struct ShelfRows {
+    double top = 0;
+    int height = 0;
+};
+ShelfRows shelfImageRows(const DockLayout::Metrics& m, double dpr)
+{
+    const double margin = blurMargin(shelfShadowSigma);
+    const double top = m.shelfTop + margin;
+    const double bottom = m.shelfBottom - lipHeight(m.iconSize) - 1 - shelfShadowOffset - margin;
+    return {top, std::max(int(std::ceil((top - bottom) * dpr)), 1)};
+}
+
+// What the separator's two lines from (x - w, top) to (x + w, bottom), one pixel apart, may touch.
+QRectF separatorBox(double x, double w, double top, double bottom)
+{
+    return QRectF(x - w - 2, top - 2, 2 * w + 5, bottom - top + 4);
+}
+
 // A running indicator: the dot's height and blur margin for an icon size.
 struct IndicatorShape {
     double height = 0;
@@ -376,11 +395,10 @@ const DockViewRenderer::Shelf& DockViewRenderer::shelf(const DockLayout::Metrics
     result.cap = cap;
 
     const double lip = lipHeight(m.iconSize);
-    const double margin = blurMargin(shelfShadowSigma);
-    result.top = m.shelfTop + margin;
-    const double bottom = m.shelfBottom - lip - 1 - shelfShadowOffset - margin;
+    const auto rows = shelfImageRows(m, dpr);
+    result.top = rows.top;
     const int imageWidth = sliced ? 2 * cap + middle : widthPixels + 2 * pad;
-    const int imageHeight = int(std::ceil((result.top - bottom) * dpr));
+    const int imageHeight = rows.height;
     const double width = sliced ? (imageWidth - 2 * pad) / dpr : shelfWidth;
     const double left = pad / dpr;
     const auto ly = [&](double layoutY) { return result.top - layoutY; };
@@ -579,6 +597,26 @@ QRegion DockViewRenderer::bounds(const Scene& scene) const
     return region;
 }
 
+QRect DockViewRenderer::copiedArea(const Scene& scene) const
+{
+    if (!scene.clearedBackground || scene.frames.empty())
+        return {};
+    // Where paint() puts the shelf's layers, in device pixels.
+    const double dpr = scene.devicePixelRatio;
+    const auto metrics = DockLayout::metrics(scene.frames);
+    const QRectF shelfRect = DockLayout::shelfFrame(scene.frames).translated(0, -scene.offset);
+    const int pad = shelfSlices(metrics, dpr).pad;
+    const auto rows = shelfImageRows(metrics, dpr);
+    const double left = std::round(shelfRect.x() * dpr) - pad;
+    const double right = left + std::round(shelfRect.width() * dpr) + 2 * pad;
+    const double top = std::round((scene.viewSize.height() + scene.offset - rows.top) * dpr);
+    const double bottom = top + rows.height;
+    // The whole widget pixels within them.
+    const QPoint from(int(std::ceil(left / dpr)), int(std::ceil(top / dpr)));
+    const QPoint to(int(std::floor(right / dpr)), int(std::floor(bottom / dpr)));
+    return to.x() > from.x() && to.y() > from.y() ? QRect(from, QSize(to.x() - from.x(), to.y() - from.y())) : QRect();
+}
+
 DockViewRenderer::Footprint DockViewRenderer::footprint(const Scene& scene) const
 {
     Footprint print;
@@ -628,7 +666,7 @@ DockViewRenderer::Footprint DockViewRenderer::footprint(const Scene& scene) cons
         const double top = h - (metrics.shelfTop - 3 - scene.offset);
         const double bottom = h - (metrics.shelfBottom + 1 - scene.offset);
         print.separatorX = x;
-        print.separatorArea = QRectF(*x - w - 2, top - 2, 2 * w + 5, bottom - top + 4).toAlignedRect();
+        print.separatorArea = separatorBox(*x, w, top, bottom).toAlignedRect();
     }
 
     const QRectF shelfRect = DockLayout::shelfFrame(scene.frames).translated(0, -scene.offset);
@@ -761,11 +799,12 @@ void DockViewRenderer::paint(QPainter& painter, const Scene& scene, const QRect&
     drawShelfLayer(painter, s, s.over, s.bandTop, s.bandBottom, shelfRect, shelfViewHeight, dpr, area);
 
     // Separator between the applications and everything else.
-    if (const auto separator = separatorX(scene)) {
+    const auto separator = separatorX(scene);
+    const double w = 0.06 * metrics.iconSize;
+    const double y0 = viewHeight - (metrics.shelfTop - 3 - scene.offset);
+    const double y1 = viewHeight - (metrics.shelfBottom + 1 - scene.offset);
+    if (separator && shows(separatorBox(*separator, w, y0, y1))) {
         const double x = *separator;
-        const double w = 0.06 * metrics.iconSize;
-        const double y0 = viewHeight - (metrics.shelfTop - 3 - scene.offset);
-        const double y1 = viewHeight - (metrics.shelfBottom + 1 - scene.offset);
         painter.save();
         painter.setRenderHint(QPainter::Antialiasing);
         painter.setPen(QPen(scene.dark ? white(0.02, 0.65) : white(0.25, 0.4), 1));

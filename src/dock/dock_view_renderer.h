@@ -122,6 +122,9 @@ public:
     void paint(QPainter& painter, const Scene& scene, const QRect& area = {});
     // The area the scene covers, in widget coordinates.
     QRegion bounds(const Scene& scene) const;
+    // The widget pixels a paint sets outright over a cleared window, whatever lay there: the
+    // shelf's images are copied there, not blended. They need no clearing before a paint.
+    QRect copiedArea(const Scene& scene) const;
     Footprint footprint(const Scene& scene) const;
     // The widget area whose pixels may differ from one scene to the next: the places of the tiles
     // that look different, and of the shelf's ends when its width changed. A moving row changes a

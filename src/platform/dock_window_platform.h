@@ -62,8 +62,9 @@ public:
     virtual std::optional<QPointF> followPointer() = 0;
     // Draws `region` of the window (window coordinates) and puts it on screen at once, bypassing
     // Qt's backing store, which waits for the server after every frame. False when the window
-    // cannot be drawn to so; the caller then repaints through Qt.
-    virtual bool paintDirectly(const QRegion& region) = 0;
+    // cannot be drawn to so; the caller then repaints through Qt. `copied`: where the widget sets
+    // every pixel outright whatever lay there, which is not cleared first.
+    virtual bool paintDirectly(const QRegion& region, const QRect& copied) = 0;
 };
 
 // The normal dock lives with the other windows; the overlay dock must show above a full-screen

@@ -38,6 +38,7 @@ struct Row {
         DockViewRenderer::Scene s;
         s.viewSize = QSizeF(1800, 200);
         s.devicePixelRatio = dpr;
+        s.clearedBackground = true;
         s.separatorIndex = 5;
         s.frames = DockLayout::frames(int(entries.size()), 1800, 48, 2, pointerX, DockLayout::influence,
                                       std::nullopt, s.separatorIndex);
@@ -62,15 +63,16 @@ QImage draw(DockViewRenderer& renderer, const DockViewRenderer::Scene& scene)
     return image;
 }
 
-// What the view does with a frame: each rectangle of the repaint area cleared, then drawn under
-// its clip.
+// What the view does with a frame: each rectangle of the repaint area cleared where the paint does
+// not copy over it, then drawn under its clip.
 QImage repaint(DockViewRenderer& renderer, QImage image, const DockViewRenderer::Scene& scene, const QRegion& dirty)
 {
     QPainter painter(&image);
     for (const QRect& rect : dirty) {
         painter.setClipRect(rect);
         painter.setCompositionMode(QPainter::CompositionMode_Source);
-        painter.fillRect(rect, Qt::transparent);
+        for (const QRect& part : QRegion(rect).subtracted(renderer.copiedArea(scene)))
+            painter.fillRect(part, Qt::transparent);
         painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
         renderer.paint(painter, scene, rect);
     }

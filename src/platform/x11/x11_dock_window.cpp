@@ -135,7 +135,7 @@ public:
         exposeDraw.setInterval(20);
         connect(&exposeDraw, &QTimer::timeout, this, [this] {
             const QRegion area = std::exchange(exposed, QRegion());
-            if (this->widget && !area.isEmpty() && !paintDirectly(area))
+            if (this->widget && !area.isEmpty() && !paintDirectly(area, {}))
                 this->widget->update(area);
         });
     }
@@ -194,7 +194,7 @@ public:
                               (reply->mask & (XCB_BUTTON_MASK_1 | XCB_BUTTON_MASK_2 | XCB_BUTTON_MASK_3)) != 0};
     }
 
-    bool paintDirectly(const QRegion& asked) override
+    bool paintDirectly(const QRegion& asked, const QRect& copied) override
     {
         if (!widget || !widget->windowHandle() || !widget->windowHandle()->isExposed() || !presenting())
             return false;
@@ -208,11 +208,17 @@ public:
         image->setDevicePixelRatio(scale);
         QPainter painter(image);
         painter.setCompositionMode(QPainter::CompositionMode_Source);
+        // The device pixels wholly inside `copied`.
+        const QPoint from(qCeil(copied.left() * scale), qCeil(copied.top() * scale));
+        const QPoint to(qFloor((copied.left() + copied.width()) * scale), qFloor((copied.top() + copied.height()) * scale));
+        const QRegion kept = copied.isEmpty() ? QRegion() : QRegion(QRect(from, to - QPoint(1, 1)));
         QRegion covered; // every pixel put, in window coordinates, even where the scale splits one
         for (const auto& r : rects) {
-            const QRectF logical(r.x / scale, r.y / scale, r.width / scale, r.height / scale);
-            painter.fillRect(logical, Qt::transparent); // exactly the device rectangle
-            covered += logical.toAlignedRect();
+            const QRect device(r.x, r.y, r.width, r.height);
+            for (const QRect& part : QRegion(device).subtracted(kept)) // exactly the device rectangles
+                painter.fillRect(QRectF(part.x() / scale, part.y() / scale, part.width() / scale, part.height() / scale),
+                                 Qt::transparent);
+            covered += QRectF(r.x / scale, r.y / scale, r.width / scale, r.height / scale).toAlignedRect();
         }
         painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
         widget->render(&painter, covered.boundingRect().topLeft(), covered, QWidget::DrawChildren);
