@@ -22,7 +22,7 @@ TEST(WindowManagerRead, TitlesAndOwnerNames)
         QString title;
         QString appName;
     };
-    const std::vector<WindowOwner> owners{{10, QStringLiteral("Terminal")}, {11, QString()}};
+    const std::vector<WindowOwner> owners{{10, QStringLiteral("Terminal")}};
     const std::vector<Row> rows{
         {"trimmed", client(1, 10, QStringLiteral("\n  Report\t \r\n")), QStringLiteral("Report"), QStringLiteral("Terminal")},
         {"blank title takes the program's name", client(2, 10, QStringLiteral(" \n ")), QStringLiteral("Terminal"),
@@ -30,7 +30,6 @@ TEST(WindowManagerRead, TitlesAndOwnerNames)
         {"no title", client(3, 10, std::nullopt), QStringLiteral("Terminal"), QStringLiteral("Terminal")},
         {"unknown owner is named by its class", client(4, 99, std::nullopt, false, QStringLiteral("XTerm")),
          QStringLiteral("XTerm"), QStringLiteral("XTerm")},
-        {"nameless owner", client(5, 11, QString()), QStringLiteral("Application"), QStringLiteral("Application")},
         {"no owner, no class", client(6, 98, QStringLiteral("x")), QStringLiteral("x"), QStringLiteral("Application")},
     };
     for (const Row& row : rows) {
