@@ -63,8 +63,6 @@ TEST_F(StackContentsTest, AFolderThatCannotBeListedFailsWithTheSystemError)
     const auto missing = StackContents::load(dir.filePath("missing"), {});
     ASSERT_FALSE(missing.ok());
     EXPECT_EQ(missing.error().code, ENOENT);
-    EXPECT_FALSE(missing.error().isPermissionError());
-    EXPECT_FALSE(missing.error().message.isEmpty());
 
     const auto notFolder = StackContents::load(dir.filePath("plain.txt"), {});
     ASSERT_FALSE(notFolder.ok());
