@@ -104,7 +104,7 @@ protected:
 };
 
 // A second session of the same user is turned away by the takeover end-to-end test.
-TEST_F(SystemDockIntegrationTest, AFailedEnableRollsBackAndSaysWhy)
+TEST_F(SystemDockIntegrationTest, AFailedEnableRollsBackAndSaysWhyAndWithoutANativeDockNothingIsHidden)
 {
     // The helper watches only the backup in the standard place, so elsewhere it will not start.
     QTemporaryDir elsewhere;
@@ -114,21 +114,17 @@ TEST_F(SystemDockIntegrationTest, AFailedEnableRollsBackAndSaysWhy)
     EXPECT_EQ(integration.lastError, helperFailed);
     EXPECT_FALSE(integration.isEnabled());
     EXPECT_EQ(stored(), userValues);
-}
 
-TEST_F(SystemDockIntegrationTest, WithoutANativeDockNothingIsHidden)
-{
-    QTemporaryDir elsewhere;
     auto fake = std::make_unique<FakeNativeDock>();
     fake->installed = false;
     const FakeNativeDock& dock = *fake;
-    SystemDockIntegration integration(std::move(fake), elsewhere.path());
-    EXPECT_FALSE(integration.nativeDockAvailable());
-    EXPECT_SUCCESS(integration.enable());
-    EXPECT_FALSE(integration.isEnabled());
-    EXPECT_EQ(integration.watchdogPid(), 0);
+    SystemDockIntegration without(std::move(fake), elsewhere.path());
+    EXPECT_FALSE(without.nativeDockAvailable());
+    EXPECT_SUCCESS(without.enable());
+    EXPECT_FALSE(without.isEnabled());
+    EXPECT_EQ(without.watchdogPid(), 0);
     EXPECT_TRUE(dock.writes.isEmpty());
-    EXPECT_SUCCESS(integration.restore());
+    EXPECT_SUCCESS(without.restore());
 }
 
 TEST_F(SystemDockIntegrationTest, NextStartRestoresStaleBackupsAndReportsBadOnes)
