@@ -102,7 +102,8 @@ TEST_F(DockModelOperations, WhatCannotBePinnedOrMovedLeavesTheStoreAlone)
     EXPECT_EQ(store->value(DockModel::pinnedItemsKey).toByteArray(), marker);
 }
 
-TEST_F(DockModelOperations, FailedOpeningsAlertWithTheItemsTitle)
+// Keeping a program, emptying the Trash and drops that work are driven end to end; here, how they fail.
+TEST_F(DockModelOperations, FailuresAlertWithTheItemsTitleAndTheirReason)
 {
     workspace.refusedLocations = {path("folder"), "trash:///"};
     model->activate(itemNamed("folder"));
@@ -119,6 +120,26 @@ TEST_F(DockModelOperations, FailedOpeningsAlertWithTheItemsTitle)
     ASSERT_EQ(alerts.size(), 2u);
     EXPECT_EQ(alerts[1].text, "Couldn’t open Alpha");
     EXPECT_EQ(alerts[1].informativeText, "refused");
+
+    workspace.launch(FakeWorkspace::app("tool", 71, QString("/usr/bin/tool"), std::nullopt, "tool"));
+    model->move(itemNamed("tool"), 1);
+    ASSERT_EQ(alerts.size(), 3u);
+    EXPECT_EQ(alerts[2].text, "Couldn’t keep tool in Dock");
+    EXPECT_EQ(pinNames().size(), 4);
+    workspace.refuseActions = false;
+
+    providers.emptyTrashProvider = [](DockModel::TrashDone done) { done(Error{"info/x.trashinfo: Permission denied"}); };
+    providers.recycleProvider = [](const QStringList&, DockModel::TrashDone done) { done(Error{"doc.txt: Permission denied"}); };
+    model = std::make_unique<DockModel>(workspace, preferences, providers);
+    answer = 1;
+    model->emptyTrash();
+    ASSERT_EQ(alerts.size(), 5u);
+    EXPECT_EQ(alerts[4].text, "Couldn’t empty the Trash");
+    EXPECT_EQ(alerts[4].informativeText, "info/x.trashinfo: Permission denied");
+
+    model->open({QUrl::fromLocalFile(path("doc.txt"))}, model->items().back(), false);
+    EXPECT_EQ(alerts.back().text, "Couldn’t move to Trash");
+    EXPECT_EQ(alerts.back().informativeText, "doc.txt: Permission denied");
 }
 
 QStringList menuTitles(const QMenu& menu)
@@ -159,31 +180,6 @@ TEST_F(DockModelOperations, ContextMenus)
     model.reset();
     late.actions()[0]->trigger();
     EXPECT_TRUE(workspace.actions.isEmpty());
-}
-
-// Keeping a program, emptying the Trash and drops that work are driven end to end; here, how they fail.
-TEST_F(DockModelOperations, FailuresAlertWithTheirReason)
-{
-    workspace.refuseActions = true;
-    workspace.launch(FakeWorkspace::app("tool", 71, QString("/usr/bin/tool"), std::nullopt, "tool"));
-    model->move(itemNamed("tool"), 1);
-    ASSERT_EQ(alerts.size(), 1u);
-    EXPECT_EQ(alerts[0].text, "Couldn’t keep tool in Dock");
-    EXPECT_EQ(pinNames().size(), 4);
-    workspace.refuseActions = false;
-
-    providers.emptyTrashProvider = [](DockModel::TrashDone done) { done(Error{"info/x.trashinfo: Permission denied"}); };
-    providers.recycleProvider = [](const QStringList&, DockModel::TrashDone done) { done(Error{"doc.txt: Permission denied"}); };
-    model = std::make_unique<DockModel>(workspace, preferences, providers);
-    answer = 1;
-    model->emptyTrash();
-    ASSERT_EQ(alerts.size(), 3u);
-    EXPECT_EQ(alerts[2].text, "Couldn’t empty the Trash");
-    EXPECT_EQ(alerts[2].informativeText, "info/x.trashinfo: Permission denied");
-
-    model->open({QUrl::fromLocalFile(path("doc.txt"))}, model->items().back(), false);
-    EXPECT_EQ(alerts.back().text, "Couldn’t move to Trash");
-    EXPECT_EQ(alerts.back().informativeText, "doc.txt: Permission denied");
 }
 
 TEST_F(DockModelOperations, DropsThatCannotBeTakenDoNothing)
