@@ -15,37 +15,11 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace wharf {
 namespace {
-
-// A live process other than this one, started later than it (start times have a 10 ms grain).
-class OtherProcess {
-public:
-    OtherProcess()
-    {
-        ::usleep(20'000);
-        child = ::fork();
-        if (child == 0) {
-            ::pause();
-            ::_exit(0);
-        }
-    }
-    ~OtherProcess()
-    {
-        ::kill(child, SIGKILL);
-        ::waitpid(child, nullptr, 0);
-    }
-    OtherProcess(const OtherProcess&) = delete;
-    OtherProcess& operator=(const OtherProcess&) = delete;
-    qint32 pid() const { return child; }
-
-private:
-    pid_t child = 0;
-};
 
 // The pid of a process that has ended and been reaped.
 qint32 endedProcessPid()
@@ -129,10 +103,14 @@ TEST_F(SystemDockIntegrationTest, AFailedEnableRollsBackAndSaysWhyAndWithoutANat
 
 TEST_F(SystemDockIntegrationTest, NextStartRestoresStaleBackupsAndReportsBadOnes)
 {
-    const OtherProcess other;
+    // A live process other than this one, started later than it (start times have a 10 ms grain).
+    ::usleep(20'000);
+    QProcess other;
+    other.start(QStringLiteral("sleep"), {QStringLiteral("60")});
+    ASSERT_TRUE(other.waitForStarted());
     const QString ownStart = *processStart(getpid());
     // The owner has ended; or its pid now names another process, which started at another time.
-    for (const qint32 pid : {endedProcessPid(), other.pid()}) {
+    for (const qint32 pid : {endedProcessPid(), qint32(other.processId())}) {
         leaveBackupOf(pid, ownStart);
         ASSERT_NE(stored(), userValues);
         const SystemDockIntegration integration(std::make_unique<DashToDockNativeDock>());
@@ -140,6 +118,8 @@ TEST_F(SystemDockIntegrationTest, NextStartRestoresStaleBackupsAndReportsBadOnes
         EXPECT_EQ(stored(), userValues) << pid;
         EXPECT_FALSE(QFile::exists(backupPath())) << pid;
     }
+    other.kill();
+    other.waitForFinished();
 
     leaveBackupOf(endedProcessPid(), ownStart);
     const auto hidden = stored();
