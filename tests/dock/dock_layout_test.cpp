@@ -53,7 +53,7 @@ TEST(DockLayout, RestingRowIsCentredEquallySpacedSquaresWithAWiderSeparator)
     EXPECT_GE(gap(resting(4, 1000, 16, 2), 1), 8) << "the separator keeps 8 points at small sizes";
 }
 
-TEST(DockLayout, SizeIsHeldBetween16And96AndTheRowFitsTheView)
+TEST(DockLayout, SizeIsHeldBetween16And96AndTheRowFitsTheViewOrIsNotThere)
 {
     EXPECT_NEAR(resting(3, 2000, 58, {}, 5000)[0].width(), 96, 1e-9);
     EXPECT_NEAR(resting(3, 2000, 58, {}, 1)[0].width(), 16, 1e-9);
@@ -71,6 +71,12 @@ TEST(DockLayout, SizeIsHeldBetween16And96AndTheRowFitsTheView)
     EXPECT_LT(r, 1);
     for (int i = 0; i + 1 < n; ++i)
         EXPECT_NEAR(gap(narrow, i), r * gap(smallest, i), 1e-9) << i;
+
+    // No room at all gives no row.
+    EXPECT_TRUE(resting(0, 1000, 58).empty());
+    EXPECT_TRUE(resting(3, 16, 58).empty());
+    EXPECT_EQ(DockLayout::metrics({}), DockLayout::Metrics{});
+    EXPECT_EQ(DockLayout::shelfFrame({}), QRectF());
 }
 
 TEST(DockLayout, MagnificationPeaksUnderThePointerAndFallsOffToRest)
@@ -93,14 +99,6 @@ TEST(DockLayout, MagnificationPeaksUnderThePointerAndFallsOffToRest)
     EXPECT_LE(rowWidth(squeezed), rowWidth(full) + 1e-9);
     EXPECT_GT(squeezed[6].width(), full[6].width());
     EXPECT_LT(squeezed[0].width(), full[0].width());
-}
-
-TEST(DockLayout, NoRoomGivesNoRow)
-{
-    EXPECT_TRUE(resting(0, 1000, 58).empty());
-    EXPECT_TRUE(resting(3, 16, 58).empty());
-    EXPECT_EQ(DockLayout::metrics({}), DockLayout::Metrics{});
-    EXPECT_EQ(DockLayout::shelfFrame({}), QRectF());
 }
 
 TEST(DockLayout, ShelfHoldsTheRowAndTheRestingHeightIsWholeDevicePixels)

@@ -42,7 +42,6 @@ TEST_F(DockViewPointer, HoveredIndex)
         {"below a folder", QPointF(folder.center().x(), bottom - 1), std::nullopt},
         {"3 points beside the last icon", QPointF(folder.right() + 3, folder.center().y()), 6},
         {"above the hover zone", QPointF(app.center().x(), app.top() - 60), std::nullopt},
-        {"below the view", QPointF(app.center().x(), bottom + 1), std::nullopt},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);

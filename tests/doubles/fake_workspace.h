@@ -120,11 +120,8 @@ public:
     }
     Status openLocation(const QString& path, std::uint32_t) override
     {
-        if (refusedLocations.contains(path)) {
-            actions.append(QStringLiteral("open:") + path);
-            return Error{QStringLiteral("refused")};
-        }
-        return record(QStringLiteral("open:") + path);
+        const Status recorded = record(QStringLiteral("open:") + path);
+        return refusedLocations.contains(path) ? Status(Error{QStringLiteral("refused")}) : recorded;
     }
     Status showInFiles(const QString& path) override { return record(QStringLiteral("show:") + path); }
     // Records "copy:<from> <to>" or "move:<from> <to>"; fails for sources in `failingTransfers`.
@@ -138,9 +135,8 @@ public:
     void beep() override { actions.append(QStringLiteral("beep")); }
     Result<QString> writeDesktopEntry(const RunningApplication& a) override
     {
-        if (refuseActions)
-            return record(QStringLiteral("entry:") + a.key).error();
-        actions.append(QStringLiteral("entry:") + a.key);
+        if (const Status recorded = record(QStringLiteral("entry:") + a.key); !recorded)
+            return recorded.error();
         return QStringLiteral("/home/user/.local/share/applications/wharf-") + a.key + QStringLiteral(".desktop");
     }
     void watchLocations(const QStringList& paths) override { watched = paths; }

@@ -33,14 +33,6 @@ protected:
 
 } // namespace
 
-TEST_F(DockPreferencesTest, ReadingAFreshUsersDefaultsWritesNothing)
-{
-    const auto p = open();
-    EXPECT_EQ(p->restingIconSize(), 0) << "no resting size until one is derived";
-    EXPECT_EQ(p->dockAppearance(), DockAppearance::automatic);
-    EXPECT_TRUE(p->defaults().allKeys().isEmpty());
-}
-
 TEST_F(DockPreferencesTest, StoredValuesAreReadAndWrongTypesReadNeutral)
 {
     writeFile("[General]\n"
@@ -99,6 +91,8 @@ TEST_F(DockPreferencesTest, AppearanceFollowsTheStoredTextThenTheLegacyFlagAndAW
         {"sepia", {}, DockAppearance::automatic},    {"dark", {}, DockAppearance::dark},
     };
     const auto p = open();
+    EXPECT_EQ(p->dockAppearance(), DockAppearance::automatic);
+    EXPECT_TRUE(p->defaults().allKeys().isEmpty()) << "reading a fresh user's defaults writes nothing";
     for (const auto& row : rows) {
         p->defaults().clear();
         if (row.stored)

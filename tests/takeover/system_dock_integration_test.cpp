@@ -15,37 +15,11 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace wharf {
 namespace {
-
-// A live process other than this one, started later than it (start times have a 10 ms grain).
-class OtherProcess {
-public:
-    OtherProcess()
-    {
-        ::usleep(20'000);
-        child = ::fork();
-        if (child == 0) {
-            ::pause();
-            ::_exit(0);
-        }
-    }
-    ~OtherProcess()
-    {
-        ::kill(child, SIGKILL);
-        ::waitpid(child, nullptr, 0);
-    }
-    OtherProcess(const OtherProcess&) = delete;
-    OtherProcess& operator=(const OtherProcess&) = delete;
-    qint32 pid() const { return child; }
-
-private:
-    pid_t child = 0;
-};
 
 // The pid of a process that has ended and been reaped.
 qint32 endedProcessPid()
@@ -104,7 +78,7 @@ protected:
 };
 
 // A second session of the same user is turned away by the takeover end-to-end test.
-TEST_F(SystemDockIntegrationTest, AFailedEnableRollsBackAndSaysWhy)
+TEST_F(SystemDockIntegrationTest, AFailedEnableRollsBackAndSaysWhyAndWithoutANativeDockNothingIsHidden)
 {
     // The helper watches only the backup in the standard place, so elsewhere it will not start.
     QTemporaryDir elsewhere;
@@ -114,29 +88,29 @@ TEST_F(SystemDockIntegrationTest, AFailedEnableRollsBackAndSaysWhy)
     EXPECT_EQ(integration.lastError, helperFailed);
     EXPECT_FALSE(integration.isEnabled());
     EXPECT_EQ(stored(), userValues);
-}
 
-TEST_F(SystemDockIntegrationTest, WithoutANativeDockNothingIsHidden)
-{
-    QTemporaryDir elsewhere;
     auto fake = std::make_unique<FakeNativeDock>();
     fake->installed = false;
     const FakeNativeDock& dock = *fake;
-    SystemDockIntegration integration(std::move(fake), elsewhere.path());
-    EXPECT_FALSE(integration.nativeDockAvailable());
-    EXPECT_SUCCESS(integration.enable());
-    EXPECT_FALSE(integration.isEnabled());
-    EXPECT_EQ(integration.watchdogPid(), 0);
+    SystemDockIntegration without(std::move(fake), elsewhere.path());
+    EXPECT_FALSE(without.nativeDockAvailable());
+    EXPECT_SUCCESS(without.enable());
+    EXPECT_FALSE(without.isEnabled());
+    EXPECT_EQ(without.watchdogPid(), 0);
     EXPECT_TRUE(dock.writes.isEmpty());
-    EXPECT_SUCCESS(integration.restore());
+    EXPECT_SUCCESS(without.restore());
 }
 
 TEST_F(SystemDockIntegrationTest, NextStartRestoresStaleBackupsAndReportsBadOnes)
 {
-    const OtherProcess other;
+    // A live process other than this one, started later than it (start times have a 10 ms grain).
+    ::usleep(20'000);
+    QProcess other;
+    other.start(QStringLiteral("sleep"), {QStringLiteral("60")});
+    ASSERT_TRUE(other.waitForStarted());
     const QString ownStart = *processStart(getpid());
     // The owner has ended; or its pid now names another process, which started at another time.
-    for (const qint32 pid : {endedProcessPid(), other.pid()}) {
+    for (const qint32 pid : {endedProcessPid(), qint32(other.processId())}) {
         leaveBackupOf(pid, ownStart);
         ASSERT_NE(stored(), userValues);
         const SystemDockIntegration integration(std::make_unique<DashToDockNativeDock>());
@@ -144,6 +118,8 @@ TEST_F(SystemDockIntegrationTest, NextStartRestoresStaleBackupsAndReportsBadOnes
         EXPECT_EQ(stored(), userValues) << pid;
         EXPECT_FALSE(QFile::exists(backupPath())) << pid;
     }
+    other.kill();
+    other.waitForFinished();
 
     leaveBackupOf(endedProcessPid(), ownStart);
     const auto hidden = stored();
@@ -164,7 +140,6 @@ TEST_F(SystemDockIntegrationTest, NextStartRestoresStaleBackupsAndReportsBadOnes
 
 TEST_F(SystemDockIntegrationTest, HelperLeavesQuietlyWhenThereIsNothingToWatch)
 {
-    const OtherProcess other;
     leaveBackupOf(getpid(), *processStart(getpid()));
     const QByteArray backup = backupBytes();
     const auto hidden = stored();
@@ -177,9 +152,8 @@ TEST_F(SystemDockIntegrationTest, HelperLeavesQuietlyWhenThereIsNothingToWatch)
     };
     const std::vector<Row> rows{
         {"another path", own, backupPath() + QStringLiteral(".old"), 0},
-        {"pid of an ended process", QString::number(endedProcessPid()), backupPath(), 0},
+        // A pid other than the backup's owner's, as an ended or another process's is.
         {"negative pid", QStringLiteral("-1"), backupPath(), 0},
-        {"pid of another process", QString::number(other.pid()), backupPath(), 0},
         // Beyond 32 bits: no helper at all; the program starts normally (here: exit status 3).
         {"beyond 32 bits", QStringLiteral("99999999999"), backupPath(), 3},
     };

@@ -21,11 +21,9 @@ TEST(TrashDirectories, NetworkAndPseudoFileSystemsAreSkipped)
         const char* type;
         bool skipped;
     } rows[] = {
-        {"/media/usb", "ext4", false},   {"/media/stick", "vfat", false}, {"/mnt/ntfs", "fuseblk", false},
-        {"/mnt/ram", "tmpfs", false},    {"/run/media/me/disk", "exfat", false},
-        {"/mnt/share", "nfs4", true},    {"/mnt/win", "cifs", true},      {"/home/me/remote", "fuse.sshfs", true},
-        {"/proc", "proc", true},         {"/sys/fs/cgroup", "cgroup2", true}, {"/run/user/1000", "tmpfs", true},
-        {"/dev/shm", "tmpfs", true},     {"", "ext4", true},
+        {"/media/usb", "ext4", false},          {"/mnt/ntfs", "fuseblk", false},    {"/mnt/ram", "tmpfs", false},
+        {"/run/media/me/disk", "exfat", false}, {"/mnt/share", "nfs4", true},       {"/home/me/remote", "fuse.sshfs", true},
+        {"/snap/core/1", "squashfs", true},     {"/run/user/1000", "tmpfs", true},  {"", "ext4", true},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(skipsVolume({QString::fromLatin1(row.root), QString::fromLatin1(row.type)}), row.skipped)

@@ -32,7 +32,7 @@ void fillTrash(const QString& trash, const QStringList& items)
     ASSERT_TRUE(test::writeFile(trash + QStringLiteral("/directorysizes")));
 }
 
-TEST(TrashOperations, AnUndeletableEntryKeepsItsRecordAndDoesNotStopTheRest)
+TEST(TrashOperations, AnUndeletableEntryKeepsItsRecordAndDoesNotStopTheRestAndALinkGoesWithoutItsTarget)
 {
     QTemporaryDir dir;
     ASSERT_TRUE(dir.isValid());
@@ -41,6 +41,10 @@ TEST(TrashOperations, AnUndeletableEntryKeepsItsRecordAndDoesNotStopTheRest)
     fillTrash(home, {QStringLiteral("a.txt"), QStringLiteral("locked"), QStringLiteral(".hidden")});
     fillTrash(volume, {QStringLiteral("b")});
     ASSERT_TRUE(test::writeFile(home + QStringLiteral("/info/orphan.trashinfo")));
+    const QString target = dir.filePath(QStringLiteral("keep/precious"));
+    ASSERT_TRUE(test::writeFile(target));
+    ASSERT_TRUE(QFile::link(dir.filePath(QStringLiteral("keep")), volume + QStringLiteral("/files/link")));
+    ASSERT_TRUE(QFile::link(dir.filePath(QStringLiteral("gone")), volume + QStringLiteral("/files/dangling")));
 
     const auto remove = [](const QString& path) -> Status {
         if (path.endsWith(QStringLiteral("/files/locked")))
@@ -57,23 +61,8 @@ TEST(TrashOperations, AnUndeletableEntryKeepsItsRecordAndDoesNotStopTheRest)
     EXPECT_FALSE(QFile::exists(home + QStringLiteral("/directorysizes")));
     EXPECT_TRUE(names(volume + QStringLiteral("/files")).isEmpty());
     EXPECT_TRUE(names(volume + QStringLiteral("/info")).isEmpty());
-    EXPECT_FALSE(emptyTrashDirectories({home}, removeTrashEntry)) << "the second attempt removes the rest";
-}
-
-TEST(TrashOperations, ALinkInTheTrashGoesWithoutItsTarget)
-{
-    QTemporaryDir dir;
-    ASSERT_TRUE(dir.isValid());
-    const QString target = dir.filePath(QStringLiteral("keep/precious"));
-    ASSERT_TRUE(test::writeFile(target));
-    const QString trash = dir.filePath(QStringLiteral("Trash"));
-    QDir().mkpath(trash + QStringLiteral("/files"));
-    ASSERT_TRUE(QFile::link(dir.filePath(QStringLiteral("keep")), trash + QStringLiteral("/files/link")));
-    ASSERT_TRUE(QFile::link(dir.filePath(QStringLiteral("gone")), trash + QStringLiteral("/files/dangling")));
-
-    EXPECT_FALSE(emptyTrashDirectories({trash}, removeTrashEntry));
-    EXPECT_TRUE(names(trash + QStringLiteral("/files")).isEmpty());
     EXPECT_TRUE(QFile::exists(target));
+    EXPECT_FALSE(emptyTrashDirectories({home}, removeTrashEntry)) << "the second attempt removes the rest";
 }
 
 class RecordingTrash : public FileTrash {

@@ -22,7 +22,7 @@ TEST(WindowManagerRead, TitlesAndOwnerNames)
         QString title;
         QString appName;
     };
-    const std::vector<WindowOwner> owners{{10, QStringLiteral("Terminal")}, {11, QString()}};
+    const std::vector<WindowOwner> owners{{10, QStringLiteral("Terminal")}};
     const std::vector<Row> rows{
         {"trimmed", client(1, 10, QStringLiteral("\n  Report\t \r\n")), QStringLiteral("Report"), QStringLiteral("Terminal")},
         {"blank title takes the program's name", client(2, 10, QStringLiteral(" \n ")), QStringLiteral("Terminal"),
@@ -30,7 +30,6 @@ TEST(WindowManagerRead, TitlesAndOwnerNames)
         {"no title", client(3, 10, std::nullopt), QStringLiteral("Terminal"), QStringLiteral("Terminal")},
         {"unknown owner is named by its class", client(4, 99, std::nullopt, false, QStringLiteral("XTerm")),
          QStringLiteral("XTerm"), QStringLiteral("XTerm")},
-        {"nameless owner", client(5, 11, QString()), QStringLiteral("Application"), QStringLiteral("Application")},
         {"no owner, no class", client(6, 98, QStringLiteral("x")), QStringLiteral("x"), QStringLiteral("Application")},
     };
     for (const Row& row : rows) {
@@ -85,9 +84,12 @@ TEST_F(WindowManagerTest, ScanDeliversOnlyMinimizedWindowsAndDropsRequestsWhileR
 }
 
 // Restoring, raising and minimizing real windows is the window control end-to-end test's; what
-// the user hears when the window system refuses is checked here.
-TEST_F(WindowManagerTest, FailuresAreReportedInWords)
+// the user hears when the window has closed or the window system refuses is checked here.
+TEST_F(WindowManagerTest, FailuresAndClosedWindowsAreReportedInWords)
 {
+    manager.focus(DockWindow{9, QStringLiteral("Old"), 10, QStringLiteral("Terminal"), true});
+    EXPECT_TRUE(control.activated.empty()) << "a closed window is left alone";
+
     control.setWindows({client(1, 10, QStringLiteral("Shell"), true), client(2, 10, QStringLiteral("Log"))});
     const auto windows = manager.windows(10, QStringLiteral("Terminal"));
     ASSERT_EQ(windows.size(), 2u);
@@ -97,6 +99,7 @@ TEST_F(WindowManagerTest, FailuresAreReportedInWords)
     control.failure = WindowControlFailure{WindowControlFailure::Kind::other, 42};
     manager.minimize(windows[1]);
     const std::vector<QString> expected{
+        QStringLiteral("“Terminal” has closed. Its window is no longer available."),
         QStringLiteral("Could not restore “Shell”: the application did not respond."),
         QStringLiteral("Could not bring “Log” forward: the application did not respond."),
         QStringLiteral("Could not minimize “Log”: the system reported a window error 42."),
@@ -107,13 +110,6 @@ TEST_F(WindowManagerTest, FailuresAreReportedInWords)
     control.failure.reset();
     manager.minimize(windows[1]);
     EXPECT_FALSE(manager.lastError) << "a successful action clears the last error";
-}
-
-TEST_F(WindowManagerTest, AClosedWindowIsNamedAndLeftAlone)
-{
-    manager.focus(DockWindow{9, QStringLiteral("Old"), 10, QStringLiteral("Terminal"), true});
-    EXPECT_TRUE(control.activated.empty());
-    EXPECT_EQ(reported, std::vector<QString>{QStringLiteral("“Terminal” has closed. Its window is no longer available.")});
 }
 
 } // namespace
