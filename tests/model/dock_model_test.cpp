@@ -71,15 +71,11 @@ TEST_F(DockModelTest, UnreadablePinsAreReplacedByTheImportAndSaved)
         return std::vector<Pin>{{path("b.desktop"), Kind::application, "B"},
                                 {path("files.desktop"), Kind::application, std::nullopt}};
     };
-    for (const QVariant& bad : {QVariant(QByteArray("[{\"path\":\"/x\",\"kind\":\"app\"}]")), QVariant()}) {
-        store->remove(DockModel::pinnedItemsKey);
-        if (bad.isValid())
-            store->setValue(DockModel::pinnedItemsKey, bad);
-        const auto model = makeModel();
-        const std::vector<Pin> imported{{path("b.desktop"), Kind::application, "B"}};
-        EXPECT_EQ(model->pins(), imported);
-        EXPECT_EQ(storedPins(), imported);
-    }
+    store->setValue(DockModel::pinnedItemsKey, QByteArray("[{\"path\":\"/x\",\"kind\":\"app\"}]"));
+    const auto model = makeModel();
+    const std::vector<Pin> imported{{path("b.desktop"), Kind::application, "B"}};
+    EXPECT_EQ(model->pins(), imported);
+    EXPECT_EQ(storedPins(), imported);
 }
 
 TEST_F(DockModelTest, FallbackImportUsesTheBrowserAndExistingFolders)
@@ -90,6 +86,7 @@ TEST_F(DockModelTest, FallbackImportUsesTheBrowserAndExistingFolders)
     const auto model = makeModel();
     ASSERT_FALSE(model->pins().empty());
     EXPECT_EQ(model->pins().front(), (Pin{path("b.desktop"), Kind::application, std::nullopt}));
+    EXPECT_EQ(storedPins(), model->pins()) << "a first start saves what it imported";
     for (const auto& pin : model->pins())
         EXPECT_TRUE(QFileInfo(pin.path).exists()) << pin.path.toStdString();
     // No file manager: no such tile.
@@ -149,8 +146,7 @@ TEST_F(DockModelTest, ProgramsWithoutAPidAreNotOneProcess)
     const auto model = makeModel();
     workspace.launch(FakeWorkspace::app("A", std::nullopt, path("a.desktop")));
     workspace.launch(FakeWorkspace::app("B", std::nullopt, path("b.desktop")));
-    workspace.launch(FakeWorkspace::app("C", std::nullopt, path("c.desktop")));
-    EXPECT_EQ(titles(*model), QStringList({"Files", "A", "B", "C", "Trash"}));
+    EXPECT_EQ(titles(*model), QStringList({"Files", "A", "B", "Trash"}));
     EXPECT_FALSE(model->items()[1].runningApplication->processIdentifier);
 }
 
