@@ -17,9 +17,12 @@ namespace {
 
 using Kind = DockItem::Kind;
 
+// The view drawn at its device pixel ratio.
 QImage renderView(DockView& view)
 {
-    QImage image(view.size(), QImage::Format_ARGB32_Premultiplied);
+    const qreal ratio = view.devicePixelRatioF();
+    QImage image(view.size() * ratio, QImage::Format_ARGB32_Premultiplied);
+    image.setDevicePixelRatio(ratio);
     image.fill(Qt::transparent);
     view.render(&image, QPoint(), QRegion(), QWidget::DrawChildren);
     return image;
@@ -215,13 +218,11 @@ public:
     {
         painter->fillRect(rect, Qt::darkCyan);
     }
-    QPixmap pixmap(const QSize& size, QIcon::Mode mode, QIcon::State state) override
+    QPixmap pixmap(const QSize& size, QIcon::Mode, QIcon::State) override
     {
         log->push_back(size);
         QPixmap pm(size);
-        pm.fill(Qt::transparent);
-        QPainter p(&pm);
-        paint(&p, pm.rect(), mode, state);
+        pm.fill(Qt::darkCyan);
         return pm;
     }
     QIconEngine* clone() const override { return new RecordingEngine(log); }
@@ -242,11 +243,8 @@ TEST(DockViewHiDpi, IconsRenderAtDevicePixels)
     view.start();
     h.settle();
 
-    QImage image(view.size() * 2, QImage::Format_ARGB32_Premultiplied);
-    image.setDevicePixelRatio(2);
-    image.fill(Qt::transparent);
     requests->clear();
-    view.render(&image, QPoint(), QRegion(), QWidget::DrawChildren);
+    const QImage image = renderView(view);
 
     const QRectF frame = view.tileFrames()[size_t(h.indexOf(app))];
     ASSERT_FALSE(requests->empty());
