@@ -18,7 +18,7 @@ TEST(DockLifecycle, ASecondInstanceIsTurnedAwayOddArgumentsStartTheDockSignalsAn
     for (const bool bus : {false, true}) {
         SCOPED_TRACE(bus ? "session bus" : "no session bus: the lock");
         session.setEnv(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), bus ? address : QStringLiteral("disabled:"));
-        QProcess* first = session.start(E2eSession::wharfBinary());
+        QProcess* first = session.start(QStringLiteral(WHARF_BINARY));
         QString firstOutput;
         ASSERT_TRUE(waitForLog(*first, firstOutput, QStringLiteral("Wharf ready."), 15000)) << firstOutput.toStdString();
         const QString conf = wharfSettingsFile(session);
@@ -32,7 +32,7 @@ TEST(DockLifecycle, ASecondInstanceIsTurnedAwayOddArgumentsStartTheDockSignalsAn
             return settled;
         }, 10000, 500));
 
-        const RunResult second = session.run(E2eSession::wharfBinary(), {}, 15000);
+        const RunResult second = session.run(QStringLiteral(WHARF_BINARY), {}, 15000);
         EXPECT_FALSE(second.timedOut) << "the second instance ran in full";
         EXPECT_EQ(second.exitCode, 0);
         EXPECT_TRUE(second.err.contains(QStringLiteral("already running"))) << second.err.toStdString();
@@ -91,7 +91,7 @@ TEST(DockLifecycle, ASecondInstanceIsTurnedAwayOddArgumentsStartTheDockSignalsAn
         else
             session.unsetEnv(QStringLiteral("DISPLAY"));
         session.setEnv(QStringLiteral("QT_QPA_PLATFORM"), QLatin1String(row.platform));
-        const RunResult result = session.run(E2eSession::wharfBinary(), row.args, 15000);
+        const RunResult result = session.run(QStringLiteral(WHARF_BINARY), row.args, 15000);
         EXPECT_FALSE(result.timedOut);
         EXPECT_FALSE(result.crashed) << result.err.toStdString();
         EXPECT_EQ(result.exitCode, 1);

@@ -138,12 +138,12 @@ TEST_F(TakeoverE2eTest, QuitAndCrashesGiveBackExactlyWhatTheUserHadAndASecondWha
     EXPECT_EQ(desktop.values(), hidden);
 
     // The command line restores even while a Wharf holds the dock: the user asked for it.
-    RunResult run = desktop.session.run(E2eSession::wharfBinary(), {QStringLiteral("--restore-system-dock")});
+    RunResult run = desktop.session.run(QStringLiteral(WHARF_BINARY), {QStringLiteral("--restore-system-dock")});
     EXPECT_EQ(run.exitCode, 0);
     EXPECT_EQ(run.out, QStringLiteral("Original system Dock preferences restored.\n"));
     EXPECT_TRUE(desktop.restoredAndHelperGone());
     EXPECT_FALSE(stopped(first).contains(QStringLiteral("Restore failed")));
-    run = desktop.session.run(E2eSession::wharfBinary(), {QStringLiteral("--restore-system-dock")});
+    run = desktop.session.run(QStringLiteral(WHARF_BINARY), {QStringLiteral("--restore-system-dock")});
     EXPECT_EQ(run.exitCode, 0);
     EXPECT_EQ(run.out, QStringLiteral("Original system Dock preferences restored.\n"));
 }

@@ -35,6 +35,8 @@ void killGroup(QProcess& process, int signal)
 
 } // namespace
 
+// scripts/session.sh --hold starts the X server, bus, window manager and compositor, prints the
+// session's environment and holds everything until its stdin closes.
 E2eSession::E2eSession(E2eOptions options)
     : options_(options), dir_(std::make_unique<QTemporaryDir>(QDir::tempPath() + "/wharf-e2e-XXXXXX"))
 {
@@ -42,23 +44,6 @@ E2eSession::E2eSession(E2eOptions options)
         error_ = "cannot create a temporary directory";
         return;
     }
-    startSession();
-}
-
-E2eSession::~E2eSession()
-{
-    stopAll();
-}
-
-QString E2eSession::root() const { return dir_->path(); }
-QString E2eSession::home() const { return root() + "/home"; }
-QString E2eSession::configHome() const { return home() + "/.config"; }
-QString E2eSession::dataHome() const { return home() + "/.local/share"; }
-
-// scripts/session.sh --hold starts the X server, bus, window manager and compositor, prints the
-// session's environment and holds everything until its stdin closes.
-void E2eSession::startSession()
-{
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert("WHARF_SCREEN", options_.twoMonitors ? "3840x1080x24" : "1920x1080x24");
     env.insert("WHARF_MONITORS", options_.twoMonitors ? "2" : "1");
@@ -100,6 +85,11 @@ void E2eSession::startSession()
     if (display_.isEmpty() || dbusAddress_.isEmpty())
         error_ = "the session gave no display or bus address";
 }
+
+QString E2eSession::root() const { return dir_->path(); }
+QString E2eSession::home() const { return root() + "/home"; }
+QString E2eSession::configHome() const { return home() + "/.config"; }
+QString E2eSession::dataHome() const { return home() + "/.local/share"; }
 
 QProcess* E2eSession::start(const QString& program, const QStringList& args)
 {
@@ -147,14 +137,9 @@ int E2eSession::stop(QProcess* process, int timeoutMs)
     return process->exitCode();
 }
 
-QString E2eSession::wharfBinary()
-{
-    return QStringLiteral(WHARF_BINARY);
-}
-
 QProcess* E2eSession::startWharf(const QStringList& args)
 {
-    QProcess* wharf = start(wharfBinary(), args);
+    QProcess* wharf = start(QStringLiteral(WHARF_BINARY), args);
     QDBusConnection connection = bus();
     const bool up = waitFor(
         [&] {
@@ -263,7 +248,7 @@ QDBusConnection E2eSession::bus()
     return QDBusConnection::connectToBus(dbusAddress_, busName_);
 }
 
-void E2eSession::stopAll()
+E2eSession::~E2eSession()
 {
     for (auto& child : children_) {
         if (child->state() != QProcess::NotRunning)

@@ -74,9 +74,8 @@ public:
         return wharf::waitFor(condition, timeoutMs, pollMs);
     }
 
-    // The built wharf executable.
-    static QString wharfBinary();
-    // Starts wharf with `args` and waits until its D-Bus name is on the bus (nullptr on timeout).
+    // Starts the built wharf (WHARF_BINARY) with `args` and waits until its D-Bus name is on the bus
+    // (nullptr on timeout).
     QProcess* startWharf(const QStringList& args = {});
 
     // A desktop entry in $XDG_DATA_HOME/applications (the MIME cache is rebuilt); returns its path.
@@ -98,9 +97,6 @@ public:
     QDBusConnection bus();
 
 private:
-    void startSession();
-    void stopAll();
-
     E2eOptions options_;
     std::unique_ptr<QTemporaryDir> dir_;
     QString error_;
