@@ -76,7 +76,8 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
         return moved;
     };
     view->paintDirectly = [this](const QRegion& region) {
-        return platform && platform->paintDirectly(region.translated(view->pos()), view->copiedArea().translated(view->pos()));
+        const QPoint at = view->pos();
+        return platform && platform->paintDirectly(region.translated(at), view->copiedArea().translated(at));
     };
     view->onFullScreenChanged = [this](bool inFullScreen) { followFullScreen(inFullScreen); };
     if (fullScreenOverlay && fullScreen) {

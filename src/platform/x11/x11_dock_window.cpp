@@ -210,14 +210,16 @@ public:
         painter.setCompositionMode(QPainter::CompositionMode_Source);
         // The device pixels wholly inside `copied`.
         const QPoint from(qCeil(copied.left() * scale), qCeil(copied.top() * scale));
-        const QPoint to(qFloor((copied.left() + copied.width()) * scale), qFloor((copied.top() + copied.height()) * scale));
+        const QPoint to(qFloor((copied.left() + copied.width()) * scale),
+                        qFloor((copied.top() + copied.height()) * scale));
         const QRegion kept = copied.isEmpty() ? QRegion() : QRegion(QRect(from, to - QPoint(1, 1)));
         QRegion covered; // every pixel put, in window coordinates, even where the scale splits one
         for (const auto& r : rects) {
             const QRect device(r.x, r.y, r.width, r.height);
-            for (const QRect& part : QRegion(device).subtracted(kept)) // exactly the device rectangles
-                painter.fillRect(QRectF(part.x() / scale, part.y() / scale, part.width() / scale, part.height() / scale),
-                                 Qt::transparent);
+            for (const QRect& part : QRegion(device).subtracted(kept)) { // exactly the device rectangles
+                const QRectF logical(part.x() / scale, part.y() / scale, part.width() / scale, part.height() / scale);
+                painter.fillRect(logical, Qt::transparent);
+            }
             covered += QRectF(r.x / scale, r.y / scale, r.width / scale, r.height / scale).toAlignedRect();
         }
         painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
