@@ -14,14 +14,6 @@ const DesktopEntryIndex& fixtureIndex()
     return index;
 }
 
-MatchRules rulesWithUserFile()
-{
-    MatchRules rules = MatchRules::defaults();
-    rules.parse(QStringLiteral("wmclass Mystery-App = org.example.Editor\nexe mystery-bin = org.example.Tool\n"),
-                QStringLiteral("rules.conf"));
-    return rules;
-}
-
 // A window of process 4242 with the given WM_CLASS; `edit` adds the other facts.
 WindowMetadata windowWithClass(const QString& instance, const QString& wmClass,
                                const std::function<void(WindowMetadata&)>& edit = {})
@@ -159,7 +151,9 @@ std::vector<MatchCase> matchCases()
 
 TEST(MatchWindow, MatchesEntry)
 {
-    const MatchRules rules = rulesWithUserFile();
+    MatchRules rules = MatchRules::defaults();
+    rules.parse(QStringLiteral("wmclass Mystery-App = org.example.Editor\nexe mystery-bin = org.example.Tool\n"),
+                QStringLiteral("rules.conf"));
     for (const MatchCase& c : matchCases()) {
         SCOPED_TRACE(c.name);
         const MatchResult result = matchWindow(c.window, fixtureIndex(), rules);
