@@ -213,17 +213,12 @@ bool E2eSession::waitForClientWindow(const QString& wmClass, int timeoutMs)
 // (Much faster than an external screenshot tool, and tests take many.)
 QImage E2eSession::screenshot()
 {
-    int screenNumber = 0;
     const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(
-        xcb_connect(display_.toLatin1().constData(), &screenNumber), &xcb_disconnect);
+        xcb_connect(display_.toLatin1().constData(), nullptr), &xcb_disconnect);
     if (xcb_connection_has_error(connection.get()))
         return {};
-    xcb_screen_iterator_t it = xcb_setup_roots_iterator(xcb_get_setup(connection.get()));
-    for (; it.rem && screenNumber > 0; --screenNumber)
-        xcb_screen_next(&it);
-    if (!it.rem)
-        return {};
-    const xcb_screen_t& screen = *it.data;
+    // The session's server has one screen.
+    const xcb_screen_t& screen = *xcb_setup_roots_iterator(xcb_get_setup(connection.get())).data;
     const std::unique_ptr<xcb_get_image_reply_t, decltype(&std::free)> reply(
         xcb_get_image_reply(connection.get(),
                             xcb_get_image(connection.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, screen.root, 0, 0,
