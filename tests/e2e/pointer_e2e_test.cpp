@@ -90,37 +90,6 @@ void drag(E2eSession& session, const QPointF& from, const QPointF& to, const QSt
     pause();
 }
 
-// What letting go of another program's drag would do now, as the first dock answers it.
-QJsonObject pendingDrop(DockClient& client)
-{
-    const auto docks = client.docks();
-    return docks.empty() ? QJsonObject() : docks.front().json[QStringLiteral("drop")].toObject();
-}
-
-// A drag from the drag source's window onto the tile `id`, or with `after` into the gap after it,
-// wherever the magnified row has put it: the pointer follows it until the dock would drop there.
-void dragFromAnotherProgram(E2eSession& session, DockClient& client, const QString& id, const QString& keys, bool after)
-{
-    const auto target = [&] {
-        const auto docks = client.docks();
-        const auto i = docks.empty() ? -1 : docks.front().ids.indexOf(id);
-        if (i < 0 || (after && size_t(i + 1) >= docks.front().tiles.size()))
-            return QPointF();
-        const QRectF tile = docks.front().tiles[size_t(i)];
-        if (!after)
-            return tile.center();
-        const QRectF next = docks.front().tiles[size_t(i + 1)];
-        return QPointF((tile.right() + next.left()) / 2, tile.center().y());
-    };
-    drag(session, QPointF(160, 160), target(), keys, [&]() -> std::optional<QPointF> {
-        const QJsonValue at = pendingDrop(client)[after ? QStringLiteral("index") : QStringLiteral("target")];
-        const int i = int(client.docks().front().ids.indexOf(id));
-        if (at.isDouble() && at.toInt() == (after ? i + 1 : i))
-            return std::nullopt; // the dock would drop right there
-        return target();
-    });
-}
-
 class PointerE2e : public testing::Test {
 protected:
     void SetUp() override { WHARF_REQUIRE_SESSION(session); }
@@ -149,19 +118,45 @@ protected:
         ASSERT_TRUE(client.settledDock());
     }
 
-    // The drag-source program at (100, 100) offering `path`, once the window manager shows its window
-    // and the dock has settled with its tile.
-    QProcess* startDragSource(const QString& path)
+    // Drags `path` from the drag-source program's window onto the tile `id`, or with `after` into the
+    // gap after it, wherever the magnified row has put it: the pointer follows it until the dock would
+    // drop there. Returns what the drop site answered.
+    QByteArray dragFromAnotherProgram(const QString& path, const QString& id, const QString& keys = {}, bool after = false)
     {
         const QString wmClass = QStringLiteral("rag_source");
         const std::size_t before = session.clientWindows(wmClass).size();
         QProcess* source = session.start(QStringLiteral(DRAG_SOURCE), {QStringLiteral("100"), QStringLiteral("100"), path});
         if (!source->waitForReadyRead(10000)
             || !E2eSession::waitFor([&] { return session.clientWindows(wmClass).size() > before; }))
-            return nullptr;
+            return "no drag source";
         source->readAll();
         client.settledDock();
-        return source;
+        const auto target = [&] {
+            const auto docks = client.docks();
+            const auto i = docks.empty() ? -1 : docks.front().ids.indexOf(id);
+            if (i < 0 || (after && size_t(i + 1) >= docks.front().tiles.size()))
+                return QPointF();
+            const QRectF tile = docks.front().tiles[size_t(i)];
+            if (!after)
+                return tile.center();
+            const QRectF next = docks.front().tiles[size_t(i + 1)];
+            return QPointF((tile.right() + next.left()) / 2, tile.center().y());
+        };
+        drag(session, QPointF(160, 160), target(), keys, [&]() -> std::optional<QPointF> {
+            // What letting go now would do, as the first dock answers it.
+            const auto docks = client.docks();
+            if (docks.empty())
+                return target();
+            const QJsonValue at = docks.front().json[QStringLiteral("drop")][after ? QStringLiteral("index") : QStringLiteral("target")];
+            const int i = int(docks.front().ids.indexOf(id));
+            if (at.isDouble() && at.toInt() == (after ? i + 1 : i))
+                return std::nullopt; // the dock would drop right there
+            return target();
+        });
+        E2eSession::waitFor([&] { return source->canReadLine(); });
+        const QByteArray answer = source->readLine().trimmed();
+        E2eSession::stop(source);
+        return answer;
     }
 
     E2eSession session;
@@ -314,25 +309,12 @@ TEST_F(PointerE2e, AnApplicationDraggedAlongTheRowMovesAndFilesDroppedFromAnothe
     // Files dropped from another program move into a folder, copy with Alt, and an entry beside the
     // icons is pinned there.
     const QString inbox = QFileInfo(folder).canonicalFilePath();
-    // Drags `path` from another program onto the tile `id`, or into the gap `after` it, and returns
-    // what the drop site answered.
-    const auto dragFrom = [&](const QString& path, const QString& id, const QString& keys = {}, bool after = false) {
-        QProcess* source = startDragSource(path);
-        if (!source)
-            return QByteArray("no drag source");
-        dragFromAnotherProgram(session, client, id, keys, after);
-        E2eSession::waitFor([&] { return source->canReadLine(); });
-        const QByteArray answer = source->readLine().trimmed();
-        E2eSession::stop(source);
-        return answer;
-    };
-
     const QString moved = writeFile(session.home() + QStringLiteral("/moved.txt"));
     const QString copied = writeFile(session.home() + QStringLiteral("/copied.txt"));
-    EXPECT_EQ(dragFrom(moved, inbox), QByteArray("dropped move"));
+    EXPECT_EQ(dragFromAnotherProgram(moved, inbox), QByteArray("dropped move"));
     EXPECT_TRUE(E2eSession::waitFor([&] { return QFileInfo::exists(inbox + QStringLiteral("/moved.txt")); }));
     EXPECT_FALSE(QFileInfo::exists(moved));
-    EXPECT_EQ(dragFrom(copied, inbox, QStringLiteral("alt")), QByteArray("dropped copy"));
+    EXPECT_EQ(dragFromAnotherProgram(copied, inbox, QStringLiteral("alt")), QByteArray("dropped copy"));
     EXPECT_TRUE(E2eSession::waitFor([&] { return QFileInfo::exists(inbox + QStringLiteral("/copied.txt")); }));
     EXPECT_TRUE(QFileInfo::exists(copied)) << "Alt copies";
 
@@ -340,7 +322,7 @@ TEST_F(PointerE2e, AnApplicationDraggedAlongTheRowMovesAndFilesDroppedFromAnothe
     const QString gamma = session.writeDesktopEntry(
         QStringLiteral("gamma.desktop"),
         QStringLiteral("[Desktop Entry]\nType=Application\nName=gamma\nExec=%1\n").arg(program));
-    EXPECT_EQ(dragFrom(gamma, beta, {}, true), QByteArray("dropped copy"));
+    EXPECT_EQ(dragFromAnotherProgram(gamma, beta, {}, true), QByteArray("dropped copy"));
     const QString gammaID = QFileInfo(gamma).canonicalFilePath();
     EXPECT_TRUE(E2eSession::waitFor([&] {
         const QStringList ids = client.itemIDs();
