@@ -157,7 +157,6 @@ public:
     DockItem makeTrashItem();
     void persist() const;
 
-    const std::vector<QString>& runningOrder() const { return order; }
     bool lastKnownTrashFull() const { return trashFull; }
     // The desktop-file id of an application item: its running program's, else its entry's as last
     // read; none for other items or an unknown entry.
