@@ -156,8 +156,6 @@ TEST_F(LiveWorkspace, LaunchedEntryRunsUnderThatEntryThroughItsWrapperScript)
     EXPECT_EQ(messages.at(1), "remove: ID=\"" + id + "\"");
     const auto app = byIdentifier("wrapped-clock");
     EXPECT_EQ(app->bundleLocation, wrappedClock);
-    EXPECT_EQ(app->localizedName, "Wrapped Clock");
-    EXPECT_GT(app->processIdentifier, 0);
     EXPECT_TRUE(receivedAny(WorkspaceNotification::didLaunchApplication));
 
     ASSERT_SUCCESS(workspace->terminate(*app));
@@ -413,7 +411,6 @@ TEST_F(LiveWorkspace, WatchedLocationsAndEntriesReportChanges)
         {"pinnedFileCreated", [&] { return write(file, "one"); }},
         {"pinnedFileRenamedAway", [&] { return QFile::rename(file, file + ".old"); }},
         {"pinnedFileRenamedBack", [&] { return QFile::rename(file + ".old", file); }},
-        {"pinnedFileRemoved", [&] { return QFile::remove(file); }},
         {"fileAddedToPinnedFolder", [&] { return write(folder + "/inside.txt", "x"); }},
         {"pinnedFolderRemoved", [&] { return QDir(folder).removeRecursively(); }},
         {"pinnedFolderMadeAgain", [&] { return QDir().mkpath(folder); }},
