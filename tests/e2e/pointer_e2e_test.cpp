@@ -212,7 +212,6 @@ TEST_F(PointerE2e, TheMenuOfAnApplicationListsItsWindowsAndARunningPinDraggedOut
     drag(session, pinnedTile.center(), QPointF(pinnedTile.center().x(), pinnedTile.top() - 300));
     EXPECT_TRUE(E2eSession::waitFor([&] { return !xterm().isEmpty() && !xterm()[QStringLiteral("pinned")].toBool(); }))
         << "unpinned, still in the dock while it runs";
-    EXPECT_FALSE(xterm()[QStringLiteral("pid")].isNull());
 
     // "Keep in Dock" from the keyboard, past the two windows into Options (the operations test
     // restarts Wharf with a pin kept this way).
@@ -243,7 +242,6 @@ TEST_F(PointerE2e, AFolderTileClickedOpensAndClosesItsStackAndDraggedUpOutOfTheD
     // A second click reaches the tile through the open stack and closes it.
     click(session, tile.center());
     ASSERT_TRUE(E2eSession::waitFor([&] { return client.object(QStringLiteral("Stack"))[QStringLiteral("open")].toBool(); }));
-    EXPECT_EQ(client.object(QStringLiteral("Stack"))[QStringLiteral("root")].toString(), id);
     click(session, tile.center());
     ASSERT_TRUE(E2eSession::waitFor([&] { return !client.object(QStringLiteral("Stack"))[QStringLiteral("open")].toBool(); }));
 
