@@ -121,11 +121,7 @@ void DockViewRenderer::dropReflection(const QString& identifier)
 {
     if (!reflections.remove(identifier))
         return;
-    const auto keys = scaledReflections.keys();
-    for (const auto& key : keys) {
-        if (key.identifier == identifier)
-            scaledReflections.remove(key);
-    }
+    scaledReflections.removeIf([&identifier](const ReflectionKey& key) { return key.identifier == identifier; });
 }
 
 bool DockViewRenderer::hasReflection(const QString& identifier) const { return reflections.contains(identifier); }
@@ -133,6 +129,7 @@ bool DockViewRenderer::hasReflection(const QString& identifier) const { return r
 void DockViewRenderer::clearCaches()
 {
     tileCache.clear();
+    betweenTiles.clear();
     iconArt.clear();
     scaledReflections.clear();
     reflections.clear();
@@ -208,6 +205,32 @@ const QImage& DockViewRenderer::tileImage(const DockEntry& entry, int pixels, do
     return lastTile;
 }
 
+const QImage& DockViewRenderer::betweenTileImage(const DockEntry& entry, int pixels, double dpr)
+{
+    const TileKey key{entry.icon().cacheKey(), pixels, entry.kind() == DockEntry::Kind::window};
+    if (const QImage* cached = betweenTiles.find(key, paintTime))
+        return *cached;
+    ++stats.betweenRenders;
+    const int step = sizeStep(pixels, false);
+    const QImage& source = tileImage(entry, step, dpr);
+    // The icon part of the step's image lands on the icon part of this one; its shadow margin
+    // shrinks with it and stays inside.
+    const int pad = key.window ? 0 : tilePad(dpr);
+    const double k = double(pixels) / step;
+    QImage image = transparentImage(pixels + 2 * pad, pixels + 2 * pad, 1);
+    {
+        QPainter p(&image);
+        p.setRenderHint(QPainter::SmoothPixmapTransform);
+        const double side = (step + 2 * pad) * k;
+        p.drawImage(QRectF(pad * (1 - k), pad * (1 - k), side, side), source);
+    }
+    image.setDevicePixelRatio(dpr);
+    if (const QImage* kept = betweenTiles.insert(key, image, paintTime))
+        return *kept;
+    lastTile = std::move(image);
+    return lastTile;
+}
+
 int DockViewRenderer::tilePixels(double frameWidth, const Scene& scene, bool exact)
 {
     const double pixels = frameWidth * scene.devicePixelRatio;
@@ -215,7 +238,13 @@ int DockViewRenderer::tilePixels(double frameWidth, const Scene& scene, bool exa
     const double resting = scene.restingIconSize * scene.devicePixelRatio;
     if (!exact && std::abs(pixels - resting) < 1)
         return sizeStep(resting, true);
-    return sizeStep(pixels, exact);
+    return sizeStep(pixels, true);
+}
+
+bool DockViewRenderer::rendersExactly(int pixels, const Scene& scene, bool exact)
+{
+    return exact || pixels == sizeStep(pixels, false)
+        || pixels == sizeStep(scene.restingIconSize * scene.devicePixelRatio, true);
 }
 
 DockViewRenderer::Placement DockViewRenderer::tilePlacement(const Tile& tile, const Scene& scene, bool exact)
@@ -277,7 +306,9 @@ void DockViewRenderer::drawTile(QPainter& painter, const Tile& tile, const Scene
                                              : QRectF();
     if (!area.isEmpty() && !area.intersects(placed.rect) && !area.intersects(highlight))
         return;
-    const QImage& image = tileImage(*tile.entry, placed.pixels, dpr);
+    const QImage& image = rendersExactly(placed.pixels, scene, exact) || !placed.exact
+        ? tileImage(*tile.entry, placed.pixels, dpr)
+        : betweenTileImage(*tile.entry, placed.pixels, dpr);
 
     if (tile.dropTarget) {
         painter.setRenderHint(QPainter::Antialiasing);
@@ -354,7 +385,7 @@ const QImage* DockViewRenderer::reflectionImage(const DockEntry& entry, int pixe
     }
 
     const ReflectionKey key{id, pixels, dark};
-    if (const QImage* cached = scaledReflections.object(key))
+    if (const QImage* cached = scaledReflections.find(key, paintTime))
         return cached;
     const int rows = int(std::ceil(pixels * reflectionVisible));
     QImage scaled = transparentImage(pixels, rows, 1);
@@ -365,9 +396,10 @@ const QImage* DockViewRenderer::reflectionImage(const DockEntry& entry, int pixe
         p.drawImage(QRectF(0, 0, pixels, pixels * reflectionVisible), found->image);
     }
     scaled.setDevicePixelRatio(cacheScale > 0 ? cacheScale : 1);
-    auto* stored = new QImage(scaled);
-    scaledReflections.insert(key, stored, std::max(1, int(scaled.sizeInBytes() / 1024)));
-    return scaledReflections.object(key);
+    if (const QImage* kept = scaledReflections.insert(key, scaled, paintTime))
+        return kept;
+    lastReflection = std::move(scaled);
+    return &lastReflection;
 }
 
 // --- Shelf ---
@@ -752,6 +784,7 @@ void DockViewRenderer::paint(QPainter& painter, const Scene& scene, const QRect&
         clearCaches(); // every cached image is sized for one device pixel ratio
         cacheScale = dpr;
     }
+    paintTime = DockImageCache<TileKey>::Clock::now();
     const double viewHeight = scene.viewSize.height();
     const auto metrics = DockLayout::metrics(scene.frames);
     const QRectF shelfRect = DockLayout::shelfFrame(scene.frames).translated(0, -scene.offset);
@@ -785,7 +818,9 @@ void DockViewRenderer::paint(QPainter& painter, const Scene& scene, const QRect&
         const Placement placed = reflectionPlacement(tile, scene);
         if (!shows(placed.rect))
             continue;
-        const int tileSize = tile.frame.width() > 0 ? tilePixels(tile.frame.width(), scene, scene.settled) : 0;
+        int tileSize = tile.frame.width() > 0 ? tilePixels(tile.frame.width(), scene, scene.settled) : 0;
+        if (tileSize > 0 && !rendersExactly(tileSize, scene, scene.settled))
+            tileSize = sizeStep(tileSize, false); // the rendering a size between steps is scaled from
         const QImage* image = reflectionImage(*tile.entry, placed.pixels, scene.dark, tileSize);
         if (!image)
             continue;

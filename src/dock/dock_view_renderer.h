@@ -1,6 +1,7 @@
 #pragma once
 
 #include "dock/dock_entry.h"
+#include "dock/dock_image_cache.h"
 #include "dock/dock_layout.h"
 
 #include <QCache>
@@ -22,6 +23,8 @@ namespace wharf {
 // indicators, drop marker and the tiles. Everything costly is made once and cached:
 // the shelf as three slices (its middle is uniform, so any width is a blit), icons per
 // size step with their shadow baked in, reflections per entry. No frame renders an icon.
+// A moving row draws every icon at a whole number of device pixels: the sizes between two
+// steps are scaled from the larger step once and kept, so a sweep blits what it draws.
 class DockViewRenderer {
 public:
     struct Tile {
@@ -54,14 +57,15 @@ public:
     // Cache misses, so tests and benchmarks can see what a frame cost.
     struct Statistics {
         int iconRenders = 0;
+        int betweenRenders = 0; // icons scaled to a size between two steps
         int reflectionRenders = 0;
         int shelfRenders = 0;
     };
 
     DockViewRenderer();
 
-    // An icon size step in device pixels: frames while animating use the next step up
-    // (drawn slightly scaled down, never up); settled frames use their exact size.
+    // An icon size step in device pixels: the next step up, from which the sizes of a moving row
+    // are scaled down (never up); with `exact`, the size itself, rendered from the icon.
     static int sizeStep(double devicePixels, bool exact);
 
     // Where one drawing of an image lands, in widget coordinates: an unscaled blit of `pixels` at
@@ -171,6 +175,8 @@ private:
     friend size_t qHash(const ReflectionKey& key, size_t seed);
 
     const QImage& tileImage(const DockEntry& entry, int pixels, double dpr);
+    // The tile at `pixels`, between two size steps: the next step up scaled down to it.
+    const QImage& betweenTileImage(const DockEntry& entry, int pixels, double dpr);
     // `tilePixels`: the size the entry's tile is drawn at (0: none), whose rendering is the source.
     const QImage* reflectionImage(const DockEntry& entry, int pixels, bool dark, int tilePixels);
     const Shelf& shelf(const DockLayout::Metrics& metrics, double shelfWidth, double dpr, bool dark);
@@ -184,12 +190,18 @@ private:
     static Placement reflectionPlacement(const Tile& tile, const Scene& scene);
     static QPointF indicatorPlacement(const Tile& tile, const Scene& scene, const DockLayout::Metrics& metrics);
     static int tilePixels(double frameWidth, const Scene& scene, bool exact);
+    // Whether a tile of `pixels` is the icon rendered at that size rather than scaled to it.
+    static bool rendersExactly(int pixels, const Scene& scene, bool exact);
     static std::optional<double> separatorX(const Scene& scene);
 
-    QCache<TileKey, QImage> tileCache{16 * 1024};       // cost in KiB
-    QCache<ReflectionKey, QImage> scaledReflections{8 * 1024};
+    QCache<TileKey, QImage> tileCache{16 * 1024}; // cost in KiB
+    // About fifteen icons' sizes at the default size and scale 1.
+    DockImageCache<TileKey> betweenTiles{24 << 20, std::chrono::seconds(5)};
+    DockImageCache<ReflectionKey> scaledReflections{8 << 20, std::chrono::seconds(5)};
+    DockImageCache<TileKey>::Clock::time_point paintTime;
     QHash<QString, Reflection> reflections;
-    QImage lastTile;
+    QImage lastTile; // serves one draw of an image that no cache kept
+    QImage lastReflection;
     QHash<qint64, QImage> iconArt; // the latest rendering of each icon, the source of its reflection
     Shelf shelfCache;
     QHash<int, QImage> indicators;

@@ -64,13 +64,17 @@ TEST_F(DockViewRender, IconsRenderOncePerSizeStep)
     };
     sweep();
     const int afterSweep = renders();
+    const int betweenSizes = h.view->renderer().statistics().betweenRenders;
     EXPECT_GT(afterSweep, first);
+    EXPECT_GT(betweenSizes, 0);
     h.pointer = QPointF(resting.front().left(), resting.front().center().y());
     for (int i = 0; i < 3; ++i)
         h.advance(1.0 / 60); // back to where the first sweep started
     sweep();
     EXPECT_LE(renders() - afterSweep, int(h.view->entries().size()))
         << "the second sweep reuses the first one's sizes";
+    // The pointer crosses the icons at other places, so a few sizes between steps are new.
+    EXPECT_LT(h.view->renderer().statistics().betweenRenders - betweenSizes, betweenSizes / 4);
 }
 
 // Stored settings can hold anything; the dock still lays out inside its view and draws.
