@@ -99,7 +99,10 @@ void X11FramePresenter::finishPending()
 
 void X11FramePresenter::readEvents()
 {
-    while (const auto event = xcbReply(xcb_poll_for_event(connection)))
+    // One read of the socket: what arrives after it waits for the next frame, and the read that
+    // would only find the socket empty is saved.
+    for (auto event = xcbReply(xcb_poll_for_event(connection)); event;
+         event = xcbReply(xcb_poll_for_queued_event(connection)))
         handle(*event);
 }
 
