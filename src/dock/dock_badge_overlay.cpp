@@ -143,8 +143,15 @@ void DockBadgeOverlay::paintEvent(QPaintEvent* event)
     if (current.empty())
         return;
     QPainter painter(this);
+    paint(painter, event->rect());
+}
+
+void DockBadgeOverlay::paint(QPainter& painter, const QRect& exposed) const
+{
+    if (current.empty())
+        return;
+    painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
-    const QRect exposed = event->rect();
     const double strength = isPulsing() ? pulse(now()) : 0;
     for (const Mark& mark : current) {
         if (!exposed.intersects(area(mark).toAlignedRect()))
@@ -171,6 +178,7 @@ void DockBadgeOverlay::paintEvent(QPaintEvent* event)
         if (!mark.label.isEmpty())
             DockBadge::draw(painter, mark.label, mark.icon);
     }
+    painter.restore();
 }
 
 } // namespace wharf

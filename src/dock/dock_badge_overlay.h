@@ -50,6 +50,8 @@ public:
     static QRectF area(const Mark& mark);
     // The pulse's strength at `time`: 0…1.
     static double pulse(double time);
+    // Paints the marks that reach `exposed` (widget coordinates), as a paint event does.
+    void paint(QPainter& painter, const QRect& exposed) const;
 
 protected:
     void paintEvent(QPaintEvent* event) override;

@@ -49,13 +49,22 @@ void DockPanel::paintEvent(QPaintEvent* event)
     if (backdrop.isNull())
         return;
     QPainter painter(this);
+    paintBackdrop(painter, event->region());
+}
+
+void DockPanel::paintBackdrop(QPainter& painter, const QRegion& area) const
+{
+    if (backdrop.isNull())
+        return;
+    painter.save();
     painter.setCompositionMode(QPainter::CompositionMode_Source);
     // One rectangle at a time: under a clip of one QPainter blits the image, under a clip of
     // several it blends span by span and hands a tall area to worker threads, waking them.
-    for (const QRect& rect : event->region()) {
+    for (const QRect& rect : area) {
         painter.setClipRect(rect);
         painter.drawImage(QPoint(0, 0), backdrop);
     }
+    painter.restore();
 }
 
 } // namespace wharf

@@ -26,6 +26,8 @@ public:
     // anti-aliased edges then mix with the desktop instead of black. Null: nothing (translucent).
     void setBackdrop(const QImage& image);
     bool hasBackdrop() const { return !backdrop.isNull(); }
+    // Paints the backdrop into `area` (window coordinates), as a paint event does.
+    void paintBackdrop(QPainter& painter, const QRegion& area) const;
 
     // Told when keyboard mode changes, so the window system can let the focus in (and activate
     // the window) or give it back; answers whether the window holds the focus already.

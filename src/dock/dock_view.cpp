@@ -664,10 +664,17 @@ void DockView::repaintArea(const QRegion& area)
 void DockView::paintEvent(QPaintEvent* event)
 {
     QPainter painter(this);
+    paintArea(painter, event->region(), false);
+}
+
+void DockView::paint(QPainter& painter, const QRegion& area) { paintArea(painter, area, true); }
+
+void DockView::paintArea(QPainter& painter, const QRegion& area, bool withBadges)
+{
     const auto scene = currentScene();
     // One pass per rectangle of the repainted area: under a clip of one rectangle QPainter blits
     // an image, under a clip of several it fills spans, and wakes worker threads for a tall one.
-    for (const QRect& rect : event->region()) {
+    for (const QRect& rect : area) {
         painter.setClipRect(rect);
         drawing->paint(painter, scene, rect);
         if (opaqueEdge && hiddenAmount() > 0 && autoHide.active() && !frames.empty()) {
@@ -680,7 +687,10 @@ void DockView::paintEvent(QPaintEvent* event)
             painter.fillRect(strip, lip);
         }
         hoverLabel.paint(painter);
+        if (withBadges)
+            badges->paint(painter, rect);
     }
+    painter.setClipping(false);
     ++framesRendered;
     if (onFrameRendered)
         onFrameRendered(framesRendered);

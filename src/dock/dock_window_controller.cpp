@@ -7,6 +7,7 @@
 
 #include <QBitmap>
 #include <QImage>
+#include <QPainter>
 #include <QScreen>
 
 #include <algorithm>
@@ -77,7 +78,15 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
     };
     view->paintDirectly = [this](const QRegion& region) {
         const QPoint at = view->pos();
-        return platform && platform->paintDirectly(region.translated(at), view->copiedArea().translated(at));
+        // The window's widgets are the backdrop, the view and the view's badges: painted here
+        // in that order, as Qt would, without a paint event for each.
+        const auto draw = [this, at](QPainter& painter, const QRegion& area) {
+            window->paintBackdrop(painter, area);
+            painter.translate(at);
+            view->paint(painter, area.translated(-at));
+            painter.translate(-at);
+        };
+        return platform && platform->paintDirectly(region.translated(at), view->copiedArea().translated(at), draw);
     };
     view->onFullScreenChanged = [this](bool inFullScreen) { followFullScreen(inFullScreen); };
     if (fullScreenOverlay && fullScreen) {

@@ -8,9 +8,11 @@
 #include <QRegion>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 
+class QPainter;
 class QWidget;
 
 namespace wharf {
@@ -60,11 +62,14 @@ public:
     // While motion events are paused, and once more after they resume: where the pointer has
     // moved in the window since the last call, empty if it has not.
     virtual std::optional<QPointF> followPointer() = 0;
+    // Paints an area of a window (window coordinates) with a painter whose clip is not set.
+    using DirectPainter = std::function<void(QPainter&, const QRegion&)>;
     // Draws `region` of the window (window coordinates) and puts it on screen at once, bypassing
     // Qt's backing store, which waits for the server after every frame. False when the window
     // cannot be drawn to so; the caller then repaints through Qt. `copied`: where the widget sets
-    // every pixel outright whatever lay there, which is not cleared first.
-    virtual bool paintDirectly(const QRegion& region, const QRect& copied) = 0;
+    // every pixel outright whatever lay there, which is not cleared first. `draw` paints the
+    // cleared area; empty: Qt renders the window's widgets.
+    virtual bool paintDirectly(const QRegion& region, const QRect& copied, const DirectPainter& draw) = 0;
 };
 
 // The normal dock lives with the other windows; the overlay dock must show above a full-screen

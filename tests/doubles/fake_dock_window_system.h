@@ -40,7 +40,7 @@ public:
             void setLabelRegion(const QRegion&) override {}
             void setBottomReservation(int height) override { window->reservations.push_back(height); }
             std::optional<PointerReading> readPointer() const override { return std::nullopt; }
-            bool paintDirectly(const QRegion&, const QRect&) override { return false; }
+            bool paintDirectly(const QRegion&, const QRect&, const DirectPainter&) override { return false; }
             bool pauseMotionEvents(bool) override { return false; }
             std::optional<QPointF> followPointer() override { return std::nullopt; }
         };

@@ -135,7 +135,7 @@ public:
         exposeDraw.setInterval(20);
         connect(&exposeDraw, &QTimer::timeout, this, [this] {
             const QRegion area = std::exchange(exposed, QRegion());
-            if (this->widget && !area.isEmpty() && !paintDirectly(area, {}))
+            if (this->widget && !area.isEmpty() && !paintDirectly(area, {}, {}))
                 this->widget->update(area);
         });
     }
@@ -194,7 +194,7 @@ public:
                               (reply->mask & (XCB_BUTTON_MASK_1 | XCB_BUTTON_MASK_2 | XCB_BUTTON_MASK_3)) != 0};
     }
 
-    bool paintDirectly(const QRegion& asked, const QRect& copied) override
+    bool paintDirectly(const QRegion& asked, const QRect& copied, const DirectPainter& draw) override
     {
         if (!widget || !widget->windowHandle() || !widget->windowHandle()->isExposed() || !presenting())
             return false;
@@ -223,7 +223,10 @@ public:
             covered += QRectF(r.x / scale, r.y / scale, r.width / scale, r.height / scale).toAlignedRect();
         }
         painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
-        widget->render(&painter, covered.boundingRect().topLeft(), covered, QWidget::DrawChildren);
+        if (draw)
+            draw(painter, covered);
+        else
+            widget->render(&painter, covered.boundingRect().topLeft(), covered, QWidget::DrawChildren);
         painter.end();
         presenter->present(rects);
         // Qt's own image of the window no longer matches the screen there: it is repainted before
