@@ -42,7 +42,7 @@ QString DockEntry::title() const
     return window()->title;
 }
 
-QIcon DockEntry::icon() const { return artwork; }
+const QIcon& DockEntry::icon() const { return artwork; }
 
 const DockItem* DockEntry::item() const { return std::get_if<DockItem>(&payload); }
 

@@ -25,7 +25,7 @@ public:
     QString identifier() const;
     QString title() const;
     // What the dock draws: the item's or program's icon on the common canvas (DockArtwork).
-    QIcon icon() const;
+    const QIcon& icon() const;
 
     const DockItem* item() const;     // null for windows
     const DockWindow* window() const; // null for items

@@ -523,6 +523,7 @@ void DockView::tick()
     }
     collectingRepaint = false;
     repaintArea(collectedRepaint);
+    tickScene.reset();
     stopTickingWhenIdle(pointer);
 }
 
@@ -647,7 +648,10 @@ DockViewRenderer::Scene DockView::currentScene() const
 
 void DockView::repaintScene()
 {
-    auto next = drawing->footprint(currentScene());
+    auto scene = currentScene();
+    auto next = drawing->footprint(scene);
+    if (collectingRepaint)
+        tickScene = std::move(scene);
     const QRegion dirty = DockViewRenderer::changes(painted, next);
     painted = std::move(next);
     repaintArea(dirty);
@@ -671,7 +675,8 @@ void DockView::paint(QPainter& painter, const QRegion& area) { paintArea(painter
 
 void DockView::paintArea(QPainter& painter, const QRegion& area, bool withBadges)
 {
-    const auto scene = currentScene();
+    std::optional<DockViewRenderer::Scene> built;
+    const auto& scene = tickScene ? *tickScene : built.emplace(currentScene());
     // One pass per rectangle of the repainted area: under a clip of one rectangle QPainter blits
     // an image, under a clip of several it fills spans, and wakes worker threads for a tall one.
     for (const QRect& rect : area) {

@@ -165,7 +165,7 @@ public:
     // repaint through Qt.
     std::function<bool(const QRegion&)> paintDirectly;
     // What the next paint sets outright, with no need to clear it first.
-    QRect copiedArea() const { return drawing->copiedArea(currentScene()); }
+    QRect copiedArea() const { return drawing->copiedArea(tickScene ? *tickScene : currentScene()); }
     // Paints `area` (view coordinates) of the view and its badges, as Qt's rendering of the view
     // and its children would, with far less of Qt's machinery per frame.
     void paint(QPainter& painter, const QRegion& area);
@@ -263,6 +263,9 @@ private:
     std::vector<bool> running; // per entry: a running application
     std::optional<int> separator;
     DockViewRenderer::Footprint painted; // what the last scene put where
+    // The scene a step compared with the last one, which the step's paint draws: nothing changes
+    // in between. Empty outside a step.
+    std::optional<DockViewRenderer::Scene> tickScene;
     bool pointerEvents = false; // the pointer is inside: motion events report it
     QPointF lastEventPointer;   // widget coordinates
     bool motionPaused = false;  // the pointer is read each frame instead of by motion events

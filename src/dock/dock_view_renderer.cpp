@@ -100,7 +100,7 @@ size_t qHash(const DockViewRenderer::TileKey& key, size_t seed)
 
 size_t qHash(const DockViewRenderer::ReflectionKey& key, size_t seed)
 {
-    return qHashMulti(seed, key.identifier, key.pixels, key.dark);
+    return qHashMulti(seed, key.icon, key.pixels, key.dark);
 }
 
 int DockViewRenderer::sizeStep(double devicePixels, bool exact)
@@ -119,9 +119,12 @@ int DockViewRenderer::sizeStep(double devicePixels, bool exact)
 
 void DockViewRenderer::dropReflection(const QString& identifier)
 {
-    if (!reflections.remove(identifier))
+    const auto found = reflections.constFind(identifier);
+    if (found == reflections.constEnd())
         return;
-    scaledReflections.removeIf([&identifier](const ReflectionKey& key) { return key.identifier == identifier; });
+    const qint64 icon = found->icon;
+    reflections.erase(found);
+    scaledReflections.removeIf([icon](const ReflectionKey& key) { return key.icon == icon; });
 }
 
 bool DockViewRenderer::hasReflection(const QString& identifier) const { return reflections.contains(identifier); }
@@ -141,7 +144,7 @@ void DockViewRenderer::clearCaches()
 
 const QImage& DockViewRenderer::tileImage(const DockEntry& entry, int pixels, double dpr)
 {
-    const QIcon icon = entry.icon();
+    const QIcon& icon = entry.icon();
     const bool window = entry.kind() == DockEntry::Kind::window;
     const TileKey key{icon.cacheKey(), pixels, window};
     if (const QImage* cached = tileCache.object(key))
@@ -334,8 +337,11 @@ void DockViewRenderer::drawTile(QPainter& painter, const Tile& tile, const Scene
 
 const QImage* DockViewRenderer::reflectionImage(const DockEntry& entry, int pixels, bool dark, int tilePixels)
 {
+    const QIcon& icon = entry.icon();
+    const ReflectionKey key{icon.cacheKey(), pixels, dark};
+    if (const QImage* cached = scaledReflections.find(key, paintTime))
+        return cached;
     const QString id = entry.identifier();
-    const QIcon icon = entry.icon();
     auto found = reflections.find(id);
     if (found == reflections.end()) {
         // The blurs run at half size, where the result looks the same at a fraction of the
@@ -384,9 +390,6 @@ const QImage* DockViewRenderer::reflectionImage(const DockEntry& entry, int pixe
         found = reflections.insert(id, Reflection{icon.cacheKey(), result});
     }
 
-    const ReflectionKey key{id, pixels, dark};
-    if (const QImage* cached = scaledReflections.find(key, paintTime))
-        return cached;
     const int rows = int(std::ceil(pixels * reflectionVisible));
     QImage scaled = transparentImage(pixels, rows, 1);
     {

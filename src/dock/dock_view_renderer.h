@@ -148,7 +148,7 @@ private:
         bool operator==(const TileKey&) const = default;
     };
     struct ReflectionKey {
-        QString identifier;
+        qint64 icon = 0; // entries showing the same icon object share its reflection's sizes
         int pixels = 0;
         bool dark = false;
         bool operator==(const ReflectionKey&) const = default;
