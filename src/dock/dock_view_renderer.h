@@ -195,9 +195,9 @@ private:
     static std::optional<double> separatorX(const Scene& scene);
 
     QCache<TileKey, QImage> tileCache{16 * 1024}; // cost in KiB
-    // About fifteen icons' sizes at the default size and scale 1.
-    DockImageCache<TileKey> betweenTiles{24 << 20, std::chrono::seconds(5)};
-    DockImageCache<ReflectionKey> scaledReflections{8 << 20, std::chrono::seconds(5)};
+    // Every size of about a dozen icons at the default size and scale 1.
+    DockImageCache<TileKey> betweenTiles{16 << 20, std::chrono::seconds(5)};
+    DockImageCache<ReflectionKey> scaledReflections{6 << 20, std::chrono::seconds(5)};
     DockImageCache<TileKey>::Clock::time_point paintTime;
     QHash<QString, Reflection> reflections;
     QImage lastTile; // serves one draw of an image that no cache kept

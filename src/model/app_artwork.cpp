@@ -84,7 +84,17 @@ QIcon AppArtwork::stableImage(const QIcon& image, const QString& id)
         found->theme = theme;
         return found->image;
     }
-    QIcon copy(new StableIconEngine(image));
+    // Items showing the same pixels (every plain folder) share one icon object: the dock then
+    // draws and keeps each size of it once, not once per item.
+    QIcon copy;
+    for (const Entry& other : std::as_const(entries)) {
+        if (other.digest == pixels && other.theme == theme) {
+            copy = other.image;
+            break;
+        }
+    }
+    if (copy.isNull())
+        copy = QIcon(new StableIconEngine(image));
     entries.insert(id, Entry{std::move(pixels), copy, image.cacheKey(), theme});
     return copy;
 }

@@ -187,8 +187,19 @@ QIcon image(const QIcon& image, const QString& key)
     auto& entries = cache();
     if (const auto found = entries.constFind(key); found != entries.constEnd() && found->source == image.cacheKey())
         return found->normalized;
-    const auto box = contentBox(image);
-    const QIcon result = box ? QIcon(new NormalizedIconEngine(image, *box)) : image;
+    // Items showing the same icon object (every plain folder) share its normalized icon too: the
+    // dock then draws and keeps each size of it once, not once per item.
+    QIcon result;
+    for (const Entry& other : std::as_const(entries)) {
+        if (other.source == image.cacheKey()) {
+            result = other.normalized;
+            break;
+        }
+    }
+    if (result.isNull()) {
+        const auto box = contentBox(image);
+        result = box ? QIcon(new NormalizedIconEngine(image, *box)) : image;
+    }
     if (entries.size() >= cacheLimit && !entries.contains(key))
         entries.clear();
     entries.insert(key, Entry{image.cacheKey(), result});

@@ -1,5 +1,6 @@
-// One icon object per item while its pixels stay the same; a new one when they change. (A new
-// icon theme, which changes the pixels of the same object, is checked end to end.)
+// One icon object per item while its pixels stay the same, shared by items with the same pixels;
+// a new one when they change. (A new icon theme, which changes the pixels of the same object, is
+// checked end to end.)
 #include "model/app_artwork.h"
 
 #include <QPixmap>
@@ -26,6 +27,8 @@ TEST(AppArtwork, SamePixelsKeepTheObjectAndNewPixelsReplaceIt)
     const QIcon blue = artwork.stableImage(solid(Qt::blue), QStringLiteral("app"));
     EXPECT_NE(blue.cacheKey(), first.cacheKey());
     EXPECT_EQ(centreOf(blue), QColor(Qt::blue));
+    // Another item with the same pixels from an icon object of its own: the dock draws one icon.
+    EXPECT_EQ(artwork.stableImage(solid(Qt::blue), QStringLiteral("folder")).cacheKey(), blue.cacheKey());
 
     artwork.retain({});
     EXPECT_NE(artwork.stableImage(solid(Qt::blue), QStringLiteral("app")).cacheKey(), blue.cacheKey())

@@ -82,6 +82,8 @@ TEST(DockArtwork, OneObjectPerSourceAndBlankIconsLeftAlone)
     const QIcon source = squareIcon(64, QRect(16, 16, 32, 32));
     const QIcon normalized = DockArtwork::image(source, QStringLiteral("item"));
     EXPECT_EQ(DockArtwork::image(source, QStringLiteral("item")).cacheKey(), normalized.cacheKey());
+    EXPECT_EQ(DockArtwork::image(source, QStringLiteral("other item")).cacheKey(), normalized.cacheKey())
+        << "items showing one icon object share its normalized icon";
     EXPECT_NE(DockArtwork::image(squareIcon(64, QRect(16, 16, 32, 32)), QStringLiteral("item")).cacheKey(),
               normalized.cacheKey());
 
