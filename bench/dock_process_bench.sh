@@ -158,6 +158,7 @@ echo "$deltas" | awk -v f=$((f1 - f0)) '{ n += $2; if ($2 > 0) printf "  %-16s %
 
 echo "== memory with 30 entries"
 grep -E 'VmRSS|VmHWM' "/proc/$pid/status" | awk '{ printf "%s %.1f MiB\n", $1, $2 / 1024 }'
+grep -E '^(Rss|Anonymous|Shared_Clean|Private_Dirty)' "/proc/$pid/smaps_rollup" 2>/dev/null || true
 
 stop_wharf
 rm -f "$log"
