@@ -90,15 +90,23 @@ DockPreferences::DockPreferences(std::shared_ptr<QSettings> store, Access access
     }
 }
 
+QVariant DockPreferences::stored(const QString& key) const
+{
+    auto found = values.constFind(key);
+    if (found == values.constEnd())
+        found = values.insert(key, store->value(key));
+    return *found;
+}
+
 bool DockPreferences::boolValue(const QString& key, bool fallback) const
 {
-    const QVariant value = store->value(key);
+    const QVariant value = stored(key);
     return value.isValid() ? storedBool(value) : fallback;
 }
 
 double DockPreferences::doubleValue(const QString& key, double fallback) const
 {
-    const QVariant value = store->value(key);
+    const QVariant value = stored(key);
     return value.isValid() ? storedDouble(value) : fallback;
 }
 
@@ -142,21 +150,23 @@ double DockPreferences::restingIconSize() const { return doubleValue(restingIcon
 
 void DockPreferences::setRestingIconSize(double size)
 {
-    store->setValue(restingIconSizeKey, std::isfinite(size) ? size : 0.0);
+    const double value = std::isfinite(size) ? size : 0.0;
+    store->setValue(restingIconSizeKey, value);
+    values.insert(restingIconSizeKey, value);
 }
 
 DockAppearance DockPreferences::dockAppearance() const
 {
-    if (const auto appearance = wharf::dockAppearance(store->value(dockAppearanceKey).toString()))
+    if (const auto appearance = wharf::dockAppearance(stored(dockAppearanceKey).toString()))
         return *appearance;
-    if (store->contains(darkDockAppearanceKey))
-        return storedBool(store->value(darkDockAppearanceKey)) ? DockAppearance::dark
-                                                               : DockAppearance::light;
+    if (const QVariant legacy = stored(darkDockAppearanceKey); legacy.isValid())
+        return storedBool(legacy) ? DockAppearance::dark : DockAppearance::light;
     return DockAppearance::automatic;
 }
 
 void DockPreferences::setDockAppearance(DockAppearance appearance)
 {
+    values.clear();
     store->setValue(dockAppearanceKey, rawValue(appearance));
     store->remove(darkDockAppearanceKey);
     notify();
@@ -166,6 +176,7 @@ void DockPreferences::setDockWidthFraction(double fraction)
 {
     const double value =
         std::isfinite(fraction) ? std::clamp(fraction, 0.0, maximumDockWidthFraction) : 0.0;
+    values.clear();
     store->setValue(dockWidthFractionKey, value);
     store->remove(restingIconSizeKey);
     notify();
@@ -173,6 +184,7 @@ void DockPreferences::setDockWidthFraction(double fraction)
 
 void DockPreferences::setValue(const QString& key, const QVariant& value)
 {
+    values.clear();
     store->setValue(key, value);
     notify();
 }

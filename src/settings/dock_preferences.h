@@ -3,6 +3,7 @@
 #include "platform/callback_list.h"
 #include "settings/dock_appearance.h"
 
+#include <QHash>
 #include <QSettings>
 #include <QString>
 #include <QVariant>
@@ -11,8 +12,9 @@
 
 namespace wharf {
 
-// The user's dock settings in ~/.config/wharf/wharf.conf. Readers read the store
-// whenever they need a value; every writer announces the change through `onChange`.
+// The user's dock settings in ~/.config/wharf/wharf.conf. Readers ask whenever they need a
+// value; every writer announces the change through `onChange`. Values read are kept until a
+// write, here or through `defaults()`: a dock step reads several, sixty times a second.
 class DockPreferences {
 public:
     // Keys of the plain settings.
@@ -54,7 +56,11 @@ public:
     // alone, and the defaults apply).
     explicit DockPreferences(std::shared_ptr<QSettings> store, Access access = Access::readWrite);
 
-    QSettings& defaults() { return *store; }
+    QSettings& defaults()
+    {
+        values.clear(); // whatever the caller writes there is read afresh
+        return *store;
+    }
     const QSettings& defaults() const { return *store; }
 
     double iconSize() const;
@@ -89,8 +95,10 @@ public:
 
 private:
     void notify() const;
+    QVariant stored(const QString& key) const;
 
     std::shared_ptr<QSettings> store;
+    mutable QHash<QString, QVariant> values; // read from the store, invalid where absent
     QString corruptCopy;
 };
 
