@@ -631,7 +631,10 @@ DockViewRenderer::Scene DockView::currentScene() const
     scene.clearedBackground =
         window()->testAttribute(Qt::WA_TranslucentBackground) && !(panel && panel->hasBackdrop());
     scene.restingIconSize = DockLayout::metrics(targets.empty() ? frames : targets).iconSize;
-    scene.accent = palette().color(QPalette::Highlight);
+    // Resolving the palette looks up the window's activation every time: once per change is enough.
+    if (!accent)
+        accent = palette().color(QPalette::Highlight);
+    scene.accent = *accent;
     scene.tiles.reserve(tileList.size());
     const bool dragging = !interaction.activeDragID.isEmpty();
     for (size_t i = 0; i < tileList.size(); ++i) {
@@ -745,6 +748,8 @@ void DockView::leaveEvent(QEvent* event)
 
 bool DockView::event(QEvent* event)
 {
+    if (event->type() == QEvent::PaletteChange || event->type() == QEvent::ActivationChange)
+        accent.reset();
     if (event->type() == QEvent::ScreenChangeInternal || event->type() == QEvent::PaletteChange)
         markLayoutDirty();
     return QWidget::event(event);

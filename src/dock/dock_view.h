@@ -266,6 +266,7 @@ private:
     // The scene a step compared with the last one, which the step's paint draws: nothing changes
     // in between. Empty outside a step.
     std::optional<DockViewRenderer::Scene> tickScene;
+    mutable std::optional<QColor> accent; // the palette's highlight, until the palette or activation changes
     bool pointerEvents = false; // the pointer is inside: motion events report it
     QPointF lastEventPointer;   // widget coordinates
     bool motionPaused = false;  // the pointer is read each frame instead of by motion events
