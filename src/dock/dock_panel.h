@@ -28,6 +28,11 @@ public:
     bool hasBackdrop() const { return !backdrop.isNull(); }
     // Paints the backdrop into `area` (window coordinates), as a paint event does.
     void paintBackdrop(QPainter& painter, const QRegion& area) const;
+    // The window pixels the backdrop sets outright; empty without one.
+    QRect backdropArea() const
+    {
+        return backdrop.isNull() ? QRect() : QRect(QPoint(0, 0), backdrop.deviceIndependentSize().toSize());
+    }
 
     // Told when keyboard mode changes, so the window system can let the focus in (and activate
     // the window) or give it back; answers whether the window holds the focus already.

@@ -86,7 +86,9 @@ DockWindowController::DockWindowController(QScreen* screen, DockViewContext cont
             view->paint(painter, area.translated(-at));
             painter.translate(-at);
         };
-        return platform && platform->paintDirectly(region.translated(at), view->copiedArea().translated(at), draw);
+        // A backdrop is copied under everything it covers: nothing there needs clearing first.
+        const QRect copied = window->hasBackdrop() ? window->backdropArea() : view->copiedArea().translated(at);
+        return platform && platform->paintDirectly(region.translated(at), copied, draw);
     };
     view->onFullScreenChanged = [this](bool inFullScreen) { followFullScreen(inFullScreen); };
     if (fullScreenOverlay && fullScreen) {

@@ -170,10 +170,14 @@ public:
         if (region == labelRegion)
             return;
         labelRegion = region;
-        // The input shape stays: one request, no reply awaited.
+        // The input shape stays: one request, no reply awaited. On the frames' connection it goes
+        // out with the frame that draws the label's move, which always follows.
         if (widget && !compositing && shaped) {
             applyBoundingShape();
-            xcb_flush(shapeConnection());
+            if (presenting())
+                shapeUnsent = true;
+            else
+                xcb_flush(connection);
         }
     }
 
@@ -196,12 +200,16 @@ public:
 
     bool paintDirectly(const QRegion& asked, const QRect& copied, const DirectPainter& draw) override
     {
-        if (!widget || !widget->windowHandle() || !widget->windowHandle()->isExposed() || !presenting())
+        const bool shapeWaits = std::exchange(shapeUnsent, false);
+        QImage* image = nullptr;
+        const qreal scale = widget ? widget->devicePixelRatioF() : 1;
+        if (widget && widget->windowHandle() && widget->windowHandle()->isExposed() && presenting())
+            image = presenter->frame(window(), (QSizeF(widget->size()) * scale).toSize());
+        if (!image) {
+            if (shapeWaits && presenting())
+                xcb_flush(presenter->link()); // no frame to carry the shape
             return false;
-        const qreal scale = widget->devicePixelRatioF();
-        QImage* image = presenter->frame(window(), (QSizeF(widget->size()) * scale).toSize());
-        if (!image)
-            return false;
+        }
         const QRegion region = asked.united(std::exchange(exposed, QRegion()));
         exposeDraw.stop();
         const auto rects = rectangles(region, scale);
@@ -396,6 +404,7 @@ protected:
 private:
     xcb_window_t window() const { return static_cast<xcb_window_t>(widget->winId()); }
 
+    bool shapeUnsent = false; // a label shape on the frames' connection, for the next frame to send
     bool presenting() const { return presenter && presenter->usable(); }
     // Without a compositing manager the window's shape follows what is drawn: shapes go over the
     // frames' connection, so that each frame shows within the shape set for it.
