@@ -206,8 +206,8 @@ public:
         if (widget && widget->windowHandle() && widget->windowHandle()->isExposed() && presenting())
             image = presenter->frame(window(), (QSizeF(widget->size()) * scale).toSize());
         if (!image) {
-            if (shapeWaits && presenting())
-                xcb_flush(presenter->link()); // no frame to carry the shape
+            if (shapeWaits && presenter)
+                xcb_flush(presenter->link()); // no frame to carry the shape, even one the server refused
             return false;
         }
         const QRegion region = asked.united(std::exchange(exposed, QRegion()));
