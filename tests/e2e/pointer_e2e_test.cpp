@@ -118,10 +118,10 @@ protected:
         ASSERT_TRUE(client.settledDock());
     }
 
-    // Drags `path` from the drag-source program's window onto the tile `id`, or with `after` into the
-    // gap after it, wherever the magnified row has put it: the pointer follows it until the dock would
-    // drop there. Returns what the drop site answered.
-    QByteArray dragFromAnotherProgram(const QString& path, const QString& id, const QString& keys = {}, bool after = false)
+    // Drags `path` from the drag-source program's window onto the tile `id`, wherever the magnified row
+    // has put it: the pointer follows it until the dock would drop there. Returns what the drop site
+    // answered.
+    QByteArray dragFromAnotherProgram(const QString& path, const QString& id, const QString& keys = {})
     {
         const QString wmClass = QStringLiteral("rag_source");
         const std::size_t before = session.clientWindows(wmClass).size();
@@ -131,27 +131,15 @@ protected:
             return "no drag source";
         source->readAll();
         client.settledDock();
-        const auto target = [&] {
-            const auto docks = client.docks();
-            const auto i = docks.empty() ? -1 : docks.front().ids.indexOf(id);
-            if (i < 0 || (after && size_t(i + 1) >= docks.front().tiles.size()))
-                return QPointF();
-            const QRectF tile = docks.front().tiles[size_t(i)];
-            if (!after)
-                return tile.center();
-            const QRectF next = docks.front().tiles[size_t(i + 1)];
-            return QPointF((tile.right() + next.left()) / 2, tile.center().y());
-        };
-        drag(session, QPointF(160, 160), target(), keys, [&]() -> std::optional<QPointF> {
+        drag(session, QPointF(160, 160), client.tile(id).center(), keys, [&]() -> std::optional<QPointF> {
             // What letting go now would do, as the first dock answers it.
             const auto docks = client.docks();
             if (docks.empty())
-                return target();
-            const QJsonValue at = docks.front().json[QStringLiteral("drop")][after ? QStringLiteral("index") : QStringLiteral("target")];
-            const int i = int(docks.front().ids.indexOf(id));
-            if (at.isDouble() && at.toInt() == (after ? i + 1 : i))
+                return client.tile(id).center();
+            const QJsonValue at = docks.front().json[QStringLiteral("drop")][QStringLiteral("target")];
+            if (at.isDouble() && at.toInt() == docks.front().ids.indexOf(id))
                 return std::nullopt; // the dock would drop right there
-            return target();
+            return client.tile(id).center();
         });
         E2eSession::waitFor([&] { return source->canReadLine(); });
         const QByteArray answer = source->readLine().trimmed();
@@ -282,7 +270,7 @@ TEST_F(PointerE2e, AFolderTileClickedOpensAndClosesItsStackAndDraggedUpOutOfTheD
     EXPECT_EQ(wharf->state(), QProcess::Running);
 }
 
-TEST_F(PointerE2e, AnApplicationDraggedAlongTheRowMovesAndFilesDroppedFromAnotherProgramMoveCopyOrPin)
+TEST_F(PointerE2e, AnApplicationDraggedAlongTheRowMovesAndFilesDroppedFromAnotherProgramMoveOrCopy)
 {
     startWithPins();
     const QString alpha = QFileInfo(apps[0]).canonicalFilePath();
@@ -304,8 +292,8 @@ TEST_F(PointerE2e, AnApplicationDraggedAlongTheRowMovesAndFilesDroppedFromAnothe
     ASSERT_TRUE(E2eSession::waitFor([&] { return client.itemIDs().mid(0, 2) == QStringList{beta, alpha}; }))
         << client.itemIDs().join(QLatin1Char(' ')).toStdString();
 
-    // Files dropped from another program move into a folder, copy with Alt, and an entry beside the
-    // icons is pinned there.
+    // Files dropped from another program move into a folder and copy with Alt. (Where one dropped
+    // between the icons is pinned, the view test reads from the drop.)
     const QString inbox = QFileInfo(folder).canonicalFilePath();
     const QString moved = writeFile(session.home() + QStringLiteral("/moved.txt"));
     const QString copied = writeFile(session.home() + QStringLiteral("/copied.txt"));
@@ -315,17 +303,6 @@ TEST_F(PointerE2e, AnApplicationDraggedAlongTheRowMovesAndFilesDroppedFromAnothe
     EXPECT_EQ(dragFromAnotherProgram(copied, inbox, QStringLiteral("alt")), QByteArray("dropped copy"));
     EXPECT_TRUE(E2eSession::waitFor([&] { return QFileInfo::exists(inbox + QStringLiteral("/copied.txt")); }));
     EXPECT_TRUE(QFileInfo::exists(copied)) << "Alt copies";
-
-    const QString program = session.writeScript(QStringLiteral("gamma"), QStringLiteral("#!/bin/sh\nsleep 600\n"));
-    const QString gamma = session.writeDesktopEntry(
-        QStringLiteral("gamma.desktop"),
-        QStringLiteral("[Desktop Entry]\nType=Application\nName=gamma\nExec=%1\n").arg(program));
-    EXPECT_EQ(dragFromAnotherProgram(gamma, beta, {}, true), QByteArray("dropped copy"));
-    const QString gammaID = QFileInfo(gamma).canonicalFilePath();
-    EXPECT_TRUE(E2eSession::waitFor([&] {
-        const QStringList ids = client.itemIDs();
-        return ids.indexOf(gammaID) == ids.indexOf(beta) + 1;
-    })) << "pinned where it was let go: " << client.itemIDs().join(QLatin1Char(' ')).toStdString();
 }
 
 } // namespace
