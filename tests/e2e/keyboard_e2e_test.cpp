@@ -86,11 +86,6 @@ protected:
         return E2eSession::waitFor([&] { return dock().keyboardIndex == index; }, 3000);
     }
 
-    bool dockHasKeyboard()
-    {
-        return E2eSession::waitFor([&] { return dockWindows.contains(QString::number(activeWindow(session))); }, 3000);
-    }
-
     // Moves the selection to the tile `id` with the right arrow.
     bool select(const QString& id)
     {
@@ -135,7 +130,8 @@ TEST_F(KeyboardE2e, TheShortcutArrowsMenusAndReturnWorkTheDockAsScreenReadersSee
 {
     EXPECT_FALSE(KeyGrabber(session.display()).grab()) << "Wharf holds the shortcut: nobody else gets it";
     key(QStringLiteral("ctrl+alt+d"));
-    ASSERT_TRUE(dockHasKeyboard()) << "the dock under the pointer is the active window";
+    ASSERT_TRUE(E2eSession::waitFor([&] { return dockWindows.contains(QString::number(activeWindow(session))); }, 3000))
+        << "the dock under the pointer is the active window";
     ASSERT_TRUE(selectionIs(0));
     ASSERT_GE(dock().ids.size(), 3); // xterm, the folder, the Trash
     const QJsonArray items = client.items(); // in dock order, before any window tiles
@@ -177,14 +173,12 @@ TEST_F(KeyboardE2e, TheShortcutArrowsMenusAndReturnWorkTheDockAsScreenReadersSee
     key(QStringLiteral("Escape"));
     ASSERT_TRUE(stackOpen(false));
 
-    // A minimized window's tile, as a screen reader hears it; the reader's press and Return in
-    // keyboard mode each restore the window, as a click does.
+    // A minimized window's tile, as a screen reader hears it; the reader's press restores the
+    // window, as a click does. (Return activates the selection as the window test sees, and what
+    // activating a window's tile does the window control test reads.)
     const QString tile = QStringLiteral("window-") + QString::number(xterm);
-    const auto minimized = [&] {
-        session.xdotool({QStringLiteral("windowminimize"), QString::number(xterm)});
-        return E2eSession::waitFor([&] { return dock().ids.contains(tile); }, 5000);
-    };
-    ASSERT_TRUE(minimized());
+    session.xdotool({QStringLiteral("windowminimize"), QString::number(xterm)});
+    ASSERT_TRUE(E2eSession::waitFor([&] { return dock().ids.contains(tile); }, 5000));
     QJsonArray tiles;
     E2eSession::waitFor(
         [&] {
@@ -217,15 +211,6 @@ TEST_F(KeyboardE2e, TheShortcutArrowsMenusAndReturnWorkTheDockAsScreenReadersSee
     const RunResult press = atspi({QStringLiteral("do"), windowName, QStringLiteral("Press")});
     ASSERT_EQ(press.exitCode, 0) << press.err.toStdString();
     EXPECT_TRUE(E2eSession::waitFor([&] { return !dock().ids.contains(tile); }, 5000)) << "pressed, the window is restored";
-
-    ASSERT_TRUE(minimized());
-    key(QStringLiteral("ctrl+alt+d"));
-    ASSERT_TRUE(dockHasKeyboard());
-    ASSERT_TRUE(select(tile));
-    key(QStringLiteral("Return"));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return !dock().ids.contains(tile); }, 5000)) << "the window is restored";
-    EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterm; }, 3000)) << "and has the keyboard";
-    EXPECT_EQ(dock().keyboardIndex, std::nullopt);
 
     // The shortcut is released when Wharf quits.
     ASSERT_TRUE(client.quit());
