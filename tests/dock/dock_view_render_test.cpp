@@ -33,7 +33,11 @@ protected:
     void SetUp() override
     {
         red = h.app(QStringLiteral("red"), Qt::red);
-        blue = h.app(QStringLiteral("blue"), Qt::blue);
+        // Blue is a small square inside wide transparent margins.
+        QPixmap padded(256, 256);
+        padded.fill(Qt::transparent);
+        QPainter(&padded).fillRect(80, 64, 96, 96, Qt::blue);
+        blue = h.app(QStringLiteral("blue"), QIcon(padded));
         docs = h.folder(QStringLiteral("docs"));
         h.pin({{red, Kind::application}, {blue, Kind::application}, {docs, Kind::folder}});
         h.startView();
@@ -77,22 +81,14 @@ TEST_F(DockViewRender, IconsRenderOncePerSizeStep)
     EXPECT_LT(h.view->renderer().statistics().betweenRenders - betweenSizes, betweenSizes / 4);
 }
 
-// The view draws the entries' artwork: an icon small inside wide transparent margins stands as
-// tall as one that fills its canvas, on the same baseline.
-TEST(DockViewArtwork, APaddedIconIsDrawnAsTallAsAFullOne)
+// The view draws the entries' artwork: the padded icon stands as tall as the full one, on the same
+// baseline.
+TEST_F(DockViewRender, APaddedIconIsDrawnAsTallAsAFullOne)
 {
-    DockViewHarness h;
-    QPixmap padded(256, 256);
-    padded.fill(Qt::transparent);
-    QPainter(&padded).fillRect(80, 64, 96, 96, Qt::blue);
-    const QString full = h.app(QStringLiteral("full"), Qt::red);
-    const QString small = h.app(QStringLiteral("padded"), QIcon(padded));
-    h.pin({{full, Kind::application}, {small, Kind::application}});
-    DockView& view = h.startView();
-    const QImage image = renderView(view);
-    // The rows of the tile's centre column drawn in the icon's own colour.
+    const QImage image = renderView(*h.view);
+    // The rows of a tile's centre column drawn in its icon's colour.
     const auto drawn = [&](const QString& app, QRgb color) {
-        const int x = int(view.tileFrames()[size_t(h.indexOf(app))].center().x());
+        const int x = int(h.view->tileFrames()[size_t(h.indexOf(app))].center().x() * image.devicePixelRatio());
         QRect rows;
         for (int y = 0; y < image.height(); ++y) {
             if (image.pixel(x, y) == color)
@@ -100,12 +96,12 @@ TEST(DockViewArtwork, APaddedIconIsDrawnAsTallAsAFullOne)
         }
         return rows;
     };
-    const QRect fullRows = drawn(full, qRgb(255, 0, 0));
-    const QRect paddedRows = drawn(small, qRgb(0, 0, 255));
-    ASSERT_GT(fullRows.height(), 40);
-    // Untrimmed, the padded square would be 96/256 of the full one; the antialiased edges cost a few rows.
-    EXPECT_GT(paddedRows.height(), 0.9 * fullRows.height());
-    EXPECT_NEAR(paddedRows.bottom(), fullRows.bottom(), 0.06 * fullRows.height()) << "the same baseline";
+    const QRect full = drawn(red, qRgb(255, 0, 0));
+    const QRect padded = drawn(blue, qRgb(0, 0, 255));
+    ASSERT_GT(full.height(), 40);
+    // Untrimmed, the padded square would be 96/256 of the full one; antialiased edges cost a few rows.
+    EXPECT_GT(padded.height(), 0.9 * full.height());
+    EXPECT_NEAR(padded.bottom(), full.bottom(), 0.06 * full.height()) << "the same baseline";
 }
 
 // Stored settings can hold anything; the dock still lays out inside its view and draws.
