@@ -58,7 +58,8 @@ TEST(UnityLauncherEntries, OtherWidthsOutOfRangeValuesAndRepeats)
         update("Update", "application://a.desktop",
                {{"count", DBUS_TYPE_UINT32, count},
                 {"progress", DBUS_TYPE_DOUBLE, progress},
-                {"quicklist", DBUS_TYPE_OBJECT_PATH, text}})
+                {"quicklist", DBUS_TYPE_OBJECT_PATH, text},
+                {"count-visible", DBUS_TYPE_STRING, text}})
             .get());
     ASSERT_TRUE(parsed);
     EXPECT_EQ(parsed->first, QStringLiteral("application://a.desktop"));
