@@ -52,7 +52,6 @@ protected:
     std::unique_ptr<DockModel> model;
 };
 
-// A new application dropped at a place in the row is pinned there in the pointer end-to-end test.
 TEST_F(DockModelOperations, StoredOrderFollowsTheDisplayedOrder)
 {
     const auto url = [this](const char* name) { return QUrl::fromLocalFile(path(name)); };
@@ -63,6 +62,8 @@ TEST_F(DockModelOperations, StoredOrderFollowsTheDisplayedOrder)
     } rows[] = {
         {"a pinned app dropped further right moves", [&] { model->pin(url("a.desktop"), 3); },
          {"b.desktop", "a.desktop", "folder", "doc.txt"}},
+        {"a new app dropped at the front", [&] { model->pin(url("c.desktop"), 1); },
+         {"c.desktop", "a.desktop", "b.desktop", "folder", "doc.txt"}},
         {"a new folder without index ends its section", [&] { model->pin(url("other")); },
          {"a.desktop", "b.desktop", "folder", "doc.txt", "other"}},
         {"a file moved among applications stays with folders", [&] { model->move(itemNamed("doc.txt"), 2); },
