@@ -201,11 +201,11 @@ public:
     bool paintDirectly(const QRegion& asked, const QRect& copied, const DirectPainter& draw) override
     {
         const bool shapeWaits = std::exchange(shapeUnsent, false);
-        QImage* image = nullptr;
+        QPainter* frame = nullptr;
         const qreal scale = widget ? widget->devicePixelRatioF() : 1;
         if (widget && widget->windowHandle() && widget->windowHandle()->isExposed() && presenting())
-            image = presenter->frame(window(), (QSizeF(widget->size()) * scale).toSize());
-        if (!image) {
+            frame = presenter->frame(window(), (QSizeF(widget->size()) * scale).toSize(), scale);
+        if (!frame) {
             if (shapeWaits && presenter)
                 xcb_flush(presenter->link()); // no frame to carry the shape, even one the server refused
             return false;
@@ -213,8 +213,8 @@ public:
         const QRegion region = asked.united(std::exchange(exposed, QRegion()));
         exposeDraw.stop();
         const auto rects = rectangles(region, scale);
-        image->setDevicePixelRatio(scale);
-        QPainter painter(image);
+        QPainter& painter = *frame;
+        painter.save();
         painter.setCompositionMode(QPainter::CompositionMode_Source);
         // The device pixels wholly inside `copied`.
         const QPoint from(qCeil(copied.left() * scale), qCeil(copied.top() * scale));
@@ -235,7 +235,7 @@ public:
             draw(painter, covered);
         else
             widget->render(&painter, covered.boundingRect().topLeft(), covered, QWidget::DrawChildren);
-        painter.end();
+        painter.restore();
         presenter->present(rects);
         // Qt's own image of the window no longer matches the screen there: it is repainted before
         // Qt shows it again.

@@ -78,6 +78,7 @@ X11FramePresenter::X11FramePresenter(xcb_connection_t* connection) : connection(
 
 X11FramePresenter::~X11FramePresenter()
 {
+    painter.reset();
     image = QImage();
     segment.reset();
     xcb_disconnect(connection);
@@ -145,11 +146,13 @@ bool X11FramePresenter::prepareWindow(xcb_window_t target)
     return true;
 }
 
-QImage* X11FramePresenter::frame(xcb_window_t target, QSize pixels)
+QPainter* X11FramePresenter::frame(xcb_window_t target, QSize pixels, qreal scale)
 {
     finishPending();
     if (failed || pixels.isEmpty() || !prepareWindow(target))
         return nullptr;
+    if (image.size() != pixels || image.devicePixelRatio() != scale)
+        painter.reset(); // it took the image's size and scale when it began
     if (image.size() != pixels) {
         image = QImage();
         segment = std::make_unique<Segment>(connection, std::size_t(pixels.width()) * pixels.height() * 4);
@@ -162,7 +165,11 @@ QImage* X11FramePresenter::frame(xcb_window_t target, QSize pixels)
         image = QImage(segment->address, pixels.width(), pixels.height(), pixels.width() * 4,
                        QImage::Format_ARGB32_Premultiplied);
     }
-    return &image;
+    if (!painter) {
+        image.setDevicePixelRatio(scale);
+        painter.emplace(&image);
+    }
+    return &*painter;
 }
 
 void X11FramePresenter::present(const std::vector<xcb_rectangle_t>& rects)

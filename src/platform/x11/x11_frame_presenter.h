@@ -1,12 +1,14 @@
 #pragma once
 
 #include <QImage>
+#include <QPainter>
 #include <QSize>
 
 #include <xcb/xcb.h>
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace wharf {
@@ -25,10 +27,12 @@ public:
     X11FramePresenter(const X11FramePresenter&) = delete;
     X11FramePresenter& operator=(const X11FramePresenter&) = delete;
 
-    // An image of `pixels` to draw the next frame of `window` into; only what is drawn anew may be
-    // presented. Null when the window cannot be drawn to this way (not of depth 32, gone, or the
+    // A painter on an image of `pixels` at `scale` to draw the next frame of `window` into; only
+    // what is drawn anew may be presented. It stays begun from frame to frame, since beginning the
+    // raster engine costs more than most of a frame's drawing: the caller leaves its state as it
+    // found it. Null when the window cannot be drawn to this way (not of depth 32, gone, or the
     // server refused). Waits, if it must, for the server to finish reading the last frame.
-    QImage* frame(xcb_window_t window, QSize pixels);
+    QPainter* frame(xcb_window_t window, QSize pixels, qreal scale);
     // Sends the rectangles of the frame (device pixels) to the window.
     void present(const std::vector<xcb_rectangle_t>& rects);
     // False once the server refused something or the window has no alpha channel; the caller
@@ -53,6 +57,7 @@ private:
     int shmRequest = -1; // the extension's major opcode
     std::unique_ptr<Segment> segment;
     QImage image;
+    std::optional<QPainter> painter; // ends before the image and its segment go
     xcb_window_t window = XCB_WINDOW_NONE;
     xcb_gcontext_t gc = 0;
     bool pending = false; // the server may still be reading the image
