@@ -13,14 +13,18 @@ QRegion DockInputRegion::compute(const Row& row)
     if (!row.frames || row.frames->empty())
         return result;
     const double h = row.viewHeight;
+    QRect zone;
     if (row.hiddenAmount < 0.3 && row.hover)
-        result += toWidgetRect(row.hover->zone(), h).toAlignedRect();
+        result += zone = toWidgetRect(row.hover->zone(), h).toAlignedRect();
     if (row.hiddenAmount < 0.95)
         result += toWidgetRect(DockLayout::shelfFrame(*row.frames).translated(0, -row.hideOffset), h).toAlignedRect();
     if (row.tiles) {
         for (const auto* tile : *row.tiles) {
             const QRectF frame = row.hiddenAmount < 0.3 ? DockHover::clickFrame(*tile) : tile->frame;
-            result += toWidgetRect(frame.adjusted(-3, -2, 3, 2), h).toAlignedRect();
+            const QRect area = toWidgetRect(frame.adjusted(-3, -2, 3, 2), h).toAlignedRect();
+            // The zone holds the row's tiles unless one is dragged out; below it is off the window.
+            if (!zone.adjusted(0, 0, 0, 4).contains(area))
+                result += area;
         }
     }
     if (row.hiddenAmount > 0 && row.hover) {

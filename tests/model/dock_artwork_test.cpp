@@ -38,7 +38,7 @@ public:
     QIconEngine* clone() const override { return new StripesEngine; }
 };
 
-// Wide transparent margins are checked on screen end to end; content off-centre and small bitmaps here.
+// Wide transparent margins are checked where the dock draws the icons; content off-centre and small bitmaps here.
 TEST(DockArtwork, TrimmedIconsFillTheSameBoxOnTheSameBaseline)
 {
     const int side = 116; // a 58-point tile at twice the pixels

@@ -50,24 +50,22 @@ MessagePtr update(const char* member, const char* uri, const std::vector<Propert
 // followed on screen by the decorations end-to-end test; these are the values it does not send.
 TEST(UnityLauncherEntries, OtherWidthsOutOfRangeValuesAndRepeats)
 {
-    DBusBasicValue text{}, count{}, progress{}, yes{};
+    DBusBasicValue text{}, count{}, progress{};
     text.str = const_cast<char*>("/menu");
     count.u32 = 7;
     progress.dbl = 1.7;
-    yes.bool_val = true;
     const auto parsed = LauncherEntryReceiver::parse(
         update("Update", "application://a.desktop",
                {{"count", DBUS_TYPE_UINT32, count},
                 {"progress", DBUS_TYPE_DOUBLE, progress},
                 {"quicklist", DBUS_TYPE_OBJECT_PATH, text},
-                {"count-visible", DBUS_TYPE_STRING, text},
-                {"urgent", DBUS_TYPE_BOOLEAN, yes}})
+                {"count-visible", DBUS_TYPE_STRING, text}})
             .get());
     ASSERT_TRUE(parsed);
     EXPECT_EQ(parsed->first, QStringLiteral("application://a.desktop"));
     LauncherEntry entry;
     EXPECT_TRUE(UnityLauncherEntries::apply(entry, parsed->second));
-    EXPECT_EQ(entry, (LauncherEntry{7, false, 1.0, false, true}));
+    EXPECT_EQ(entry, (LauncherEntry{7, false, 1.0, false, false}));
     EXPECT_FALSE(UnityLauncherEntries::apply(entry, parsed->second)) << "a repeat changes nothing";
 
     DBusBasicValue notANumber{}, huge{};

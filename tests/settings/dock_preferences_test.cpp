@@ -36,20 +36,16 @@ protected:
 TEST_F(DockPreferencesTest, StoredValuesAreReadAndWrongTypesReadNeutral)
 {
     writeFile("[General]\n"
-              "iconSize=40\n"
               "magnification=abc\n"
               "dockWidthFraction=nan\n"
-              "autoHide=true\n"
               "allDisplays=banana\n"
               "replaceSystemDock=0\n"
               "keepWindowsAboveDock=@ByteArray(xyz)\n"
               "liveCalendarIcon=1\n"
               "restingIconSize=inf\n");
     const auto p = open();
-    EXPECT_EQ(p->iconSize(), 40);
     EXPECT_EQ(p->magnification(), 1) << "unreadable, then clamped to no magnification";
     EXPECT_EQ(p->dockWidthFraction(), 0);
-    EXPECT_TRUE(p->autoHide());
     EXPECT_FALSE(p->allDisplays());
     EXPECT_FALSE(p->replaceSystemDock());
     EXPECT_FALSE(p->keepWindowsAboveDock());

@@ -26,8 +26,8 @@ public:
     void seed(const DockValues& values) const { writeKeyfileValues(keyfile(), values); }
     DockValues values() const { return readKeyfileValues(keyfile(), dashToDockKeys()); }
 
-    // Starts a driver (or, with arguments, the driver's command-line modes) in this home.
-    std::unique_ptr<QProcess> start(const QStringList& args = {}) const;
+    // Starts a driver in this home.
+    std::unique_ptr<QProcess> start() const;
     // The next line the driver prints, without its line break; nullopt after timeoutMs.
     static std::optional<QString> readLine(QProcess& driver, int timeoutMs = 10000);
     // True once no helper of this home runs any more.

@@ -7,25 +7,6 @@
 namespace wharf {
 namespace {
 
-TEST(DashToDockNativeDock, ValuesRoundTripExactlyThroughTheRealSchema)
-{
-    ASSERT_TRUE(test::dashToDockSchemaAvailable()) << test::missingSchemaHint;
-    DashToDockNativeDock dock;
-    ASSERT_TRUE(dock.isInstalled());
-    std::vector<NativeDockKey> rows = dock.managedKeys();
-    ASSERT_EQ(rows.size(), 5u);
-    rows.push_back({QStringLiteral("show-delay"), {QStringLiteral("d"), QStringLiteral("0.10000000000000001")}});
-    for (const NativeDockKey& row : rows) {
-        SCOPED_TRACE(row.name.toStdString());
-        ASSERT_TRUE(dock.reset(row.name));
-        EXPECT_FALSE(dock.userValue(row.name));
-        ASSERT_TRUE(dock.write(row.name, row.hidingValue));
-        ASSERT_TRUE(dock.synchronize());
-        EXPECT_EQ(dock.userValue(row.name), row.hidingValue);
-        EXPECT_EQ(test::readKeyfileValues(test::defaultKeyfile(), {row.name}).value(row.name), row.hidingValue);
-    }
-}
-
 TEST(DashToDockNativeDock, RejectsValuesTheSchemaDoesNotTake)
 {
     ASSERT_TRUE(test::dashToDockSchemaAvailable()) << test::missingSchemaHint;

@@ -134,7 +134,7 @@ DockValues DriverHome::userValues()
             {QStringLiteral("require-pressure-to-show"), std::nullopt}};
 }
 
-std::unique_ptr<QProcess> DriverHome::start(const QStringList& args) const
+std::unique_ptr<QProcess> DriverHome::start() const
 {
     auto driver = std::make_unique<QProcess>();
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
@@ -143,7 +143,6 @@ std::unique_ptr<QProcess> DriverHome::start(const QStringList& args) const
     env.insert(QStringLiteral("GSETTINGS_BACKEND"), QStringLiteral("keyfile"));
     driver->setProcessEnvironment(env);
     driver->setProgram(QStringLiteral(WHARF_TAKEOVER_DRIVER));
-    driver->setArguments(args);
     driver->start();
     driver->waitForStarted();
     return driver;

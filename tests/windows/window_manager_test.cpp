@@ -66,19 +66,17 @@ protected:
     }
 };
 
-TEST_F(WindowManagerTest, ScanDeliversOnlyMinimizedWindowsAndDropsRequestsWhileRunning)
+// Which windows a scan delivers (the minimized ones, in the window manager's order) is the window
+// control end-to-end test's; here, a request made while a scan runs is dropped.
+TEST_F(WindowManagerTest, ARequestWhileAScanRunsIsDropped)
 {
-    control.setWindows({client(1, 10, QStringLiteral("a"), true), client(2, 10, QStringLiteral("b")),
-                        client(3, 10, QStringLiteral("c"), true)});
-    std::vector<std::vector<DockWindow>> results;
-    manager.scan([&](std::vector<DockWindow> w) { results.push_back(std::move(w)); });
+    control.setWindows({client(1, 10, QStringLiteral("a"), true)});
+    int answers = 0;
+    manager.scan([&](std::vector<DockWindow>) { ++answers; });
     manager.scan([&](std::vector<DockWindow>) { ADD_FAILURE() << "a dropped request got an answer"; });
-    ASSERT_TRUE(waitFor([&] { return !results.empty(); }));
+    ASSERT_TRUE(waitFor([&] { return answers > 0; }));
     QCoreApplication::processEvents();
-    ASSERT_EQ(results.size(), 1u);
-    ASSERT_EQ(results[0].size(), 2u);
-    EXPECT_EQ(results[0][0].id, 1u);
-    EXPECT_EQ(results[0][1].id, 3u);
+    EXPECT_EQ(answers, 1);
     EXPECT_EQ(control.state->reads, 1);
     EXPECT_FALSE(manager.scanInFlight());
 }
