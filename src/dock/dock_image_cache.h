@@ -56,6 +56,9 @@ public:
         }
     }
 
+    // Takes effect as images are inserted; what is kept stays until then.
+    void setBudget(qsizetype bytes) { budget = bytes; }
+
     void clear()
     {
         entries.clear();

@@ -103,7 +103,7 @@ size_t qHash(const DockViewRenderer::ReflectionKey& key, size_t seed)
     return qHashMulti(seed, key.icon, key.pixels, key.dark);
 }
 
-int DockViewRenderer::sizeStep(double devicePixels, bool exact)
+int DockViewRenderer::sizeStep(double devicePixels, bool exact, double dpr)
 {
     if (!std::isfinite(devicePixels) || devicePixels < 1)
         return 1;
@@ -113,7 +113,9 @@ int DockViewRenderer::sizeStep(double devicePixels, bool exact)
         return largest;
     if (exact)
         return int(std::lround(devicePixels));
-    constexpr int step = 6;
+    // Six points apart: a size between two steps is scaled down from the larger one by the same
+    // share at any scale, and a screen of twice the density keeps twice, not four times, the bytes.
+    const int step = std::max(1, int(std::lround(6 * dpr)));
     return int(std::ceil(devicePixels / step)) * step;
 }
 
@@ -214,7 +216,7 @@ const QImage& DockViewRenderer::betweenTileImage(const DockEntry& entry, int pix
     if (const QImage* cached = betweenTiles.find(key, paintTime))
         return *cached;
     ++stats.betweenRenders;
-    const int step = sizeStep(pixels, false);
+    const int step = sizeStep(pixels, false, dpr);
     const QImage& source = tileImage(entry, step, dpr);
     // The icon part of the step's image lands on the icon part of this one; its shadow margin
     // shrinks with it and stays inside.
@@ -240,14 +242,14 @@ int DockViewRenderer::tilePixels(double frameWidth, const Scene& scene, bool exa
     // Most icons of a moving row keep their resting size: they share one exact image.
     const double resting = scene.restingIconSize * scene.devicePixelRatio;
     if (!exact && std::abs(pixels - resting) < 1)
-        return sizeStep(resting, true);
-    return sizeStep(pixels, true);
+        return sizeStep(resting, true, scene.devicePixelRatio);
+    return sizeStep(pixels, true, scene.devicePixelRatio);
 }
 
 bool DockViewRenderer::rendersExactly(int pixels, const Scene& scene, bool exact)
 {
-    return exact || pixels == sizeStep(pixels, false)
-        || pixels == sizeStep(scene.restingIconSize * scene.devicePixelRatio, true);
+    return exact || pixels == sizeStep(pixels, false, scene.devicePixelRatio)
+        || pixels == sizeStep(scene.restingIconSize * scene.devicePixelRatio, true, scene.devicePixelRatio);
 }
 
 DockViewRenderer::Placement DockViewRenderer::tilePlacement(const Tile& tile, const Scene& scene, bool exact)
@@ -786,6 +788,11 @@ void DockViewRenderer::paint(QPainter& painter, const Scene& scene, const QRect&
     if (dpr != cacheScale) {
         clearCaches(); // every cached image is sized for one device pixel ratio
         cacheScale = dpr;
+        // As many icons' sizes at any scale: twice the density, twice the bytes for each size step.
+        const double budgetScale = std::max(1.0, dpr);
+        tileCache.setMaxCost(int(tileBudgetKiB * budgetScale));
+        betweenTiles.setBudget(qsizetype(betweenBudget * budgetScale));
+        scaledReflections.setBudget(qsizetype(reflectionBudget * budgetScale));
     }
     paintTime = DockImageCache<TileKey>::Clock::now();
     const double viewHeight = scene.viewSize.height();
@@ -823,7 +830,7 @@ void DockViewRenderer::paint(QPainter& painter, const Scene& scene, const QRect&
             continue;
         int tileSize = tile.frame.width() > 0 ? tilePixels(tile.frame.width(), scene, scene.settled) : 0;
         if (tileSize > 0 && !rendersExactly(tileSize, scene, scene.settled))
-            tileSize = sizeStep(tileSize, false); // the rendering a size between steps is scaled from
+            tileSize = sizeStep(tileSize, false, dpr); // the rendering a size between steps is scaled from
         const QImage* image = reflectionImage(*tile.entry, placed.pixels, scene.dark, tileSize);
         if (!image)
             continue;

@@ -66,7 +66,7 @@ public:
 
     // An icon size step in device pixels: the next step up, from which the sizes of a moving row
     // are scaled down (never up); with `exact`, the size itself, rendered from the icon.
-    static int sizeStep(double devicePixels, bool exact);
+    static int sizeStep(double devicePixels, bool exact, double dpr);
 
     // Where one drawing of an image lands, in widget coordinates: an unscaled blit of `pixels` at
     // rect.topLeft(), or that image scaled into `rect`.
@@ -194,10 +194,13 @@ private:
     static bool rendersExactly(int pixels, const Scene& scene, bool exact);
     static std::optional<double> separatorX(const Scene& scene);
 
-    QCache<TileKey, QImage> tileCache{16 * 1024}; // cost in KiB
-    // Every size of about a dozen icons at the default size and scale 1.
-    DockImageCache<TileKey> betweenTiles{16 << 20, std::chrono::seconds(5)};
-    DockImageCache<ReflectionKey> scaledReflections{6 << 20, std::chrono::seconds(5)};
+    // At scale 1; they grow with the scale. Every size of about a dozen icons at the default size.
+    static constexpr int tileBudgetKiB = 16 * 1024;
+    static constexpr qsizetype betweenBudget = 16 << 20;
+    static constexpr qsizetype reflectionBudget = 6 << 20;
+    QCache<TileKey, QImage> tileCache{tileBudgetKiB}; // cost in KiB
+    DockImageCache<TileKey> betweenTiles{betweenBudget, std::chrono::seconds(5)};
+    DockImageCache<ReflectionKey> scaledReflections{reflectionBudget, std::chrono::seconds(5)};
     DockImageCache<TileKey>::Clock::time_point paintTime;
     QHash<QString, Reflection> reflections;
     QImage lastTile; // serves one draw of an image that no cache kept
