@@ -28,8 +28,8 @@ public:
     X11FramePresenter& operator=(const X11FramePresenter&) = delete;
 
     // A painter on an image of `pixels` at `scale` to draw the next frame of `window` into; only
-    // what is drawn anew may be presented. It stays begun from frame to frame, since beginning the
-    // raster engine costs more than most of a frame's drawing: the caller leaves its state as it
+    // what is drawn anew may be presented. It stays begun from frame to frame, which saves setting
+    // up the raster engine for each one (a few percent of a sweep): the caller leaves its state as it
     // found it. Null when the window cannot be drawn to this way (not of depth 32, gone, or the
     // server refused). Waits, if it must, for the server to finish reading the last frame.
     QPainter* frame(xcb_window_t window, QSize pixels, qreal scale);
