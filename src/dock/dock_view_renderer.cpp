@@ -139,6 +139,7 @@ void DockViewRenderer::clearCaches()
     scaledReflections.clear();
     reflections.clear();
     shelfCache = Shelf{};
+    separatorCache = {};
     indicators.clear();
 }
 
@@ -553,6 +554,27 @@ QRectF DockViewRenderer::shelfRows(const Shelf& s, int firstRow, int endRow, con
     return QRectF(shelfRect.x(), (y + firstRow) / dpr, shelfRect.width(), (endRow - firstRow) / dpr);
 }
 
+const QImage& DockViewRenderer::separatorImage(double w, double height, double dpr, bool dark)
+{
+    if (separatorCache.w == w && separatorCache.height == height && separatorCache.dark == dark &&
+        separatorCache.image.devicePixelRatio() == dpr && !separatorCache.image.isNull())
+        return separatorCache.image;
+    // Stroked once: at scale 2 each stroke of these lines took the raster engine's worker threads.
+    const QRectF box = separatorBox(0, w, 0, height);
+    QImage image = transparentImage(int(std::ceil(box.width() * dpr)), int(std::ceil(box.height() * dpr)), dpr);
+    {
+        QPainter p(&image);
+        p.translate(-box.topLeft());
+        p.setRenderHint(QPainter::Antialiasing);
+        p.setPen(QPen(dark ? white(0.02, 0.65) : white(0.25, 0.4), 1));
+        p.drawLine(QPointF(-w, 0), QPointF(w, height));
+        p.setPen(QPen(dark ? white(1, 0.26) : white(1, 0.65), 1));
+        p.drawLine(QPointF(-w + 1, 0), QPointF(w + 1, height));
+    }
+    separatorCache = {w, height, dark, std::move(image)};
+    return separatorCache.image;
+}
+
 const QImage& DockViewRenderer::indicator(double height, double dpr, bool dark)
 {
     const int key = int(std::lround(height * 100)) * 2 + (dark ? 1 : 0);
@@ -848,15 +870,13 @@ void DockViewRenderer::paint(QPainter& painter, const Scene& scene, const QRect&
     const double w = 0.06 * metrics.iconSize;
     const double y0 = viewHeight - (metrics.shelfTop - 3 - scene.offset);
     const double y1 = viewHeight - (metrics.shelfBottom + 1 - scene.offset);
-    if (separator && shows(separatorBox(*separator, w, y0, y1))) {
-        const double x = *separator;
-        painter.save();
-        painter.setRenderHint(QPainter::Antialiasing);
-        painter.setPen(QPen(scene.dark ? white(0.02, 0.65) : white(0.25, 0.4), 1));
-        painter.drawLine(QPointF(x - w, y0), QPointF(x + w, y1));
-        painter.setPen(QPen(scene.dark ? white(1, 0.26) : white(1, 0.65), 1));
-        painter.drawLine(QPointF(x - w + 1, y0), QPointF(x + w + 1, y1));
-        painter.restore();
+    if (separator) {
+        const QRectF box = separatorBox(*separator, w, y0, y1);
+        if (shows(box)) {
+            // On the device pixel grid, as the icons are: the image is drawn unscaled.
+            const QPointF at(std::round(box.x() * dpr) / dpr, std::round(box.y() * dpr) / dpr);
+            painter.drawImage(at, separatorImage(w, y1 - y0, dpr, scene.dark));
+        }
     }
 
     // Running indicators on the lip.

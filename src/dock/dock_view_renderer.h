@@ -181,6 +181,8 @@ private:
     const QImage* reflectionImage(const DockEntry& entry, int pixels, bool dark, int tilePixels);
     const Shelf& shelf(const DockLayout::Metrics& metrics, double shelfWidth, double dpr, bool dark);
     const QImage& indicator(double height, double dpr, bool dark);
+    // The separator's two lines from (-w, 0) to (w, height), in an image of their separatorBox.
+    const QImage& separatorImage(double w, double height, double dpr, bool dark);
     void drawShelfLayer(QPainter& painter, const Shelf& shelf, const QImage& layer, int firstRow, int endRow,
                         const QRectF& shelfRect, double viewHeight, double dpr, const QRectF& area) const;
     QRectF shelfRows(const Shelf& shelf, int firstRow, int endRow, const QRectF& shelfRect, double viewHeight,
@@ -208,6 +210,12 @@ private:
     QHash<qint64, QImage> iconArt; // the latest rendering of each icon, the source of its reflection
     Shelf shelfCache;
     QHash<int, QImage> indicators;
+    struct {
+        double w = 0;
+        double height = 0;
+        bool dark = false;
+        QImage image;
+    } separatorCache;
     double cacheScale = 0;
     Statistics stats;
 };

@@ -104,6 +104,30 @@ TEST_F(DockViewRender, APaddedIconIsDrawnAsTallAsAFullOne)
     EXPECT_NEAR(padded.bottom(), full.bottom(), 0.06 * full.height()) << "the same baseline";
 }
 
+// The separator's light line stands on the shelf between the applications and the folder, and
+// nowhere between two applications.
+TEST_F(DockViewRender, TheSeparatorIsDrawnBetweenTheApplicationsAndTheRest)
+{
+    const QImage image = renderView(*h.view);
+    const double k = image.devicePixelRatio();
+    // Rows of the shelf where the gap between two neighbouring tiles is not even from side to side.
+    const auto linedRows = [&](const QString& left, const QString& right) {
+        const QRectF a = h.view->tileFrames()[size_t(h.indexOf(left))];
+        const QRectF b = h.view->tileFrames()[size_t(h.indexOf(right))];
+        int rows = 0;
+        for (int y = int(a.bottom() * k); y < image.height(); ++y) {
+            int lightest = 0, darkest = 255;
+            for (int x = int(std::ceil(a.right() * k)); x < int(b.left() * k); ++x) {
+                lightest = std::max(lightest, qGray(image.pixel(x, y)));
+                darkest = std::min(darkest, qGray(image.pixel(x, y)));
+            }
+            rows += lightest - darkest > 40;
+        }
+        return rows;
+    };
+    EXPECT_GT(linedRows(blue, docs), linedRows(red, blue) + 5);
+}
+
 // Stored settings can hold anything; the dock still lays out inside its view and draws.
 TEST(DockViewSettings, OddStoredValues)
 {
