@@ -4,8 +4,12 @@
 # Startup to first frame, idle wakeups and CPU with the pointer away, CPU and frame rate during a
 # pointer sweep across 30 icons with each thread's wakeups per frame, and resident memory with
 # 30 entries. WHARF_BENCH_ONLY=sweep skips the start-up and idle parts; WHARF_NO_COMPOSITOR=1
-# measures without a compositing manager; WHARF_BENCH_POINTER_HZ=250 sweeps as a fast mouse reports.
+# measures without a compositing manager; WHARF_BENCH_POINTER_HZ=250 sweeps as a fast mouse reports;
+# WHARF_BENCH_SCALE=2 runs the dock at that scale; WHARF_BENCH_APPS=1 pins every installed
+# application (distinct icons) before the folders.
 set -euo pipefail
+scale=${WHARF_BENCH_SCALE:-1}
+export QT_SCALE_FACTOR=$scale
 wharf=${1:-${WHARF_BIN:-$(dirname "$0")/../build/wharf}}
 idle_seconds=${WHARF_BENCH_IDLE:-30}
 sweep_seconds=${WHARF_BENCH_SWEEP:-10}
@@ -23,8 +27,13 @@ call() {
 # A pinned application, 28 pinned folders and the Trash: 30 entries, with the divider between
 # applications and the rest that a dock in use has.
 mkdir -p "$HOME/bench" "$XDG_CONFIG_HOME/wharf"
-pins="{\\\"kind\\\":\\\"application\\\",\\\"path\\\":\\\"/usr/share/applications/debian-xterm.desktop\\\"}"
-for i in $(seq -w 1 28); do
+apps=(/usr/share/applications/debian-xterm.desktop)
+[ "${WHARF_BENCH_APPS:-0}" = 1 ] && apps=(/usr/share/applications/*.desktop)
+pins=
+for app in "${apps[@]}"; do
+  pins="$pins${pins:+,}{\\\"kind\\\":\\\"application\\\",\\\"path\\\":\\\"$app\\\"}"
+done
+for i in $(seq -w 1 $((29 - ${#apps[@]}))); do
   mkdir -p "$HOME/bench/folder-$i"
   pins="$pins${pins:+,}{\\\"kind\\\":\\\"folder\\\",\\\"path\\\":\\\"$HOME/bench/folder-$i\\\"}"
 done
@@ -117,7 +126,8 @@ import json, sys
 raw = sys.stdin.read()
 docks = json.loads(raw[raw.index("[") : raw.rindex("]") + 1].encode().decode("unicode_escape"))
 tiles = [t["frame"] for t in docks[0]["tiles"]]
-print(int(tiles[0][0] + tiles[0][2] / 2), int(tiles[-1][0] + tiles[-1][2] / 2), int(tiles[0][1] + tiles[0][3] / 2), len(tiles))')
+k = float(sys.argv[1])  # the frames are in points, xdotool moves in pixels
+print(int(k * (tiles[0][0] + tiles[0][2] / 2)), int(k * (tiles[-1][0] + tiles[-1][2] / 2)), int(k * (tiles[0][1] + tiles[0][3] / 2)), len(tiles))' "$scale")
 echo "tiles: $count, swept from x=$left to x=$right at y=$y"
 # Now and then Qt takes the dock for sitting at the frame's origin after openbox reparents it,
 # and the pointer never reaches the row: start again rather than measure an idle dock.
