@@ -160,8 +160,8 @@ TEST(DockViewSettings, OddStoredValues)
             EXPECT_LE(frame.bottom(), view.height());
         }
         const QRectF last = view.tileFrames().back();
-        const QPoint nearBase(int(last.center().x()), int(last.bottom()) - 3);
-        EXPECT_GT(qAlpha(image.pixel(nearBase)), 0) << "the icon is drawn";
+        const QPointF nearBase(last.center().x(), last.bottom() - 3);
+        EXPECT_GT(qAlpha(image.pixel((nearBase * image.devicePixelRatio()).toPoint())), 0) << "the icon is drawn";
     }
 }
 
