@@ -1,5 +1,7 @@
 #include "dock/dock_panel.h"
 
+#include "dock/device_pixel_blit.h"
+
 #include <QPaintEvent>
 #include <QPainter>
 
@@ -62,7 +64,7 @@ void DockPanel::paintBackdrop(QPainter& painter, const QRegion& area) const
     // several it blends span by span and hands a tall area to worker threads, waking them.
     for (const QRect& rect : area) {
         painter.setClipRect(rect);
-        painter.drawImage(QPoint(0, 0), backdrop);
+        blitUnscaled(painter, QPointF(0, 0), backdrop);
     }
     painter.restore();
 }

@@ -1,5 +1,6 @@
 #include "dock/dock_view_renderer.h"
 
+#include "dock/device_pixel_blit.h"
 #include "dock/dock_geometry.h"
 #include "dock/gaussian_blur.h"
 
@@ -39,24 +40,6 @@ QImage transparentImage(int width, int height, double dpr)
 
 // Snaps a logical coordinate to the device pixel grid.
 double snap(double value, double dpr) { return std::round(value * dpr) / dpr; }
-
-// Draws `image`, or its `source` part, unscaled with its top left at `at`, a point on the device
-// pixel grid. Qt blits such an image itself at scales 1 and 2; at any other scale it steps through
-// it as through a scaled one, several times slower, so there it is drawn in device pixels.
-void blit(QPainter& painter, const QPointF& at, const QImage& image, const QRectF& source = QRectF())
-{
-    const QRectF part = source.isNull() ? QRectF(image.rect()) : source;
-    const double dpr = painter.device()->devicePixelRatio();
-    const QTransform world = painter.worldTransform();
-    if (dpr == 1 || dpr == 2 || world.type() > QTransform::TxTranslate) {
-        painter.drawImage(at, image, part);
-        return;
-    }
-    const QPointF device = world.map(at) * dpr;
-    painter.setWorldTransform(QTransform::fromScale(1 / dpr, 1 / dpr));
-    painter.drawImage(QRectF(QPointF(std::round(device.x()), std::round(device.y())), part.size()), image, part);
-    painter.setWorldTransform(world);
-}
 
 // Device pixels of shadow around an icon in its cached image.
 int tilePad(double dpr) { return blurMargin(tileShadowSigma * dpr) + int(std::ceil(tileShadowOffset * dpr)); }
@@ -344,7 +327,7 @@ void DockViewRenderer::drawTile(QPainter& painter, const Tile& tile, const Scene
     if (tile.alpha < 1)
         painter.setOpacity(tile.alpha);
     if (placed.exact) {
-        blit(painter, placed.rect.topLeft(), image);
+        blitUnscaled(painter, placed.rect.topLeft(), image);
     } else {
         painter.setRenderHint(QPainter::SmoothPixmapTransform);
         painter.drawImage(placed.rect, image);
@@ -551,7 +534,7 @@ void DockViewRenderer::drawShelfLayer(QPainter& painter, const Shelf& s, const Q
     const auto slice = [&](double left, double from, double w) {
         const QPointF at(left / dpr, y / dpr);
         if (area.isEmpty() || area.intersects(QRectF(at, QSizeF(w / dpr, h / dpr))))
-            blit(painter, at, layer, QRectF(from, firstRow, w, h));
+            blitUnscaled(painter, at, layer, QRectF(from, firstRow, w, h));
     };
     if (s.exactWidth) {
         slice(x, 0, layer.width());
@@ -875,7 +858,7 @@ void DockViewRenderer::paint(QPainter& painter, const Scene& scene, const QRect&
         if (!image)
             continue;
         if (placed.exact)
-            blit(painter, placed.rect.topLeft(), *image);
+            blitUnscaled(painter, placed.rect.topLeft(), *image);
         else
             painter.drawImage(placed.rect, *image);
     }
@@ -893,7 +876,7 @@ void DockViewRenderer::paint(QPainter& painter, const Scene& scene, const QRect&
         if (shows(box)) {
             // On the device pixel grid, as the icons are: the image is drawn unscaled.
             const QPointF at(std::round(box.x() * dpr) / dpr, std::round(box.y() * dpr) / dpr);
-            blit(painter, at, separatorImage(w, y1 - y0, dpr, scene.dark));
+            blitUnscaled(painter, at, separatorImage(w, y1 - y0, dpr, scene.dark));
         }
     }
 
@@ -904,7 +887,7 @@ void DockViewRenderer::paint(QPainter& painter, const Scene& scene, const QRect&
             continue;
         const QPointF at = indicatorPlacement(tile, scene, metrics);
         if (shows(QRectF(at, dot.deviceIndependentSize())))
-            blit(painter, at, dot);
+            blitUnscaled(painter, at, dot);
     }
 
     // Drop marker.
