@@ -12,7 +12,10 @@ void blitUnscaled(QPainter& painter, const QPointF& at, const QImage& image, con
     const double dpr = painter.device()->devicePixelRatio();
     const QTransform world = painter.worldTransform();
     if (dpr == 1 || dpr == 2 || world.type() > QTransform::TxTranslate) {
-        painter.drawImage(at, image, part);
+        if (source.isNull())
+            painter.drawImage(at, image); // the raster engine's shortest way to a blit
+        else
+            painter.drawImage(at, image, source);
         return;
     }
     const QPointF device = world.map(at) * dpr;
