@@ -875,7 +875,7 @@ void DockViewRenderer::paint(QPainter& painter, const Scene& scene, const QRect&
         const QRectF box = separatorBox(*separator, w, y0, y1);
         if (shows(box)) {
             // On the device pixel grid, as the icons are: the image is drawn unscaled.
-            const QPointF at(std::round(box.x() * dpr) / dpr, std::round(box.y() * dpr) / dpr);
+            const QPointF at(snap(box.x(), dpr), snap(box.y(), dpr));
             blitUnscaled(painter, at, separatorImage(w, y1 - y0, dpr, scene.dark));
         }
     }
