@@ -48,14 +48,13 @@ inline QRectF rectFrom(const QJsonValue& value)
 class DockClient {
 public:
     explicit DockClient(E2eSession& session)
-        : wharf(QStringLiteral("com.tamberly.Wharf"), QStringLiteral("/com/tamberly/Wharf"),
-                QStringLiteral("com.tamberly.Wharf"), session.bus())
+        : wharf("com.tamberly.Wharf", "/com/tamberly/Wharf", "com.tamberly.Wharf", session.bus())
     {
     }
 
     std::vector<DockInfo> docks()
     {
-        const QDBusReply<QString> reply = wharf.call(QStringLiteral("Docks"));
+        const QDBusReply<QString> reply = wharf.call("Docks");
         std::vector<DockInfo> out;
         if (!reply.isValid())
             return out;
@@ -63,21 +62,21 @@ public:
             const QJsonObject o = value.toObject();
             DockInfo dock;
             dock.json = o;
-            dock.display = o[QStringLiteral("display")].toString();
-            dock.overlay = o[QStringLiteral("overlay")].toBool();
-            dock.mapped = o[QStringLiteral("mapped")].toBool();
-            dock.frame = rectFrom(o[QStringLiteral("frame")]);
-            for (const QJsonValue& tile : o[QStringLiteral("tiles")].toArray()) {
-                dock.tiles.push_back(rectFrom(tile.toObject()[QStringLiteral("frame")]));
-                dock.ids << tile.toObject()[QStringLiteral("id")].toString();
+            dock.display = o["display"].toString();
+            dock.overlay = o["overlay"].toBool();
+            dock.mapped = o["mapped"].toBool();
+            dock.frame = rectFrom(o["frame"]);
+            for (const QJsonValue& tile : o["tiles"].toArray()) {
+                dock.tiles.push_back(rectFrom(tile.toObject()["frame"]));
+                dock.ids << tile.toObject()["id"].toString();
             }
-            dock.hiddenAmount = o[QStringLiteral("hiddenAmount")].toDouble();
-            dock.hidden = o[QStringLiteral("hidden")].toBool();
-            dock.fullScreen = o[QStringLiteral("fullScreen")].toBool();
-            if (!o[QStringLiteral("hoveredIndex")].isNull())
-                dock.hoveredIndex = o[QStringLiteral("hoveredIndex")].toInt();
-            if (!o[QStringLiteral("keyboardIndex")].isNull())
-                dock.keyboardIndex = o[QStringLiteral("keyboardIndex")].toInt();
+            dock.hiddenAmount = o["hiddenAmount"].toDouble();
+            dock.hidden = o["hidden"].toBool();
+            dock.fullScreen = o["fullScreen"].toBool();
+            if (!o["hoveredIndex"].isNull())
+                dock.hoveredIndex = o["hoveredIndex"].toInt();
+            if (!o["keyboardIndex"].isNull())
+                dock.keyboardIndex = o["keyboardIndex"].toInt();
             out.push_back(dock);
         }
         return out;
@@ -85,7 +84,7 @@ public:
 
     QJsonArray items()
     {
-        const QDBusReply<QString> reply = wharf.call(QStringLiteral("Items"));
+        const QDBusReply<QString> reply = wharf.call("Items");
         return reply.isValid() ? QJsonDocument::fromJson(reply.value().toUtf8()).array() : QJsonArray();
     }
 
@@ -119,11 +118,24 @@ public:
         return std::nullopt;
     }
 
+    // Waits until the first item whose `field` is `value` holds `condition`; returns it (none when it never does).
+    std::optional<QJsonObject> itemWhen(const QString& field, const QJsonValue& value,
+                                        const std::function<bool(const QJsonObject&)>& condition = {},
+                                        int timeoutMs = 10000)
+    {
+        std::optional<QJsonObject> found;
+        const bool held = E2eSession::waitFor([&] {
+            found = item(field, value);
+            return found && (!condition || condition(*found));
+        }, timeoutMs);
+        return held ? found : std::nullopt;
+    }
+
     QStringList itemIDs()
     {
         QStringList ids;
         for (const QJsonValue& entry : items())
-            ids << entry[QStringLiteral("id")].toString();
+            ids << entry["id"].toString();
         return ids;
     }
 
@@ -137,11 +149,11 @@ public:
 
     int hoveredIndex()
     {
-        const QDBusReply<int> reply = wharf.call(QStringLiteral("HoveredIndex"));
+        const QDBusReply<int> reply = wharf.call("HoveredIndex");
         return reply.isValid() ? reply.value() : -2;
     }
 
-    bool quit() { return wharf.call(QStringLiteral("Quit")).type() == QDBusMessage::ReplyMessage; }
+    bool quit() { return wharf.call("Quit").type() == QDBusMessage::ReplyMessage; }
 
     // Waits until the docks exist and their tiles stop moving; returns the settled normal dock
     // of the first display.
@@ -169,15 +181,21 @@ private:
 };
 
 // Wharf's settings file in a private session.
-inline QString wharfSettingsFile(E2eSession& session) { return session.configHome() + QStringLiteral("/wharf/wharf.conf"); }
+inline QString wharfSettingsFile(E2eSession& session) { return session.configHome() + "/wharf/wharf.conf"; }
 
-// Writes Wharf's settings before it starts.
-inline void writeWharfSettings(E2eSession& session, const QVariantMap& values)
+// Writes Wharf's settings before it starts; `pins` (path, kind) are its pinned items.
+inline void writeWharfSettings(E2eSession& session, const QVariantMap& values,
+                               const std::vector<std::pair<QString, QString>>& pins = {})
 {
-    QDir().mkpath(session.configHome() + QStringLiteral("/wharf"));
+    QDir().mkpath(session.configHome() + "/wharf");
     QSettings settings(wharfSettingsFile(session), QSettings::IniFormat);
     for (auto it = values.begin(); it != values.end(); ++it)
         settings.setValue(it.key(), it.value());
+    QJsonArray list;
+    for (const auto& [path, kind] : pins)
+        list.append(QJsonObject{{"path", path}, {"kind", kind}});
+    if (!pins.empty())
+        settings.setValue("Wharf.pinnedItems.v1", QJsonDocument(list).toJson(QJsonDocument::Compact));
     settings.sync();
 }
 
@@ -185,15 +203,6 @@ inline void writeWharfSettings(E2eSession& session, const QVariantMap& values)
 inline QVariant storedSetting(E2eSession& session, const QString& key)
 {
     return QSettings(wharfSettingsFile(session), QSettings::IniFormat).value(key);
-}
-
-// The pinned-items setting for `pins` (path, kind).
-inline QByteArray pinnedItems(const std::vector<std::pair<QString, QString>>& pins)
-{
-    QJsonArray list;
-    for (const auto& [path, kind] : pins)
-        list.append(QJsonObject{{QStringLiteral("path"), path}, {QStringLiteral("kind"), kind}});
-    return QJsonDocument(list).toJson(QJsonDocument::Compact);
 }
 
 // How many pixels of `image` inside `area` are close to the pure colour `pure` (a picture of one
@@ -213,17 +222,17 @@ inline int pixelsOf(const QImage& image, const QRect& area, const QColor& pure)
 
 inline void movePointer(E2eSession& session, const QPointF& at)
 {
-    session.xdotool({QStringLiteral("mousemove"), QString::number(int(at.x())), QString::number(int(at.y()))});
+    session.xdotool({"mousemove", QString::number(int(at.x())), QString::number(int(at.y()))});
 }
 
 // Starts an xterm with `args` and waits for its window; returns it (0 when none shows up).
 inline quint32 startXterm(E2eSession& session, const QStringList& args = {})
 {
-    const std::size_t before = session.clientWindows(QStringLiteral("xterm")).size();
-    session.start(QStringLiteral("xterm"), args);
-    if (!E2eSession::waitFor([&] { return session.clientWindows(QStringLiteral("xterm")).size() > before; }, 10000, 100))
+    const std::size_t before = session.clientWindows("xterm").size();
+    session.start("xterm", args);
+    if (!E2eSession::waitFor([&] { return session.clientWindows("xterm").size() > before; }, 10000, 100))
         return 0;
-    return session.clientWindows(QStringLiteral("xterm")).back();
+    return session.clientWindows("xterm").back();
 }
 
 // Mean colour of `rect` in `image` (smooth scaling to one pixel averages it).
@@ -242,28 +251,25 @@ inline int colorDistance(const QColor& a, const QColor& b)
 // The process a client window names in _NET_WM_PID; 0 when none.
 inline qint64 windowPid(E2eSession& session, quint32 window)
 {
-    return session.xprop({QStringLiteral("-id"), QString::number(window), QStringLiteral("_NET_WM_PID")})
-        .section(QLatin1Char('='), 1).trimmed().toLongLong();
+    return session.xprop({"-id", QString::number(window), "_NET_WM_PID"}).section('=', 1).trimmed().toLongLong();
 }
 
 // A window's frame in root coordinates from xwininfo (without the window manager's decorations).
 inline QRect windowFrame(E2eSession& session, const QString& window)
 {
-    const QString info = session.run(QStringLiteral("xwininfo"), {QStringLiteral("-id"), window}).out;
+    const QString info = session.run("xwininfo", {"-id", window}).out;
     const auto field = [&](const QString& name) {
         const qsizetype at = info.indexOf(name);
-        return at < 0 ? -1 : info.mid(at + name.size()).section(QLatin1Char('\n'), 0, 0).trimmed().toInt();
+        return at < 0 ? -1 : info.mid(at + name.size()).section('\n', 0, 0).trimmed().toInt();
     };
-    return QRect(field(QStringLiteral("Absolute upper-left X:")), field(QStringLiteral("Absolute upper-left Y:")),
-                 field(QStringLiteral("Width:")), field(QStringLiteral("Height:")));
+    return QRect(field("Absolute upper-left X:"), field("Absolute upper-left Y:"), field("Width:"), field("Height:"));
 }
 
 // Wharf's own top-level windows, from xdotool.
 inline QStringList wharfWindows(E2eSession& session, qint64 pid)
 {
-    const RunResult r = session.xdotool({QStringLiteral("search"), QStringLiteral("--all"), QStringLiteral("--pid"),
-                                         QString::number(pid), QStringLiteral("--name"), QStringLiteral("^Wharf$")});
-    return r.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    const RunResult r = session.xdotool({"search", "--all", "--pid", QString::number(pid), "--name", "^Wharf$"});
+    return r.out.split('\n', Qt::SkipEmptyParts);
 }
 
 // The band at the bottom of the screen that Wharf's windows reserve (_NET_WM_STRUT_PARTIAL); 0 when none.
@@ -271,8 +277,7 @@ inline int reservedBottom(E2eSession& session, qint64 pid)
 {
     int bottom = 0;
     for (const QString& window : wharfWindows(session, pid)) {
-        const QStringList values = session.xprop({QStringLiteral("-id"), window, QStringLiteral("_NET_WM_STRUT_PARTIAL")})
-                                       .section(QLatin1Char('='), 1).split(QLatin1Char(','));
+        const QStringList values = session.xprop({"-id", window, "_NET_WM_STRUT_PARTIAL"}).section('=', 1).split(',');
         if (values.size() == 12)
             bottom = std::max(bottom, values[3].trimmed().toInt());
     }

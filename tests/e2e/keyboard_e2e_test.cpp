@@ -51,18 +51,15 @@ protected:
     void SetUp() override
     {
         WHARF_REQUIRE_SESSION(session);
-        folder = session.home() + QStringLiteral("/Samples");
+        folder = session.home() + "/Samples";
         QDir().mkpath(folder);
-        writeWharfSettings(session, {{QStringLiteral("Wharf.pinnedItems.v1"), pinnedItems({{folder, QStringLiteral("folder")}})}});
+        writeWharfSettings(session, {}, {{folder, "folder"}});
 
         // The accessibility bus runs before Wharf starts, as in a desktop session; Qt joins it.
-        const RunResult bus = session.run(QStringLiteral("gdbus"),
-                                          {QStringLiteral("call"), QStringLiteral("--session"), QStringLiteral("--dest"),
-                                           QStringLiteral("org.a11y.Bus"), QStringLiteral("--object-path"),
-                                           QStringLiteral("/org/a11y/bus"), QStringLiteral("--method"),
-                                           QStringLiteral("org.a11y.Bus.GetAddress")});
+        const RunResult bus = session.run("gdbus", {"call", "--session", "--dest", "org.a11y.Bus", "--object-path",
+                                                    "/org/a11y/bus", "--method", "org.a11y.Bus.GetAddress"});
         ASSERT_EQ(bus.exitCode, 0) << bus.err.toStdString();
-        session.setEnv(QStringLiteral("QT_LINUX_ACCESSIBILITY_ALWAYS_ON"), QStringLiteral("1"));
+        session.setEnv("QT_LINUX_ACCESSIBILITY_ALWAYS_ON", "1");
 
         xterm = startXterm(session);
         ASSERT_NE(xterm, 0u);
@@ -70,14 +67,14 @@ protected:
         ASSERT_NE(wharf, nullptr);
         const auto dock = client.settledDock();
         ASSERT_TRUE(dock);
-        session.xdotool({QStringLiteral("windowactivate"), QString::number(xterm)});
+        session.xdotool({"windowactivate", QString::number(xterm)});
         ASSERT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterm; }, 3000));
         dockWindows = wharfWindows(session, wharf->processId());
         // The pointer rests on the dock's display, below its tiles.
         movePointer(session, QPointF(dock->frame.left() + 5, dock->frame.bottom() - 2));
     }
 
-    void key(const QString& name) { session.xdotool({QStringLiteral("key"), name}); }
+    void key(const QString& name) { session.xdotool({"key", name}); }
 
     DockInfo dock() { return client.docks().front(); }
 
@@ -88,19 +85,18 @@ protected:
 
     RunResult atspi(const QStringList& args)
     {
-        return session.run(QStringLiteral("/usr/bin/python3"),
-                           QStringList{QStringLiteral("-W"), QStringLiteral("ignore"), QStringLiteral(ATSPI_SCRIPT)} + args);
+        return session.run("/usr/bin/python3", QStringList{"-W", "ignore", ATSPI_SCRIPT} + args);
     }
 
     QString focusedTile()
     {
-        const RunResult r = atspi({QStringLiteral("focused")});
+        const RunResult r = atspi({"focused"});
         return r.exitCode == 0 ? r.out.trimmed() : QStringLiteral("(error: %1)").arg(r.err.trimmed());
     }
 
     bool stackOpen(bool open)
     {
-        return E2eSession::waitFor([&] { return client.object(QStringLiteral("Stack"))[QStringLiteral("open")].toBool() == open; }, 5000);
+        return E2eSession::waitFor([&] { return client.object("Stack")["open"].toBool() == open; }, 5000);
     }
 
     E2eSession session;
@@ -114,20 +110,20 @@ protected:
 TEST_F(KeyboardE2e, TheShortcutArrowsMenusAndReturnWorkTheDockAsScreenReadersSeeItAndAnotherProgramsGrabIsReported)
 {
     EXPECT_FALSE(KeyGrabber(session.display()).grab()) << "Wharf holds the shortcut: nobody else gets it";
-    key(QStringLiteral("ctrl+alt+d"));
+    key("ctrl+alt+d");
     ASSERT_TRUE(E2eSession::waitFor([&] { return dockWindows.contains(QString::number(activeWindow(session))); }, 3000))
         << "the dock under the pointer is the active window";
     ASSERT_TRUE(selectionIs(0));
     ASSERT_GE(dock().ids.size(), 3); // xterm, the folder, the Trash
     const QJsonArray items = client.items(); // in dock order, before any window tiles
     ASSERT_GE(items.size(), 2);
-    const QString title0 = items[0].toObject()[QStringLiteral("title")].toString();
-    const QString title1 = items[1].toObject()[QStringLiteral("title")].toString();
+    const QString title0 = items[0].toObject()["title"].toString();
+    const QString title1 = items[1].toObject()["title"].toString();
     QString name0;
     EXPECT_TRUE(E2eSession::waitFor([&] { return (name0 = focusedTile()) == title0; }, 5000))
         << "a screen reader finds the selected tile focused: " << name0.toStdString();
 
-    key(QStringLiteral("Right"));
+    key("Right");
     EXPECT_TRUE(selectionIs(1));
     EXPECT_EQ(dock().hoveredIndex, 1) << "the selection is what the dock shows as hovered";
     QString name1;
@@ -135,40 +131,40 @@ TEST_F(KeyboardE2e, TheShortcutArrowsMenusAndReturnWorkTheDockAsScreenReadersSee
         << "the focus follows the selection: " << name1.toStdString();
 
     // Space opens the selected tile's menu; closing it leaves the dock in keyboard mode.
-    key(QStringLiteral("space"));
+    key("space");
     EXPECT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).size() == 1; }, 3000)) << "a menu is up";
-    key(QStringLiteral("Escape"));
+    key("Escape");
     EXPECT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).isEmpty(); }, 3000)) << "and gone";
     EXPECT_EQ(dock().keyboardIndex, 1);
 
-    key(QStringLiteral("Escape"));
+    key("Escape");
     EXPECT_TRUE(selectionIs(std::nullopt));
     EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterm; }, 3000))
         << "Escape gives the keyboard back to the window that had it";
     EXPECT_EQ(focusedTile(), QString());
 
     // Return opens the selected folder's stack (the folder follows the xterm).
-    key(QStringLiteral("ctrl+alt+d"));
+    key("ctrl+alt+d");
     ASSERT_TRUE(selectionIs(0));
-    key(QStringLiteral("Right"));
+    key("Right");
     ASSERT_TRUE(selectionIs(int(dock().ids.indexOf(folder))));
-    key(QStringLiteral("Return"));
+    key("Return");
     EXPECT_TRUE(stackOpen(true));
-    EXPECT_EQ(client.object(QStringLiteral("Stack"))[QStringLiteral("root")].toString(), folder);
+    EXPECT_EQ(client.object("Stack")["root"].toString(), folder);
     EXPECT_TRUE(selectionIs(std::nullopt)) << "activating ends keyboard mode";
-    key(QStringLiteral("Escape"));
+    key("Escape");
     ASSERT_TRUE(stackOpen(false));
 
     // A minimized window's tile, as a screen reader hears it; the reader's press restores the
     // window, as a click does. (Return activates the selection as the window test sees, and what
     // activating a window's tile does the window control test reads.)
-    const QString tile = QStringLiteral("window-") + QString::number(xterm);
-    session.xdotool({QStringLiteral("windowminimize"), QString::number(xterm)});
+    const QString tile = "window-" + QString::number(xterm);
+    session.xdotool({"windowminimize", QString::number(xterm)});
     ASSERT_TRUE(E2eSession::waitFor([&] { return dock().ids.contains(tile); }, 5000));
     QJsonArray tiles;
     E2eSession::waitFor(
         [&] {
-            const RunResult r = atspi({QStringLiteral("tiles")});
+            const RunResult r = atspi({"tiles"});
             tiles = QJsonDocument::fromJson(r.out.toUtf8()).array();
             return tiles.size() == dock().ids.size();
         },
@@ -176,25 +172,25 @@ TEST_F(KeyboardE2e, TheShortcutArrowsMenusAndReturnWorkTheDockAsScreenReadersSee
     ASSERT_EQ(tiles.size(), dock().ids.size()) << "every tile is on the accessibility bus";
     const auto states = [&](int index) {
         QStringList out;
-        for (const QJsonValue& v : tiles[index].toObject()[QStringLiteral("states")].toArray())
+        for (const QJsonValue& v : tiles[index].toObject()["states"].toArray())
             out << v.toString();
         return out;
     };
     const QStringList ids = dock().ids;
     for (const QJsonValue& t : tiles)
-        EXPECT_EQ(t[QStringLiteral("actions")].toArray(), (QJsonArray{QStringLiteral("Press"), QStringLiteral("ShowMenu")}));
+        EXPECT_EQ(t["actions"].toArray(), (QJsonArray{"Press", "ShowMenu"}));
     const auto found = std::find_if(ids.begin(), ids.end(), [](const QString& id) { return id.endsWith("xterm.desktop"); });
     const int app = found == ids.end() ? -1 : int(found - ids.begin());
     ASSERT_GE(app, 0);
-    EXPECT_TRUE(states(app).contains(QStringLiteral("checked"))) << "running: " << states(app).join(' ').toStdString();
-    EXPECT_TRUE(states(app).contains(QStringLiteral("collapsed"))) << "all its windows minimized";
-    EXPECT_FALSE(states(app).contains(QStringLiteral("active")));
+    EXPECT_TRUE(states(app).contains("checked")) << "running: " << states(app).join(' ').toStdString();
+    EXPECT_TRUE(states(app).contains("collapsed")) << "all its windows minimized";
+    EXPECT_FALSE(states(app).contains("active"));
     const int window = int(ids.indexOf(tile));
-    EXPECT_TRUE(states(window).contains(QStringLiteral("collapsed"))) << "a minimized window";
-    EXPECT_FALSE(states(int(ids.indexOf(folder))).contains(QStringLiteral("checked"))) << "a folder is not running";
+    EXPECT_TRUE(states(window).contains("collapsed")) << "a minimized window";
+    EXPECT_FALSE(states(int(ids.indexOf(folder))).contains("checked")) << "a folder is not running";
 
-    const QString windowName = tiles[window].toObject()[QStringLiteral("name")].toString();
-    const RunResult press = atspi({QStringLiteral("do"), windowName, QStringLiteral("Press")});
+    const QString windowName = tiles[window].toObject()["name"].toString();
+    const RunResult press = atspi({"do", windowName, "Press"});
     ASSERT_EQ(press.exitCode, 0) << press.err.toStdString();
     EXPECT_TRUE(E2eSession::waitFor([&] { return !dock().ids.contains(tile); }, 5000)) << "pressed, the window is restored";
 
@@ -208,9 +204,9 @@ TEST_F(KeyboardE2e, TheShortcutArrowsMenusAndReturnWorkTheDockAsScreenReadersSee
     wharf = session.startWharf();
     ASSERT_NE(wharf, nullptr);
     QString err;
-    const QString expected = QStringLiteral(
+    const QString expected =
         "Keyboard shortcut unavailable: Control–Option–D is already assigned to another application. Change that "
-        "application's shortcut, then relaunch Wharf to enable keyboard access.");
+        "application's shortcut, then relaunch Wharf to enable keyboard access.";
     EXPECT_TRUE(waitForLog(*wharf, err, expected)) << err.toStdString();
     EXPECT_TRUE(client.settledDock()) << "the dock runs on";
 }

@@ -139,7 +139,7 @@ int E2eSession::stop(QProcess* process, int timeoutMs)
 
 QProcess* E2eSession::startWharf(const QStringList& args)
 {
-    QProcess* wharf = start(QStringLiteral(WHARF_BINARY), args);
+    QProcess* wharf = start(WHARF_BINARY, args);
     QDBusConnection connection = bus();
     const bool up = waitFor(
         [&] {
@@ -279,29 +279,25 @@ bool waitForLog(QProcess& process, QString& log, const QString& text, int timeou
 
 quint32 activeWindow(E2eSession& session)
 {
-    const QString out = session.xprop({QStringLiteral("-root"), QStringLiteral("_NET_ACTIVE_WINDOW")});
+    const QString out = session.xprop({"-root", "_NET_ACTIVE_WINDOW"});
     bool ok = false;
-    const quint32 id = out.section(QLatin1Char('#'), 1).trimmed().section(QLatin1Char(','), 0, 0).toUInt(&ok, 16);
+    const quint32 id = out.section('#', 1).trimmed().section(',', 0, 0).toUInt(&ok, 16);
     return ok ? id : 0;
 }
 
 bool isIconic(E2eSession& session, quint32 window)
 {
-    return session.xprop({QStringLiteral("-id"), QString::number(window), QStringLiteral("WM_STATE")})
-        .contains(QStringLiteral("Iconic"));
+    return session.xprop({"-id", QString::number(window), "WM_STATE"}).contains("Iconic");
 }
 
 QStringList openMenus(E2eSession& session, qint64 pid)
 {
-    const RunResult r = session.xdotool({QStringLiteral("search"), QStringLiteral("--all"), QStringLiteral("--onlyvisible"),
-                                         QStringLiteral("--pid"), QString::number(pid), QStringLiteral("--name"),
-                                         QString()});
+    const RunResult r =
+        session.xdotool({"search", "--all", "--onlyvisible", "--pid", QString::number(pid), "--name", QString()});
     QStringList menus;
-    for (const QString& window : r.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
-        if (session.run(QStringLiteral("xwininfo"), {QStringLiteral("-id"), window})
-                .out.contains(QStringLiteral("Override Redirect State: yes"))
-            && !session.xprop({QStringLiteral("-id"), window, QStringLiteral("_NET_WM_WINDOW_TYPE")})
-                    .contains(QStringLiteral("_TOOLTIP")))
+    for (const QString& window : r.out.split('\n', Qt::SkipEmptyParts)) {
+        if (session.run("xwininfo", {"-id", window}).out.contains("Override Redirect State: yes")
+            && !session.xprop({"-id", window, "_NET_WM_WINDOW_TYPE"}).contains("_TOOLTIP"))
             menus << window;
     }
     return menus;
