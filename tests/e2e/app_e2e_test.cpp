@@ -19,7 +19,7 @@ const QString settingsTitle = "^Wharf Settings$";
 QString findWindow(E2eSession& session, const QString& title, int timeoutMs = 10000)
 {
     QString found;
-    E2eSession::waitFor(
+    waitFor(
         [&] {
             const RunResult r = session.xdotool({"search", "--onlyvisible", "--name", title});
             found = r.out.split('\n', Qt::SkipEmptyParts).value(0);
@@ -31,7 +31,7 @@ QString findWindow(E2eSession& session, const QString& title, int timeoutMs = 10
 
 bool waitForSetting(E2eSession& session, const QString& key, const QVariant& expected)
 {
-    return E2eSession::waitFor([&] { return storedSetting(session, key) == expected; }, 5000, 50);
+    return waitFor([&] { return storedSetting(session, key) == expected; }, 5000, 50);
 }
 
 void keys(E2eSession& session, const QStringList& names)
@@ -88,7 +88,7 @@ TEST(App, FirstStartPinsGnomeFavouritesTheTrayIconAndDBusShowTheSameMenuAndTheSe
     EXPECT_EQ(pinned, (QStringList{beta, alpha})) << pinned.join(' ').toStdString();
 
     QRect icon;
-    ASSERT_TRUE(E2eSession::waitFor([&] {
+    ASSERT_TRUE(waitFor([&] {
         icon = paintedArea(session.screenshot(), tray, background);
         return icon.width() >= 8 && icon.height() >= 8;
     })) << "no icon in the tray";
@@ -100,16 +100,16 @@ TEST(App, FirstStartPinsGnomeFavouritesTheTrayIconAndDBusShowTheSameMenuAndTheSe
     // The first enabled entry below the header is "Settings…".
     session.xdotool({"mousemove", QString::number(icon.center().x()), QString::number(icon.center().y()),
                      "click", "3"});
-    ASSERT_TRUE(E2eSession::waitFor(menuShown));
+    ASSERT_TRUE(waitFor(menuShown));
     keys(session, {"Down", "Return"});
     EXPECT_FALSE(findWindow(session, settingsTitle).isEmpty()) << "the tray menu did not open the settings";
     session.run("wmctrl", {"-c", "Wharf Settings"});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return findWindow(session, settingsTitle, 0).isEmpty(); }));
+    ASSERT_TRUE(waitFor([&] { return findWindow(session, settingsTitle, 0).isEmpty(); }));
 
     // Ctrl+, from a dock that has the keyboard.
     ASSERT_EQ(client.call("FocusDock").type(), QDBusMessage::ReplyMessage);
     const QStringList docks = wharfWindows(session, wharf->processId());
-    ASSERT_TRUE(E2eSession::waitFor([&] { return docks.contains(QString::number(activeWindow(session))); }));
+    ASSERT_TRUE(waitFor([&] { return docks.contains(QString::number(activeWindow(session))); }));
     keys(session, {"ctrl+comma"});
     EXPECT_FALSE(findWindow(session, settingsTitle).isEmpty()) << "Ctrl+, did not open the settings";
     session.run("wmctrl", {"-c", "Wharf Settings"});
@@ -117,7 +117,7 @@ TEST(App, FirstStartPinsGnomeFavouritesTheTrayIconAndDBusShowTheSameMenuAndTheSe
     // Without a tray the same menu comes from D-Bus; its last entry quits.
     session.xdotool({"mousemove", "400", "300"});
     ASSERT_EQ(client.call("ShowApplicationMenu").type(), QDBusMessage::ReplyMessage);
-    ASSERT_TRUE(E2eSession::waitFor(menuShown));
+    ASSERT_TRUE(waitFor(menuShown));
     keys(session, {"Up", "Return"});
     ASSERT_TRUE(wharf->waitForFinished(10000)) << "\"Restore System Dock & Quit\" did not quit";
     EXPECT_EQ(wharf->exitCode(), 0);
@@ -134,10 +134,10 @@ TEST(App, FirstStartPinsGnomeFavouritesTheTrayIconAndDBusShowTheSameMenuAndTheSe
     const QPoint opened = windowFrame(session, window).topLeft();
     session.xdotool({"windowmove", "--sync", window, "300", "150"});
     QPoint left;
-    ASSERT_TRUE(E2eSession::waitFor([&] { return (left = windowFrame(session, window).topLeft()) != opened; }))
+    ASSERT_TRUE(waitFor([&] { return (left = windowFrame(session, window).topLeft()) != opened; }))
         << "the window did not move";
     session.xdotool({"windowactivate", "--sync", window});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return QString::number(activeWindow(session)) == window; }));
+    ASSERT_TRUE(waitFor([&] { return QString::number(activeWindow(session)) == window; }));
 
     // The width slider has the focus; the magnification slider is next.
     keys(session, {"Tab", "Right", "Right", "Right"});
@@ -150,14 +150,14 @@ TEST(App, FirstStartPinsGnomeFavouritesTheTrayIconAndDBusShowTheSameMenuAndTheSe
     EXPECT_LT(bottomStrut(), 340) << "and not at the top of the dock window";
     keys(session, {"Tab", "space"});
     EXPECT_TRUE(waitForSetting(session, "autoHide", true));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return bottomStrut() == 0; })) << "the dock still reserves its band";
+    EXPECT_TRUE(waitFor([&] { return bottomStrut() == 0; })) << "the dock still reserves its band";
 
     // "Open at login" (the compatibility box is disabled here: no desktop dock to hide).
     const QString entry = session.configHome() + "/autostart/wharf.desktop";
     keys(session, {"Tab", "Tab", "space"});
-    EXPECT_TRUE(E2eSession::waitFor([&] { return QFile::exists(entry); }, 5000)) << "no autostart entry";
+    EXPECT_TRUE(waitFor([&] { return QFile::exists(entry); }, 5000)) << "no autostart entry";
     keys(session, {"space"});
-    EXPECT_TRUE(E2eSession::waitFor([&] { return !QFile::exists(entry); }, 5000)) << "autostart entry stays";
+    EXPECT_TRUE(waitFor([&] { return !QFile::exists(entry); }, 5000)) << "autostart entry stays";
 
     // Ctrl+Q quits while the settings window has the keyboard; the next start opens it where it was.
     keys(session, {"ctrl+q"});
@@ -168,7 +168,7 @@ TEST(App, FirstStartPinsGnomeFavouritesTheTrayIconAndDBusShowTheSameMenuAndTheSe
     const QString reopened = findWindow(session, settingsTitle);
     ASSERT_FALSE(reopened.isEmpty()) << "no settings window";
     QPoint now;
-    EXPECT_TRUE(E2eSession::waitFor([&] { return (now = windowFrame(session, reopened).topLeft()) == left; }))
+    EXPECT_TRUE(waitFor([&] { return (now = windowFrame(session, reopened).topLeft()) == left; }))
         << now.x() << "," << now.y() << " instead of " << left.x() << "," << left.y();
 }
 

@@ -31,7 +31,7 @@ std::optional<DockInfo> findDock(DockClient& client, const QString& display, boo
 bool waitForDock(DockClient& client, const QString& display, bool overlay,
                  const std::function<bool(const DockInfo&)>& condition)
 {
-    return E2eSession::waitFor([&] {
+    return waitFor([&] {
         const auto dock = findDock(client, display, overlay);
         return dock && condition(*dock);
     }, 10000, 50);
@@ -63,7 +63,7 @@ TEST(AutoHide, HidesAfterThePointerLeavesAndComesBackOnlyFromTheEdgeStrip)
     movePointer(session, QPointF(960, 300));
     ASSERT_NE(session.startWharf(), nullptr);
     DockClient client(session);
-    const QString display = E2eSession::waitFor([&] { return !client.docks().empty(); })
+    const QString display = waitFor([&] { return !client.docks().empty(); })
         ? client.docks().front().display : QString();
 
     // Nothing holds the dock up: it slides below the screen edge.
@@ -72,8 +72,7 @@ TEST(AutoHide, HidesAfterThePointerLeavesAndComesBackOnlyFromTheEdgeStrip)
     const auto dock = findDock(client, display, false);
     ASSERT_TRUE(dock);
     const QRect band = shelfBand(*dock);
-    ASSERT_TRUE(E2eSession::waitFor([&] { return difference(session.screenshot(), empty, band) < 8; }))
-        << "no shelf on screen";
+    ASSERT_TRUE(waitFor([&] { return difference(session.screenshot(), empty, band) < 8; })) << "no shelf on screen";
 
     // The strip that still takes the pointer cannot be clear here; it must not be black.
     const QRect strip(band.left(), 1076, band.width(), 4);
@@ -85,7 +84,7 @@ TEST(AutoHide, HidesAfterThePointerLeavesAndComesBackOnlyFromTheEdgeStrip)
     const int centre = int(dock->tiles[dock->tiles.size() / 2].center().x());
     movePointer(session, QPointF(centre, 1079));
     ASSERT_TRUE(waitForDock(client, display, false, [](const DockInfo& d) { return d.hiddenAmount == 0; }));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return difference(session.screenshot(), empty, band) > 20; }))
+    EXPECT_TRUE(waitFor([&] { return difference(session.screenshot(), empty, band) > 20; }))
         << "the shelf is drawn once shown";
 
     // Away from it again, it hides again.
@@ -111,7 +110,7 @@ TEST(AutoHide, EveryDisplayGetsTwoUnfocusedDocksThatLetClicksThroughAndAFullScre
     DockClient client(session);
     // The row must not move from where it was first shown into its resting layout.
     std::vector<std::vector<QRectF>> seen;
-    E2eSession::waitFor(
+    waitFor(
         [&] {
             const auto docks = client.docks();
             if (!docks.empty() && !docks.front().tiles.empty())
@@ -175,7 +174,7 @@ TEST(AutoHide, EveryDisplayGetsTwoUnfocusedDocksThatLetClicksThroughAndAFullScre
         // Start from the other terminal being active, so the activation of the one below can only
         // come from the click.
         session.xdotool({"windowactivate", QString::number(other)});
-        if (!E2eSession::waitFor([&] { return activeWindow(session) == other; }, 3000))
+        if (!waitFor([&] { return activeWindow(session) == other; }, 3000))
             return false;
         movePointer(session, p);
         return session.xdotool({"click", "1"}).exitCode == 0;
@@ -184,7 +183,7 @@ TEST(AutoHide, EveryDisplayGetsTwoUnfocusedDocksThatLetClicksThroughAndAFullScre
     // Transparent part of the dock window (its top-left corner, far from the shelf).
     ASSERT_TRUE(windowFrame(session, QString::number(below)).contains(QPoint(40, 760)));
     ASSERT_TRUE(clickAt(QPoint(40, 760)));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == below; }, 3000))
+    EXPECT_TRUE(waitFor([&] { return activeWindow(session) == below; }, 3000))
         << "a click on the transparent part reaches the terminal below";
 
     // A tile takes the click itself: neither the terminal below nor the dock gets the focus.
@@ -192,7 +191,7 @@ TEST(AutoHide, EveryDisplayGetsTwoUnfocusedDocksThatLetClicksThroughAndAFullScre
     ASSERT_TRUE(now);
     ASSERT_TRUE(windowFrame(session, QString::number(below)).contains(center(now->tiles.back()))) << "the terminal lies under the tile";
     ASSERT_TRUE(clickAt(center(now->tiles.back())));
-    EXPECT_FALSE(E2eSession::waitFor([&] {
+    EXPECT_FALSE(waitFor([&] {
         const quint32 active = activeWindow(session);
         return active == below || windows.contains(QString::number(active));
     }, 1000)) << "a click on a tile stays with the dock, which leaves the focus where it was";
@@ -202,7 +201,7 @@ TEST(AutoHide, EveryDisplayGetsTwoUnfocusedDocksThatLetClicksThroughAndAFullScre
     // The red terminal, given the keyboard, goes full screen on the left display.
     movePointer(session, QPointF(960, 400));
     session.xdotool({"windowactivate", red});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return QString::number(activeWindow(session)) == red; }));
+    ASSERT_TRUE(waitFor([&] { return QString::number(activeWindow(session)) == red; }));
     const QString left = "LEFT", right = "RIGHT";
 
     ASSERT_TRUE(fullScreen(session, red, true));
@@ -222,7 +221,7 @@ TEST(AutoHide, EveryDisplayGetsTwoUnfocusedDocksThatLetClicksThroughAndAFullScre
     const auto overlay = findDock(client, left, true);
     ASSERT_TRUE(overlay && !overlay->tiles.empty());
     const QRect band = shelfBand(*overlay);
-    EXPECT_TRUE(E2eSession::waitFor([&] { return difference(session.screenshot(), covered, band) > 20; }))
+    EXPECT_TRUE(waitFor([&] { return difference(session.screenshot(), covered, band) > 20; }))
         << "the overlay's shelf is drawn over the full-screen window";
 
     // It leaves again with the pointer.
@@ -246,7 +245,7 @@ TEST(AutoHide, EveryDisplayGetsTwoUnfocusedDocksThatLetClicksThroughAndAFullScre
     ASSERT_TRUE(fullScreen(session, red, true));
     ASSERT_TRUE(waitForDock(client, right, true, [](const DockInfo& d) { return d.mapped; }));
     ASSERT_EQ(session.run("xrandr", {"--delmonitor", right}).exitCode, 0);
-    ASSERT_TRUE(E2eSession::waitFor([&] {
+    ASSERT_TRUE(waitFor([&] {
         const auto docks = client.docks();
         return docks.size() == 2 && docks.front().display == left && docks.back().display == left;
     })) << "rebuilt for the display that is left";

@@ -112,7 +112,7 @@ protected:
                 .arg(desktopID, windowClass));
         session.start(script, {desktopID, QString::number(count), busName, windowClass});
         EXPECT_TRUE(session.waitForClientWindow(windowClass));
-        EXPECT_TRUE(E2eSession::waitFor([&] { return session.bus().interface()->isServiceRegistered(busName).value(); }));
+        EXPECT_TRUE(waitFor([&] { return session.bus().interface()->isServiceRegistered(busName).value(); }));
         return QFileInfo(entry).canonicalFilePath();
     }
 
@@ -149,39 +149,38 @@ TEST_F(Decorated, BadgeProgressAndAttentionFollowTheLauncherEntrySignalEarlyPubl
     const QString early = startPublisher("early-terminal", 7);
     // A small dock, with room to grow.
     startDock({{"dockWidthFraction", 0.15}, {"magnification", 1.0}});
-    EXPECT_TRUE(E2eSession::waitFor([&] { return label(early) == "7"; }))
+    EXPECT_TRUE(waitFor([&] { return label(early) == "7"; }))
         << "the program that published before Wharf started shows its count";
     // Published before its tile appeared, while Wharf listened only to its dock's applications.
     const QString late = startPublisher("late-terminal", 3);
-    EXPECT_TRUE(E2eSession::waitFor([&] { return label(late) == "3"; }))
-        << "the program is asked when its tile appears";
+    EXPECT_TRUE(waitFor([&] { return label(late) == "3"; })) << "the program is asked when its tile appears";
 
     emitUpdate(session, desktopID, "{'count': <int64 5>, 'count-visible': <true>}");
-    ASSERT_TRUE(E2eSession::waitFor([&] { return label(terminalID) == "5"; }));
+    ASSERT_TRUE(waitFor([&] { return label(terminalID) == "5"; }));
     const QRectF frame = rectFrom(badge(terminalID)["frame"]);
     const QRectF icon = client.tile(terminalID);
     // Over the icon's top-right corner, overhanging it.
     EXPECT_GT(frame.right(), icon.right());
     EXPECT_LT(frame.top(), icon.top());
     EXPECT_GT(frame.bottom(), icon.top());
-    EXPECT_TRUE(E2eSession::waitFor([&] { return share(session.screenshot(), frame.adjusted(3, 3, -3, -3), isRed) > 0.5; }))
+    EXPECT_TRUE(waitFor([&] { return share(session.screenshot(), frame.adjusted(3, 3, -3, -3), isRed) > 0.5; }))
         << "a red badge is drawn";
 
     // Wrong types and other applications change nothing; huge counts are shortened.
     emitUpdate(session, desktopID, "{'count': <'seven'>, 'count-visible': <'yes'>}");
     emitUpdate(session, "no-such-app", "{'count': <int64 9>, 'count-visible': <true>}");
     emitUpdate(session, desktopID, "{'count': <int64 123456>}");
-    ASSERT_TRUE(E2eSession::waitFor([&] { return label(terminalID) == "999+"; }));
+    ASSERT_TRUE(waitFor([&] { return label(terminalID) == "999+"; }));
     EXPECT_EQ(dock()["badges"].toArray().size(), 3) << "the terminal's and the publishers'";
 
     emitUpdate(session, desktopID, "{'count-visible': <false>}");
-    ASSERT_TRUE(E2eSession::waitFor([&] { return badge(terminalID).isEmpty(); }));
-    ASSERT_TRUE(E2eSession::waitFor([&] { return share(session.screenshot(), frame, isRed) < 0.05; }))
+    ASSERT_TRUE(waitFor([&] { return badge(terminalID).isEmpty(); }));
+    ASSERT_TRUE(waitFor([&] { return share(session.screenshot(), frame, isRed) < 0.05; }))
         << "the badge is gone from the screen";
 
     // Progress: a bar under the icon, filled halfway.
     emitUpdate(session, desktopID, "{'progress': <0.5>, 'progress-visible': <true>}");
-    ASSERT_TRUE(E2eSession::waitFor([&] { return badge(terminalID)["progress"].toDouble() == 0.5; }));
+    ASSERT_TRUE(waitFor([&] { return badge(terminalID)["progress"].toDouble() == 0.5; }));
     const QRectF barIcon = client.tile(terminalID);
     const double barY = barIcon.bottom() + 4;
     const double barLeft = barIcon.left() + barIcon.width() * 0.15;
@@ -189,7 +188,7 @@ TEST_F(Decorated, BadgeProgressAndAttentionFollowTheLauncherEntrySignalEarlyPubl
     const QPoint donePart = QPointF(barLeft + barWidth * 0.25, barY).toPoint();
     const QPoint restPart = QPointF(barLeft + barWidth * 0.75, barY).toPoint();
     const auto blueness = [](QRgb c) { return qBlue(c) - qRed(c); };
-    EXPECT_TRUE(E2eSession::waitFor([&] { return blueness(session.screenshot().pixel(donePart)) > 80; }))
+    EXPECT_TRUE(waitFor([&] { return blueness(session.screenshot().pixel(donePart)) > 80; }))
         << "the done part is blue";
     EXPECT_LT(blueness(session.screenshot().pixel(restPart)), 40) << "the rest is not";
     emitUpdate(session, desktopID, "{'progress-visible': <false>}");
@@ -201,10 +200,10 @@ TEST_F(Decorated, BadgeProgressAndAttentionFollowTheLauncherEntrySignalEarlyPubl
     session.start("xmessage", {"-geometry", "+900+100", "elsewhere"});
     ASSERT_TRUE(session.waitForClientWindow("xmessage"));
     session.xdotool({"windowactivate", QString::number(session.clientWindows("xmessage").front())});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return client.settledDock() && tiles() == tilesBefore + 1; }))
+    ASSERT_TRUE(waitFor([&] { return client.settledDock() && tiles() == tilesBefore + 1; }))
         << "xmessage has its own tile now";
     emitUpdate(session, desktopID, "{'urgent': <true>}");
-    ASSERT_TRUE(E2eSession::waitFor([&] { return dock()["pulsing"].toBool(); }));
+    ASSERT_TRUE(waitFor([&] { return dock()["pulsing"].toBool(); }));
     const QJsonArray indicator = badge(terminalID)["indicator"].toArray();
     EXPECT_NEAR(indicator.at(0).toDouble(), client.tile(terminalID).center().x(), 1);
     // Beside the indicator's white dot, inside its glow.
@@ -220,7 +219,7 @@ TEST_F(Decorated, BadgeProgressAndAttentionFollowTheLauncherEntrySignalEarlyPubl
     EXPECT_GT(highest - lowest, 60) << "the glow rises and falls: " << lowest << ".." << highest;
 
     session.xdotool({"windowactivate", QString::number(xterm)});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return !dock()["pulsing"].toBool(); }));
+    ASSERT_TRUE(waitFor([&] { return !dock()["pulsing"].toBool(); }));
     EXPECT_TRUE(badge(terminalID).isEmpty());
     EXPECT_LT(orange(session.screenshot().pixel(spot)), lowest + 30) << "no glow once activated";
 
@@ -229,7 +228,7 @@ TEST_F(Decorated, BadgeProgressAndAttentionFollowTheLauncherEntrySignalEarlyPubl
     const QRectF terminal = client.tile(terminalID);
     movePointer(session, terminal.center());
     const auto hoverLabel = [&]() -> QJsonValue { return dock()["hoverLabel"]; };
-    ASSERT_TRUE(E2eSession::waitFor([&] { return hoverLabel()["text"] == "Test Terminal"; }));
+    ASSERT_TRUE(waitFor([&] { return hoverLabel()["text"] == "Test Terminal"; }));
     const QRectF shown = rectFrom(hoverLabel()["frame"]);
     const QRectF current = client.tile(terminalID);
     EXPECT_NEAR(shown.center().x(), current.center().x(), 2) << "centred over the tile";
@@ -237,7 +236,7 @@ TEST_F(Decorated, BadgeProgressAndAttentionFollowTheLauncherEntrySignalEarlyPubl
 
     // The pointer leaves the dock: the label goes.
     movePointer(session, QPointF(900, 300));
-    ASSERT_TRUE(E2eSession::waitFor([&] { return !hoverLabel().isObject(); }));
+    ASSERT_TRUE(waitFor([&] { return !hoverLabel().isObject(); }));
 
     const auto grip = [&] { return rectFrom(dock()["divider"]).center().toPoint(); };
     ASSERT_FALSE(grip().isNull()) << "a divider between the applications and the folders";
@@ -253,7 +252,7 @@ TEST_F(Decorated, BadgeProgressAndAttentionFollowTheLauncherEntrySignalEarlyPubl
     session.xdotool({"mousedown", "1"});
     for (int dy = 10; dy <= 50; dy += 10)
         moveTo(start.x(), start.y() - dy);
-    EXPECT_TRUE(E2eSession::waitFor([&] { return client.tile(terminalID).width() > startWidth + 20; }))
+    EXPECT_TRUE(waitFor([&] { return client.tile(terminalID).width() > startWidth + 20; }))
         << "icons grow while the divider is dragged up";
     session.xdotool({"mouseup", "1"});
 
@@ -262,13 +261,13 @@ TEST_F(Decorated, BadgeProgressAndAttentionFollowTheLauncherEntrySignalEarlyPubl
     moveTo(grip().x(), grip().y());
     session.xdotool({"click", "3"});
     const auto menuOpen = [&] { return dock()["menuOpen"].toBool(); };
-    ASSERT_TRUE(E2eSession::waitFor(menuOpen));
+    ASSERT_TRUE(waitFor(menuOpen));
     session.xdotool({"key", "Escape"});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return !menuOpen(); }));
+    ASSERT_TRUE(waitFor([&] { return !menuOpen(); }));
 
     // The new size is what was stored.
     ASSERT_TRUE(client.quit());
-    ASSERT_TRUE(E2eSession::waitFor([&] { return wharf->state() == QProcess::NotRunning; }));
+    ASSERT_TRUE(waitFor([&] { return wharf->state() == QProcess::NotRunning; }));
     EXPECT_GT(storedSetting(session, "dockWidthFraction").toDouble(), 0.15);
 }
 

@@ -124,7 +124,7 @@ public:
                                         int timeoutMs = 10000)
     {
         std::optional<QJsonObject> found;
-        const bool held = E2eSession::waitFor([&] {
+        const bool held = waitFor([&] {
             found = item(field, value);
             return found && (!condition || condition(*found));
         }, timeoutMs);
@@ -162,7 +162,7 @@ public:
         std::vector<QRectF> last;
         int stable = 0;
         std::optional<DockInfo> result;
-        E2eSession::waitFor(
+        waitFor(
             [&] {
                 const auto all = docks();
                 if (static_cast<int>(all.size()) != expectedDocks || all.front().tiles.empty())
@@ -230,7 +230,7 @@ inline quint32 startXterm(E2eSession& session, const QStringList& args = {})
 {
     const std::size_t before = session.clientWindows("xterm").size();
     session.start("xterm", args);
-    if (!E2eSession::waitFor([&] { return session.clientWindows("xterm").size() > before; }, 10000, 100))
+    if (!waitFor([&] { return session.clientWindows("xterm").size() > before; }, 10000, 100))
         return 0;
     return session.clientWindows("xterm").back();
 }

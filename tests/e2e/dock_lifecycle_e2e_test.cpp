@@ -25,7 +25,7 @@ TEST(DockLifecycle, ASecondInstanceIsTurnedAwayOddArgumentsStartTheDockSignalsAn
         // The first start saves its pins (and the view its resting size) soon after: wait until the
         // file holds still.
         QByteArray settings;
-        ASSERT_TRUE(E2eSession::waitFor([&] {
+        ASSERT_TRUE(waitFor([&] {
             const QByteArray now = readFile(conf);
             const bool settled = !now.isEmpty() && now == settings;
             settings = now;

@@ -54,7 +54,7 @@ TEST(DockWindows, ShelfIndicatorsAndIconsAreDrawnWhereTheFramesSayInLightAndDark
         QProcess* wharf = session.startWharf();
         ASSERT_NE(wharf, nullptr);
         DockClient client(session);
-        ASSERT_TRUE(E2eSession::waitFor([&] { return client.items().size() >= 3; })); // the pin, the xterm, the Trash
+        ASSERT_TRUE(waitFor([&] { return client.items().size() >= 3; })); // the pin, the xterm, the Trash
         const auto dock = client.settledDock();
         ASSERT_TRUE(dock);
         const QImage shot = session.screenshot().convertToFormat(QImage::Format_RGB32);
@@ -94,7 +94,7 @@ TEST(DockWindows, ShelfIndicatorsAndIconsAreDrawnWhereTheFramesSayInLightAndDark
         const QPoint centre = dock->tiles[std::size_t(dock->ids.indexOf(themed))].center().toPoint();
         QColor shown;
         const auto shows = [&](const QColor& color) {
-            return E2eSession::waitFor([&] { return near(shown = session.screenshot().pixelColor(centre), color); }, 10000, 200);
+            return waitFor([&] { return near(shown = session.screenshot().pixelColor(centre), color); }, 10000, 200);
         };
         EXPECT_TRUE(shows(Qt::red)) << shown.name().toStdString();
         ASSERT_EQ(setTheme("WharfBlue"), 0);
@@ -102,19 +102,19 @@ TEST(DockWindows, ShelfIndicatorsAndIconsAreDrawnWhereTheFramesSayInLightAndDark
         // The xterm's tile leaves in frames drawn past Qt. Mapped again, the dock shows the last of
         // them, not the older picture Qt kept.
         session.xdotool({"windowkill", QString::number(xterm)});
-        ASSERT_TRUE(E2eSession::waitFor([&] { return client.items().size() == 2; }));
+        ASSERT_TRUE(waitFor([&] { return client.items().size() == 2; }));
         ASSERT_TRUE(client.settledDock());
         const QRect dockArea(0, 1080 - 200, 1920, 200);
         const auto dockShot = [&] { return session.screenshot().copy(dockArea).convertToFormat(QImage::Format_RGB32); };
         QImage left = dockShot();
-        ASSERT_TRUE(E2eSession::waitFor([&] { return std::exchange(left, dockShot()) == left; }, 5000, 200));
+        ASSERT_TRUE(waitFor([&] { return std::exchange(left, dockShot()) == left; }, 5000, 200));
         const RunResult shownDocks = session.xdotool(
             {"search", "--onlyvisible", "--pid", QString::number(wharf->processId()), "--name", "^Wharf$"});
         for (const QString& window : shownDocks.out.split('\n', Qt::SkipEmptyParts)) {
             session.xdotool({"windowunmap", "--sync", window});
             session.xdotool({"windowmap", "--sync", window});
         }
-        EXPECT_TRUE(E2eSession::waitFor([&] { return dockShot() == left; }, 3000, 100)) << "the dock after mapping again";
+        EXPECT_TRUE(waitFor([&] { return dockShot() == left; }, 3000, 100)) << "the dock after mapping again";
 
     }
     EXPECT_GT(shelfLightness["light"], shelfLightness["dark"] + 20) << "the light shelf is lighter than the dark one";
@@ -138,7 +138,7 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
     QProcess* wharf = session.startWharf();
     ASSERT_NE(wharf, nullptr);
     DockClient client(session);
-    ASSERT_TRUE(E2eSession::waitFor([&] { return client.items().size() >= 3; }));
+    ASSERT_TRUE(waitFor([&] { return client.items().size() >= 3; }));
     const auto dock = client.settledDock();
     ASSERT_TRUE(dock);
     const int count = int(dock->tiles.size());
@@ -157,7 +157,7 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
     const QPoint point = center(dock->tiles[target]);
     movePointer(session, point);
     std::optional<DockInfo> magnified;
-    ASSERT_TRUE(E2eSession::waitFor([&] {
+    ASSERT_TRUE(waitFor([&] {
         magnified = client.settledDock();
         return magnified && magnified->hoveredIndex == target
             && magnified->tiles[target].width() > dock->tiles[target].width() * 1.3;
@@ -172,7 +172,7 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
     // The hover label above it shows (its dark title over the white terminal) and takes no input:
     // the pointer on it is in the terminal, out of the dock, and the hover ends.
     const QRect label(int(tile.center().x()) - 20, int(tile.top()) - 36, 40, 26);
-    EXPECT_TRUE(E2eSession::waitFor([&] {
+    EXPECT_TRUE(waitFor([&] {
         const QImage shot = session.screenshot();
         int dark = 0;
         for (int y = label.top(); y <= label.bottom(); ++y)
@@ -182,14 +182,14 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
     })) << "the label's title on screen";
     movePointer(session, label.center());
     EXPECT_FALSE(windowUnderPointer().contains("Height: 340")) << "the label takes no input";
-    EXPECT_TRUE(E2eSession::waitFor([&] { return client.hoveredIndex() == -1; })) << "hover ends on the label";
+    EXPECT_TRUE(waitFor([&] { return client.hoveredIndex() == -1; })) << "hover ends on the label";
     movePointer(session, point);
-    ASSERT_TRUE(E2eSession::waitFor([&] { return client.hoveredIndex() == target; }));
+    ASSERT_TRUE(waitFor([&] { return client.hoveredIndex() == target; }));
     // While the row moves, the dock follows the pointer without motion events of its own: a move
     // back right after one to the next icon is seen too.
     movePointer(session, center(magnified->tiles[target - 1]));
     movePointer(session, point);
-    EXPECT_TRUE(E2eSession::waitFor([&] {
+    EXPECT_TRUE(waitFor([&] {
         const auto now = client.settledDock();
         return now && now->hoveredIndex == target;
     })) << "hovered " << client.hoveredIndex();
@@ -201,7 +201,7 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
     EXPECT_TRUE(geometry.contains("Height: 340")) << geometry.toStdString();
     // Leaving through it ends the hover and brings the row back to rest.
     movePointer(session, QPoint(960, 200));
-    EXPECT_TRUE(E2eSession::waitFor([&] {
+    EXPECT_TRUE(waitFor([&] {
         const auto now = client.settledDock();
         return now && !now->hoveredIndex && int(now->tiles.size()) == count
             && std::abs(now->tiles[target].width() - dock->tiles[target].width()) < 0.5;
@@ -209,7 +209,7 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
 
     QProcess* compositor = session.start("xcompmgr");
     ASSERT_TRUE(waitForLog(*wharf, log, "Compositing manager running")) << log.toStdString();
-    ASSERT_TRUE(E2eSession::waitFor([&] { return session.screenshot().pixelColor(icon) != desktop; }, 3000));
+    ASSERT_TRUE(waitFor([&] { return session.screenshot().pixelColor(icon) != desktop; }, 3000));
     const QImage blended = session.screenshot();
     EXPECT_EQ(blended.pixelColor(clear), white) << "translucent, and still nothing drawn far from the shelf";
     // Icon edges blended against black come out darker than the icon and the desktop both; blended
@@ -241,17 +241,17 @@ TEST(DockWindows, WhatAWindowPassingOverTheDockUncoversIsDrawnAgain)
                             .toAlignedRect().adjusted(-20, -10, 20, 40).intersected(QRect(0, 0, 1920, 1080));
     const auto shelfShot = [&] { return session.screenshot().copy(shelf).convertToFormat(QImage::Format_RGB32); };
     QImage atRest = shelfShot();
-    ASSERT_TRUE(E2eSession::waitFor([&] { return std::exchange(atRest, shelfShot()) == atRest; }, 5000, 200));
+    ASSERT_TRUE(waitFor([&] { return std::exchange(atRest, shelfShot()) == atRest; }, 5000, 200));
     QProcess* passing = session.start("xterm", {"-xrm", "*overrideRedirect: true", "-geometry", "200x20+0+100"});
     QString passer;
-    ASSERT_TRUE(E2eSession::waitFor([&] {
+    ASSERT_TRUE(waitFor([&] {
         passer = session.xdotool({"search", "--onlyvisible", "--pid",
                                   QString::number(passing->processId())}).out.trimmed();
         return !passer.isEmpty();
     }));
     for (const int y : {700, 850, 1000, 800, 100})
         session.xdotool({"windowmove", "--sync", passer, "0", QString::number(y)});
-    EXPECT_TRUE(E2eSession::waitFor([&] { return shelfShot() == atRest; }, 3000));
+    EXPECT_TRUE(waitFor([&] { return shelfShot() == atRest; }, 3000));
 }
 
 // icewm keeps its task bar along the bottom edge: the dock sits on top of it instead of over it.
@@ -262,13 +262,13 @@ TEST(DockWindows, UnderIcewmTheDockSitsAboveItsTaskBar)
     if (QStandardPaths::findExecutable("icewm").isEmpty())
         GTEST_SKIP() << "icewm is not installed";
     session.start("icewm");
-    ASSERT_TRUE(E2eSession::waitFor([&] { return session.xprop({"-root", "_NET_WORKAREA"}).contains('='); }));
+    ASSERT_TRUE(waitFor([&] { return session.xprop({"-root", "_NET_WORKAREA"}).contains('='); }));
     const auto taskBarHeight = [&] {
         // The bottom edge the task bar reserves, from the work area icewm publishes before Wharf runs.
         const QStringList v = session.xprop({"-root", "_NET_WORKAREA"}).section('=', 1).split(',');
         return v.size() >= 4 ? 1080 - (v[1].trimmed().toInt() + v[3].trimmed().toInt()) : -1;
     };
-    ASSERT_TRUE(E2eSession::waitFor([&] { return taskBarHeight() > 0; })) << "icewm shows its task bar";
+    ASSERT_TRUE(waitFor([&] { return taskBarHeight() > 0; })) << "icewm shows its task bar";
     const int taskBar = taskBarHeight();
 
     ASSERT_NE(session.startWharf(), nullptr);

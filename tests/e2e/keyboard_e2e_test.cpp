@@ -68,7 +68,7 @@ protected:
         const auto dock = client.settledDock();
         ASSERT_TRUE(dock);
         session.xdotool({"windowactivate", QString::number(xterm)});
-        ASSERT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterm; }, 3000));
+        ASSERT_TRUE(waitFor([&] { return activeWindow(session) == xterm; }, 3000));
         dockWindows = wharfWindows(session, wharf->processId());
         // The pointer rests on the dock's display, below its tiles.
         movePointer(session, QPointF(dock->frame.left() + 5, dock->frame.bottom() - 2));
@@ -80,7 +80,7 @@ protected:
 
     bool selectionIs(std::optional<int> index)
     {
-        return E2eSession::waitFor([&] { return dock().keyboardIndex == index; }, 3000);
+        return waitFor([&] { return dock().keyboardIndex == index; }, 3000);
     }
 
     RunResult atspi(const QStringList& args)
@@ -96,7 +96,7 @@ protected:
 
     bool stackOpen(bool open)
     {
-        return E2eSession::waitFor([&] { return client.object("Stack")["open"].toBool() == open; }, 5000);
+        return waitFor([&] { return client.object("Stack")["open"].toBool() == open; }, 5000);
     }
 
     E2eSession session;
@@ -111,7 +111,7 @@ TEST_F(KeyboardE2e, TheShortcutArrowsMenusAndReturnWorkTheDockAsScreenReadersSee
 {
     EXPECT_FALSE(KeyGrabber(session.display()).grab()) << "Wharf holds the shortcut: nobody else gets it";
     key("ctrl+alt+d");
-    ASSERT_TRUE(E2eSession::waitFor([&] { return dockWindows.contains(QString::number(activeWindow(session))); }, 3000))
+    ASSERT_TRUE(waitFor([&] { return dockWindows.contains(QString::number(activeWindow(session))); }, 3000))
         << "the dock under the pointer is the active window";
     ASSERT_TRUE(selectionIs(0));
     ASSERT_GE(dock().ids.size(), 3); // xterm, the folder, the Trash
@@ -120,26 +120,26 @@ TEST_F(KeyboardE2e, TheShortcutArrowsMenusAndReturnWorkTheDockAsScreenReadersSee
     const QString title0 = items[0].toObject()["title"].toString();
     const QString title1 = items[1].toObject()["title"].toString();
     QString name0;
-    EXPECT_TRUE(E2eSession::waitFor([&] { return (name0 = focusedTile()) == title0; }, 5000))
+    EXPECT_TRUE(waitFor([&] { return (name0 = focusedTile()) == title0; }, 5000))
         << "a screen reader finds the selected tile focused: " << name0.toStdString();
 
     key("Right");
     EXPECT_TRUE(selectionIs(1));
     EXPECT_EQ(dock().hoveredIndex, 1) << "the selection is what the dock shows as hovered";
     QString name1;
-    EXPECT_TRUE(E2eSession::waitFor([&] { return (name1 = focusedTile()) == title1; }, 5000))
+    EXPECT_TRUE(waitFor([&] { return (name1 = focusedTile()) == title1; }, 5000))
         << "the focus follows the selection: " << name1.toStdString();
 
     // Space opens the selected tile's menu; closing it leaves the dock in keyboard mode.
     key("space");
-    EXPECT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).size() == 1; }, 3000)) << "a menu is up";
+    EXPECT_TRUE(waitFor([&] { return openMenus(session, wharf->processId()).size() == 1; }, 3000)) << "a menu is up";
     key("Escape");
-    EXPECT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).isEmpty(); }, 3000)) << "and gone";
+    EXPECT_TRUE(waitFor([&] { return openMenus(session, wharf->processId()).isEmpty(); }, 3000)) << "and gone";
     EXPECT_EQ(dock().keyboardIndex, 1);
 
     key("Escape");
     EXPECT_TRUE(selectionIs(std::nullopt));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterm; }, 3000))
+    EXPECT_TRUE(waitFor([&] { return activeWindow(session) == xterm; }, 3000))
         << "Escape gives the keyboard back to the window that had it";
     EXPECT_EQ(focusedTile(), QString());
 
@@ -160,9 +160,9 @@ TEST_F(KeyboardE2e, TheShortcutArrowsMenusAndReturnWorkTheDockAsScreenReadersSee
     // activating a window's tile does the window control test reads.)
     const QString tile = "window-" + QString::number(xterm);
     session.xdotool({"windowminimize", QString::number(xterm)});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return dock().ids.contains(tile); }, 5000));
+    ASSERT_TRUE(waitFor([&] { return dock().ids.contains(tile); }, 5000));
     QJsonArray tiles;
-    E2eSession::waitFor(
+    waitFor(
         [&] {
             const RunResult r = atspi({"tiles"});
             tiles = QJsonDocument::fromJson(r.out.toUtf8()).array();
@@ -192,7 +192,7 @@ TEST_F(KeyboardE2e, TheShortcutArrowsMenusAndReturnWorkTheDockAsScreenReadersSee
     const QString windowName = tiles[window].toObject()["name"].toString();
     const RunResult press = atspi({"do", windowName, "Press"});
     ASSERT_EQ(press.exitCode, 0) << press.err.toStdString();
-    EXPECT_TRUE(E2eSession::waitFor([&] { return !dock().ids.contains(tile); }, 5000)) << "pressed, the window is restored";
+    EXPECT_TRUE(waitFor([&] { return !dock().ids.contains(tile); }, 5000)) << "pressed, the window is restored";
 
     // The shortcut is released when Wharf quits.
     ASSERT_TRUE(client.quit());

@@ -27,7 +27,7 @@ namespace {
 QJsonObject alertWhenShown(DockClient& client)
 {
     QJsonObject shown;
-    E2eSession::waitFor([&] { return (shown = client.object("Alert"))["open"].toBool(); });
+    waitFor([&] { return (shown = client.object("Alert"))["open"].toBool(); });
     return shown;
 }
 
@@ -62,7 +62,7 @@ TEST_P(Activation, AClickBringsARunningProgramBackAndStartsAPinnedOne)
         session.setEnv("QT_QPA_PLATFORM", "xcb");
         QProcess* manager = session.start(wm.program, wm.args);
         session.unsetEnv("QT_QPA_PLATFORM");
-        const bool up = E2eSession::waitFor([&] {
+        const bool up = waitFor([&] {
             return manager->state() == QProcess::Running
                 && session.xprop({"-root", "_NET_SUPPORTING_WM_CHECK"}).contains("window id");
         }, 30000, 100);
@@ -92,7 +92,7 @@ TEST_P(Activation, AClickBringsARunningProgramBackAndStartsAPinnedOne)
         return isIconic(session, xterm) && item["hidden"].toBool();
     }));
     EXPECT_TRUE(client.succeeds("Activate", {xtermID}));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterm && !isIconic(session, xterm); }))
+    EXPECT_TRUE(waitFor([&] { return activeWindow(session) == xterm && !isIconic(session, xterm); }))
         << "active " << activeWindow(session) << " want " << xterm;
     EXPECT_TRUE(client.itemWhen("id", xtermID, [](const auto& item) {
         return item["active"].toBool() && !item["hidden"].toBool();
@@ -110,10 +110,10 @@ TEST_P(Activation, AClickBringsARunningProgramBackAndStartsAPinnedOne)
     EXPECT_TRUE(client.itemWhen("id", entryID, [&](const auto& item) {
         return item["pid"].toInteger() == windowPid(session, launched);
     })) << QJsonDocument(client.items()).toJson().toStdString();
-    EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == launched; }));
+    EXPECT_TRUE(waitFor([&] { return activeWindow(session) == launched; }));
     // Clicking the xterm again takes the focus back from the new window.
     EXPECT_TRUE(client.succeeds("Activate", {xtermID}));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterm; }));
+    EXPECT_TRUE(waitFor([&] { return activeWindow(session) == xterm; }));
     // The running xterm and the started TestTerm (an xterm too); the click started no other.
     EXPECT_EQ(session.clientWindows("xterm").size(), 2u);
     EXPECT_FALSE(client.succeeds("Activate", {"/no/such/item"}));
@@ -176,10 +176,10 @@ TEST(Operations, TheTrashShowInFilesDropsOntoFoldersAndKeepingAProgramWithoutAnE
     // "Empty Trash…" asks first; Return chooses "Cancel" and nothing is erased.
     ASSERT_TRUE(client.succeeds("ChooseMenuItem", {"wharf.trash", "Empty Trash…"}));
     EXPECT_EQ(alertWhenShown(client)["defaultButton"].toString(), "Cancel");
-    ASSERT_TRUE(E2eSession::waitFor([&] { return windowPid(session, activeWindow(session)) == wharf->processId(); }))
+    ASSERT_TRUE(waitFor([&] { return windowPid(session, activeWindow(session)) == wharf->processId(); }))
         << "the alert has the keyboard";
     session.xdotool({"key", "Return"});
-    EXPECT_TRUE(E2eSession::waitFor([&] { return !client.object("Alert")["open"].toBool(); }));
+    EXPECT_TRUE(waitFor([&] { return !client.object("Alert")["open"].toBool(); }));
     EXPECT_TRUE(QFileInfo::exists(trash + "/files/old.txt"));
     EXPECT_TRUE(trashBecomes(client, true));
 
@@ -196,7 +196,7 @@ TEST(Operations, TheTrashShowInFilesDropsOntoFoldersAndKeepingAProgramWithoutAnE
     ASSERT_TRUE(bus.registerVirtualObject("/org/freedesktop/FileManager1", &fileManager));
     ASSERT_TRUE(bus.registerService("org.freedesktop.FileManager1"));
     ASSERT_TRUE(client.succeeds("ChooseMenuItem", {noteID, "Show in Files"}));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return !fileManager.shown.isEmpty(); }));
+    EXPECT_TRUE(waitFor([&] { return !fileManager.shown.isEmpty(); }));
     EXPECT_EQ(fileManager.shown, QStringList{QUrl::fromLocalFile(noteID).toString()});
     bus.unregisterService("org.freedesktop.FileManager1");
 
@@ -206,10 +206,10 @@ TEST(Operations, TheTrashShowInFilesDropsOntoFoldersAndKeepingAProgramWithoutAnE
     };
     // Onto a folder: copied with its contents, or moved; a file already there is left alone.
     EXPECT_TRUE(drop({source + "/sub"}, inboxID, true));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return readFile(inbox + "/sub/b.txt") == "b"; }));
+    EXPECT_TRUE(waitFor([&] { return readFile(inbox + "/sub/b.txt") == "b"; }));
     EXPECT_TRUE(QFileInfo::exists(source + "/sub/b.txt"));
     EXPECT_TRUE(drop({source + "/a.txt", inbox + "/kept.txt"}, inboxID));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return readFile(inbox + "/a.txt") == "a"; }));
+    EXPECT_TRUE(waitFor([&] { return readFile(inbox + "/a.txt") == "a"; }));
     EXPECT_FALSE(QFileInfo::exists(source + "/a.txt"));
     EXPECT_TRUE(QFileInfo::exists(inbox + "/kept.txt"));
     EXPECT_FALSE(client.object("Alert")["open"].toBool()) << "a file dropped onto its own folder is skipped";
@@ -226,7 +226,7 @@ TEST(Operations, TheTrashShowInFilesDropsOntoFoldersAndKeepingAProgramWithoutAnE
     EXPECT_EQ(readFile(source + "/c.txt"), "new");
     EXPECT_EQ(readFile(locked + "/c.txt"), "old");
     EXPECT_TRUE(client.succeeds("AnswerAlert", {"OK"}));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return !client.object("Alert")["open"].toBool(); }));
+    EXPECT_TRUE(waitFor([&] { return !client.object("Alert")["open"].toBool(); }));
 
     // A running program without an entry is kept through one written for it.
     const auto program = client.itemWhen("pid", windowPid(session, loose));
@@ -249,7 +249,7 @@ TEST(Operations, TheTrashShowInFilesDropsOntoFoldersAndKeepingAProgramWithoutAnE
     EXPECT_TRUE(client.quit());
     EXPECT_EQ(E2eSession::stop(wharf, 10000), 0);
     E2eSession::stop(band);
-    ASSERT_TRUE(E2eSession::waitFor([&] { return session.clientWindows("BandClient").empty(); }));
+    ASSERT_TRUE(waitFor([&] { return session.clientWindows("BandClient").empty(); }));
     ASSERT_NE(session.startWharf(), nullptr);
     ASSERT_TRUE(client.settledDock());
     const QString keptID = QFileInfo(written).canonicalFilePath();

@@ -124,7 +124,7 @@ protected:
         const std::size_t before = session.clientWindows(wmClass).size();
         QProcess* source = session.start(DRAG_SOURCE, {"100", "100", path});
         if (!source->waitForReadyRead(10000)
-            || !E2eSession::waitFor([&] { return session.clientWindows(wmClass).size() > before; }))
+            || !waitFor([&] { return session.clientWindows(wmClass).size() > before; }))
             return "no drag source";
         source->readAll();
         client.settledDock();
@@ -138,7 +138,7 @@ protected:
                 return std::nullopt; // the dock would drop right there
             return client.tile(id).center();
         });
-        E2eSession::waitFor([&] { return source->canReadLine(); });
+        waitFor([&] { return source->canReadLine(); });
         const QByteArray answer = source->readLine().trimmed();
         E2eSession::stop(source);
         return answer;
@@ -163,10 +163,10 @@ TEST_F(PointerE2e, TheMenuOfAnApplicationListsItsWindowsAndARunningPinDraggedOut
     ASSERT_TRUE(xterms[0] && xterms[1]);
     start();
     const auto xterm = [&] { return client.item("id", appID).value_or(QJsonObject()); };
-    ASSERT_TRUE(E2eSession::waitFor([&] { return xterm()["pinned"].toBool() && !xterm()["pid"].isNull(); }));
+    ASSERT_TRUE(waitFor([&] { return xterm()["pinned"].toBool() && !xterm()["pid"].isNull(); }));
     // The menu lists the windows in this order; the second one is chosen while the first has the focus.
     QStringList listed;
-    ASSERT_TRUE(E2eSession::waitFor([&] {
+    ASSERT_TRUE(waitFor([&] {
         listed.clear();
         for (const QJsonValue& w : client.json("Windows", {appID}).array())
             listed << w["id"].toString();
@@ -175,11 +175,11 @@ TEST_F(PointerE2e, TheMenuOfAnApplicationListsItsWindowsAndARunningPinDraggedOut
     const quint32 first = listed[0].mid(7).toUInt();
     const quint32 second = listed[1].mid(7).toUInt();
     session.xdotool({"windowactivate", QString::number(first)});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == first; }));
+    ASSERT_TRUE(waitFor([&] { return activeWindow(session) == first; }));
 
     ASSERT_TRUE(client.settledDock());
     click(session, client.tile(appID).center(), 3);
-    ASSERT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).size() == 1; }))
+    ASSERT_TRUE(waitFor([&] { return openMenus(session, wharf->processId()).size() == 1; }))
         << "a right-click pops up one menu";
     const auto dock = client.docks().front();
     EXPECT_EQ(dock.hoveredIndex, dock.ids.indexOf(appID)) << "the tile stays hovered while its menu is open";
@@ -188,30 +188,30 @@ TEST_F(PointerE2e, TheMenuOfAnApplicationListsItsWindowsAndARunningPinDraggedOut
     EXPECT_LE(menu.bottom(), tile.top()) << "the menu opens above the tile";
     EXPECT_NEAR(menu.center().x(), tile.center().x(), 2) << "centred on it";
     session.xdotool({"key", "Down", "Down", "Return"});
-    EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == second; }));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).isEmpty(); }));
+    EXPECT_TRUE(waitFor([&] { return activeWindow(session) == second; }));
+    EXPECT_TRUE(waitFor([&] { return openMenus(session, wharf->processId()).isEmpty(); }));
 
     // Dragged out, the running application is unpinned and keeps its tile.
     ASSERT_TRUE(client.settledDock());
     const QRectF pinnedTile = client.tile(appID);
     drag(session, pinnedTile.center(), QPointF(pinnedTile.center().x(), pinnedTile.top() - 300));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return !xterm().isEmpty() && !xterm()["pinned"].toBool(); }))
+    EXPECT_TRUE(waitFor([&] { return !xterm().isEmpty() && !xterm()["pinned"].toBool(); }))
         << "unpinned, still in the dock while it runs";
 
     // "Keep in Dock" from the keyboard, past the two windows into Options (the operations test
     // restarts Wharf with a pin kept this way).
     ASSERT_TRUE(client.settledDock());
     click(session, client.tile(appID).center(), 3);
-    ASSERT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).size() == 1; }));
+    ASSERT_TRUE(waitFor([&] { return openMenus(session, wharf->processId()).size() == 1; }));
     session.xdotool({"key", "Down", "Down", "Down", "Right", "Return"});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return xterm()["pinned"].toBool(); })) << "Keep in Dock pins it again";
+    ASSERT_TRUE(waitFor([&] { return xterm()["pinned"].toBool(); })) << "Keep in Dock pins it again";
 
     // The application quits under its open menu (shown over D-Bus this time).
     EXPECT_TRUE(client.succeeds("ShowMenu", {appID}));
-    ASSERT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).size() == 1; }));
+    ASSERT_TRUE(waitFor([&] { return openMenus(session, wharf->processId()).size() == 1; }));
     for (const quint32 w : xterms)
         session.run("kill", {QString::number(windowPid(session, w))});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return session.clientWindows("xterm").empty(); }));
+    ASSERT_TRUE(waitFor([&] { return session.clientWindows("xterm").empty(); }));
     session.xdotool({"key", "Down", "Return"});
     QThread::msleep(500);
     EXPECT_FALSE(client.docks().empty()) << "choosing a window that has gone is harmless";
@@ -225,9 +225,9 @@ TEST_F(PointerE2e, AFolderTileClickedOpensAndClosesItsStackAndDraggedUpOutOfTheD
     ASSERT_FALSE(tile.isEmpty());
     // A second click reaches the tile through the open stack and closes it.
     click(session, tile.center());
-    ASSERT_TRUE(E2eSession::waitFor([&] { return client.object("Stack")["open"].toBool(); }));
+    ASSERT_TRUE(waitFor([&] { return client.object("Stack")["open"].toBool(); }));
     click(session, tile.center());
-    ASSERT_TRUE(E2eSession::waitFor([&] { return !client.object("Stack")["open"].toBool(); }));
+    ASSERT_TRUE(waitFor([&] { return !client.object("Stack")["open"].toBool(); }));
 
     const QPointF above(tile.center().x(), tile.top() - 300);
     // Given up with Escape, the button let go right after, both before a busy dock reads either:
@@ -243,24 +243,20 @@ TEST_F(PointerE2e, AFolderTileClickedOpensAndClosesItsStackAndDraggedUpOutOfTheD
     // against its window (here the divider) stays where it is.
     const auto docks = session.clientWindows("wharf");
     ASSERT_EQ(docks.size(), 1u);
-    const auto divider = [&] {
-        const QJsonArray frame = client.docks().front().json["divider"].toArray();
-        return QJsonDocument(frame).toJson(QJsonDocument::Compact).toStdString();
-    };
-    const std::string before = divider();
+    const auto divider = [&] { return client.docks().front().json["divider"].toArray(); };
+    const QJsonArray before = divider();
     claimWindowAtOrigin(session, docks.front());
     QThread::msleep(300);
     EXPECT_EQ(divider(), before);
 
     // Let go over the desktop far above the icons: nothing takes it, so it leaves the dock.
     press(session, tile.center(), above);
-    EXPECT_TRUE(E2eSession::waitFor([&] { return client.docks().front().json["drag"].toObject()["id"] == id; }))
+    EXPECT_TRUE(waitFor([&] { return client.docks().front().json["drag"].toObject()["id"] == id; }))
         << "the drag starts; the dock: "
         << QJsonDocument(client.docks().front().json).toJson(QJsonDocument::Compact).toStdString();
     moveTo(session, above + QPointF(1, 0));
     session.xdotool({"mouseup", "1"});
-    EXPECT_TRUE(E2eSession::waitFor([&] { return !client.itemIDs().contains(id); }))
-        << wharf->readAllStandardError().toStdString();
+    EXPECT_TRUE(waitFor([&] { return !client.itemIDs().contains(id); })) << wharf->readAllStandardError().toStdString();
     EXPECT_TRUE(QFileInfo::exists(folder)) << "the folder itself is untouched";
     EXPECT_EQ(wharf->state(), QProcess::Running);
 }
@@ -276,14 +272,14 @@ TEST_F(PointerE2e, AnApplicationDraggedAlongTheRowMovesAndFilesDroppedFromAnothe
 
     // Held over the new place, the dragged tile already sits there and the other one has moved aside.
     press(session, client.tile(alpha).center(), target);
-    EXPECT_TRUE(E2eSession::waitFor([&] {
+    EXPECT_TRUE(waitFor([&] {
         const QJsonObject drag = client.docks().front().json["drag"].toObject();
         return drag["id"] == alpha && drag["slot"] == 1 && client.tile(alpha).left() > client.tile(beta).left();
     })) << "the row makes room while the tile is held; the dock: "
         << QJsonDocument(client.docks().front().json).toJson(QJsonDocument::Compact).toStdString();
     moveTo(session, target + QPointF(1, 0));
     session.xdotool({"mouseup", "1"});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return client.itemIDs().mid(0, 2) == QStringList{beta, alpha}; }))
+    ASSERT_TRUE(waitFor([&] { return client.itemIDs().mid(0, 2) == QStringList{beta, alpha}; }))
         << client.itemIDs().join(' ').toStdString();
 
     // Files dropped from another program move into a folder and copy with Alt. (Where one dropped
@@ -292,10 +288,10 @@ TEST_F(PointerE2e, AnApplicationDraggedAlongTheRowMovesAndFilesDroppedFromAnothe
     const QString moved = writeFile(session.home() + "/moved.txt");
     const QString copied = writeFile(session.home() + "/copied.txt");
     EXPECT_EQ(dragFromAnotherProgram(moved, inbox), QByteArray("dropped move"));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return QFileInfo::exists(inbox + "/moved.txt"); }));
+    EXPECT_TRUE(waitFor([&] { return QFileInfo::exists(inbox + "/moved.txt"); }));
     EXPECT_FALSE(QFileInfo::exists(moved));
     EXPECT_EQ(dragFromAnotherProgram(copied, inbox, "alt"), QByteArray("dropped copy"));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return QFileInfo::exists(inbox + "/copied.txt"); }));
+    EXPECT_TRUE(waitFor([&] { return QFileInfo::exists(inbox + "/copied.txt"); }));
     EXPECT_TRUE(QFileInfo::exists(copied)) << "Alt copies";
 }
 

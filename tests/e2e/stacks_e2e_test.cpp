@@ -83,7 +83,7 @@ protected:
     QJsonObject until(const std::function<bool(const QJsonObject&)>& condition)
     {
         QJsonObject last;
-        if (!E2eSession::waitFor([&] { return condition(last = wharf.object("Stack")); }, 10000, 50))
+        if (!waitFor([&] { return condition(last = wharf.object("Stack")); }, 10000, 50))
             ADD_FAILURE() << "the stack never got there: " << QJsonDocument(last).toJson().toStdString();
         return last;
     }
@@ -123,7 +123,7 @@ TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheirPiledTileThumbnailsS
     EXPECT_NE(inside, desktop);
     // Once read, the tile's picture changes from the folder icon to a pile of the first three.
     EXPECT_EQ(strings(grid["pile"]).size(), 3);
-    EXPECT_TRUE(E2eSession::waitFor([&] { return session.screenshot().copy(icon) != folderIcon; }, 5000, 200));
+    EXPECT_TRUE(waitFor([&] { return session.screenshot().copy(icon) != folderIcon; }, 5000, 200));
 
     ASSERT_EQ(call("SetStackViewMode", {folder, "fan"}), QDBusMessage::ReplyMessage);
     const QJsonObject fan = until("fan");
@@ -222,7 +222,7 @@ TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheirPiledTileThumbnailsS
     for (const char* name : {"New A.txt", "New B.txt", "New C.txt"})
         write(name, "new\n");
     until([](const QJsonObject& s) { return s["count"].toInt() == 15; });
-    E2eSession::waitFor([] { return false; }, 1000); // time for any further refresh
+    waitFor([] { return false; }, 1000); // time for any further refresh
     const QJsonObject settled = wharf.object("Stack");
     EXPECT_EQ(settled["loads"].toInt(), loads + 1);
     EXPECT_EQ(strings(settled["pile"]), (QStringList{"New A.txt", "New B.txt", "New C.txt"}));

@@ -43,7 +43,7 @@ public:
         if (!wharf)
             return 0;
         qint64 helper = 0;
-        E2eSession::waitFor([&] {
+        waitFor([&] {
             log += QString::fromUtf8(wharf->readAllStandardError());
             const auto helpers = test::recoveryHelpers(backupPath);
             helper = helpers.size() == 1 && values() != userValues ? helpers.first() : 0;
@@ -53,7 +53,7 @@ public:
     }
     bool restoredAndHelperGone() const
     {
-        return E2eSession::waitFor([&] {
+        return waitFor([&] {
             return !QFile::exists(backupPath) && test::recoveryHelpers(backupPath).isEmpty() && values() == userValues;
         });
     }
@@ -126,7 +126,7 @@ TEST_F(TakeoverE2eTest, QuitAndCrashesGiveBackExactlyWhatTheUserHadAndASecondWha
     // Its takeover fails with the alert "Another Wharf session already manages the system Dock.";
     // dismissing it lets the launch go on with the takeover turned off.
     const QStringList alert{"search", "--onlyvisible", "--name", "^Wharf$"};
-    ASSERT_TRUE(E2eSession::waitFor([&] { return !other.session.xdotool(alert).out.isEmpty(); }));
+    ASSERT_TRUE(waitFor([&] { return !other.session.xdotool(alert).out.isEmpty(); }));
     other.session.xdotool(alert + QStringList{"windowactivate", "--sync", "key", "--clearmodifiers", "Return"});
     QString err;
     ASSERT_TRUE(waitForLog(*second, err, "native Dock replaced: false"));

@@ -29,7 +29,7 @@ protected:
         wharf = session.startWharf();
         ASSERT_NE(wharf, nullptr);
         ASSERT_TRUE(DockClient(session).settledDock());
-        ASSERT_TRUE(E2eSession::waitFor([&] { return reservedBottom(session, wharf->processId()) > 0; }));
+        ASSERT_TRUE(waitFor([&] { return reservedBottom(session, wharf->processId()) > 0; }));
         bandTop = 1080 - reservedBottom(session, wharf->processId());
     }
 
@@ -37,7 +37,7 @@ protected:
     QRect frameWhen(quint32 window, const std::function<bool(const QRect&)>& condition, int timeoutMs = 10000)
     {
         QRect last;
-        E2eSession::waitFor([&] {
+        waitFor([&] {
             const QRect now = outerFrame(session, window);
             const bool settled = now == last && condition(now);
             last = now;
@@ -78,11 +78,11 @@ TEST_F(WindowAvoidance, ADraggedWindowMovesUpOnlyAfterReleaseOneThatSnapsBackOnl
     xdo({"mousedown", "1"});
     for (int step = 1; step <= 4; ++step) {
         xdo({"mousemove", QString::number(grab.x()), QString::number(grab.y() + dy * step / 4)});
-        E2eSession::waitFor([] { return false; }, 80);
+        waitFor([] { return false; }, 80);
     }
     ASSERT_GT(bottomEdge(frameWhen(xterm, [&](const QRect& f) { return bottomEdge(f) > bandTop + 30; })), bandTop + 30)
         << "the window manager follows the drag";
-    EXPECT_FALSE(E2eSession::waitFor([&] { return bottomEdge(outerFrame(session, xterm)) <= bandTop; }, 800))
+    EXPECT_FALSE(waitFor([&] { return bottomEdge(outerFrame(session, xterm)) <= bandTop; }, 800))
         << "nothing moves while the button is held";
 
     xdo({"mouseup", "1"});
@@ -98,12 +98,12 @@ TEST_F(WindowAvoidance, ADraggedWindowMovesUpOnlyAfterReleaseOneThatSnapsBackOnl
         out += snapping->readAllStandardOutput();
         return out.count("moved");
     };
-    ASSERT_TRUE(E2eSession::waitFor([&] { return moves() >= 1; })) << "Wharf tries once";
+    ASSERT_TRUE(waitFor([&] { return moves() >= 1; })) << "Wharf tries once";
     // Its snapping back reads as a refusal, not as a new place to correct at once.
-    EXPECT_FALSE(E2eSession::waitFor([&] { return moves() >= 2; }, 2000)) << "and leaves the refusing window alone";
-    EXPECT_TRUE(E2eSession::waitFor([&] { return moves() >= 2; }, 10000)) << "until the cooldown is over";
+    EXPECT_FALSE(waitFor([&] { return moves() >= 2; }, 2000)) << "and leaves the refusing window alone";
+    EXPECT_TRUE(waitFor([&] { return moves() >= 2; }, 10000)) << "until the cooldown is over";
     E2eSession::stop(snapping);
-    ASSERT_TRUE(E2eSession::waitFor([&] { return session.clientWindows("bandclient").empty(); }));
+    ASSERT_TRUE(waitFor([&] { return session.clientWindows("bandclient").empty(); }));
 
     // (That maximized windows stop above the band is the window manager's, from the reservation the
     // application test checks.)
@@ -121,7 +121,7 @@ TEST_F(WindowAvoidance, ADraggedWindowMovesUpOnlyAfterReleaseOneThatSnapsBackOnl
     ASSERT_GT(bottomEdge(dialogFrame), bandTop) << "the dialog reaches into the band";
 
     // Give the worker time for several drains; neither window moves.
-    EXPECT_FALSE(E2eSession::waitFor([&] { return outerFrame(session, dialog) != dialogFrame; }, 1000));
+    EXPECT_FALSE(waitFor([&] { return outerFrame(session, dialog) != dialogFrame; }, 1000));
     EXPECT_EQ(outerFrame(session, fullScreen), screen);
 }
 

@@ -45,7 +45,7 @@ TEST(WindowControl, MinimizedWindowsBecomeTilesWithTheirIconsAndActivatingOneRes
     // Two processes of one program (one class) form one application, which reports one of them.
     for (const char* x : {"100", "500"})
         session.start(BAND_CLIENT, {x, "400", "200", "150", "--red-icon"});
-    ASSERT_TRUE(E2eSession::waitFor([&] {
+    ASSERT_TRUE(waitFor([&] {
         return session.clientWindows("xterm").size() == 2 && session.clientWindows("bandclient").size() == 2;
     }));
     const std::vector<quint32> xterms = session.clientWindows("xterm");
@@ -58,7 +58,7 @@ TEST(WindowControl, MinimizedWindowsBecomeTilesWithTheirIconsAndActivatingOneRes
     // The xterms form one application; its window list (for the context menu) shows the windows of
     // both processes, and which are minimized.
     QString appID;
-    ASSERT_TRUE(E2eSession::waitFor([&] {
+    ASSERT_TRUE(waitFor([&] {
         for (const QString& id : client.itemIDs()) {
             if (id.endsWith("xterm.desktop"))
                 appID = id;
@@ -70,19 +70,18 @@ TEST(WindowControl, MinimizedWindowsBecomeTilesWithTheirIconsAndActivatingOneRes
     // Minimizing one through Wharf gives it a tile, after the items and before the Trash; so does a
     // window minimized by anyone else.
     EXPECT_TRUE(client.succeeds("Minimize", {tileID(xterms[0])}));
-    ASSERT_TRUE(E2eSession::waitFor([&] { return windowTiles(client) == QStringList{tileID(xterms[0])}; }))
+    ASSERT_TRUE(waitFor([&] { return windowTiles(client) == QStringList{tileID(xterms[0])}; }))
         << client.docks().front().ids.join(' ').toStdString();
     EXPECT_TRUE(windowsOfItem(client, appID).value(tileID(xterms[0]))) << "listed as minimized now";
     session.xdotool({"windowminimize", QString::number(xterms[1])});
     // Tiles follow the window manager's client list.
-    ASSERT_TRUE(E2eSession::waitFor([&] {
-        return windowTiles(client) == QStringList{tileID(xterms[0]), tileID(xterms[1])};
-    })) << client.docks().front().ids.join(' ').toStdString();
+    ASSERT_TRUE(waitFor([&] { return windowTiles(client) == QStringList{tileID(xterms[0]), tileID(xterms[1])}; }))
+        << client.docks().front().ids.join(' ').toStdString();
 
     // Activating a tile restores that one window and makes it active; its tile goes away.
     EXPECT_TRUE(client.succeeds("Activate", {tileID(xterms[0])}));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterms[0] && !isIconic(session, xterms[0]); }));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return windowTiles(client) == QStringList{tileID(xterms[1])}; }));
+    EXPECT_TRUE(waitFor([&] { return activeWindow(session) == xterms[0] && !isIconic(session, xterms[0]); }));
+    EXPECT_TRUE(waitFor([&] { return windowTiles(client) == QStringList{tileID(xterms[1])}; }));
     EXPECT_TRUE(isIconic(session, xterms[1])) << "the other window stays minimized";
 
     EXPECT_FALSE(client.succeeds("Activate", {tileID(xterms[0])})) << "a restored window has no tile";
@@ -91,7 +90,7 @@ TEST(WindowControl, MinimizedWindowsBecomeTilesWithTheirIconsAndActivatingOneRes
 
     // The dock reports one band client process; the other's window has no icon of the dock's.
     quint32 other = 0;
-    ASSERT_TRUE(E2eSession::waitFor([&] {
+    ASSERT_TRUE(waitFor([&] {
         if (client.item("pid", windowPid(session, clients[0])))
             other = clients[1];
         else if (client.item("pid", windowPid(session, clients[1])))
@@ -99,7 +98,7 @@ TEST(WindowControl, MinimizedWindowsBecomeTilesWithTheirIconsAndActivatingOneRes
         return other != 0;
     }));
     session.xdotool({"windowminimize", QString::number(other)});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return windowTiles(client).contains(tileID(other)); }));
+    ASSERT_TRUE(waitFor([&] { return windowTiles(client).contains(tileID(other)); }));
     ASSERT_TRUE(client.settledDock());
     const QPoint centre = client.tile(tileID(other)).center().toPoint();
     EXPECT_GT(pixelsOf(session.screenshot(), QRect(centre - QPoint(6, 6), QSize(13, 13)), Qt::red), 13 * 13 / 2)

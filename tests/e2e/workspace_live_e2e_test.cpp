@@ -24,6 +24,7 @@ using wharf::WorkspaceNotification;
 using wharf::X11Connection;
 using wharf::X11Workspace;
 using wharf::e2e::E2eSession;
+using wharf::e2e::waitFor; // on events alone: nothing here asks the workspace to scan
 
 namespace {
 
@@ -122,8 +123,6 @@ protected:
     {
         return find([&](const RunningApplication& a) { return a.localizedName == name; });
     }
-    // Waits on events alone: nothing here asks the workspace to scan.
-    bool waitFor(const std::function<bool()>& condition) { return E2eSession::waitFor(condition, 10000); }
     bool receivedAny(WorkspaceNotification n) const
     {
         return std::find(received.begin(), received.end(), n) != received.end();
@@ -230,10 +229,10 @@ TEST_F(LiveWorkspace, ActionsReachTheWindowsAndEventsReportThem)
     received.clear();
     // A window openbox has only just focused may still drop an iconify request, so ask
     // again while waiting; the request itself is harmless to repeat.
-    EXPECT_TRUE(E2eSession::waitFor(
+    EXPECT_TRUE(waitFor(
         [&] {
             EXPECT_SUCCESS(workspace->hide(*byIdentifier("test-terminal")));
-            return E2eSession::waitFor([&] { return byIdentifier("test-terminal")->isHidden; }, 300);
+            return waitFor([&] { return byIdentifier("test-terminal")->isHidden; }, 300);
         },
         10000));
     EXPECT_TRUE(receivedAny(WorkspaceNotification::didHideApplication));

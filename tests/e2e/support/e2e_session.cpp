@@ -271,7 +271,7 @@ E2eSession::~E2eSession()
 
 bool waitForLog(QProcess& process, QString& log, const QString& text, int timeoutMs)
 {
-    return E2eSession::waitFor([&] {
+    return waitFor([&] {
         log += QString::fromUtf8(process.readAllStandardError());
         return log.contains(text);
     }, timeoutMs);

@@ -20,6 +20,12 @@
 
 namespace wharf::e2e {
 
+// Polls `condition` (processing Qt events) until it holds or the time is up.
+inline bool waitFor(const std::function<bool()>& condition, int timeoutMs = 10000, int pollMs = 25)
+{
+    return wharf::waitFor(condition, timeoutMs, pollMs);
+}
+
 struct E2eOptions {
     bool twoMonitors = false;   // one 3840x1080 screen split into RandR monitors LEFT and RIGHT, else 1920x1080
     bool windowManager = true;  // openbox
@@ -67,12 +73,6 @@ public:
     RunResult run(const QString& program, const QStringList& args = {}, int timeoutMs = 20000);
     // Sends SIGTERM and waits; SIGKILL when it does not exit in time. Returns its exit code.
     static int stop(QProcess* process, int timeoutMs = 5000);
-
-    // Polls `condition` (processing Qt events) until it holds or the time is up.
-    static bool waitFor(const std::function<bool()>& condition, int timeoutMs = 10000, int pollMs = 25)
-    {
-        return wharf::waitFor(condition, timeoutMs, pollMs);
-    }
 
     // Starts the built wharf (WHARF_BINARY) with `args` and waits until its D-Bus name is on the bus
     // (nullptr on timeout).
