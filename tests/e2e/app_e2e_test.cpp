@@ -63,10 +63,8 @@ TEST(App, FirstStartPinsGnomeFavouritesTheTrayIconAndDBusShowTheSameMenuAndTheSe
 
     // GNOME's favourites through a private schema and the keyfile backend: the first start pins
     // them in order, skipping unknown ids.
-    const QString alpha = session.writeDesktopEntry(
-        "alpha.desktop", "[Desktop Entry]\nType=Application\nName=Alpha\nExec=true\n");
-    const QString beta = session.writeDesktopEntry(
-        "beta.desktop", "[Desktop Entry]\nType=Application\nName=Beta\nExec=true\n");
+    const QString alpha = session.writeDesktopEntry("alpha", "Alpha", "true");
+    const QString beta = session.writeDesktopEntry("beta", "Beta", "true");
     const QString schemas = session.root() + "/schemas";
     writeFile(schemas + "/org.gnome.shell.gschema.xml",
               "<schemalist><schema id=\"org.gnome.shell\" path=\"/org/gnome/shell/\">"

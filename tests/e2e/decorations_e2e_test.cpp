@@ -16,9 +16,6 @@
 namespace wharf::e2e {
 namespace {
 
-const char* terminalEntry = "[Desktop Entry]\nType=Application\nName=Test Terminal\n"
-                            "Exec=xterm\nStartupWMClass=XTerm\n";
-
 // A program that publishes before Wharf hears from it: a child process owns a name and exports
 // the entry on libunity's path for application://<id>.desktop, answering Query with a visible
 // count but sending no Update; then the program becomes an xterm of its own window class.
@@ -85,7 +82,7 @@ protected:
 
     void startDock(const QVariantMap& settings)
     {
-        session.writeDesktopEntry("test-terminal.desktop", QString::fromLatin1(terminalEntry));
+        session.writeDesktopEntry("test-terminal", "Test Terminal", "xterm", "StartupWMClass=XTerm\n");
         xterm = startXterm(session, {"-geometry", "40x10+300+100"});
         ASSERT_NE(xterm, 0u);
         writeWharfSettings(session, settings);
@@ -106,10 +103,8 @@ protected:
     {
         const QString windowClass = desktopID + "-class";
         const QString busName = "org.wharf.test." + QString(desktopID).remove('-');
-        const QString entry = session.writeDesktopEntry(
-            desktopID + ".desktop",
-            QStringLiteral("[Desktop Entry]\nType=Application\nName=%1\nExec=xterm\nStartupWMClass=%2\n")
-                .arg(desktopID, windowClass));
+        const QString entry =
+            session.writeDesktopEntry(desktopID, desktopID, "xterm", "StartupWMClass=" + windowClass + "\n");
         session.start(script, {desktopID, QString::number(count), busName, windowClass});
         EXPECT_TRUE(session.waitForClientWindow(windowClass));
         EXPECT_TRUE(waitFor([&] { return session.bus().interface()->isServiceRegistered(busName).value(); }));

@@ -40,9 +40,8 @@ TEST(DockWindows, ShelfIndicatorsAndIconsAreDrawnWhereTheFramesSayInLightAndDark
             image.fill(color);
             ASSERT_TRUE(image.save(base + "/256x256/apps/wharf-e2e-app.png"));
         }
-        const QString themed = QFileInfo(session.writeDesktopEntry(
-            "themed.desktop",
-            "[Desktop Entry]\nType=Application\nName=themed\nExec=true\nIcon=wharf-e2e-app\n")).canonicalFilePath();
+        const QString entry = session.writeDesktopEntry("themed", "themed", "true", "Icon=wharf-e2e-app\n");
+        const QString themed = QFileInfo(entry).canonicalFilePath();
         const auto setTheme = [&](const QString& theme) {
             return session.run("gsettings", {"set", "org.gnome.desktop.interface", "icon-theme", theme}).exitCode;
         };

@@ -72,9 +72,8 @@ TEST_P(Activation, AClickBringsARunningProgramBackAndStartsAPinnedOne)
     }
 
     const QString entry = session.writeDesktopEntry(
-        "testterm.desktop",
-        "[Desktop Entry]\nType=Application\nName=Test Terminal\nExec=xterm -class TestTerm -geometry "
-        "40x10+300+300\nStartupWMClass=TestTerm\nStartupNotify=true\nIcon=utilities-terminal\n");
+        "testterm", "Test Terminal", "xterm -class TestTerm -geometry 40x10+300+300",
+        "StartupWMClass=TestTerm\nStartupNotify=true\nIcon=utilities-terminal\n");
     writeWharfSettings(session, {}, {{entry, "application"}});
     const quint32 xterm = startXterm(session, {"-geometry", "40x10+100+100"});
     ASSERT_NE(xterm, 0u);

@@ -98,8 +98,7 @@ protected:
     void startWithPins()
     {
         for (const QString name : {"alpha", "beta"})
-            apps << session.writeDesktopEntry(name + ".desktop",
-                                              QStringLiteral("[Desktop Entry]\nType=Application\nName=%1\nExec=true\n").arg(name));
+            apps << session.writeDesktopEntry(name, name, "true");
         folder = session.home() + "/Inbox";
         QDir().mkpath(folder);
         writeWharfSettings(session, {}, {{apps[0], "application"}, {apps[1], "application"}, {folder, "folder"}});

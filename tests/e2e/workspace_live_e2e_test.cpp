@@ -72,30 +72,22 @@ protected:
         const QString script = session->writeScript(
             "run-clock.sh", "#!/bin/sh\n# Not exec: the clock is the launched shell's child.\n"
                             "xclock -geometry 80x80+20+20 \"$@\"\nexit 0\n");
-        wrappedClock = session->writeDesktopEntry(
-            "wrapped-clock.desktop",
-            "[Desktop Entry]\nType=Application\nName=Wrapped Clock\nExec=" + script + "\nStartupNotify=true\n");
-        session->writeDesktopEntry("renamed.desktop", "[Desktop Entry]\nType=Application\nName=Renamed\n"
-                                                      "Exec=true\nStartupWMClass=RenamedClass\n");
-        session->writeDesktopEntry("test-terminal.desktop", "[Desktop Entry]\nType=Application\nName=Test Terminal\n"
-                                                            "Exec=xterm\nStartupWMClass=XTerm\n");
+        wrappedClock = session->writeDesktopEntry("wrapped-clock", "Wrapped Clock", script, "StartupNotify=true\n");
+        session->writeDesktopEntry("renamed", "Renamed", "true", "StartupWMClass=RenamedClass\n");
+        session->writeDesktopEntry("test-terminal", "Test Terminal", "xterm", "StartupWMClass=XTerm\n");
         const QString recorderScript = session->writeScript(
             "record.sh", "#!/bin/sh\nprintf '%s|%s\\n' \"$DESKTOP_STARTUP_ID\" \"$*\" >> \"$HOME/opened.txt\"\n");
-        recorder = session->writeDesktopEntry(
-            "recorder.desktop", "[Desktop Entry]\nType=Application\nName=Recorder\nExec=" + recorderScript
-                                    + " %U\nMimeType=inode/directory;text/plain;\nStartupNotify=true\n");
-        session->writeDesktopEntry("other-files.desktop", "[Desktop Entry]\nType=Application\nName=Other Files\n"
-                                                          "Exec=true %U\nMimeType=inode/directory;\n");
+        recorder = session->writeDesktopEntry("recorder", "Recorder", recorderScript + " %U",
+                                              "MimeType=inode/directory;text/plain;\nStartupNotify=true\n");
+        session->writeDesktopEntry("other-files", "Other Files", "true %U", "MimeType=inode/directory;\n");
         session->setDefaultApplication("inode/directory", "recorder.desktop");
         session->setDefaultApplication("text/plain", "recorder.desktop");
         session->setDefaultApplication("x-scheme-handler/https", "recorder.desktop");
-        activatable = session->writeDesktopEntry(
-            "org.wharf.TestActivatable.desktop",
-            "[Desktop Entry]\nType=Application\nName=Activatable\nExec=xclock -name notbybus\nDBusActivatable=true\n");
+        activatable = session->writeDesktopEntry("org.wharf.TestActivatable", "Activatable", "xclock -name notbybus",
+                                                 "DBusActivatable=true\n");
         wharf::e2e::writeFile(session->dataHome() + "/dbus-1/services/org.wharf.TestActivatable.service",
                               "[D-BUS Service]\nName=org.wharf.TestActivatable\nExec=/usr/bin/xclock -name bybus\n");
-        session->writeDesktopEntry("missing.desktop", "[Desktop Entry]\nType=Application\nName=Missing\n"
-                                                      "Exec=/nonexistent/wharf-missing\n");
+        session->writeDesktopEntry("missing", "Missing", "/nonexistent/wharf-missing");
     }
     static void TearDownTestSuite() { session.reset(); }
 
@@ -409,11 +401,7 @@ TEST_F(LiveWorkspace, WatchedLocationsAndEntriesReportChanges)
         {"pinnedFolderRemoved", [&] { return QDir(folder).removeRecursively(); }},
         {"pinnedFolderMadeAgain", [&] { return QDir().mkpath(folder); }},
         {"fileAddedToTheNewFolder", [&] { return write(folder + "/again.txt", "x"); }},
-        {"desktopEntryInstalled",
-         [&] {
-             return !session->writeDesktopEntry("late.desktop", "[Desktop Entry]\nType=Application\nName=Late\nExec=true\n")
-                         .isEmpty();
-         }},
+        {"desktopEntryInstalled", [&] { return !session->writeDesktopEntry("late", "Late", "true").isEmpty(); }},
     };
     for (const auto& row : rows) {
         received.clear();

@@ -152,11 +152,11 @@ QProcess* E2eSession::startWharf(const QStringList& args)
     return wharf;
 }
 
-QString E2eSession::writeDesktopEntry(const QString& fileName, const QString& contents)
+QString E2eSession::writeDesktopEntry(const QString& id, const QString& name, const QString& exec, const QString& more)
 {
     const QString dir = dataHome() + "/applications";
-    const QString path = dir + "/" + fileName;
-    writeFile(path, contents.toUtf8());
+    const QString path = dir + "/" + id + ".desktop";
+    writeFile(path, ("[Desktop Entry]\nType=Application\nName=" + name + "\nExec=" + exec + "\n" + more).toUtf8());
     run("update-desktop-database", {dir});
     return path;
 }

@@ -78,8 +78,9 @@ public:
     // (nullptr on timeout).
     QProcess* startWharf(const QStringList& args = {});
 
-    // A desktop entry in $XDG_DATA_HOME/applications (the MIME cache is rebuilt); returns its path.
-    QString writeDesktopEntry(const QString& fileName, const QString& contents);
+    // The entry $XDG_DATA_HOME/applications/<id>.desktop of an application `name` that runs `exec`, with
+    // the lines `more` (the MIME cache is rebuilt); returns its path.
+    QString writeDesktopEntry(const QString& id, const QString& name, const QString& exec, const QString& more = {});
     // Makes `desktopId` ("files.desktop") the default handler of `mimeType` in mimeapps.list.
     void setDefaultApplication(const QString& mimeType, const QString& desktopId);
     // Writes an executable script; returns its path.
