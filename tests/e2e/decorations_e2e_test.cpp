@@ -62,16 +62,9 @@ bool isRed(QRgb c) { return qRed(c) > 190 && qGreen(c) < 110 && qBlue(c) < 110; 
 // Share of the pixels inside `r` (global coordinates) that `test` accepts.
 double share(const QImage& image, const QRectF& r, bool (*test)(QRgb))
 {
-    int hits = 0;
-    int all = 0;
     const QRect area = r.toAlignedRect().intersected(image.rect());
-    for (int y = area.top(); y <= area.bottom(); ++y) {
-        for (int x = area.left(); x <= area.right(); ++x) {
-            ++all;
-            hits += test(image.pixel(x, y)) ? 1 : 0;
-        }
-    }
-    return all ? double(hits) / all : 0;
+    const int hits = countPixels(area, [&](QPoint p) { return test(image.pixel(p)); });
+    return area.isEmpty() ? 0 : double(hits) / (area.width() * area.height());
 }
 
 int orange(QRgb c) { return qRed(c) - qBlue(c); }

@@ -209,15 +209,11 @@ inline QVariant storedSetting(E2eSession& session, const QString& key)
 // colour drawn by the dock).
 inline int pixelsOf(const QImage& image, const QRect& area, const QColor& pure)
 {
-    int n = 0;
-    for (int y = area.top(); y <= area.bottom(); ++y) {
-        for (int x = area.left(); x <= area.right(); ++x) {
-            const QColor c = image.pixelColor(x, y);
-            n += std::abs(c.red() - pure.red()) < 60 && std::abs(c.green() - pure.green()) < 60
-                && std::abs(c.blue() - pure.blue()) < 60;
-        }
-    }
-    return n;
+    return countPixels(area, [&](QPoint p) {
+        const QColor c = image.pixelColor(p);
+        return std::abs(c.red() - pure.red()) < 60 && std::abs(c.green() - pure.green()) < 60
+            && std::abs(c.blue() - pure.blue()) < 60;
+    });
 }
 
 inline void movePointer(E2eSession& session, const QPointF& at)

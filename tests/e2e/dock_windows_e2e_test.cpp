@@ -173,11 +173,7 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
     const QRect label(int(tile.center().x()) - 20, int(tile.top()) - 36, 40, 26);
     EXPECT_TRUE(waitFor([&] {
         const QImage shot = session.screenshot();
-        int dark = 0;
-        for (int y = label.top(); y <= label.bottom(); ++y)
-            for (int x = label.left(); x <= label.right(); ++x)
-                dark += qGray(shot.pixel(x, y)) < 100;
-        return dark > 10;
+        return countPixels(label, [&](QPoint p) { return qGray(shot.pixel(p)) < 100; }) > 10;
     })) << "the label's title on screen";
     movePointer(session, label.center());
     EXPECT_FALSE(windowUnderPointer().contains("Height: 340")) << "the label takes no input";
@@ -214,12 +210,9 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
     // Icon edges blended against black come out darker than the icon and the desktop both; blended
     // against the desktop they match what the compositor makes of them.
     int darker = 0;
-    for (const QRectF& t : dock->tiles) {
-        const QRect r = t.toAlignedRect().intersected(plain.rect());
-        for (int y = r.top(); y <= r.bottom(); ++y)
-            for (int x = r.left(); x <= r.right(); ++x)
-                darker += qGray(plain.pixel(x, y)) + 24 < qGray(blended.pixel(x, y));
-    }
+    const auto isDarker = [&](QPoint p) { return qGray(plain.pixel(p)) + 24 < qGray(blended.pixel(p)); };
+    for (const QRectF& t : dock->tiles)
+        darker += countPixels(t.toAlignedRect().intersected(plain.rect()), isDarker);
     EXPECT_LE(darker, 10) << "dark fringes around the icons without a compositor";
 
     E2eSession::stop(compositor);

@@ -120,6 +120,16 @@ inline QString writeFile(const QString& path, const QByteArray& contents = "x")
     return path;
 }
 
+// How many pixels of `area` `accepts` takes.
+inline int countPixels(const QRect& area, const std::function<bool(QPoint)>& accepts)
+{
+    int n = 0;
+    for (int y = area.top(); y <= area.bottom(); ++y)
+        for (int x = area.left(); x <= area.right(); ++x)
+            n += accepts(QPoint(x, y));
+    return n;
+}
+
 // The window manager's active window (0 when none), and whether `window` is minimized.
 quint32 activeWindow(E2eSession& session);
 bool isIconic(E2eSession& session, quint32 window);
