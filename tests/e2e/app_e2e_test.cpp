@@ -77,12 +77,8 @@ TEST(App, FirstStartPinsGnomeFavouritesTheTrayIconAndDBusShowTheSameMenuAndTheSe
     ASSERT_NE(wharf, nullptr);
     DockClient client(session);
     ASSERT_TRUE(client.settledDock());
-    QStringList pinned;
-    for (const QJsonValue& item : client.items()) {
-        const QJsonObject object = item.toObject();
-        if (object["pinned"].toBool() && object["kind"] == "application")
-            pinned << object["id"].toString();
-    }
+    const QStringList pinned =
+        client.itemIDs([](const auto& item) { return item["pinned"].toBool() && item["kind"] == "application"; });
     EXPECT_EQ(pinned, (QStringList{beta, alpha})) << pinned.join(' ').toStdString();
 
     QRect icon;

@@ -131,11 +131,14 @@ public:
         return held ? found : std::nullopt;
     }
 
-    QStringList itemIDs()
+    // The ids of the items `which` accepts (all by default), in dock order.
+    QStringList itemIDs(const std::function<bool(const QJsonObject&)>& which = {})
     {
         QStringList ids;
-        for (const QJsonValue& entry : items())
-            ids << entry["id"].toString();
+        for (const QJsonValue& entry : items()) {
+            if (!which || which(entry.toObject()))
+                ids << entry["id"].toString();
+        }
         return ids;
     }
 

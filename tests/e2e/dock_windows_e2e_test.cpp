@@ -9,7 +9,6 @@
 #include <QColor>
 #include <QFileInfo>
 #include <QImage>
-#include <QSet>
 #include <QStandardPaths>
 
 #include <gtest/gtest.h>
@@ -68,11 +67,7 @@ TEST(DockWindows, ShelfIndicatorsAndIconsAreDrawnWhereTheFramesSayInLightAndDark
 
         // Running indicators: a dot on the shelf's lip under each running item's tile, and no dot
         // under the others (compared with a strip of the same lip a little to the side).
-        QSet<QString> running;
-        for (const QJsonValue& item : client.items()) {
-            if (!item.toObject()["pid"].isNull())
-                running << item.toObject()["id"].toString();
-        }
+        const QStringList running = client.itemIDs([](const auto& item) { return !item["pid"].isNull(); });
         ASSERT_FALSE(running.isEmpty());
         std::vector<QRectF> layoutFrames; // y up from the screen's bottom edge
         for (const QRectF& tile : dock->tiles)

@@ -170,12 +170,7 @@ TEST_F(KeyboardE2e, TheShortcutArrowsMenusAndReturnWorkTheDockAsScreenReadersSee
         },
         8000, 200);
     ASSERT_EQ(tiles.size(), dock().ids.size()) << "every tile is on the accessibility bus";
-    const auto states = [&](int index) {
-        QStringList out;
-        for (const QJsonValue& v : tiles[index].toObject()["states"].toArray())
-            out << v.toString();
-        return out;
-    };
+    const auto states = [&](int index) { return tiles[index].toObject()["states"].toVariant().toStringList(); };
     const QStringList ids = dock().ids;
     for (const QJsonValue& t : tiles)
         EXPECT_EQ(t["actions"].toArray(), (QJsonArray{"Press", "ShowMenu"}));

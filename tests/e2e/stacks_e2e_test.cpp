@@ -15,13 +15,7 @@
 namespace wharf::e2e {
 namespace {
 
-QStringList strings(const QJsonValue& value)
-{
-    QStringList out;
-    for (const QJsonValue& v : value.toArray())
-        out << v.toString();
-    return out;
-}
+QStringList strings(const QJsonValue& value) { return value.toVariant().toStringList(); }
 
 bool shows(const QJsonObject& stack, const QString& mode)
 {

@@ -58,11 +58,9 @@ TEST(WindowControl, MinimizedWindowsBecomeTilesWithTheirIconsAndActivatingOneRes
     // The xterms form one application; its window list (for the context menu) shows the windows of
     // both processes, and which are minimized.
     QString appID;
+    const auto isXterm = [](const QJsonObject& item) { return item["id"].toString().endsWith("xterm.desktop"); };
     ASSERT_TRUE(waitFor([&] {
-        for (const QString& id : client.itemIDs()) {
-            if (id.endsWith("xterm.desktop"))
-                appID = id;
-        }
+        appID = client.itemIDs(isXterm).value(0);
         return windowsOfItem(client, appID).size() == 2;
     }));
     EXPECT_FALSE(windowsOfItem(client, appID).value(tileID(xterms[0])));
