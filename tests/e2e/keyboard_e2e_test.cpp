@@ -11,40 +11,32 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <memory>
 
 namespace wharf::e2e {
 namespace {
 
-// Another program's grab of Ctrl+Alt+D on its own connection (without Num Lock or Caps Lock).
-class KeyGrabber {
-public:
-    explicit KeyGrabber(const QString& display)
-        : connection(xcb_connect(display.toLocal8Bit().constData(), nullptr))
-    {
-    }
-    ~KeyGrabber() { xcb_disconnect(connection); }
+using Connection = std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)>;
 
-    // True when the grab was granted.
-    bool grab()
-    {
-        if (xcb_connection_has_error(connection))
-            return false;
-        const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
-        xcb_key_symbols_t* symbols = xcb_key_symbols_alloc(connection);
-        xcb_keycode_t* codes = xcb_key_symbols_get_keycode(symbols, 0x0064);
-        const xcb_keycode_t keycode = codes ? *codes : 0;
-        std::free(codes);
-        xcb_key_symbols_free(symbols);
-        const auto cookie = xcb_grab_key_checked(connection, 0, root, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1, keycode,
-                                                 XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
-        xcb_generic_error_t* error = xcb_request_check(connection, cookie);
-        std::free(error);
-        return keycode != 0 && !error;
-    }
-
-private:
-    xcb_connection_t* connection;
-};
+// Another program's grab of Ctrl+Alt+D on a connection of its own (without Num Lock or Caps Lock),
+// held while the connection is open; no connection when the grab is refused.
+Connection grabShortcut(const QString& display)
+{
+    Connection connection(xcb_connect(display.toLocal8Bit().constData(), nullptr), &xcb_disconnect);
+    if (xcb_connection_has_error(connection.get()))
+        return Connection(nullptr, &xcb_disconnect);
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection.get())).data->root;
+    xcb_key_symbols_t* symbols = xcb_key_symbols_alloc(connection.get());
+    xcb_keycode_t* codes = xcb_key_symbols_get_keycode(symbols, 0x0064);
+    const xcb_keycode_t keycode = codes ? *codes : 0;
+    std::free(codes);
+    xcb_key_symbols_free(symbols);
+    const auto cookie = xcb_grab_key_checked(connection.get(), 0, root, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1,
+                                             keycode, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
+    xcb_generic_error_t* error = xcb_request_check(connection.get(), cookie);
+    std::free(error);
+    return keycode != 0 && !error ? std::move(connection) : Connection(nullptr, &xcb_disconnect);
+}
 
 class KeyboardE2e : public testing::Test {
 protected:
@@ -109,7 +101,7 @@ protected:
 
 TEST_F(KeyboardE2e, TheShortcutArrowsMenusAndReturnWorkTheDockAsScreenReadersSeeItAndAnotherProgramsGrabIsReported)
 {
-    EXPECT_FALSE(KeyGrabber(session.display()).grab()) << "Wharf holds the shortcut: nobody else gets it";
+    EXPECT_FALSE(grabShortcut(session.display())) << "Wharf holds the shortcut: nobody else gets it";
     key("ctrl+alt+d");
     ASSERT_TRUE(waitFor([&] { return dockWindows.contains(QString::number(activeWindow(session))); }, 3000))
         << "the dock under the pointer is the active window";
@@ -192,8 +184,8 @@ TEST_F(KeyboardE2e, TheShortcutArrowsMenusAndReturnWorkTheDockAsScreenReadersSee
     // The shortcut is released when Wharf quits.
     ASSERT_TRUE(client.quit());
     ASSERT_TRUE(wharf->waitForFinished(10000));
-    KeyGrabber other(session.display());
-    ASSERT_TRUE(other.grab()) << "released when Wharf quits";
+    const Connection other = grabShortcut(session.display());
+    ASSERT_TRUE(other) << "released when Wharf quits";
 
     // Held by another program, the shortcut is missed with a message and Wharf runs on.
     wharf = session.startWharf();

@@ -275,11 +275,7 @@ TEST(Operations, TheTrashShowInFilesDropsOntoFoldersAndKeepingAProgramWithoutAnE
         E2eSession& session;
         QString path;
         bool done = false;
-        void now()
-        {
-            if (!done)
-                done = session.run("umount", {path}).exitCode == 0;
-        }
+        void now() { done = done || session.run("umount", {path}).exitCode == 0; }
         ~Unmount() { now(); }
     } unmount{session, volume};
 

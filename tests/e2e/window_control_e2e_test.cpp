@@ -4,6 +4,7 @@
 #include "dock_e2e_client.h"
 
 #include <QMap>
+#include <QRegularExpression>
 
 #include <gtest/gtest.h>
 
@@ -18,12 +19,7 @@ QStringList windowTiles(DockClient& client)
     const auto docks = client.docks();
     if (docks.empty() || docks.front().ids.isEmpty() || docks.front().ids.last().startsWith("window-"))
         return {};
-    QStringList tiles;
-    for (const QString& id : docks.front().ids) {
-        if (id.startsWith("window-"))
-            tiles << id;
-    }
-    return tiles;
+    return docks.front().ids.filter(QRegularExpression("^window-"));
 }
 
 // The window list of item `id` (what its context menu shows): window id -> minimized.

@@ -141,15 +141,11 @@ QProcess* E2eSession::startWharf(const QStringList& args)
 {
     QProcess* wharf = start(WHARF_BINARY, args);
     QDBusConnection connection = bus();
-    const bool up = waitFor(
-        [&] {
-            return wharf->state() != QProcess::Running ||
-                   connection.interface()->isServiceRegistered(kWharfBusName).value();
-        },
-        15000);
-    if (!up || wharf->state() != QProcess::Running)
-        return nullptr;
-    return wharf;
+    const bool up = waitFor([&] {
+        return wharf->state() != QProcess::Running
+            || connection.interface()->isServiceRegistered(kWharfBusName).value();
+    }, 15000);
+    return up && wharf->state() == QProcess::Running ? wharf : nullptr;
 }
 
 QString E2eSession::writeDesktopEntry(const QString& id, const QString& name, const QString& exec, const QString& more)
@@ -219,14 +215,12 @@ QImage E2eSession::screenshot()
         return {};
     // The session's server has one screen.
     const xcb_screen_t& screen = *xcb_setup_roots_iterator(xcb_get_setup(connection.get())).data;
-    const std::unique_ptr<xcb_get_image_reply_t, decltype(&std::free)> reply(
-        xcb_get_image_reply(connection.get(),
-                            xcb_get_image(connection.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, screen.root, 0, 0,
-                                          screen.width_in_pixels, screen.height_in_pixels, ~0u),
-                            nullptr),
-        &std::free);
     const int width = screen.width_in_pixels;
     const int height = screen.height_in_pixels;
+    const auto cookie =
+        xcb_get_image(connection.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, screen.root, 0, 0, width, height, ~0u);
+    const std::unique_ptr<xcb_get_image_reply_t, decltype(&std::free)> reply(
+        xcb_get_image_reply(connection.get(), cookie, nullptr), &std::free);
     // Depth 24 comes as 32-bit pixels, 0x00RRGGBB in the server's (here the host's) byte order.
     if (!reply || reply->depth != 24 || xcb_get_image_data_length(reply.get()) != width * height * 4)
         return {};
