@@ -165,18 +165,16 @@ public:
         std::vector<QRectF> last;
         int stable = 0;
         std::optional<DockInfo> result;
-        waitFor(
-            [&] {
-                const auto all = docks();
-                if (static_cast<int>(all.size()) != expectedDocks || all.front().tiles.empty())
-                    return false;
-                stable = all.front().tiles == last ? stable + 1 : 0;
-                last = all.front().tiles;
-                result = all.front();
-                return stable >= 4;
-            },
-            10000, 50);
-        return stable >= 4 ? result : std::nullopt;
+        const bool settled = waitFor([&] {
+            const auto all = docks();
+            if (static_cast<int>(all.size()) != expectedDocks || all.front().tiles.empty())
+                return false;
+            stable = all.front().tiles == last ? stable + 1 : 0;
+            last = all.front().tiles;
+            result = all.front();
+            return stable >= 4;
+        }, 10000, 50);
+        return settled ? result : std::nullopt;
     }
 
 private:

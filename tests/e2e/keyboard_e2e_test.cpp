@@ -4,12 +4,13 @@
 // tiles. Held by another program, the shortcut is missed with a message and Wharf runs on.
 #include "dock_e2e_client.h"
 
+#include <QRegularExpression>
+
 #include <gtest/gtest.h>
 
 #include <xcb/xcb.h>
 #include <xcb/xcb_keysyms.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <memory>
 
@@ -166,8 +167,7 @@ TEST_F(KeyboardE2e, TheShortcutArrowsMenusAndReturnWorkTheDockAsScreenReadersSee
     const QStringList ids = dock().ids;
     for (const QJsonValue& t : tiles)
         EXPECT_EQ(t["actions"].toArray(), (QJsonArray{"Press", "ShowMenu"}));
-    const auto found = std::find_if(ids.begin(), ids.end(), [](const QString& id) { return id.endsWith("xterm.desktop"); });
-    const int app = found == ids.end() ? -1 : int(found - ids.begin());
+    const int app = int(ids.indexOf(QRegularExpression(".*xterm\\.desktop")));
     ASSERT_GE(app, 0);
     EXPECT_TRUE(states(app).contains("checked")) << "running: " << states(app).join(' ').toStdString();
     EXPECT_TRUE(states(app).contains("collapsed")) << "all its windows minimized";

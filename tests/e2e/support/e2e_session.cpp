@@ -63,13 +63,11 @@ E2eSession::E2eSession(E2eOptions options)
     }
 
     QByteArray out;
-    const bool ready = waitFor(
-        [&] {
-            session_->waitForReadyRead(50);
-            out += session_->readAllStandardOutput();
-            return out.endsWith(QByteArray(2, '\0')) || session_->state() != QProcess::Running;
-        },
-        30000, 1);
+    const bool ready = waitFor([&] {
+        session_->waitForReadyRead(50);
+        out += session_->readAllStandardOutput();
+        return out.endsWith(QByteArray(2, '\0')) || session_->state() != QProcess::Running;
+    }, 30000, 1);
     if (!ready || !out.endsWith(QByteArray(2, '\0'))) {
         error_ = "the session did not start: " + QString::fromLocal8Bit(readFile(root() + "/session.log")).trimmed();
         return;
