@@ -19,13 +19,11 @@ const QString settingsTitle = "^Wharf Settings$";
 QString findWindow(E2eSession& session, const QString& title, int timeoutMs = 10000)
 {
     QString found;
-    waitFor(
-        [&] {
-            const RunResult r = session.xdotool({"search", "--onlyvisible", "--name", title});
-            found = r.out.split('\n', Qt::SkipEmptyParts).value(0);
-            return !found.isEmpty();
-        },
-        timeoutMs, 50);
+    waitFor([&] {
+        const RunResult r = session.xdotool({"search", "--onlyvisible", "--name", title});
+        found = r.out.split('\n', Qt::SkipEmptyParts).value(0);
+        return !found.isEmpty();
+    }, timeoutMs, 50);
     return found;
 }
 

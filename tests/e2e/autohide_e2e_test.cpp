@@ -110,14 +110,12 @@ TEST(AutoHide, EveryDisplayGetsTwoUnfocusedDocksThatLetClicksThroughAndAFullScre
     DockClient client(session);
     // The row must not move from where it was first shown into its resting layout.
     std::vector<std::vector<QRectF>> seen;
-    waitFor(
-        [&] {
-            const auto docks = client.docks();
-            if (!docks.empty() && !docks.front().tiles.empty())
-                seen.push_back(docks.front().tiles);
-            return seen.size() >= 30;
-        },
-        10000, 10);
+    waitFor([&] {
+        const auto docks = client.docks();
+        if (!docks.empty() && !docks.front().tiles.empty())
+            seen.push_back(docks.front().tiles);
+        return seen.size() >= 30;
+    }, 10000, 10);
     const auto settled = client.settledDock(4);
     ASSERT_TRUE(settled);
     for (const auto& tiles : seen)

@@ -155,13 +155,10 @@ TEST_F(KeyboardE2e, TheShortcutArrowsMenusAndReturnWorkTheDockAsScreenReadersSee
     session.xdotool({"windowminimize", QString::number(xterm)});
     ASSERT_TRUE(waitFor([&] { return dock().ids.contains(tile); }, 5000));
     QJsonArray tiles;
-    waitFor(
-        [&] {
-            const RunResult r = atspi({"tiles"});
-            tiles = QJsonDocument::fromJson(r.out.toUtf8()).array();
-            return tiles.size() == dock().ids.size();
-        },
-        8000, 200);
+    waitFor([&] {
+        tiles = QJsonDocument::fromJson(atspi({"tiles"}).out.toUtf8()).array();
+        return tiles.size() == dock().ids.size();
+    }, 8000, 200);
     ASSERT_EQ(tiles.size(), dock().ids.size()) << "every tile is on the accessibility bus";
     const auto states = [&](int index) { return tiles[index].toObject()["states"].toVariant().toStringList(); };
     const QStringList ids = dock().ids;

@@ -221,12 +221,10 @@ TEST_F(LiveWorkspace, ActionsReachTheWindowsAndEventsReportThem)
     received.clear();
     // A window openbox has only just focused may still drop an iconify request, so ask
     // again while waiting; the request itself is harmless to repeat.
-    EXPECT_TRUE(waitFor(
-        [&] {
-            EXPECT_SUCCESS(workspace->hide(*byIdentifier("test-terminal")));
-            return waitFor([&] { return byIdentifier("test-terminal")->isHidden; }, 300);
-        },
-        10000));
+    EXPECT_TRUE(waitFor([&] {
+        EXPECT_SUCCESS(workspace->hide(*byIdentifier("test-terminal")));
+        return waitFor([&] { return byIdentifier("test-terminal")->isHidden; }, 300);
+    }, 10000));
     EXPECT_TRUE(receivedAny(WorkspaceNotification::didHideApplication));
 
     received.clear();
