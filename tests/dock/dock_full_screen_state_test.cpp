@@ -9,10 +9,10 @@ namespace wharf {
 namespace {
 
 const std::vector<DockFullScreenState::Display> twoDisplays{
-    {QStringLiteral("LEFT"), QRect(0, 0, 1920, 1080)},
-    {QStringLiteral("RIGHT"), QRect(1920, 0, 1920, 1080)},
+    {"LEFT", QRect(0, 0, 1920, 1080)},
+    {"RIGHT", QRect(1920, 0, 1920, 1080)},
 };
-const QString left = QStringLiteral("LEFT"), right = QStringLiteral("RIGHT");
+const QString left = "LEFT", right = "RIGHT";
 
 TEST(DockFullScreenState, TheTopmostWindowOfEachDisplayDecides)
 {

@@ -45,22 +45,22 @@ class DockViewInteraction : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        folder = h.folder(QStringLiteral("docs"));
-        h.pin({{h.app(QStringLiteral("a")), Kind::application},
-               {h.app(QStringLiteral("b")), Kind::application},
-               {h.app(QStringLiteral("c")), Kind::application},
+        folder = h.folder("docs");
+        h.pin({{h.app("a"), Kind::application},
+               {h.app("b"), Kind::application},
+               {h.app("c"), Kind::application},
                {folder, Kind::folder}});
         DockViewActions& a = h.actions;
         a.activate = [this](const QString& id, std::uint32_t) { log << "activate " + id; };
         a.openItem = [this](const QString& id, std::uint32_t) { log << "open " + id; };
         a.fillMenu = [this](const QString& id, QMenu& menu) {
             log << "menu " + id;
-            menu.addAction(QStringLiteral("Entry"));
+            menu.addAction("Entry");
         };
         a.move = [this](const QString& id, int index) { log << QStringLiteral("move %1 to %2").arg(id).arg(index); };
         a.remove = [this](const QString& id) { log << "remove " + id; };
         a.pin = [this](const QString& path, std::optional<int> index) {
-            log << "pin " + path + (index ? QStringLiteral(" at %1").arg(*index) : QStringLiteral(" at end"));
+            log << "pin " + path + (index ? QStringLiteral(" at %1").arg(*index) : " at end");
         };
         a.open = [this](const QList<QUrl>& urls, const QString& id, bool copy) {
             log << (copy ? "copy " : "move ") + urls.front().fileName() + " onto " + id;
@@ -107,7 +107,7 @@ TEST_F(DockViewInteraction, ClicksActivateWithinFivePointsAndBelowApplicationsTo
 {
     const double bottom = DockViewHarness::viewHeight - 1;
     h.view->runDrag = [&](QDrag&) {
-        log << QStringLiteral("drag");
+        log << "drag";
         return Qt::MoveAction;
     };
     const QPointF app = frames[1].center();
@@ -174,8 +174,8 @@ TEST_F(DockViewInteraction, APinDraggedOutAboveTheRowIsRemovedOnlyFarEnoughAndWh
 TEST_F(DockViewInteraction, DropsFromOtherPrograms)
 {
     const QPointF between((frames[0].right() + frames[1].left()) / 2, frames[0].center().y()); // on no icon
-    const QUrl document = QUrl::fromLocalFile(h.dir.filePath(QStringLiteral("note.txt")));
-    const QUrl entry = QUrl::fromLocalFile(h.dir.filePath(QStringLiteral("tool.desktop")));
+    const QUrl document = QUrl::fromLocalFile(h.dir.filePath("note.txt"));
+    const QUrl entry = QUrl::fromLocalFile(h.dir.filePath("tool.desktop"));
     const Qt::DropActions both = Qt::CopyAction | Qt::MoveAction;
     const struct {
         const char* name;
@@ -191,7 +191,7 @@ TEST_F(DockViewInteraction, DropsFromOtherPrograms)
          Qt::MoveAction, {QStringLiteral("pin %1 at %2").arg(entry.toLocalFile()).arg(h.indexOf(folder))}},
         {"a document between tiles is pinned there", document, between, both, Qt::CopyAction,
          {"pin " + document.toLocalFile() + " at 1"}},
-        {"no file URLs are refused", QUrl(QStringLiteral("https://example.org/")), onFolder(), both, Qt::IgnoreAction, {}},
+        {"no file URLs are refused", QUrl("https://example.org/"), onFolder(), both, Qt::IgnoreAction, {}},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);

@@ -12,10 +12,10 @@ class DockViewMembership : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        a = h.app(QStringLiteral("a"), Qt::red);
-        b = h.app(QStringLiteral("b"), Qt::green);
-        c = h.app(QStringLiteral("c"), Qt::blue);
-        d = h.app(QStringLiteral("d"), Qt::cyan);
+        a = h.app("a", Qt::red);
+        b = h.app("b", Qt::green);
+        c = h.app("c", Qt::blue);
+        d = h.app("d", Qt::cyan);
         h.pin({{a, Kind::application}, {b, Kind::application}, {c, Kind::application}});
         h.startView();
     }
@@ -80,20 +80,20 @@ TEST_F(DockViewMembership, ReduceMotionJumpsToTheFinalState)
 TEST(DockViewEntries, WindowsFollowTheApplicationsAndTheSeparatorFallsAfterThem)
 {
     DockViewHarness h;
-    const QString b = h.app(QStringLiteral("b"));
-    h.pin({{h.app(QStringLiteral("a")), Kind::application}, {b, Kind::application}});
-    auto running = FakeWorkspace::app(QStringLiteral("b"), 42, b);
+    const QString b = h.app("b");
+    h.pin({{h.app("a"), Kind::application}, {b, Kind::application}});
+    auto running = FakeWorkspace::app("b", 42, b);
     running.icon = DockViewHarness::solidIcon(Qt::magenta);
     h.workspace.launch(running);
     h.model.refresh();
-    h.minimized.push_back(DockWindow{7, QStringLiteral("Notes"), 42, QStringLiteral("b"), true});
+    h.minimized.push_back(DockWindow{7, "Notes", 42, "b", true});
     const auto& entries = h.makeView().entries();
     ASSERT_EQ(entries.size(), 4u);
     EXPECT_EQ(h.view->separatorIndex(), 2);
     EXPECT_EQ(entries[2].icon().pixmap(QSize(32, 32), 1.0).toImage().pixelColor(16, 16), QColor(Qt::magenta));
 
     DockViewHarness folders;
-    folders.pin({{folders.folder(QStringLiteral("docs")), Kind::folder}});
+    folders.pin({{folders.folder("docs"), Kind::folder}});
     EXPECT_EQ(folders.makeView().separatorIndex(), std::nullopt);
 }
 

@@ -16,7 +16,7 @@ protected:
         std::vector<std::pair<QString, Kind>> pins;
         for (int i = 0; i < 6; ++i)
             pins.push_back({h.app(QStringLiteral("app%1").arg(i)), Kind::application});
-        pins.push_back({h.folder(QStringLiteral("docs")), Kind::folder});
+        pins.push_back({h.folder("docs"), Kind::folder});
         h.pin(pins);
         h.startView().onInputRegionChanged = [this] { ++regionChanges; };
         resting = h.view->tileFrames();
@@ -172,7 +172,7 @@ TEST_F(DockViewPointer, APointerOnTheTopCornerOfAMagnifiedIconKeepsTheRowMagnifi
 TEST(DockViewRestingSize, DerivedOnlyOnceShown)
 {
     DockViewHarness h;
-    h.pin({{h.app(QStringLiteral("a")), Kind::application}, {h.app(QStringLiteral("b")), Kind::application}});
+    h.pin({{h.app("a"), Kind::application}, {h.app("b"), Kind::application}});
     h.size = QSize(300, 200);
     DockView& view = h.startView();
     EXPECT_EQ(h.preferences.restingIconSize(), 0);

@@ -32,7 +32,7 @@ public:
 
     QString app(const QString& name, const QIcon& icon)
     {
-        const QString path = dir.filePath(name + QStringLiteral(".desktop"));
+        const QString path = dir.filePath(name + ".desktop");
         EXPECT_TRUE(writeFile(path, "[Desktop Entry]\nType=Application\nName=x\nExec=true\n"));
         workspace.icons[path] = icon;
         return path;

@@ -47,9 +47,9 @@ class DockWindowTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        mail = h.app(QStringLiteral("mail"));
-        docs = h.folder(QStringLiteral("docs"));
-        notes = h.app(QStringLiteral("notes"));
+        mail = h.app("mail");
+        docs = h.folder("docs");
+        notes = h.app("notes");
         h.pin({{mail, Kind::application}, {docs, Kind::folder}, {notes, Kind::application}});
         h.actions.activate = [this](const QString& id, std::uint32_t time) { activated.emplace_back(id, time); };
         dock = std::make_unique<DockWindowController>(QGuiApplication::primaryScreen(), h.context(), false, &system);
@@ -127,7 +127,7 @@ TEST_F(DockWindowTest, InputRegionFollowsTheViewAndStopsAtClose)
     // (The first region, clicks passing through all but the tiles, is checked on the real server.)
     // A new program widens the shelf: the window system hears of the new region.
     const std::size_t before = window->inputRegions.size();
-    h.workspace.launch(FakeWorkspace::app(QStringLiteral("calc"), 42, QStringLiteral("/apps/calc.desktop")));
+    h.workspace.launch(FakeWorkspace::app("calc", 42, "/apps/calc.desktop"));
     h.settle();
     EXPECT_GT(window->inputRegions.size(), before);
     EXPECT_EQ(window->inputRegions.back(), view().inputRegion());
@@ -136,7 +136,7 @@ TEST_F(DockWindowTest, InputRegionFollowsTheViewAndStopsAtClose)
     EXPECT_FALSE(dock->isMapped());
     EXPECT_FALSE(view().isTicking());
     const std::size_t atClose = window->inputRegions.size();
-    h.workspace.quit(QStringLiteral("calc"));
+    h.workspace.quit("calc");
     QCoreApplication::processEvents();
     EXPECT_EQ(window->inputRegions.size(), atClose) << "a closed dock no longer shapes its window";
     reload.reset();
@@ -145,9 +145,8 @@ TEST_F(DockWindowTest, InputRegionFollowsTheViewAndStopsAtClose)
 TEST(DisplayIdentifierTest, DistinctPerNameAndZeroOnlyWithoutOne)
 {
     EXPECT_EQ(DockWindowController::displayIdentifier(QString()), 0u);
-    EXPECT_NE(DockWindowController::displayIdentifier(QStringLiteral("LEFT")),
-              DockWindowController::displayIdentifier(QStringLiteral("RIGHT")));
-    EXPECT_NE(DockWindowController::displayIdentifier(QStringLiteral("eDP-1")), 0u);
+    EXPECT_NE(DockWindowController::displayIdentifier("LEFT"), DockWindowController::displayIdentifier("RIGHT"));
+    EXPECT_NE(DockWindowController::displayIdentifier("eDP-1"), 0u);
 }
 
 } // namespace

@@ -12,7 +12,7 @@ namespace wharf {
 class FakeNativeDock : public NativeDock {
 public:
     bool isInstalled() const override { return installed; }
-    QString name() const override { return QStringLiteral("Fake Dock"); }
+    QString name() const override { return "Fake Dock"; }
     std::vector<NativeDockKey> managedKeys() const override { return keys; }
     std::optional<NativeDockValue> userValue(const QString& key) const override
     {
@@ -47,8 +47,7 @@ public:
 
     QStringList favoriteApplications() const override { return favorites; }
 
-    std::vector<NativeDockKey> keys{{QStringLiteral("autohide"), {QStringLiteral("b"), QStringLiteral("true")}},
-                                    {QStringLiteral("show-delay"), {QStringLiteral("d"), QStringLiteral("1000.0")}}};
+    std::vector<NativeDockKey> keys{{"autohide", {"b", "true"}}, {"show-delay", {"d", "1000.0"}}};
     QStringList favorites;
     QMap<QString, NativeDockValue> values;
     QStringList writes;  // every key written or reset, in order

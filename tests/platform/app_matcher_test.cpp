@@ -6,7 +6,7 @@
 namespace wharf {
 namespace {
 
-const QString applications = QStringLiteral(WHARF_TEST_DATA_DIR "/applications/");
+const QString applications = WHARF_TEST_DATA_DIR "/applications/";
 
 const DesktopEntryIndex& fixtureIndex()
 {
@@ -150,8 +150,7 @@ std::vector<MatchCase> matchCases()
 TEST(MatchWindow, MatchesEntry)
 {
     MatchRules rules = MatchRules::defaults();
-    rules.parse(QStringLiteral("wmclass Mystery-App = org.example.Editor\nexe mystery-bin = org.example.Tool\n"),
-                QStringLiteral("rules.conf"));
+    rules.parse("wmclass Mystery-App = org.example.Editor\nexe mystery-bin = org.example.Tool\n", "rules.conf");
     for (const MatchCase& c : matchCases()) {
         SCOPED_TRACE(c.name);
         const MatchResult result = matchWindow(c.window, fixtureIndex(), rules);
@@ -165,19 +164,18 @@ TEST(MatchWindow, MatchesEntry)
 TEST(DesktopEntryIndex, ReadsWhatMatchingNeedsAndSkipsBrokenEntries)
 {
     const DesktopEntryIndex& index = fixtureIndex();
-    EXPECT_EQ(index.byId(QStringLiteral("broken")), nullptr) << "not a desktop entry";
-    EXPECT_EQ(index.byId(QStringLiteral("missing-program")), nullptr) << "TryExec names a missing program";
-    EXPECT_FALSE(DesktopEntryIndex::recordForFile(applications + QStringLiteral("broken.desktop"),
-                                                  MatchRules::defaults()));
+    EXPECT_EQ(index.byId("broken"), nullptr) << "not a desktop entry";
+    EXPECT_EQ(index.byId("missing-program"), nullptr) << "TryExec names a missing program";
+    EXPECT_FALSE(DesktopEntryIndex::recordForFile(applications + "broken.desktop", MatchRules::defaults()));
 
-    const DesktopEntryRecord* tool = index.byId(QStringLiteral("org.example.Tool.desktop"));
+    const DesktopEntryRecord* tool = index.byId("org.example.Tool.desktop");
     ASSERT_NE(tool, nullptr);
-    EXPECT_EQ(tool->path, applications + QStringLiteral("org.example.Tool.desktop"));
+    EXPECT_EQ(tool->path, applications + "org.example.Tool.desktop");
     // A web app runs the browser's program but must not be found by it.
-    EXPECT_EQ(index.byProgram(QStringLiteral("chromium"))->id, QStringLiteral("chromium"));
-    EXPECT_EQ(index.byProgram(QStringLiteral("steam"))->id, QStringLiteral("steam"));
+    EXPECT_EQ(index.byProgram("chromium")->id, "chromium");
+    EXPECT_EQ(index.byProgram("steam")->id, "steam");
     // An entry without Exec is kept but matches by no program.
-    EXPECT_NE(index.byId(QStringLiteral("no-exec")), nullptr);
+    EXPECT_NE(index.byId("no-exec"), nullptr);
     EXPECT_EQ(index.byProgram(QString()), nullptr);
 }
 
@@ -188,42 +186,39 @@ TEST(EffectiveProgram, LooksPastInterpretersAndTheirOptions)
         QStringList arguments;
         const char* program;
     } rows[] = {
-        {{QStringLiteral("/usr/bin/xterm"), QStringLiteral("-e"), QStringLiteral("top")}, "xterm"},
-        {{QStringLiteral("python3.11"), QStringLiteral("-m"), QStringLiteral("mytool")}, "mytool"},
-        {{QStringLiteral("java"), QStringLiteral("-Xmx1g"), QStringLiteral("-jar"), QStringLiteral("/opt/a/app.jar")},
-         "app.jar"},
-        {{QStringLiteral("java"), QStringLiteral("-cp"), QStringLiteral("/a:/b"), QStringLiteral("org.x.Main")},
-         "org.x.Main"},
-        {{QStringLiteral("env"), QStringLiteral("A=1"), QStringLiteral("bash"), QStringLiteral("/opt/run.sh")},
-         "run.sh"},
-        {{QStringLiteral("wine64"), QStringLiteral("C:/Games/game.exe")}, "game.exe"},
-        {{QStringLiteral("/usr/bin/python3")}, "python3"},
-        {{QStringLiteral("%U")}, ""},
+        {{"/usr/bin/xterm", "-e", "top"}, "xterm"},
+        {{"python3.11", "-m", "mytool"}, "mytool"},
+        {{"java", "-Xmx1g", "-jar", "/opt/a/app.jar"}, "app.jar"},
+        {{"java", "-cp", "/a:/b", "org.x.Main"}, "org.x.Main"},
+        {{"env", "A=1", "bash", "/opt/run.sh"}, "run.sh"},
+        {{"wine64", "C:/Games/game.exe"}, "game.exe"},
+        {{"/usr/bin/python3"}, "python3"},
+        {{"%U"}, ""},
         {{}, ""},
     };
     for (const auto& row : rows)
         EXPECT_EQ(effectiveProgram(row.arguments, rules).toStdString(), std::string(row.program))
-            << row.arguments.join(QLatin1Char(' ')).toStdString();
+            << row.arguments.join(' ').toStdString();
 }
 
 TEST(MatchRules, BadLinesAreReportedAndGoodOnesKept)
 {
     MatchRules rules;
     QStringList errors;
-    rules.parse(QStringLiteral("# comment\n"
-                               "wmclass Foo = foo.desktop\n"
-                               "wmclass = nothing\n"
-                               "frobnicate x\n"
-                               "exe a b = c\n"
-                               "interpreter\n"
-                               "exe foo-bin = foo\n"),
-                QStringLiteral("user.conf"), &errors);
+    rules.parse("# comment\n"
+                "wmclass Foo = foo.desktop\n"
+                "wmclass = nothing\n"
+                "frobnicate x\n"
+                "exe a b = c\n"
+                "interpreter\n"
+                "exe foo-bin = foo\n",
+                "user.conf", &errors);
     ASSERT_EQ(errors.size(), 4);
-    EXPECT_TRUE(errors.at(0).startsWith(QStringLiteral("user.conf:3:"))) << errors.at(0).toStdString();
-    EXPECT_TRUE(errors.at(1).startsWith(QStringLiteral("user.conf:4:")));
-    EXPECT_EQ(rules.entryForWmClass(QStringLiteral("FOO")), QStringLiteral("foo"));
-    EXPECT_EQ(rules.entryForExecutable(QStringLiteral("foo-bin")), QStringLiteral("foo"));
-    EXPECT_FALSE(rules.entryForExecutable(QStringLiteral("a")));
+    EXPECT_TRUE(errors.at(0).startsWith("user.conf:3:")) << errors.at(0).toStdString();
+    EXPECT_TRUE(errors.at(1).startsWith("user.conf:4:"));
+    EXPECT_EQ(rules.entryForWmClass("FOO"), "foo");
+    EXPECT_EQ(rules.entryForExecutable("foo-bin"), "foo");
+    EXPECT_FALSE(rules.entryForExecutable("a"));
 }
 
 TEST(WindowProperties, WmClassIsReadLeniently)
@@ -261,9 +256,9 @@ TEST(ProcessFiles, OddContentsParseOrGiveNothing)
               std::make_pair(QStringLiteral("my-snap"), QStringLiteral("my-app")));
     EXPECT_EQ(snapFromCgroup("0::/user.slice/app.slice/app-gnome-xterm-42.scope\n"), std::make_pair(QString(), QString()));
     EXPECT_EQ(flatpakIdFromInfo("[Instance]\nname=wrong\n[Application]\nname=org.example.Flat\nruntime=x\n"),
-              QStringLiteral("org.example.Flat"));
+              "org.example.Flat");
     EXPECT_EQ(flatpakIdFromInfo("name=org.no.Group\n"), QString());
-    EXPECT_EQ(splitNulSeparated(QByteArray("a\0b c\0\0", 7)), (QStringList{QStringLiteral("a"), QStringLiteral("b c")}));
+    EXPECT_EQ(splitNulSeparated(QByteArray("a\0b c\0\0", 7)), (QStringList{"a", "b c"}));
 }
 
 } // namespace

@@ -12,9 +12,8 @@ namespace {
 
 TEST(IconThemes, Choice)
 {
-    const QStringList all{QStringLiteral("Adwaita"), QStringLiteral("hicolor"), QStringLiteral("Papirus"),
-                          QStringLiteral("breeze")};
-    const QStringList bare{QStringLiteral("hicolor")};
+    const QStringList all{"Adwaita", "hicolor", "Papirus", "breeze"};
+    const QStringList bare{"hicolor"};
     struct Row {
         const char* name;
         QString current;

@@ -62,7 +62,7 @@ TEST(UnityLauncherEntries, OtherWidthsOutOfRangeValuesAndRepeats)
                 {"count-visible", DBUS_TYPE_STRING, text}})
             .get());
     ASSERT_TRUE(parsed);
-    EXPECT_EQ(parsed->first, QStringLiteral("application://a.desktop"));
+    EXPECT_EQ(parsed->first, "application://a.desktop");
     LauncherEntry entry;
     EXPECT_TRUE(UnityLauncherEntries::apply(entry, parsed->second));
     EXPECT_EQ(entry, (LauncherEntry{7, false, 1.0, false, false}));
@@ -85,8 +85,7 @@ TEST(UnityLauncherEntries, OtherWidthsOutOfRangeValuesAndRepeats)
 
 TEST(UnityLauncherEntries, ApplicationURIsNameDesktopEntries)
 {
-    EXPECT_EQ(UnityLauncherEntries::desktopID(QStringLiteral("application://org.gnome.Calculator.desktop")),
-              QStringLiteral("org.gnome.Calculator"));
+    EXPECT_EQ(UnityLauncherEntries::desktopID("application://org.gnome.Calculator.desktop"), "org.gnome.Calculator");
     for (const char* bad : {"org.gnome.Calculator.desktop", "application://.desktop", "application://x",
                             "application://a/b.desktop", "file:///usr/share/applications/x.desktop"})
         EXPECT_FALSE(UnityLauncherEntries::desktopID(QString::fromLatin1(bad))) << bad;

@@ -34,7 +34,7 @@ protected:
         AppDelegate::Parts parts;
         parts.workspace = std::make_unique<FakeWorkspace>();
         parts.preferences = &preferences;
-        parts.integration = std::make_unique<SystemDockIntegration>(std::move(nativeDock), dir.filePath(QStringLiteral("data")));
+        parts.integration = std::make_unique<SystemDockIntegration>(std::move(nativeDock), dir.filePath("data"));
         integration = parts.integration.get();
         parts.windowSystem = std::make_unique<FakeDockWindowSystem>();
         auto delegate = std::make_unique<AppDelegate>(std::move(parts));
@@ -62,7 +62,7 @@ TEST_F(AppDelegateTest, DocksAreRebuiltOnlyWhenAllDisplaysChanges)
 TEST_F(AppDelegateTest, LaterIntegrationErrorsShowTheWharfAlert)
 {
     auto delegate = launchedDelegate();
-    integration->onIntegrationError.notify(QStringLiteral("The recovery helper stopped."));
+    integration->onIntegrationError.notify("The recovery helper stopped.");
     integration->onIntegrationError.notify(QString());
     ASSERT_EQ(alerts.size(), 1u) << "an empty message shows nothing";
     EXPECT_EQ(alerts.front(), std::make_pair(QStringLiteral("Wharf"), QStringLiteral("The recovery helper stopped.")));
@@ -90,17 +90,17 @@ QAction* entry(const QMenu& menu, const QString& title)
 TEST_F(AppDelegateTest, AFolderMenuChangesItsStackSettingsAndTheTrashMenuItsIcon)
 {
     auto delegate = launchedDelegate();
-    const QString folder = QFileInfo(dir.path()).canonicalFilePath() + QStringLiteral("/Papers");
+    const QString folder = QFileInfo(dir.path()).canonicalFilePath() + "/Papers";
     ASSERT_TRUE(QDir().mkpath(folder));
     delegate->model().setPins({{folder, DockItem::Kind::folder, std::nullopt}});
 
     ASSERT_TRUE(delegate->showEntryMenu(folder));
     QMenu* menu = openMenu(*delegate);
     ASSERT_TRUE(menu);
-    EXPECT_TRUE(entry(*menu, QStringLiteral("Name"))->isChecked());
-    ASSERT_TRUE(entry(*menu, QStringLiteral("Grid")));
-    entry(*menu, QStringLiteral("Grid"))->trigger();
-    entry(*menu, QStringLiteral("Date Modified"))->trigger();
+    EXPECT_TRUE(entry(*menu, "Name")->isChecked());
+    ASSERT_TRUE(entry(*menu, "Grid"));
+    entry(*menu, "Grid")->trigger();
+    entry(*menu, "Date Modified")->trigger();
     const StackSettings settings = delegate->stackPreferences().settings(folder);
     EXPECT_EQ(settings.viewMode, StackViewMode::grid);
     EXPECT_EQ(settings.sortOrder, StackSortOrder::dateModified);
@@ -110,16 +110,16 @@ TEST_F(AppDelegateTest, AFolderMenuChangesItsStackSettingsAndTheTrashMenuItsIcon
     ASSERT_TRUE(delegate->showEntryMenu(DockModel::trashID));
     menu = openMenu(*delegate);
     ASSERT_TRUE(menu);
-    QAction* appearance = entry(*menu, QStringLiteral("Appearance"));
+    QAction* appearance = entry(*menu, "Appearance");
     ASSERT_TRUE(appearance && appearance->menu());
-    QAction* alwaysEmpty = entry(*appearance->menu(), QStringLiteral("Always Empty"));
+    QAction* alwaysEmpty = entry(*appearance->menu(), "Always Empty");
     ASSERT_TRUE(alwaysEmpty);
     EXPECT_FALSE(alwaysEmpty->isChecked());
     alwaysEmpty->trigger();
     EXPECT_TRUE(preferences.alwaysEmptyTrashIcon());
     menu->hide();
 
-    EXPECT_FALSE(delegate->showEntryMenu(QStringLiteral("/no/such/tile")));
+    EXPECT_FALSE(delegate->showEntryMenu("/no/such/tile"));
 }
 
 } // namespace

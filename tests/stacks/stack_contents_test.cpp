@@ -31,7 +31,7 @@ StackEntry entry(const QString& title, std::optional<QDateTime> modified = {}, s
 {
     StackEntry e;
     e.title = title;
-    e.url = QUrl::fromLocalFile(QStringLiteral("/f/") + (file.isEmpty() ? title : file));
+    e.url = QUrl::fromLocalFile("/f/" + (file.isEmpty() ? title : file));
     e.modificationDate = modified;
     e.creationDate = created;
     e.kind = kind;

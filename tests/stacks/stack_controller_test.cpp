@@ -36,7 +36,7 @@ protected:
         auto stack = std::make_unique<StackController>(dir.filePath(folder), services);
         stack->onClose = [this] { ++closed; };
         stack->open(QRectF(380, 540, 40, 40));
-        EXPECT_TRUE(waitFor([&] { return stack->snapshot()["message"].toString() != QStringLiteral("Loading…"); }));
+        EXPECT_TRUE(waitFor([&] { return stack->snapshot()["message"].toString() != "Loading…"; }));
         return stack;
     }
 

@@ -55,7 +55,7 @@ TEST(StackThumbnailCache, FourAtOnceFirstComeFirstServedDuplicatesMerged)
         }
         gate.acquire();
         ++generated;
-        *source = QStringLiteral("image");
+        *source = "image";
         return solid(Qt::red);
     });
     QStringList arrived;

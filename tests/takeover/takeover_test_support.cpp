@@ -81,7 +81,7 @@ QList<qint64> recoveryHelpers(const QString& backupPath)
 {
     QList<qint64> found;
     const QByteArray path = QFile::encodeName(backupPath);
-    for (const QString& entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
+    for (const QString& entry : QDir("/proc").entryList(QDir::Dirs)) {
         bool numeric = false;
         const qint64 pid = entry.toLongLong(&numeric);
         if (!numeric)
@@ -98,8 +98,7 @@ QList<qint64> recoveryHelpers(const QString& backupPath)
 
 QString defaultKeyfile()
 {
-    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation)
-           + QStringLiteral("/glib-2.0/settings/keyfile");
+    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + "/glib-2.0/settings/keyfile";
 }
 
 QStringList dashToDockKeys()
@@ -122,25 +121,25 @@ bool dashToDockSchemaAvailable()
 DriverHome::DriverHome()
 {
     QDir().mkpath(dataHome());
-    QDir().mkpath(dir.filePath(QStringLiteral("config")));
+    QDir().mkpath(dir.filePath("config"));
 }
 
 DockValues DriverHome::userValues()
 {
-    return {{QStringLiteral("dock-fixed"), NativeDockValue{QStringLiteral("b"), QStringLiteral("true")}},
-            {QStringLiteral("autohide"), std::nullopt},
-            {QStringLiteral("intellihide"), NativeDockValue{QStringLiteral("b"), QStringLiteral("false")}},
-            {QStringLiteral("show-delay"), NativeDockValue{QStringLiteral("d"), QStringLiteral("1.5")}},
-            {QStringLiteral("require-pressure-to-show"), std::nullopt}};
+    return {{"dock-fixed", NativeDockValue{"b", "true"}},
+            {"autohide", std::nullopt},
+            {"intellihide", NativeDockValue{"b", "false"}},
+            {"show-delay", NativeDockValue{"d", "1.5"}},
+            {"require-pressure-to-show", std::nullopt}};
 }
 
 std::unique_ptr<QProcess> DriverHome::start() const
 {
     auto driver = std::make_unique<QProcess>();
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("XDG_DATA_HOME"), dataHome());
-    env.insert(QStringLiteral("XDG_CONFIG_HOME"), dir.filePath(QStringLiteral("config")));
-    env.insert(QStringLiteral("GSETTINGS_BACKEND"), QStringLiteral("keyfile"));
+    env.insert("XDG_DATA_HOME", dataHome());
+    env.insert("XDG_CONFIG_HOME", dir.filePath("config"));
+    env.insert("GSETTINGS_BACKEND", "keyfile");
     driver->setProcessEnvironment(env);
     driver->setProgram(QStringLiteral(WHARF_TAKEOVER_DRIVER));
     driver->start();
