@@ -13,8 +13,6 @@
 namespace wharf::test {
 namespace {
 
-using Kind = DockItem::Kind;
-
 TEST(DockInteractionSlots, FollowPointerAlongTheApplications)
 {
     // Five resting slots 100 wide: centres at 50, 150, 250, 350, 450; the last application is slot 3.
@@ -46,10 +44,7 @@ protected:
     void SetUp() override
     {
         folder = h.folder("docs");
-        h.pin({{h.app("a"), Kind::application},
-               {h.app("b"), Kind::application},
-               {h.app("c"), Kind::application},
-               {folder, Kind::folder}});
+        h.pin({h.app("a"), h.app("b"), h.app("c"), folder});
         DockViewActions& a = h.actions;
         a.activate = [this](const QString& id, std::uint32_t) { log << "activate " + id; };
         a.openItem = [this](const QString& id, std::uint32_t) { log << "open " + id; };
@@ -81,20 +76,17 @@ protected:
         QApplication::sendEvent(h.view.get(), &event);
     }
 
-    // Qt passes drag events on only during a drag of its own, so the view's handler is called
-    // directly. The answer is the drop action the view proposes, or IgnoreAction.
-    Qt::DropAction dragOver(const QPointF& at, const QMimeData& data, Qt::DropActions allowed = Qt::CopyAction | Qt::MoveAction)
+    // Qt passes drag events on only during a drag of its own, so the view's handlers are called
+    // directly. The answer is the drop action the view proposes on hovering (or IgnoreAction), and
+    // whether it took the drop.
+    std::pair<Qt::DropAction, bool> dragAndDrop(const QPointF& at, const QMimeData& data,
+                                                Qt::DropActions allowed = Qt::CopyAction | Qt::MoveAction)
     {
-        QDragMoveEvent event(at.toPoint(), allowed, &data, Qt::LeftButton, Qt::NoModifier);
-        static_cast<QObject*>(h.view.get())->event(&event);
-        return event.isAccepted() ? event.dropAction() : Qt::IgnoreAction;
-    }
-
-    bool drop(const QPointF& at, const QMimeData& data, Qt::DropActions allowed = Qt::CopyAction | Qt::MoveAction)
-    {
-        QDropEvent event(at, allowed, &data, Qt::LeftButton, Qt::NoModifier);
-        static_cast<QObject*>(h.view.get())->event(&event);
-        return event.isAccepted();
+        QDragMoveEvent move(at.toPoint(), allowed, &data, Qt::LeftButton, Qt::NoModifier);
+        static_cast<QObject*>(h.view.get())->event(&move);
+        QDropEvent drop(at, allowed, &data, Qt::LeftButton, Qt::NoModifier);
+        static_cast<QObject*>(h.view.get())->event(&drop);
+        return {move.isAccepted() ? move.dropAction() : Qt::IgnoreAction, drop.isAccepted()};
     }
 
     DockViewHarness h;
@@ -198,8 +190,7 @@ TEST_F(DockViewInteraction, DropsFromOtherPrograms)
         log.clear();
         QMimeData data;
         data.setUrls({row.url});
-        EXPECT_EQ(dragOver(row.at, data, row.allowed), row.hover);
-        EXPECT_EQ(drop(row.at, data, row.allowed), row.hover != Qt::IgnoreAction);
+        EXPECT_EQ(dragAndDrop(row.at, data, row.allowed), std::pair(row.hover, row.hover != Qt::IgnoreAction));
         EXPECT_EQ(log, row.done);
     }
 }
@@ -209,8 +200,7 @@ TEST_F(DockViewInteraction, AFolderDraggedOverTheRowMarksWhereItWouldGo)
     QMimeData data;
     data.setData(DockView::internalType, QFileInfo(folder).canonicalFilePath().toUtf8());
     // Not this view's drag (another dock's): no reorder slot, a drop mark instead.
-    EXPECT_EQ(dragOver(QPointF(frames[1].center().x() - 1, 30), data), Qt::MoveAction);
-    EXPECT_TRUE(drop(QPointF(frames[1].center().x() - 1, 30), data));
+    EXPECT_EQ(dragAndDrop(QPointF(frames[1].center().x() - 1, 30), data), std::pair(Qt::MoveAction, true));
     EXPECT_EQ(log, QStringList{QStringLiteral("move %1 to 1").arg(QFileInfo(folder).canonicalFilePath())});
 }
 

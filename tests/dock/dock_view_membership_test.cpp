@@ -6,8 +6,6 @@
 namespace wharf::test {
 namespace {
 
-using Kind = DockItem::Kind;
-
 class DockViewMembership : public ::testing::Test {
 protected:
     void SetUp() override
@@ -16,7 +14,7 @@ protected:
         b = h.app("b", Qt::green);
         c = h.app("c", Qt::blue);
         d = h.app("d", Qt::cyan);
-        h.pin({{a, Kind::application}, {b, Kind::application}, {c, Kind::application}});
+        h.pin({a, b, c});
         h.startView();
     }
 
@@ -28,7 +26,7 @@ TEST_F(DockViewMembership, NewEntryOpensFromBetweenItsNeighboursAndFadesIn)
 {
     const auto old = h.view->tileFrames();
     const double gapMiddle = (old[size_t(h.indexOf(b))].right() + old[size_t(h.indexOf(c))].left()) / 2;
-    h.pin({{a, Kind::application}, {b, Kind::application}, {d, Kind::application}, {c, Kind::application}});
+    h.pin({a, b, d, c});
     h.view->reload();
     const int newIndex = h.indexOf(d);
     const DockTile* tile = h.view->tiles()[size_t(newIndex)];
@@ -50,7 +48,7 @@ TEST_F(DockViewMembership, NewEntryOpensFromBetweenItsNeighboursAndFadesIn)
 
 TEST_F(DockViewMembership, RemovedEntryRetiresWithinATenthWhileTheRowCloses)
 {
-    h.pin({{a, Kind::application}, {c, Kind::application}});
+    h.pin({a, c});
     h.view->reload();
     EXPECT_EQ(h.view->retiringIconCount(), 1);
     ASSERT_EQ(h.view->tiles().size(), h.view->entries().size());
@@ -65,7 +63,7 @@ TEST_F(DockViewMembership, RemovedEntryRetiresWithinATenthWhileTheRowCloses)
 TEST_F(DockViewMembership, ReduceMotionJumpsToTheFinalState)
 {
     h.reduceMotion = true;
-    h.pin({{a, Kind::application}, {d, Kind::application}, {c, Kind::application}});
+    h.pin({a, d, c});
     h.view->reload();
     EXPECT_EQ(h.view->retiringIconCount(), 0);
     EXPECT_EQ(h.view->tiles()[size_t(h.indexOf(d))]->alpha, 1);
@@ -81,7 +79,7 @@ TEST(DockViewEntries, WindowsFollowTheApplicationsAndTheSeparatorFallsAfterThem)
 {
     DockViewHarness h;
     const QString b = h.app("b");
-    h.pin({{h.app("a"), Kind::application}, {b, Kind::application}});
+    h.pin({h.app("a"), b});
     auto running = FakeWorkspace::app("b", 42, b);
     running.icon = DockViewHarness::solidIcon(Qt::magenta);
     h.workspace.launch(running);
@@ -93,7 +91,7 @@ TEST(DockViewEntries, WindowsFollowTheApplicationsAndTheSeparatorFallsAfterThem)
     EXPECT_EQ(entries[2].icon().pixmap(QSize(32, 32), 1.0).toImage().pixelColor(16, 16), QColor(Qt::magenta));
 
     DockViewHarness folders;
-    folders.pin({{folders.folder("docs"), Kind::folder}});
+    folders.pin({folders.folder("docs")});
     EXPECT_EQ(folders.makeView().separatorIndex(), std::nullopt);
 }
 

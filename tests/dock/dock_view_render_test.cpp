@@ -15,8 +15,6 @@
 namespace wharf::test {
 namespace {
 
-using Kind = DockItem::Kind;
-
 // The view drawn at its device pixel ratio.
 QImage renderView(DockView& view)
 {
@@ -39,7 +37,7 @@ protected:
         QPainter(&padded).fillRect(80, 64, 96, 96, Qt::blue);
         blue = h.app("blue", QIcon(padded));
         docs = h.folder("docs");
-        h.pin({{red, Kind::application}, {blue, Kind::application}, {docs, Kind::folder}});
+        h.pin({red, blue, docs});
         h.startView();
     }
 
@@ -145,7 +143,7 @@ TEST(DockViewSettings, OddStoredValues)
     for (const auto& row : rows) {
         SCOPED_TRACE(std::string(row.key) + " = " + row.value.toString().toStdString());
         DockViewHarness h;
-        h.pin({{h.app("a"), Kind::application}, {h.app("b"), Kind::application}});
+        h.pin({h.app("a"), h.app("b")});
         h.store->setValue(QString::fromLatin1(row.key), row.value);
         DockView& view = h.startView();
         h.pointer = view.tileFrames().empty() ? QPointF(500, 150) : view.tileFrames().front().center();
@@ -195,7 +193,7 @@ TEST(DockViewAccessibility, TilesDescribeWhatAClickDoesAndTheirBadge)
     DockViewHarness h;
     const QString mail = h.app("mail");
     const QString docs = h.folder("docs");
-    h.pin({{mail, Kind::application}, {docs, Kind::folder}});
+    h.pin({mail, docs});
     h.workspace.launch(FakeWorkspace::app("mail", 99, mail));
     h.badges = [mail](const QString& identity) {
         return identity == QFileInfo(mail).canonicalFilePath() ? std::optional<QString>("3") : std::nullopt;
@@ -227,7 +225,7 @@ TEST(DockViewAccessibility, AnUnshownDockIsNotExposedAndOnlyChangesAreAnnounced)
     DockViewHarness h;
     const QString mail = h.app("mail");
     const QString notes = h.app("notes");
-    h.pin({{mail, Kind::application}, {notes, Kind::application}});
+    h.pin({mail, notes});
     // What a screen reader would hear.
     std::vector<std::pair<QAccessible::Event, QObject*>> accessibilityEvents;
     h.accessibilityEvent = [&](QAccessibleEvent* event) { accessibilityEvents.emplace_back(event->type(), event->object()); };
@@ -252,14 +250,14 @@ TEST(DockViewAccessibility, AnUnshownDockIsNotExposedAndOnlyChangesAreAnnounced)
     using Event = std::pair<QAccessible::Event, QObject*>;
     accessibilityEvents.clear();
     const QString files = h.folder("files");
-    h.pin({{mail, Kind::application}, {notes, Kind::application}, {files, Kind::folder}});
+    h.pin({mail, notes, files});
     view.reload();
     EXPECT_EQ(accessibilityEvents,
               (std::vector<Event>{{QAccessible::ObjectCreated, view.tiles()[size_t(h.indexOf(files))]}}));
 
     accessibilityEvents.clear();
     QObject* leaving = view.tiles()[size_t(h.indexOf(notes))];
-    h.pin({{mail, Kind::application}, {files, Kind::folder}});
+    h.pin({mail, files});
     view.reload();
     EXPECT_EQ(accessibilityEvents, (std::vector<Event>{{QAccessible::ObjectDestroyed, leaving}}));
 }
@@ -291,7 +289,7 @@ TEST(DockViewHiDpi, IconsRenderAtDevicePixels)
     DockViewHarness h;
     auto requests = std::make_shared<std::vector<QSize>>();
     const QString app = h.app("app", QIcon(new RecordingEngine(requests)));
-    h.pin({{app, DockItem::Kind::application}});
+    h.pin({app});
     DockView& view = h.makeView();
     if (view.devicePixelRatioF() != 2)
         GTEST_SKIP() << "needs QT_SCALE_FACTOR=2";

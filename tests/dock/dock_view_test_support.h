@@ -18,6 +18,8 @@
 
 namespace wharf::test {
 
+using Kind = DockItem::Kind;
+
 // A real DockModel over a FakeWorkspace, temporary settings, a settable clock and
 // pointer, and the view under test. Pointer positions are given in view coordinates.
 class DockViewHarness : public TempPreferences {
@@ -53,7 +55,17 @@ public:
         return QIcon(pixmap);
     }
 
-    void pin(const std::vector<std::pair<QString, DockItem::Kind>>& pins)
+    // Pins `paths` in order: desktop entries as applications, the rest as folders.
+    void pin(const QStringList& paths)
+    {
+        std::vector<DockModel::Pin> list;
+        for (const QString& path : paths)
+            list.push_back({path, path.endsWith(".desktop") ? Kind::application : Kind::folder, {}});
+        model.setPins(std::move(list));
+    }
+
+    // Each path with its kind, as the benchmarks pin theirs.
+    void pin(const std::vector<std::pair<QString, Kind>>& pins)
     {
         std::vector<DockModel::Pin> list;
         for (const auto& [path, kind] : pins)

@@ -16,7 +16,6 @@
 namespace wharf::test {
 namespace {
 
-using Kind = DockItem::Kind;
 using Command = DockKeyboard::Command;
 
 TEST(DockKeyboardKeys, WhatEachKeyDoesWithTheSelection)
@@ -50,7 +49,7 @@ protected:
         mail = h.app("mail");
         docs = h.folder("docs");
         notes = h.app("notes");
-        h.pin({{mail, Kind::application}, {docs, Kind::folder}, {notes, Kind::application}});
+        h.pin({mail, docs, notes});
         h.actions.activate = [this](const QString& id, std::uint32_t time) { activated.emplace_back(id, time); };
         dock = std::make_unique<DockWindowController>(QGuiApplication::primaryScreen(), h.context(), false, &system);
         window = system.windows.back().get();
@@ -98,7 +97,7 @@ TEST_F(DockWindowTest, TheSelectionFollowsTheRowAndOnlyALossAfterTheGainEndsTheM
     press(Qt::Key_Left);
     const int last = int(view().entries().size()) - 1;
     ASSERT_EQ(view().keyboardIndex(), last);
-    h.pin({{mail, Kind::application}, {docs, Kind::folder}});
+    h.pin({mail, docs});
     view().reload();
     EXPECT_EQ(view().keyboardIndex(), last - 1) << "a tile went: the selection is on the new last one";
 
