@@ -101,9 +101,7 @@ TEST_F(StackContentsTest, OddItemsAreStillListedOnce)
     EXPECT_TRUE(byTitle["sub"].isDirectory);
     EXPECT_EQ(byTitle["sub"].kind, "Folder");
     EXPECT_TRUE(byTitle["sub"].modificationDate);
-    const bool hasLatin1 = std::any_of(result.value().begin(), result.value().end(),
-                                       [](const StackEntry& e) { return e.title.startsWith("caf"); });
-    EXPECT_TRUE(hasLatin1);
+    EXPECT_TRUE(std::ranges::any_of(result.value(), [](const StackEntry& e) { return e.title.startsWith("caf"); }));
 }
 
 TEST(StackSort, Orders)
@@ -119,20 +117,17 @@ TEST(StackSort, Orders)
          {entry("same", {}, {}, {}, "b"), entry("same", {}, {}, {}, "a")}, {"same", "same"}},
         {"modified newest first", StackSortOrder::dateModified,
          {entry("old", at(1)), entry("new", at(5))}, {"new", "old"}},
-        {"equal dates by title", StackSortOrder::dateModified,
-         {entry("b", at(1)), entry("a", at(1))}, {"a", "b"}},
+        {"equal dates by title", StackSortOrder::dateModified, {entry("b", at(1)), entry("a", at(1))}, {"a", "b"}},
         {"added orders by created, then modified, undated last", StackSortOrder::dateAdded,
          {entry("none"), entry("created", at(1), at(9)), entry("modified", at(5))}, {"created", "modified", "none"}},
         {"created falls back to modified", StackSortOrder::dateCreated,
          {entry("c", {}, at(2)), entry("m", at(3))}, {"m", "c"}},
         {"kind then title", StackSortOrder::kind,
-         {entry("z", {}, {}, "Image"), entry("y", {}, {}, "image"), entry("a", {}, {}, "Text")},
-         {"y", "z", "a"}},
+         {entry("z", {}, {}, "Image"), entry("y", {}, {}, "image"), entry("a", {}, {}, "Text")}, {"y", "z", "a"}},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
-        const auto out = StackContents::sorted(row.entries, row.order);
-        EXPECT_EQ(titles(out), row.expected);
+        EXPECT_EQ(titles(StackContents::sorted(row.entries, row.order)), row.expected);
     }
     const auto tie = StackContents::sorted(rows[1].entries, StackSortOrder::name);
     EXPECT_EQ(tie[0].path(), "/f/a");

@@ -18,16 +18,14 @@ class StackPreferencesTest : public testing::Test, protected test::TempPreferenc
 protected:
     StackPreferencesTest()
     {
-        QDir(dir.path()).mkpath("home/Downloads");
-        QDir(dir.path()).mkpath("home/Work");
-        QDir(dir.path()).mkpath("home/Téléchargements");
+        for (const char* folder : {"home/Downloads", "home/Work", "home/Téléchargements"})
+            QDir(dir.path()).mkpath(folder);
     }
     QString path(const QString& name) const { return dir.filePath(name); }
     QJsonObject storedJson() const
     {
         return QJsonDocument::fromJson(store->value(StackPreferences::settingsKey).toByteArray()).object();
     }
-
 };
 
 TEST_F(StackPreferencesTest, FirstLookupStoresTheDefaults)

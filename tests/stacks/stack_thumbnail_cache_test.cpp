@@ -61,18 +61,14 @@ TEST(StackThumbnailCache, FourAtOnceFirstComeFirstServedDuplicatesMerged)
     QStringList arrived;
     for (int i = 0; i < 10; ++i) {
         const QString path = QStringLiteral("/f/%1.png").arg(i);
-        cache.image(fileEntry(path), [&arrived, path](const Thumbnail& t) {
-            arrived << path + ":" + t.source;
-        });
+        cache.image(fileEntry(path), [&arrived, path](const Thumbnail& t) { arrived << path + ":" + t.source; });
     }
     int twice = 0;
     cache.image(fileEntry("/f/0.png"), [&](const Thumbnail&) { ++twice; });
     EXPECT_EQ(cache.activeCount(), 4);
 
     bool folderAnswered = false;
-    cache.image(fileEntry("/f/folder", 1000, true), [&](const Thumbnail& t) {
-        folderAnswered = t.source == "icon";
-    });
+    cache.image(fileEntry("/f/folder", 1000, true), [&](const Thumbnail& t) { folderAnswered = t.source == "icon"; });
     EXPECT_TRUE(folderAnswered) << "folders take no slot";
 
     // Only once the first requests are under way (as many as the pool runs at once) may any of them
