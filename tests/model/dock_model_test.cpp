@@ -27,8 +27,7 @@ protected:
 
     void launch(const QString& name, pid_t pid)
     {
-        workspace.launch(FakeWorkspace::app(name, pid, path(name.toLower() + ".desktop"),
-                                            "org.example." + name, name));
+        workspace.launch(FakeWorkspace::app(name, pid, path(name.toLower() + ".desktop"), "org.example." + name, name));
     }
 
     int changes = 0;
@@ -95,8 +94,7 @@ TEST_F(DockModelTest, FallbackImportUsesTheBrowserAndExistingFolders)
 
 TEST_F(DockModelTest, DockOrderAndRunningOrder)
 {
-    storePins({{path("doc.txt"), Kind::file, std::nullopt},
-               {path("a.desktop"), Kind::application, "A"}});
+    storePins({{path("doc.txt"), Kind::file, std::nullopt}, {path("a.desktop"), Kind::application, "A"}});
     const auto model = makeModel();
     launch("B", 20);
     launch("C", 30);
@@ -116,8 +114,7 @@ TEST_F(DockModelTest, WhichRunningProgramsAreListed)
     const auto model = makeModel();
     auto background = FakeWorkspace::app("Agent", 50, path("b.desktop"));
     background.isRegular = false;
-    auto fileManager = FakeWorkspace::app("Nautilus", 51, workspace.fileManager,
-                                          QString("org.gnome.Nautilus"));
+    auto fileManager = FakeWorkspace::app("Nautilus", 51, workspace.fileManager, QString("org.gnome.Nautilus"));
     fileManager.isRegular = false;
     workspace.launch(background);
     workspace.launch(fileManager);
