@@ -144,7 +144,7 @@ TEST(DockViewSettings, OddStoredValues)
         SCOPED_TRACE(std::string(row.key) + " = " + row.value.toString().toStdString());
         DockViewHarness h;
         h.pin({h.app("a"), h.app("b")});
-        h.store->setValue(QString::fromLatin1(row.key), row.value);
+        h.store->setValue(row.key, row.value);
         DockView& view = h.startView();
         h.pointer = view.tileFrames().empty() ? QPointF(500, 150) : view.tileFrames().front().center();
         h.settle();

@@ -45,7 +45,7 @@ TEST(DockBadge, DisplayedFormIsShort)
         {"hello", "hel…"},
     };
     for (const auto& row : rows)
-        EXPECT_EQ(DockBadge::display(QString::fromUtf8(row.label)), QString::fromUtf8(row.shown)) << row.label;
+        EXPECT_EQ(DockBadge::display(row.label), row.shown) << row.label;
 }
 
 TEST(DockBadge, GrowsWithItsTextAndHasAFloor)

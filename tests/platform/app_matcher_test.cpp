@@ -42,7 +42,7 @@ std::vector<MatchCase> matchCases()
     using W = WindowMetadata;
     const auto launchedBy = [](const char* entry, pid_t launcher, std::vector<pid_t> ancestors = {}) {
         return [=](W& w) {
-            w.launchedDesktopFile = applications + QString::fromLatin1(entry);
+            w.launchedDesktopFile = applications + entry;
             w.launchedDesktopFilePid = launcher ? launcher : *w.pid;
             w.ancestors = ancestors;
         };
@@ -154,7 +154,7 @@ TEST(MatchWindow, MatchesEntry)
     for (const MatchCase& c : matchCases()) {
         SCOPED_TRACE(c.name);
         const MatchResult result = matchWindow(c.window, fixtureIndex(), rules);
-        const QString expected = QString::fromUtf8(c.expectedEntry);
+        const QString expected = c.expectedEntry;
         EXPECT_EQ(result.entry ? result.entry->id.toStdString() : std::string(), expected.toStdString());
         EXPECT_EQ(toString(result.via).toStdString(), toString(c.expectedVia).toStdString());
         EXPECT_EQ(result.groupKey.toStdString(), c.expectedGroup ? std::string(c.expectedGroup) : expected.toStdString());

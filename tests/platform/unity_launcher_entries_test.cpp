@@ -88,7 +88,7 @@ TEST(UnityLauncherEntries, ApplicationURIsNameDesktopEntries)
     EXPECT_EQ(UnityLauncherEntries::desktopID("application://org.gnome.Calculator.desktop"), "org.gnome.Calculator");
     for (const char* bad : {"org.gnome.Calculator.desktop", "application://.desktop", "application://x",
                             "application://a/b.desktop", "file:///usr/share/applications/x.desktop"})
-        EXPECT_FALSE(UnityLauncherEntries::desktopID(QString::fromLatin1(bad))) << bad;
+        EXPECT_FALSE(UnityLauncherEntries::desktopID(bad)) << bad;
 }
 
 } // namespace

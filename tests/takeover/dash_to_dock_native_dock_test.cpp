@@ -22,8 +22,8 @@ TEST(DashToDockNativeDock, RejectsValuesTheSchemaDoesNotTake)
         {"invalid type string", "show-delay", {"dd(", "1.0"}},
     };
     for (const Row& row : rows) {
-        EXPECT_FALSE(dock.accepts(QString::fromLatin1(row.key), row.value)) << row.name;
-        EXPECT_FALSE(dock.write(QString::fromLatin1(row.key), row.value)) << row.name;
+        EXPECT_FALSE(dock.accepts(row.key, row.value)) << row.name;
+        EXPECT_FALSE(dock.write(row.key, row.value)) << row.name;
     }
 }
 

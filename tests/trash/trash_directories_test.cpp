@@ -25,10 +25,8 @@ TEST(TrashDirectories, NetworkAndPseudoFileSystemsAreSkipped)
         {"/run/media/me/disk", "exfat", false}, {"/mnt/share", "nfs4", true},       {"/home/me/remote", "fuse.sshfs", true},
         {"/snap/core/1", "squashfs", true},     {"/run/user/1000", "tmpfs", true},  {"", "ext4", true},
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ(skipsVolume({QString::fromLatin1(row.root), QString::fromLatin1(row.type)}), row.skipped)
-            << row.root << " " << row.type;
-    }
+    for (const auto& row : rows)
+        EXPECT_EQ(skipsVolume({row.root, row.type}), row.skipped) << row.root << " " << row.type;
 }
 
 TEST(TrashDirectories, VolumeTrashFollowsTheStickyAndSymlinkRules)

@@ -18,10 +18,7 @@ namespace {
 using namespace std::chrono_literals;
 
 // Lets the loop run for a while, for checks that nothing more happens.
-void settle(int ms)
-{
-    waitFor([] { return false; }, ms);
-}
+void settle(int ms) { waitFor([] { return false; }, ms); }
 
 struct Fixture {
     QTemporaryDir dir;
