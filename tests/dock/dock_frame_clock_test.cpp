@@ -33,8 +33,7 @@ TEST(DockFrameClock, AverageRateFollowsTheDisplay)
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
-        const int ticks = int(row.expectedRate) * 10;
-        EXPECT_NEAR(elapsedFor(row.refreshRate, ticks), 10.0, 0.002);
+        EXPECT_NEAR(elapsedFor(row.refreshRate, int(row.expectedRate) * 10), 10.0, 0.002);
     }
 }
 
