@@ -24,10 +24,8 @@ public:
         // As with the real dock, an uninstalled one knows no keys.
         if (!installed)
             return false;
-        for (const NativeDockKey& known : keys)
-            if (known.name == key)
-                return known.hidingValue.type == value.type && !value.text.isEmpty();
-        return false;
+        const auto known = std::ranges::find(keys, key, &NativeDockKey::name);
+        return known != keys.end() && known->hidingValue.type == value.type && !value.text.isEmpty();
     }
     bool write(const QString& key, const NativeDockValue& value) override
     {

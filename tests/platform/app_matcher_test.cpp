@@ -40,11 +40,22 @@ std::vector<MatchCase> matchCases()
 {
     using Via = MatchResult::Via;
     using W = WindowMetadata;
-    const auto launchedBy = [](const char* entry, pid_t launcher, std::vector<pid_t> ancestors = {}) {
+    // The launch hint a launcher left in the environment, with the process's executable when given.
+    const auto launchedBy = [](const char* entry, pid_t launcher, std::vector<pid_t> ancestors = {},
+                               const char* executable = nullptr) {
         return [=](W& w) {
             w.launchedDesktopFile = applications + entry;
             w.launchedDesktopFilePid = launcher ? launcher : *w.pid;
             w.ancestors = ancestors;
+            if (executable)
+                w.executable = executable;
+        };
+    };
+    // The process's executable and command line.
+    const auto running = [](const char* executable, const QStringList& commandLine) {
+        return [=](W& w) {
+            w.executable = executable;
+            w.commandLine = commandLine;
         };
     };
     return {
@@ -57,10 +68,7 @@ std::vector<MatchCase> matchCases()
         // Web apps belong to their own entry, never to the browser.
         {"webAppByStartupWMClassDespiteBrowserHint",
          windowWithClass("crx_abcdefghijklmnop", "Chromium",
-                         [&](W& w) {
-                             launchedBy("chromium.desktop", 0)(w);
-                             w.executable = "/usr/lib/chromium/chromium";
-                         }),
+                         launchedBy("chromium.desktop", 0, {}, "/usr/lib/chromium/chromium")),
          "chrome-abcdefghijklmnop-Default", Via::webApp, nullptr},
         {"webAppByAppIdArgument", windowWithClass("crx_qrstuvwx", "Chromium"), "chrome-qrstuvwx-Default", Via::webApp,
          nullptr},
@@ -72,10 +80,8 @@ std::vector<MatchCase> matchCases()
         // Steam games run under Steam's process tree and environment.
         {"steamGameUnderSteamsLaunchHint",
          windowWithClass("steam_app_620", "steam_app_620",
-                         [&](W& w) {
-                             launchedBy("steam.desktop", 100, {200, 100})(w);
-                             w.executable = "/home/u/.steam/steamapps/common/Portal 2/portal2_linux";
-                         }),
+                         launchedBy("steam.desktop", 100, {200, 100},
+                                    "/home/u/.steam/steamapps/common/Portal 2/portal2_linux")),
          "portal-2", Via::steamGame, nullptr},
         {"steamGameWithoutEntryNotSteam", windowWithClass("steam_app_999", "Steam_App_999", launchedBy("steam.desktop", 0)),
          "", Via::unmatched, "wmclass:steam_app_999"},
@@ -83,10 +89,8 @@ std::vector<MatchCase> matchCases()
         // A class that differs from the entry's only in case.
         {"javaAppClassInOtherCase",
          windowWithClass("sun-awt-X11-XFramePeer", "org-example-javaapp",
-                         [](W& w) {
-                             w.executable = "/usr/lib/jvm/java-17-openjdk-amd64/bin/java";
-                             w.commandLine = {"java", "-jar", "/opt/javaapp/javaapp.jar"};
-                         }),
+                         running("/usr/lib/jvm/java-17-openjdk-amd64/bin/java",
+                                 {"java", "-jar", "/opt/javaapp/javaapp.jar"})),
          "org.example.JavaApp", Via::wmClass, nullptr},
         {"usersOwnEntryWinsOverSystemEntry", windowWithClass("viewer", "ExampleViewer"), "my-viewer", Via::wmClass,
          nullptr},
@@ -115,18 +119,10 @@ std::vector<MatchCase> matchCases()
         {"staleLaunchHintIgnored", windowWithClass("xclock", "XClock", launchedBy("clock-wrapper.desktop", 77, {499, 300})),
          "", Via::unmatched, "wmclass:xclock"},
         {"wrapperScriptRunByShell",
-         windowWithClass({}, {},
-                         [](W& w) {
-                             w.executable = "/usr/bin/dash";
-                             w.commandLine = {"/bin/sh", "/usr/local/bin/run-clock.sh"};
-                         }),
+         windowWithClass({}, {}, running("/usr/bin/dash", {"/bin/sh", "/usr/local/bin/run-clock.sh"})),
          "clock-wrapper", Via::executable, nullptr},
         {"pythonScriptBehindInterpreter",
-         windowWithClass("tk", "Tk",
-                         [](W& w) {
-                             w.executable = "/usr/bin/python3.11";
-                             w.commandLine = {"python3", "-u", "/usr/share/tool/tool.py"};
-                         }),
+         windowWithClass("tk", "Tk", running("/usr/bin/python3.11", {"python3", "-u", "/usr/share/tool/tool.py"})),
          "org.example.Tool", Via::executable, nullptr},
 
         // Broken or missing metadata, and the user's own rules.
