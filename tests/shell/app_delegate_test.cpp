@@ -25,7 +25,7 @@ namespace {
 class AppDelegateTest : public ::testing::Test, protected test::TempPreferences {
 protected:
     SystemDockIntegration* integration = nullptr;
-    std::vector<std::pair<QString, QString>> alerts;
+    QStringList alerts; // "<text>: <informative text>"
 
     std::unique_ptr<AppDelegate> launchedDelegate()
     {
@@ -38,9 +38,7 @@ protected:
         integration = parts.integration.get();
         parts.windowSystem = std::make_unique<FakeDockWindowSystem>();
         auto delegate = std::make_unique<AppDelegate>(std::move(parts));
-        delegate->presentAlert = [this](const QString& text, const QString& informative) {
-            alerts.emplace_back(text, informative);
-        };
+        delegate->presentAlert = [this](const QString& text, const QString& more) { alerts << text + ": " + more; };
         delegate->applicationDidFinishLaunching();
         return delegate;
     }
@@ -64,8 +62,7 @@ TEST_F(AppDelegateTest, LaterIntegrationErrorsShowTheWharfAlert)
     auto delegate = launchedDelegate();
     integration->onIntegrationError.notify("The recovery helper stopped.");
     integration->onIntegrationError.notify(QString());
-    ASSERT_EQ(alerts.size(), 1u) << "an empty message shows nothing";
-    EXPECT_EQ(alerts.front(), std::make_pair(QStringLiteral("Wharf"), QStringLiteral("The recovery helper stopped.")));
+    EXPECT_EQ(alerts, QStringList{"Wharf: The recovery helper stopped."}) << "an empty message shows nothing";
 }
 
 // The menu a tile's right-click pops up, found among the first dock's children; null when none.
@@ -80,11 +77,9 @@ QMenu* openMenu(AppDelegate& delegate)
 
 QAction* entry(const QMenu& menu, const QString& title)
 {
-    for (QAction* action : menu.actions()) {
-        if (action->text() == title)
-            return action;
-    }
-    return nullptr;
+    const QList<QAction*> actions = menu.actions();
+    const auto found = std::ranges::find(actions, title, &QAction::text);
+    return found == actions.end() ? nullptr : *found;
 }
 
 TEST_F(AppDelegateTest, AFolderMenuChangesItsStackSettingsAndTheTrashMenuItsIcon)
