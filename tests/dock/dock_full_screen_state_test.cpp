@@ -32,10 +32,8 @@ TEST(DockFullScreenState, TheTopmostWindowOfEachDisplayDecides)
         {"a window straddling both displays on top", {bothFull, straddling}, {}},
         {"full screen over both displays", {bothFull}, {left, right}},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(DockFullScreenState::fullScreenDisplays(row.windows, twoDisplays), row.expected);
-    }
+    for (const auto& row : rows)
+        EXPECT_EQ(DockFullScreenState::fullScreenDisplays(row.windows, twoDisplays), row.expected) << row.name;
 }
 
 TEST(DockFullScreenState, ReadsAtMostEveryIntervalButAtOnceOnADesktopOrDisplayChange)

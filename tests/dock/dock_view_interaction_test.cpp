@@ -32,10 +32,8 @@ TEST(DockInteractionSlots, FollowPointerAlongTheApplications)
         {"far left stops at 1, after the file manager", 3, -500, 1},
         {"left past a centre moves back", 3, 246, 2},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(DockInteraction::followPointer(row.from, row.x, slots, 3), row.slot);
-    }
+    for (const Row& row : rows)
+        EXPECT_EQ(DockInteraction::followPointer(row.from, row.x, slots, 3), row.slot) << row.name;
 }
 
 // What the gestures asked for, one line each: "activate <id>", "menu <id>", "pin <path> at end", ...

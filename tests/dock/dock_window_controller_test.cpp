@@ -36,10 +36,8 @@ TEST(DockKeyboardKeys, WhatEachKeyDoesWithTheSelection)
         {"letters are not the dock's", Qt::Key_A, 1, 4, {}},
         {"an empty dock takes no key", Qt::Key_Right, std::nullopt, 0, {}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(DockKeyboard::press(row.key, row.selection, row.count), row.expected);
-    }
+    for (const Row& row : rows)
+        EXPECT_EQ(DockKeyboard::press(row.key, row.selection, row.count), row.expected) << row.name;
 }
 
 class DockWindowTest : public ::testing::Test {

@@ -30,11 +30,9 @@ TEST(IconThemes, Choice)
         {"a session theme that is not installed", "Yaru", "", all, "Adwaita", "hicolor"},
         {"only hicolor", "hicolor", "Papirus", bare, "hicolor", "hicolor"},
     };
-    for (const auto& row : rows) {
-        const auto [theme, fallback] = chooseIconThemes(row.current, row.gnome, row.installed);
-        EXPECT_EQ(theme, row.theme) << row.name;
-        EXPECT_EQ(fallback, row.fallback) << row.name;
-    }
+    for (const auto& row : rows)
+        EXPECT_EQ(chooseIconThemes(row.current, row.gnome, row.installed), std::pair(row.theme, row.fallback))
+            << row.name;
 }
 
 TEST(DesktopAppearance, PortalColorScheme)

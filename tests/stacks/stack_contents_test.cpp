@@ -125,10 +125,8 @@ TEST(StackSort, Orders)
         {"kind then title", StackSortOrder::kind,
          {entry("z", {}, {}, "Image"), entry("y", {}, {}, "image"), entry("a", {}, {}, "Text")}, {"y", "z", "a"}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(titles(StackContents::sorted(row.entries, row.order)), row.expected);
-    }
+    for (const Row& row : rows)
+        EXPECT_EQ(titles(StackContents::sorted(row.entries, row.order)), row.expected) << row.name;
     const auto tie = StackContents::sorted(rows[1].entries, StackSortOrder::name);
     EXPECT_EQ(tie[0].path(), "/f/a");
 }
@@ -147,10 +145,8 @@ TEST(StackViewModeResolution, AutomaticPicksFanOnlyWhenItFits)
         {"empty is a grid", StackViewMode::automatic, 0, 5000, StackViewMode::grid},
         {"a chosen mode stays", StackViewMode::list, 1, 100, StackViewMode::list},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(StackContents::resolvedViewMode(row.requested, row.count, row.height), row.expected);
-    }
+    for (const auto& row : rows)
+        EXPECT_EQ(StackContents::resolvedViewMode(row.requested, row.count, row.height), row.expected) << row.name;
 }
 
 } // namespace

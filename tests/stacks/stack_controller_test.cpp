@@ -20,8 +20,7 @@ namespace {
 class StackControllerTest : public testing::Test, protected test::TempPreferences {
 protected:
     StackControllerTest()
-        : stackPreferences(preferences),
-          access(preferences)
+        : stackPreferences(preferences), access(preferences)
     {
         QDir(dir.path()).mkpath("stack/sub");
         for (int i = 1; i <= 11; ++i)
