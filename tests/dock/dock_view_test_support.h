@@ -134,11 +134,8 @@ public:
     {
         const QString id = QFileInfo(path).canonicalFilePath();
         const auto& entries = view->entries();
-        for (size_t i = 0; i < entries.size(); ++i) {
-            if (entries[i].identifier() == id)
-                return int(i);
-        }
-        return -1;
+        const auto found = std::ranges::find(entries, id, &DockEntry::identifier);
+        return found == entries.end() ? -1 : int(found - entries.begin());
     }
 
     QSize size{1000, viewHeight};
