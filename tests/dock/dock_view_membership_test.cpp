@@ -27,7 +27,6 @@ TEST_F(DockViewMembership, NewEntryOpensFromBetweenItsNeighboursAndFadesIn)
     const auto old = h.view->tileFrames();
     const double gapMiddle = (old[size_t(h.indexOf(b))].right() + old[size_t(h.indexOf(c))].left()) / 2;
     h.pin({a, b, d, c});
-    h.view->reload();
     const int newIndex = h.indexOf(d);
     const DockTile* tile = h.view->tiles()[size_t(newIndex)];
 
@@ -49,7 +48,6 @@ TEST_F(DockViewMembership, NewEntryOpensFromBetweenItsNeighboursAndFadesIn)
 TEST_F(DockViewMembership, RemovedEntryRetiresWithinATenthWhileTheRowCloses)
 {
     h.pin({a, c});
-    h.view->reload();
     EXPECT_EQ(h.view->retiringIconCount(), 1);
     ASSERT_EQ(h.view->tiles().size(), h.view->entries().size());
 
@@ -64,7 +62,6 @@ TEST_F(DockViewMembership, ReduceMotionJumpsToTheFinalState)
 {
     h.reduceMotion = true;
     h.pin({a, d, c});
-    h.view->reload();
     EXPECT_EQ(h.view->retiringIconCount(), 0);
     EXPECT_EQ(h.view->tiles()[size_t(h.indexOf(d))]->alpha, 1);
     h.advance(1.0 / 60);

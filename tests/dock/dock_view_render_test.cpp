@@ -251,14 +251,12 @@ TEST(DockViewAccessibility, AnUnshownDockIsNotExposedAndOnlyChangesAreAnnounced)
     accessibilityEvents.clear();
     const QString files = h.folder("files");
     h.pin({mail, notes, files});
-    view.reload();
     EXPECT_EQ(accessibilityEvents,
               (std::vector<Event>{{QAccessible::ObjectCreated, view.tiles()[size_t(h.indexOf(files))]}}));
 
     accessibilityEvents.clear();
     QObject* leaving = view.tiles()[size_t(h.indexOf(notes))];
     h.pin({mail, files});
-    view.reload();
     EXPECT_EQ(accessibilityEvents, (std::vector<Event>{{QAccessible::ObjectDestroyed, leaving}}));
 }
 

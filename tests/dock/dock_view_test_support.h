@@ -55,13 +55,16 @@ public:
         return QIcon(pixmap);
     }
 
-    // Pins `paths` in order: desktop entries as applications, the rest as folders.
+    // Pins `paths` in order, desktop entries as applications and the rest as folders, and reloads
+    // the view when there is one.
     void pin(const QStringList& paths)
     {
         std::vector<DockModel::Pin> list;
         for (const QString& path : paths)
             list.push_back({path, path.endsWith(".desktop") ? Kind::application : Kind::folder, {}});
         model.setPins(std::move(list));
+        if (view || windowView)
+            active().reload();
     }
 
     // Each path with its kind, as the benchmarks pin theirs.
