@@ -14,12 +14,12 @@ const DesktopEntryIndex& fixtureIndex()
     return index;
 }
 
-// A window of process 4242 with the given WM_CLASS; `edit` adds the other facts.
+// Window 0x1a00007 of process 4242 with the given WM_CLASS; `edit` adds the other facts.
 WindowMetadata windowWithClass(const QString& instance, const QString& wmClass,
                                const std::function<void(WindowMetadata&)>& edit = {})
 {
     WindowMetadata window;
-    window.window = 0x400001;
+    window.window = 0x1a00007;
     window.pid = 4242;
     window.wmInstance = instance;
     window.wmClass = wmClass;
@@ -126,13 +126,7 @@ std::vector<MatchCase> matchCases()
          "org.example.Tool", Via::executable, nullptr},
 
         // Broken or missing metadata, and the user's own rules.
-        {"noClassNoPid",
-         [] {
-             W w;
-             w.window = 0x1a00007;
-             return w;
-         }(),
-         "", Via::unmatched, "window:1a00007"},
+        {"noClassNoPid", windowWithClass({}, {}, [](W& w) { w.pid.reset(); }), "", Via::unmatched, "window:1a00007"},
         {"blankClassGroupsByExecutable", windowWithClass("  ", {}, [](W& w) { w.executable = "/opt/odd/odd-app"; }), "",
          Via::unmatched, "exe:/opt/odd/odd-app"},
         {"userRuleForClass",
