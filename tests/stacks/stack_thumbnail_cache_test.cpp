@@ -73,19 +73,17 @@ TEST(StackThumbnailCache, FourAtOnceFirstComeFirstServedDuplicatesMerged)
 
     // Only once the first requests are under way (as many as the pool runs at once) may any of them
     // end and let the fifth in.
-    const int running = std::min(4, QThreadPool::globalInstance()->maxThreadCount());
-    ASSERT_TRUE(waitFor([&] {
+    const auto startedCount = [&] {
         const QMutexLocker locker(&lock);
-        return started.size() == running;
-    }));
+        return started.size();
+    };
+    const int running = std::min(4, QThreadPool::globalInstance()->maxThreadCount());
+    ASSERT_TRUE(waitFor([&] { return startedCount() == running; }));
     // Then one at a time: with fewer threads than requests, two freed at once would race to log
     // which queued request each took.
     for (int next = running; next < 4; ++next) {
         gate.release(1);
-        ASSERT_TRUE(waitFor([&] {
-            const QMutexLocker locker(&lock);
-            return started.size() > next;
-        }));
+        ASSERT_TRUE(waitFor([&] { return startedCount() > next; }));
     }
     gate.release(10 - (4 - running));
     ASSERT_TRUE(waitFor([&] { return arrived.size() == 10; }));
