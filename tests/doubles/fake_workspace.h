@@ -127,9 +127,7 @@ public:
     Status transferFile(const QString& source, const QString& destination, bool copy) override
     {
         actions.append((copy ? "copy:" : "move:") + source + ' ' + destination);
-        if (failingTransfers.contains(source))
-            return Error{"No such file or directory"};
-        return {};
+        return failingTransfers.contains(source) ? Status(Error{"No such file or directory"}) : Status();
     }
     void beep() override { actions.append("beep"); }
     Result<QString> writeDesktopEntry(const RunningApplication& a) override
@@ -148,9 +146,7 @@ private:
     Status record(const QString& action)
     {
         actions.append(action);
-        if (refuseActions)
-            return Error{"refused"};
-        return {};
+        return refuseActions ? Status(Error{"refused"}) : Status();
     }
 
     mutable std::map<QString, QIcon> generated;

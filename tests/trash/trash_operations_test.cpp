@@ -71,9 +71,7 @@ public:
         const std::lock_guard lock(mutex);
         threads.insert(QThread::currentThread());
         moved << path;
-        if (path.endsWith("busy"))
-            return Error{path + ": busy"};
-        return {};
+        return path.endsWith("busy") ? Status(Error{path + ": busy"}) : Status();
     }
     std::mutex mutex;
     QSet<QThread*> threads;
