@@ -96,11 +96,7 @@ public:
     DockView& makeView(bool overlay = false)
     {
         view = std::make_unique<DockView>(context(), overlay);
-        view->readPointer = [this]() -> std::optional<PointerReading> {
-            if (!pointer)
-                return std::nullopt;
-            return PointerReading{*pointer, false};
-        };
+        view->readPointer = [this] { return pointer ? std::optional(PointerReading{*pointer, false}) : std::nullopt; };
         view->resize(size);
         view->reload();
         return *view;

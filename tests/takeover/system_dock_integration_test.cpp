@@ -56,9 +56,8 @@ protected:
             auto captured = transaction.capture();
             captured.value().ownerPID = pid;
             captured.value().ownerStart = start;
-            if (auto written = transaction.writeBackup(captured.value()); !written)
-                return written;
-            return transaction.setHidden();
+            const Status written = transaction.writeBackup(captured.value());
+            return written ? transaction.setHidden() : written;
         }));
     }
     struct Run {
