@@ -27,10 +27,7 @@ public:
     static constexpr int viewHeight = 200;
 
     // A desktop entry with a solid icon of `color`; returns its path.
-    QString app(const QString& name, const QColor& color = Qt::red)
-    {
-        return app(name, solidIcon(color));
-    }
+    QString app(const QString& name, const QColor& color = Qt::red) { return app(name, solidIcon(color)); }
 
     QString app(const QString& name, const QIcon& icon)
     {

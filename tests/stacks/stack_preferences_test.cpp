@@ -45,9 +45,8 @@ TEST_F(StackPreferencesTest, FirstLookupStoresTheDefaults)
     int changes = 0;
     stacks.onChange = [&](const QString&) { ++changes; };
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(stacks.settings(row.folder), row.expected);
-        EXPECT_TRUE(storedJson().contains(stacks.normalizedPath(row.folder)));
+        EXPECT_EQ(stacks.settings(row.folder), row.expected) << row.name;
+        EXPECT_TRUE(storedJson().contains(stacks.normalizedPath(row.folder))) << row.name;
     }
     EXPECT_EQ(changes, 0) << "a first lookup is no change";
 }
