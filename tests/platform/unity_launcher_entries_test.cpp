@@ -13,10 +13,7 @@
 namespace wharf {
 namespace {
 
-struct MessageUnref {
-    void operator()(DBusMessage* message) const { dbus_message_unref(message); }
-};
-using MessagePtr = std::unique_ptr<DBusMessage, MessageUnref>;
+using MessagePtr = std::unique_ptr<DBusMessage, decltype(&dbus_message_unref)>;
 
 struct Property {
     const char* key;
@@ -27,7 +24,7 @@ struct Property {
 // An Update-shaped signal named `member`.
 MessagePtr update(const char* member, const char* uri, const std::vector<Property>& properties)
 {
-    MessagePtr message(dbus_message_new_signal("/x", "com.canonical.Unity.LauncherEntry", member));
+    MessagePtr message(dbus_message_new_signal("/x", "com.canonical.Unity.LauncherEntry", member), &dbus_message_unref);
     DBusMessageIter arguments, map;
     dbus_message_iter_init_append(message.get(), &arguments);
     dbus_message_iter_append_basic(&arguments, DBUS_TYPE_STRING, &uri);
