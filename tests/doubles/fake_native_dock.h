@@ -16,8 +16,7 @@ public:
     std::vector<NativeDockKey> managedKeys() const override { return keys; }
     std::optional<NativeDockValue> userValue(const QString& key) const override
     {
-        const auto it = values.constFind(key);
-        return it == values.cend() ? std::nullopt : std::optional<NativeDockValue>(*it);
+        return values.contains(key) ? std::optional(values.value(key)) : std::nullopt;
     }
     bool accepts(const QString& key, const NativeDockValue& value) const override
     {

@@ -17,8 +17,7 @@ class FakeEntryLocator : public DesktopEntryLocator {
 public:
     std::optional<QString> entryLocation(const QString& id) const override
     {
-        const auto it = locations.constFind(id);
-        return it == locations.cend() ? std::nullopt : std::optional<QString>(*it);
+        return locations.contains(id) ? std::optional(locations.value(id)) : std::nullopt;
     }
     QHash<QString, QString> locations;
 };
