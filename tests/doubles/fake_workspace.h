@@ -95,14 +95,12 @@ public:
 
     QString displayName(const QString& path) const override
     {
-        const auto found = names.find(path);
-        return found != names.end() ? found->second : path.section('/', -1);
+        return names.contains(path) ? names.at(path) : path.section('/', -1);
     }
 
     std::optional<QString> bundleIdentifier(const QString& path) const override
     {
-        const auto found = bundleIDs.find(path);
-        return found != bundleIDs.end() ? std::optional(found->second) : std::nullopt;
+        return bundleIDs.contains(path) ? std::optional(bundleIDs.at(path)) : std::nullopt;
     }
 
     std::optional<QString> fileManagerLocation() const override { return fileManager; }
