@@ -19,13 +19,12 @@ QStringList startedArguments(const QString& execLine)
         return {"<unreadable key file>"};
     const GCharPtr exec(g_key_file_get_string(file.get(), "Desktop Entry", "Exec", nullptr));
     const QString expanded = QString::fromUtf8(exec.get()).replace("%%", "%");
-    gchar** argv = nullptr;
+    g_auto(GStrv) argv = nullptr;
     if (!g_shell_parse_argv(expanded.toUtf8().constData(), nullptr, &argv, nullptr))
         return {"<unparsable: " + expanded + '>'};
     QStringList out;
     for (gchar** arg = argv; *arg; ++arg)
         out << QString::fromUtf8(*arg);
-    g_strfreev(argv);
     return out;
 }
 
