@@ -33,7 +33,7 @@ struct MatchCase {
     WindowMetadata window;
     const char* expectedEntry; // empty: unmatched
     MatchResult::Via expectedVia;
-    const char* expectedGroup; // checked when not null
+    const char* expectedGroup = nullptr; // checked when not null
 };
 
 std::vector<MatchCase> matchCases()
@@ -63,26 +63,25 @@ std::vector<MatchCase> matchCases()
         // runs the same program; the visible entry wins.
         {"pinnedLauncherWithoutClassByExecutable",
          windowWithClass({}, {}, [](W& w) { w.executable = "/usr/bin/example-editor"; }), "org.example.Editor",
-         Via::executable, nullptr},
+         Via::executable},
 
         // Web apps belong to their own entry, never to the browser.
         {"webAppByStartupWMClassDespiteBrowserHint",
          windowWithClass("crx_abcdefghijklmnop", "Chromium",
                          launchedBy("chromium.desktop", 0, {}, "/usr/lib/chromium/chromium")),
-         "chrome-abcdefghijklmnop-Default", Via::webApp, nullptr},
-        {"webAppByAppIdArgument", windowWithClass("crx_qrstuvwx", "Chromium"), "chrome-qrstuvwx-Default", Via::webApp,
-         nullptr},
+         "chrome-abcdefghijklmnop-Default", Via::webApp},
+        {"webAppByAppIdArgument", windowWithClass("crx_qrstuvwx", "Chromium"), "chrome-qrstuvwx-Default", Via::webApp},
         {"unknownWebAppStaysApartFromBrowser",
          windowWithClass("crx_unknownapp", "Chromium", [](W& w) { w.executable = "/usr/bin/chromium"; }), "",
          Via::unmatched, "wmclass:crx_unknownapp"},
-        {"browserWindowItself", windowWithClass("chromium", "Chromium"), "chromium", Via::wmClass, nullptr},
+        {"browserWindowItself", windowWithClass("chromium", "Chromium"), "chromium", Via::wmClass},
 
         // Steam games run under Steam's process tree and environment.
         {"steamGameUnderSteamsLaunchHint",
          windowWithClass("steam_app_620", "steam_app_620",
                          launchedBy("steam.desktop", 100, {200, 100},
                                     "/home/u/.steam/steamapps/common/Portal 2/portal2_linux")),
-         "portal-2", Via::steamGame, nullptr},
+         "portal-2", Via::steamGame},
         {"steamGameWithoutEntryNotSteam", windowWithClass("steam_app_999", "Steam_App_999", launchedBy("steam.desktop", 0)),
          "", Via::unmatched, "wmclass:steam_app_999"},
 
@@ -91,10 +90,9 @@ std::vector<MatchCase> matchCases()
          windowWithClass("sun-awt-X11-XFramePeer", "org-example-javaapp",
                          running("/usr/lib/jvm/java-17-openjdk-amd64/bin/java",
                                  {"java", "-jar", "/opt/javaapp/javaapp.jar"})),
-         "org.example.JavaApp", Via::wmClass, nullptr},
-        {"usersOwnEntryWinsOverSystemEntry", windowWithClass("viewer", "ExampleViewer"), "my-viewer", Via::wmClass,
-         nullptr},
-        {"classMatchesLastIdComponent", windowWithClass("konsole", "Konsole"), "org.kde.konsole", Via::wmClass, nullptr},
+         "org.example.JavaApp", Via::wmClass},
+        {"usersOwnEntryWinsOverSystemEntry", windowWithClass("viewer", "ExampleViewer"), "my-viewer", Via::wmClass},
+        {"classMatchesLastIdComponent", windowWithClass("konsole", "Konsole"), "org.kde.konsole", Via::wmClass},
 
         // Sandboxed applications and application ids set by the toolkit.
         {"snapAppNamedDifferentlyFromSnap",
@@ -103,16 +101,16 @@ std::vector<MatchCase> matchCases()
                              w.snapName = "mysnap";
                              w.snapApp = "tool";
                          }),
-         "mysnap_tool", Via::snap, nullptr},
+         "mysnap_tool", Via::snap},
         {"flatpakAppId", windowWithClass("flat", "Flat", [](W& w) { w.flatpakId = "org.example.Flat"; }),
-         "org.example.Flat", Via::flatpak, nullptr},
+         "org.example.Flat", Via::flatpak},
         {"gtkApplicationId",
          windowWithClass("gnome-text-editor", "Gnome-text-editor",
                          [](W& w) { w.gtkApplicationId = "org.gnome.TextEditor"; }),
-         "org.gnome.TextEditor", Via::applicationId, nullptr},
+         "org.gnome.TextEditor", Via::applicationId},
         {"kdeDesktopFileWithoutSuffix",
          windowWithClass("unknown", "Unknown", [](W& w) { w.kdeDesktopFile = "org.kde.konsole"; }), "org.kde.konsole",
-         Via::applicationId, nullptr},
+         Via::applicationId},
 
         // Wrapper scripts and interpreters (a launch through a wrapper script is the workspace
         // end-to-end test's); a launch hint inherited from an unrelated launch is stale.
@@ -120,10 +118,10 @@ std::vector<MatchCase> matchCases()
          "", Via::unmatched, "wmclass:xclock"},
         {"wrapperScriptRunByShell",
          windowWithClass({}, {}, running("/usr/bin/dash", {"/bin/sh", "/usr/local/bin/run-clock.sh"})),
-         "clock-wrapper", Via::executable, nullptr},
+         "clock-wrapper", Via::executable},
         {"pythonScriptBehindInterpreter",
          windowWithClass("tk", "Tk", running("/usr/bin/python3.11", {"python3", "-u", "/usr/share/tool/tool.py"})),
-         "org.example.Tool", Via::executable, nullptr},
+         "org.example.Tool", Via::executable},
 
         // Broken or missing metadata, and the user's own rules.
         {"noClassNoPid", windowWithClass({}, {}, [](W& w) { w.pid.reset(); }), "", Via::unmatched, "window:1a00007"},
@@ -131,9 +129,9 @@ std::vector<MatchCase> matchCases()
          Via::unmatched, "exe:/opt/odd/odd-app"},
         {"userRuleForClass",
          windowWithClass("mystery-app", "Mystery-App", [](W& w) { w.executable = "/opt/mystery/mystery"; }),
-         "org.example.Editor", Via::rule, nullptr},
+         "org.example.Editor", Via::rule},
         {"userRuleForExecutable", windowWithClass("mb", "Mb", [](W& w) { w.executable = "/opt/mystery/mystery-bin"; }),
-         "org.example.Tool", Via::rule, nullptr},
+         "org.example.Tool", Via::rule},
     };
 }
 
