@@ -64,15 +64,6 @@ public:
             active().reload();
     }
 
-    // Each path with its kind, as the benchmarks pin theirs.
-    void pin(const std::vector<std::pair<QString, Kind>>& pins)
-    {
-        std::vector<DockModel::Pin> list;
-        for (const auto& [path, kind] : pins)
-            list.push_back({path, kind, std::nullopt});
-        model.setPins(std::move(list));
-    }
-
     // The view's context over this harness; `actions` record what gestures ask for.
     DockViewContext context()
     {
