@@ -77,10 +77,9 @@ int run(double idleSeconds)
 {
     DockViewHarness h;
     h.size = QSize(1920, 340);
-    std::vector<std::pair<QString, DockItem::Kind>> pins;
+    QStringList pins;
     for (int i = 0; i < 30; ++i)
-        pins.push_back({h.app(QStringLiteral("app%1").arg(i), DockViewHarness::solidIcon(QColor::fromHsv(i * 12, 200, 220))),
-                        DockItem::Kind::application});
+        pins << h.app(QStringLiteral("app%1").arg(i), DockViewHarness::solidIcon(QColor::fromHsv(i * 12, 200, 220)));
     h.pin(pins);
     h.preferences.setValue(DockPreferences::autoHideKey, true);
 

@@ -37,10 +37,10 @@ struct Dock {
     Dock()
     {
         h.size = QSize(1920, 340);
-        std::vector<std::pair<QString, DockItem::Kind>> pins;
+        QStringList pins;
         const auto list = icons();
         for (int i = 0; i < entryCount; ++i)
-            pins.push_back({h.app(QStringLiteral("app%1").arg(i), list[size_t(i)]), DockItem::Kind::application});
+            pins << h.app(QStringLiteral("app%1").arg(i), list[size_t(i)]);
         h.pin(pins);
         h.makeView();
         // As a dock window draws a step: only what changed, straight into its image.

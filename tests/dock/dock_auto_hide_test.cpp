@@ -15,10 +15,7 @@ class DockAutoHideTest : public ::testing::Test {
 protected:
     void build(bool overlay, bool autoHide)
     {
-        std::vector<std::pair<QString, DockItem::Kind>> pins;
-        for (int i = 0; i < 4; ++i)
-            pins.push_back({h.app(QStringLiteral("app%1").arg(i)), DockItem::Kind::application});
-        h.pin(pins);
+        h.pin({h.app("app0"), h.app("app1"), h.app("app2"), h.app("app3")});
         h.preferences.setValue(DockPreferences::autoHideKey, autoHide);
         h.fullScreenState = &state;
         h.startView(overlay);

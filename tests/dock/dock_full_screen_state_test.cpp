@@ -9,10 +9,10 @@ namespace wharf {
 namespace {
 
 const std::vector<DockFullScreenState::Display> twoDisplays{
-    {QStringLiteral("LEFT"), QRect(0, 0, 1920, 1080)},
-    {QStringLiteral("RIGHT"), QRect(1920, 0, 1920, 1080)},
+    {"LEFT", QRect(0, 0, 1920, 1080)},
+    {"RIGHT", QRect(1920, 0, 1920, 1080)},
 };
-const QString left = QStringLiteral("LEFT"), right = QStringLiteral("RIGHT");
+const QString left = "LEFT", right = "RIGHT";
 
 TEST(DockFullScreenState, TheTopmostWindowOfEachDisplayDecides)
 {
@@ -32,10 +32,8 @@ TEST(DockFullScreenState, TheTopmostWindowOfEachDisplayDecides)
         {"a window straddling both displays on top", {bothFull, straddling}, {}},
         {"full screen over both displays", {bothFull}, {left, right}},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(DockFullScreenState::fullScreenDisplays(row.windows, twoDisplays), row.expected);
-    }
+    for (const auto& row : rows)
+        EXPECT_EQ(DockFullScreenState::fullScreenDisplays(row.windows, twoDisplays), row.expected) << row.name;
 }
 
 TEST(DockFullScreenState, ReadsAtMostEveryIntervalButAtOnceOnADesktopOrDisplayChange)

@@ -13,8 +13,6 @@
 namespace wharf::test {
 namespace {
 
-using Kind = DockItem::Kind;
-
 TEST(DockInteractionSlots, FollowPointerAlongTheApplications)
 {
     // Five resting slots 100 wide: centres at 50, 150, 250, 350, 450; the last application is slot 3.
@@ -34,10 +32,8 @@ TEST(DockInteractionSlots, FollowPointerAlongTheApplications)
         {"far left stops at 1, after the file manager", 3, -500, 1},
         {"left past a centre moves back", 3, 246, 2},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(DockInteraction::followPointer(row.from, row.x, slots, 3), row.slot);
-    }
+    for (const Row& row : rows)
+        EXPECT_EQ(DockInteraction::followPointer(row.from, row.x, slots, 3), row.slot) << row.name;
 }
 
 // What the gestures asked for, one line each: "activate <id>", "menu <id>", "pin <path> at end", ...
@@ -45,22 +41,19 @@ class DockViewInteraction : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        folder = h.folder(QStringLiteral("docs"));
-        h.pin({{h.app(QStringLiteral("a")), Kind::application},
-               {h.app(QStringLiteral("b")), Kind::application},
-               {h.app(QStringLiteral("c")), Kind::application},
-               {folder, Kind::folder}});
+        folder = h.folder("docs");
+        h.pin({h.app("a"), h.app("b"), h.app("c"), folder});
         DockViewActions& a = h.actions;
         a.activate = [this](const QString& id, std::uint32_t) { log << "activate " + id; };
         a.openItem = [this](const QString& id, std::uint32_t) { log << "open " + id; };
         a.fillMenu = [this](const QString& id, QMenu& menu) {
             log << "menu " + id;
-            menu.addAction(QStringLiteral("Entry"));
+            menu.addAction("Entry");
         };
         a.move = [this](const QString& id, int index) { log << QStringLiteral("move %1 to %2").arg(id).arg(index); };
         a.remove = [this](const QString& id) { log << "remove " + id; };
         a.pin = [this](const QString& path, std::optional<int> index) {
-            log << "pin " + path + (index ? QStringLiteral(" at %1").arg(*index) : QStringLiteral(" at end"));
+            log << "pin " + path + (index ? QStringLiteral(" at %1").arg(*index) : " at end");
         };
         a.open = [this](const QList<QUrl>& urls, const QString& id, bool copy) {
             log << (copy ? "copy " : "move ") + urls.front().fileName() + " onto " + id;
@@ -81,20 +74,17 @@ protected:
         QApplication::sendEvent(h.view.get(), &event);
     }
 
-    // Qt passes drag events on only during a drag of its own, so the view's handler is called
-    // directly. The answer is the drop action the view proposes, or IgnoreAction.
-    Qt::DropAction dragOver(const QPointF& at, const QMimeData& data, Qt::DropActions allowed = Qt::CopyAction | Qt::MoveAction)
+    // Qt passes drag events on only during a drag of its own, so the view's handlers are called
+    // directly. The answer is the drop action the view proposes on hovering (or IgnoreAction), and
+    // whether it took the drop.
+    std::pair<Qt::DropAction, bool> dragAndDrop(const QPointF& at, const QMimeData& data,
+                                                Qt::DropActions allowed = Qt::CopyAction | Qt::MoveAction)
     {
-        QDragMoveEvent event(at.toPoint(), allowed, &data, Qt::LeftButton, Qt::NoModifier);
-        static_cast<QObject*>(h.view.get())->event(&event);
-        return event.isAccepted() ? event.dropAction() : Qt::IgnoreAction;
-    }
-
-    bool drop(const QPointF& at, const QMimeData& data, Qt::DropActions allowed = Qt::CopyAction | Qt::MoveAction)
-    {
-        QDropEvent event(at, allowed, &data, Qt::LeftButton, Qt::NoModifier);
-        static_cast<QObject*>(h.view.get())->event(&event);
-        return event.isAccepted();
+        QDragMoveEvent move(at.toPoint(), allowed, &data, Qt::LeftButton, Qt::NoModifier);
+        static_cast<QObject*>(h.view.get())->event(&move);
+        QDropEvent drop(at, allowed, &data, Qt::LeftButton, Qt::NoModifier);
+        static_cast<QObject*>(h.view.get())->event(&drop);
+        return {move.isAccepted() ? move.dropAction() : Qt::IgnoreAction, drop.isAccepted()};
     }
 
     DockViewHarness h;
@@ -107,7 +97,7 @@ TEST_F(DockViewInteraction, ClicksActivateWithinFivePointsAndBelowApplicationsTo
 {
     const double bottom = DockViewHarness::viewHeight - 1;
     h.view->runDrag = [&](QDrag&) {
-        log << QStringLiteral("drag");
+        log << "drag";
         return Qt::MoveAction;
     };
     const QPointF app = frames[1].center();
@@ -174,8 +164,8 @@ TEST_F(DockViewInteraction, APinDraggedOutAboveTheRowIsRemovedOnlyFarEnoughAndWh
 TEST_F(DockViewInteraction, DropsFromOtherPrograms)
 {
     const QPointF between((frames[0].right() + frames[1].left()) / 2, frames[0].center().y()); // on no icon
-    const QUrl document = QUrl::fromLocalFile(h.dir.filePath(QStringLiteral("note.txt")));
-    const QUrl entry = QUrl::fromLocalFile(h.dir.filePath(QStringLiteral("tool.desktop")));
+    const QUrl document = QUrl::fromLocalFile(h.dir.filePath("note.txt"));
+    const QUrl entry = QUrl::fromLocalFile(h.dir.filePath("tool.desktop"));
     const Qt::DropActions both = Qt::CopyAction | Qt::MoveAction;
     const struct {
         const char* name;
@@ -191,15 +181,14 @@ TEST_F(DockViewInteraction, DropsFromOtherPrograms)
          Qt::MoveAction, {QStringLiteral("pin %1 at %2").arg(entry.toLocalFile()).arg(h.indexOf(folder))}},
         {"a document between tiles is pinned there", document, between, both, Qt::CopyAction,
          {"pin " + document.toLocalFile() + " at 1"}},
-        {"no file URLs are refused", QUrl(QStringLiteral("https://example.org/")), onFolder(), both, Qt::IgnoreAction, {}},
+        {"no file URLs are refused", QUrl("https://example.org/"), onFolder(), both, Qt::IgnoreAction, {}},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         log.clear();
         QMimeData data;
         data.setUrls({row.url});
-        EXPECT_EQ(dragOver(row.at, data, row.allowed), row.hover);
-        EXPECT_EQ(drop(row.at, data, row.allowed), row.hover != Qt::IgnoreAction);
+        EXPECT_EQ(dragAndDrop(row.at, data, row.allowed), std::pair(row.hover, row.hover != Qt::IgnoreAction));
         EXPECT_EQ(log, row.done);
     }
 }
@@ -209,8 +198,7 @@ TEST_F(DockViewInteraction, AFolderDraggedOverTheRowMarksWhereItWouldGo)
     QMimeData data;
     data.setData(DockView::internalType, QFileInfo(folder).canonicalFilePath().toUtf8());
     // Not this view's drag (another dock's): no reorder slot, a drop mark instead.
-    EXPECT_EQ(dragOver(QPointF(frames[1].center().x() - 1, 30), data), Qt::MoveAction);
-    EXPECT_TRUE(drop(QPointF(frames[1].center().x() - 1, 30), data));
+    EXPECT_EQ(dragAndDrop(QPointF(frames[1].center().x() - 1, 30), data), std::pair(Qt::MoveAction, true));
     EXPECT_EQ(log, QStringList{QStringLiteral("move %1 to 1").arg(QFileInfo(folder).canonicalFilePath())});
 }
 

@@ -6,17 +6,15 @@
 namespace wharf::test {
 namespace {
 
-using Kind = DockItem::Kind;
-
 class DockViewMembership : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        a = h.app(QStringLiteral("a"), Qt::red);
-        b = h.app(QStringLiteral("b"), Qt::green);
-        c = h.app(QStringLiteral("c"), Qt::blue);
-        d = h.app(QStringLiteral("d"), Qt::cyan);
-        h.pin({{a, Kind::application}, {b, Kind::application}, {c, Kind::application}});
+        a = h.app("a", Qt::red);
+        b = h.app("b", Qt::green);
+        c = h.app("c", Qt::blue);
+        d = h.app("d", Qt::cyan);
+        h.pin({a, b, c});
         h.startView();
     }
 
@@ -28,8 +26,7 @@ TEST_F(DockViewMembership, NewEntryOpensFromBetweenItsNeighboursAndFadesIn)
 {
     const auto old = h.view->tileFrames();
     const double gapMiddle = (old[size_t(h.indexOf(b))].right() + old[size_t(h.indexOf(c))].left()) / 2;
-    h.pin({{a, Kind::application}, {b, Kind::application}, {d, Kind::application}, {c, Kind::application}});
-    h.view->reload();
+    h.pin({a, b, d, c});
     const int newIndex = h.indexOf(d);
     const DockTile* tile = h.view->tiles()[size_t(newIndex)];
 
@@ -50,8 +47,7 @@ TEST_F(DockViewMembership, NewEntryOpensFromBetweenItsNeighboursAndFadesIn)
 
 TEST_F(DockViewMembership, RemovedEntryRetiresWithinATenthWhileTheRowCloses)
 {
-    h.pin({{a, Kind::application}, {c, Kind::application}});
-    h.view->reload();
+    h.pin({a, c});
     EXPECT_EQ(h.view->retiringIconCount(), 1);
     ASSERT_EQ(h.view->tiles().size(), h.view->entries().size());
 
@@ -65,8 +61,7 @@ TEST_F(DockViewMembership, RemovedEntryRetiresWithinATenthWhileTheRowCloses)
 TEST_F(DockViewMembership, ReduceMotionJumpsToTheFinalState)
 {
     h.reduceMotion = true;
-    h.pin({{a, Kind::application}, {d, Kind::application}, {c, Kind::application}});
-    h.view->reload();
+    h.pin({a, d, c});
     EXPECT_EQ(h.view->retiringIconCount(), 0);
     EXPECT_EQ(h.view->tiles()[size_t(h.indexOf(d))]->alpha, 1);
     h.advance(1.0 / 60);
@@ -80,20 +75,20 @@ TEST_F(DockViewMembership, ReduceMotionJumpsToTheFinalState)
 TEST(DockViewEntries, WindowsFollowTheApplicationsAndTheSeparatorFallsAfterThem)
 {
     DockViewHarness h;
-    const QString b = h.app(QStringLiteral("b"));
-    h.pin({{h.app(QStringLiteral("a")), Kind::application}, {b, Kind::application}});
-    auto running = FakeWorkspace::app(QStringLiteral("b"), 42, b);
+    const QString b = h.app("b");
+    h.pin({h.app("a"), b});
+    auto running = FakeWorkspace::app("b", 42, b);
     running.icon = DockViewHarness::solidIcon(Qt::magenta);
     h.workspace.launch(running);
     h.model.refresh();
-    h.minimized.push_back(DockWindow{7, QStringLiteral("Notes"), 42, QStringLiteral("b"), true});
+    h.minimized.push_back(DockWindow{7, "Notes", 42, "b", true});
     const auto& entries = h.makeView().entries();
     ASSERT_EQ(entries.size(), 4u);
     EXPECT_EQ(h.view->separatorIndex(), 2);
     EXPECT_EQ(entries[2].icon().pixmap(QSize(32, 32), 1.0).toImage().pixelColor(16, 16), QColor(Qt::magenta));
 
     DockViewHarness folders;
-    folders.pin({{folders.folder(QStringLiteral("docs")), Kind::folder}});
+    folders.pin({folders.folder("docs")});
     EXPECT_EQ(folders.makeView().separatorIndex(), std::nullopt);
 }
 

@@ -7,17 +7,12 @@
 namespace wharf::test {
 namespace {
 
-using Kind = DockItem::Kind;
-
 class DockViewPointer : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        std::vector<std::pair<QString, Kind>> pins;
-        for (int i = 0; i < 6; ++i)
-            pins.push_back({h.app(QStringLiteral("app%1").arg(i)), Kind::application});
-        pins.push_back({h.folder(QStringLiteral("docs")), Kind::folder});
-        h.pin(pins);
+        h.pin({h.app("app0"), h.app("app1"), h.app("app2"), h.app("app3"), h.app("app4"), h.app("app5"),
+               h.folder("docs")});
         h.startView().onInputRegionChanged = [this] { ++regionChanges; };
         resting = h.view->tileFrames();
     }
@@ -172,7 +167,7 @@ TEST_F(DockViewPointer, APointerOnTheTopCornerOfAMagnifiedIconKeepsTheRowMagnifi
 TEST(DockViewRestingSize, DerivedOnlyOnceShown)
 {
     DockViewHarness h;
-    h.pin({{h.app(QStringLiteral("a")), Kind::application}, {h.app(QStringLiteral("b")), Kind::application}});
+    h.pin({h.app("a"), h.app("b")});
     h.size = QSize(300, 200);
     DockView& view = h.startView();
     EXPECT_EQ(h.preferences.restingIconSize(), 0);

@@ -15,8 +15,6 @@
 namespace wharf::test {
 namespace {
 
-using Kind = DockItem::Kind;
-
 // The view drawn at its device pixel ratio.
 QImage renderView(DockView& view)
 {
@@ -32,14 +30,14 @@ class DockViewRender : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        red = h.app(QStringLiteral("red"), Qt::red);
+        red = h.app("red", Qt::red);
         // Blue is a small square inside wide transparent margins.
         QPixmap padded(256, 256);
         padded.fill(Qt::transparent);
         QPainter(&padded).fillRect(80, 64, 96, 96, Qt::blue);
-        blue = h.app(QStringLiteral("blue"), QIcon(padded));
-        docs = h.folder(QStringLiteral("docs"));
-        h.pin({{red, Kind::application}, {blue, Kind::application}, {docs, Kind::folder}});
+        blue = h.app("blue", QIcon(padded));
+        docs = h.folder("docs");
+        h.pin({red, blue, docs});
         h.startView();
     }
 
@@ -145,8 +143,8 @@ TEST(DockViewSettings, OddStoredValues)
     for (const auto& row : rows) {
         SCOPED_TRACE(std::string(row.key) + " = " + row.value.toString().toStdString());
         DockViewHarness h;
-        h.pin({{h.app(QStringLiteral("a")), Kind::application}, {h.app(QStringLiteral("b")), Kind::application}});
-        h.store->setValue(QString::fromLatin1(row.key), row.value);
+        h.pin({h.app("a"), h.app("b")});
+        h.store->setValue(row.key, row.value);
         DockView& view = h.startView();
         h.pointer = view.tileFrames().empty() ? QPointF(500, 150) : view.tileFrames().front().center();
         h.settle();
@@ -193,15 +191,15 @@ TEST_F(DockViewRender, ReflectionsAreDroppedOnlyWhenTheIconObjectChanges)
 TEST(DockViewAccessibility, TilesDescribeWhatAClickDoesAndTheirBadge)
 {
     DockViewHarness h;
-    const QString mail = h.app(QStringLiteral("mail"));
-    const QString docs = h.folder(QStringLiteral("docs"));
-    h.pin({{mail, Kind::application}, {docs, Kind::folder}});
-    h.workspace.launch(FakeWorkspace::app(QStringLiteral("mail"), 99, mail));
+    const QString mail = h.app("mail");
+    const QString docs = h.folder("docs");
+    h.pin({mail, docs});
+    h.workspace.launch(FakeWorkspace::app("mail", 99, mail));
     h.badges = [mail](const QString& identity) {
-        return identity == QFileInfo(mail).canonicalFilePath() ? std::optional(QStringLiteral("3")) : std::nullopt;
+        return identity == QFileInfo(mail).canonicalFilePath() ? std::optional<QString>("3") : std::nullopt;
     };
     h.model.refresh();
-    h.minimized.push_back(DockWindow{5, QStringLiteral("Draft"), 99, QStringLiteral("mail"), true});
+    h.minimized.push_back(DockWindow{5, "Draft", 99, "mail", true});
     DockView& view = h.makeView();
     view.show();
     view.start();
@@ -214,20 +212,20 @@ TEST(DockViewAccessibility, TilesDescribeWhatAClickDoesAndTheirBadge)
     ASSERT_EQ(dock->childCount(), int(view.entries().size()));
     EXPECT_EQ(dock->indexOfChild(dock->child(2)), 2);
     EXPECT_EQ(dock->child(0)->text(QAccessible::Description),
-              QStringLiteral("Running. Click to switch. Right-click for app and window actions."));
-    EXPECT_EQ(dock->child(0)->text(QAccessible::Value), QStringLiteral("Badge: 3"));
+              "Running. Click to switch. Right-click for app and window actions.");
+    EXPECT_EQ(dock->child(0)->text(QAccessible::Value), "Badge: 3");
     EXPECT_EQ(dock->child(1)->text(QAccessible::Value), QString());
     EXPECT_EQ(dock->child(1)->text(QAccessible::Description),
-              QStringLiteral("Click to open. Drag to arrange. Right-click for options."));
-    EXPECT_EQ(dock->child(2)->text(QAccessible::Name), QStringLiteral("Draft"));
+              "Click to open. Drag to arrange. Right-click for options.");
+    EXPECT_EQ(dock->child(2)->text(QAccessible::Name), "Draft");
 }
 
 TEST(DockViewAccessibility, AnUnshownDockIsNotExposedAndOnlyChangesAreAnnounced)
 {
     DockViewHarness h;
-    const QString mail = h.app(QStringLiteral("mail"));
-    const QString notes = h.app(QStringLiteral("notes"));
-    h.pin({{mail, Kind::application}, {notes, Kind::application}});
+    const QString mail = h.app("mail");
+    const QString notes = h.app("notes");
+    h.pin({mail, notes});
     // What a screen reader would hear.
     std::vector<std::pair<QAccessible::Event, QObject*>> accessibilityEvents;
     h.accessibilityEvent = [&](QAccessibleEvent* event) { accessibilityEvents.emplace_back(event->type(), event->object()); };
@@ -237,7 +235,7 @@ TEST(DockViewAccessibility, AnUnshownDockIsNotExposedAndOnlyChangesAreAnnounced)
     ASSERT_NE(dock, nullptr);
     EXPECT_EQ(dock->childCount(), 0) << "an unmapped dock has no tiles to offer";
     EXPECT_TRUE(dock->state().invisible);
-    h.workspace.names[mail] = QStringLiteral("Post");
+    h.workspace.names[mail] = "Post";
     h.model.refresh();
     view.reload();
     EXPECT_TRUE(accessibilityEvents.empty()) << "an unmapped dock says nothing";
@@ -251,16 +249,14 @@ TEST(DockViewAccessibility, AnUnshownDockIsNotExposedAndOnlyChangesAreAnnounced)
 
     using Event = std::pair<QAccessible::Event, QObject*>;
     accessibilityEvents.clear();
-    const QString files = h.folder(QStringLiteral("files"));
-    h.pin({{mail, Kind::application}, {notes, Kind::application}, {files, Kind::folder}});
-    view.reload();
+    const QString files = h.folder("files");
+    h.pin({mail, notes, files});
     EXPECT_EQ(accessibilityEvents,
               (std::vector<Event>{{QAccessible::ObjectCreated, view.tiles()[size_t(h.indexOf(files))]}}));
 
     accessibilityEvents.clear();
     QObject* leaving = view.tiles()[size_t(h.indexOf(notes))];
-    h.pin({{mail, Kind::application}, {files, Kind::folder}});
-    view.reload();
+    h.pin({mail, files});
     EXPECT_EQ(accessibilityEvents, (std::vector<Event>{{QAccessible::ObjectDestroyed, leaving}}));
 }
 
@@ -290,8 +286,8 @@ TEST(DockViewHiDpi, IconsRenderAtDevicePixels)
 {
     DockViewHarness h;
     auto requests = std::make_shared<std::vector<QSize>>();
-    const QString app = h.app(QStringLiteral("app"), QIcon(new RecordingEngine(requests)));
-    h.pin({{app, DockItem::Kind::application}});
+    const QString app = h.app("app", QIcon(new RecordingEngine(requests)));
+    h.pin({app});
     DockView& view = h.makeView();
     if (view.devicePixelRatioF() != 2)
         GTEST_SKIP() << "needs QT_SCALE_FACTOR=2";

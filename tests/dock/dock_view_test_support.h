@@ -18,6 +18,8 @@
 
 namespace wharf::test {
 
+using Kind = DockItem::Kind;
+
 // A real DockModel over a FakeWorkspace, temporary settings, a settable clock and
 // pointer, and the view under test. Pointer positions are given in view coordinates.
 class DockViewHarness : public TempPreferences {
@@ -25,14 +27,11 @@ public:
     static constexpr int viewHeight = 200;
 
     // A desktop entry with a solid icon of `color`; returns its path.
-    QString app(const QString& name, const QColor& color = Qt::red)
-    {
-        return app(name, solidIcon(color));
-    }
+    QString app(const QString& name, const QColor& color = Qt::red) { return app(name, solidIcon(color)); }
 
     QString app(const QString& name, const QIcon& icon)
     {
-        const QString path = dir.filePath(name + QStringLiteral(".desktop"));
+        const QString path = dir.filePath(name + ".desktop");
         EXPECT_TRUE(writeFile(path, "[Desktop Entry]\nType=Application\nName=x\nExec=true\n"));
         workspace.icons[path] = icon;
         return path;
@@ -53,12 +52,16 @@ public:
         return QIcon(pixmap);
     }
 
-    void pin(const std::vector<std::pair<QString, DockItem::Kind>>& pins)
+    // Pins `paths` in order, desktop entries as applications and the rest as folders, and reloads
+    // the view when there is one.
+    void pin(const QStringList& paths)
     {
         std::vector<DockModel::Pin> list;
-        for (const auto& [path, kind] : pins)
-            list.push_back({path, kind, std::nullopt});
+        for (const QString& path : paths)
+            list.push_back({path, path.endsWith(".desktop") ? Kind::application : Kind::folder, {}});
         model.setPins(std::move(list));
+        if (view || windowView)
+            active().reload();
     }
 
     // The view's context over this harness; `actions` record what gestures ask for.
@@ -81,11 +84,7 @@ public:
     DockView& makeView(bool overlay = false)
     {
         view = std::make_unique<DockView>(context(), overlay);
-        view->readPointer = [this]() -> std::optional<PointerReading> {
-            if (!pointer)
-                return std::nullopt;
-            return PointerReading{*pointer, false};
-        };
+        view->readPointer = [this] { return pointer ? std::optional(PointerReading{*pointer, false}) : std::nullopt; };
         view->resize(size);
         view->reload();
         return *view;
@@ -122,11 +121,8 @@ public:
     {
         const QString id = QFileInfo(path).canonicalFilePath();
         const auto& entries = view->entries();
-        for (size_t i = 0; i < entries.size(); ++i) {
-            if (entries[i].identifier() == id)
-                return int(i);
-        }
-        return -1;
+        const auto found = std::ranges::find(entries, id, &DockEntry::identifier);
+        return found == entries.end() ? -1 : int(found - entries.begin());
     }
 
     QSize size{1000, viewHeight};

@@ -16,7 +16,6 @@
 namespace wharf::test {
 namespace {
 
-using Kind = DockItem::Kind;
 using Command = DockKeyboard::Command;
 
 TEST(DockKeyboardKeys, WhatEachKeyDoesWithTheSelection)
@@ -37,20 +36,18 @@ TEST(DockKeyboardKeys, WhatEachKeyDoesWithTheSelection)
         {"letters are not the dock's", Qt::Key_A, 1, 4, {}},
         {"an empty dock takes no key", Qt::Key_Right, std::nullopt, 0, {}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(DockKeyboard::press(row.key, row.selection, row.count), row.expected);
-    }
+    for (const Row& row : rows)
+        EXPECT_EQ(DockKeyboard::press(row.key, row.selection, row.count), row.expected) << row.name;
 }
 
 class DockWindowTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        mail = h.app(QStringLiteral("mail"));
-        docs = h.folder(QStringLiteral("docs"));
-        notes = h.app(QStringLiteral("notes"));
-        h.pin({{mail, Kind::application}, {docs, Kind::folder}, {notes, Kind::application}});
+        mail = h.app("mail");
+        docs = h.folder("docs");
+        notes = h.app("notes");
+        h.pin({mail, docs, notes});
         h.actions.activate = [this](const QString& id, std::uint32_t time) { activated.emplace_back(id, time); };
         dock = std::make_unique<DockWindowController>(QGuiApplication::primaryScreen(), h.context(), false, &system);
         window = system.windows.back().get();
@@ -98,8 +95,7 @@ TEST_F(DockWindowTest, TheSelectionFollowsTheRowAndOnlyALossAfterTheGainEndsTheM
     press(Qt::Key_Left);
     const int last = int(view().entries().size()) - 1;
     ASSERT_EQ(view().keyboardIndex(), last);
-    h.pin({{mail, Kind::application}, {docs, Kind::folder}});
-    view().reload();
+    h.pin({mail, docs});
     EXPECT_EQ(view().keyboardIndex(), last - 1) << "a tile went: the selection is on the new last one";
 
     window->platform->focusChanged.notify(false);
@@ -127,7 +123,7 @@ TEST_F(DockWindowTest, InputRegionFollowsTheViewAndStopsAtClose)
     // (The first region, clicks passing through all but the tiles, is checked on the real server.)
     // A new program widens the shelf: the window system hears of the new region.
     const std::size_t before = window->inputRegions.size();
-    h.workspace.launch(FakeWorkspace::app(QStringLiteral("calc"), 42, QStringLiteral("/apps/calc.desktop")));
+    h.workspace.launch(FakeWorkspace::app("calc", 42, "/apps/calc.desktop"));
     h.settle();
     EXPECT_GT(window->inputRegions.size(), before);
     EXPECT_EQ(window->inputRegions.back(), view().inputRegion());
@@ -136,7 +132,7 @@ TEST_F(DockWindowTest, InputRegionFollowsTheViewAndStopsAtClose)
     EXPECT_FALSE(dock->isMapped());
     EXPECT_FALSE(view().isTicking());
     const std::size_t atClose = window->inputRegions.size();
-    h.workspace.quit(QStringLiteral("calc"));
+    h.workspace.quit("calc");
     QCoreApplication::processEvents();
     EXPECT_EQ(window->inputRegions.size(), atClose) << "a closed dock no longer shapes its window";
     reload.reset();
@@ -145,9 +141,8 @@ TEST_F(DockWindowTest, InputRegionFollowsTheViewAndStopsAtClose)
 TEST(DisplayIdentifierTest, DistinctPerNameAndZeroOnlyWithoutOne)
 {
     EXPECT_EQ(DockWindowController::displayIdentifier(QString()), 0u);
-    EXPECT_NE(DockWindowController::displayIdentifier(QStringLiteral("LEFT")),
-              DockWindowController::displayIdentifier(QStringLiteral("RIGHT")));
-    EXPECT_NE(DockWindowController::displayIdentifier(QStringLiteral("eDP-1")), 0u);
+    EXPECT_NE(DockWindowController::displayIdentifier("LEFT"), DockWindowController::displayIdentifier("RIGHT"));
+    EXPECT_NE(DockWindowController::displayIdentifier("eDP-1"), 0u);
 }
 
 } // namespace

@@ -12,22 +12,19 @@ namespace wharf {
 class FakeNativeDock : public NativeDock {
 public:
     bool isInstalled() const override { return installed; }
-    QString name() const override { return QStringLiteral("Fake Dock"); }
+    QString name() const override { return "Fake Dock"; }
     std::vector<NativeDockKey> managedKeys() const override { return keys; }
     std::optional<NativeDockValue> userValue(const QString& key) const override
     {
-        const auto it = values.constFind(key);
-        return it == values.cend() ? std::nullopt : std::optional<NativeDockValue>(*it);
+        return values.contains(key) ? std::optional(values.value(key)) : std::nullopt;
     }
     bool accepts(const QString& key, const NativeDockValue& value) const override
     {
         // As with the real dock, an uninstalled one knows no keys.
         if (!installed)
             return false;
-        for (const NativeDockKey& known : keys)
-            if (known.name == key)
-                return known.hidingValue.type == value.type && !value.text.isEmpty();
-        return false;
+        const auto known = std::ranges::find(keys, key, &NativeDockKey::name);
+        return known != keys.end() && known->hidingValue.type == value.type && !value.text.isEmpty();
     }
     bool write(const QString& key, const NativeDockValue& value) override
     {
@@ -47,8 +44,7 @@ public:
 
     QStringList favoriteApplications() const override { return favorites; }
 
-    std::vector<NativeDockKey> keys{{QStringLiteral("autohide"), {QStringLiteral("b"), QStringLiteral("true")}},
-                                    {QStringLiteral("show-delay"), {QStringLiteral("d"), QStringLiteral("1000.0")}}};
+    std::vector<NativeDockKey> keys{{"autohide", {"b", "true"}}, {"show-delay", {"d", "1000.0"}}};
     QStringList favorites;
     QMap<QString, NativeDockValue> values;
     QStringList writes;  // every key written or reset, in order

@@ -37,10 +37,9 @@ public:
     Result<bool, WindowControlFailure> isMinimized(std::uint32_t window) override
     {
         const std::lock_guard guard(state->lock);
-        for (const ClientWindow& w : state->windows) {
-            if (w.id == window)
-                return w.isMinimized;
-        }
+        const auto found = std::ranges::find(state->windows, window, &ClientWindow::id);
+        if (found != state->windows.end())
+            return found->isMinimized;
         return WindowControlFailure{WindowControlFailure::Kind::windowClosed, 0};
     }
     Result<void, WindowControlFailure> activate(std::uint32_t window) override

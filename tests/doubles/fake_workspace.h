@@ -29,7 +29,7 @@ public:
     std::map<QString, QString> bundleIDs;            // path -> desktop-file id
     std::optional<QString> fileManager;
     std::optional<QString> webBrowser;
-    QString ownLocation = QStringLiteral("/usr/share/applications/wharf.desktop");
+    QString ownLocation = "/usr/share/applications/wharf.desktop";
 
     QStringList actions;        // "activate:<key>", "launch:<path> <uris>", "open:<path>", ...
     bool refuseActions = false; // actions fail with "refused"
@@ -95,49 +95,44 @@ public:
 
     QString displayName(const QString& path) const override
     {
-        const auto found = names.find(path);
-        return found != names.end() ? found->second : path.section(QLatin1Char('/'), -1);
+        return names.contains(path) ? names.at(path) : path.section('/', -1);
     }
 
     std::optional<QString> bundleIdentifier(const QString& path) const override
     {
-        const auto found = bundleIDs.find(path);
-        return found != bundleIDs.end() ? std::optional(found->second) : std::nullopt;
+        return bundleIDs.contains(path) ? std::optional(bundleIDs.at(path)) : std::nullopt;
     }
 
     std::optional<QString> fileManagerLocation() const override { return fileManager; }
     std::optional<QString> webBrowserLocation() const override { return webBrowser; }
     QString ownBundleLocation() const override { return ownLocation; }
 
-    Status activate(const RunningApplication& a, std::uint32_t) override { return record(QStringLiteral("activate:") + a.key); }
-    Status hide(const RunningApplication& a) override { return record(QStringLiteral("hide:") + a.key); }
-    Status unhide(const RunningApplication& a) override { return record(QStringLiteral("unhide:") + a.key); }
-    Status terminate(const RunningApplication& a) override { return record(QStringLiteral("terminate:") + a.key); }
+    Status activate(const RunningApplication& a, std::uint32_t) override { return record("activate:" + a.key); }
+    Status hide(const RunningApplication& a) override { return record("hide:" + a.key); }
+    Status unhide(const RunningApplication& a) override { return record("unhide:" + a.key); }
+    Status terminate(const RunningApplication& a) override { return record("terminate:" + a.key); }
     Status launchApplication(const QString& entryPath, const QStringList& uris, std::uint32_t) override
     {
-        return record(QStringLiteral("launch:") + entryPath
-                      + (uris.isEmpty() ? QString() : QLatin1Char(' ') + uris.join(' ')));
+        return record("launch:" + entryPath + (uris.isEmpty() ? QString() : ' ' + uris.join(' ')));
     }
     Status openLocation(const QString& path, std::uint32_t) override
     {
-        const Status recorded = record(QStringLiteral("open:") + path);
-        return refusedLocations.contains(path) ? Status(Error{QStringLiteral("refused")}) : recorded;
+        const Status recorded = record("open:" + path);
+        return refusedLocations.contains(path) ? Status(Error{"refused"}) : recorded;
     }
-    Status showInFiles(const QString& path) override { return record(QStringLiteral("show:") + path); }
+    Status showInFiles(const QString& path) override { return record("show:" + path); }
     // Records "copy:<from> <to>" or "move:<from> <to>"; fails for sources in `failingTransfers`.
     Status transferFile(const QString& source, const QString& destination, bool copy) override
     {
-        actions.append((copy ? QStringLiteral("copy:") : QStringLiteral("move:")) + source + QLatin1Char(' ') + destination);
-        if (failingTransfers.contains(source))
-            return Error{QStringLiteral("No such file or directory")};
-        return {};
+        actions.append((copy ? "copy:" : "move:") + source + ' ' + destination);
+        return failingTransfers.contains(source) ? Status(Error{"No such file or directory"}) : Status();
     }
-    void beep() override { actions.append(QStringLiteral("beep")); }
+    void beep() override { actions.append("beep"); }
     Result<QString> writeDesktopEntry(const RunningApplication& a) override
     {
-        if (const Status recorded = record(QStringLiteral("entry:") + a.key); !recorded)
+        if (const Status recorded = record("entry:" + a.key); !recorded)
             return recorded.error();
-        return QStringLiteral("/home/user/.local/share/applications/wharf-") + a.key + QStringLiteral(".desktop");
+        return "/home/user/.local/share/applications/wharf-" + a.key + ".desktop";
     }
     void watchLocations(const QStringList& paths) override { watched = paths; }
 
@@ -149,9 +144,7 @@ private:
     Status record(const QString& action)
     {
         actions.append(action);
-        if (refuseActions)
-            return Error{QStringLiteral("refused")};
-        return {};
+        return refuseActions ? Status(Error{"refused"}) : Status();
     }
 
     mutable std::map<QString, QIcon> generated;

@@ -22,16 +22,16 @@ QColor centreOf(const QIcon& icon) { return icon.pixmap(QSize(32, 32), 1.0).toIm
 TEST(AppArtwork, SamePixelsKeepTheObjectAndNewPixelsReplaceIt)
 {
     AppArtwork artwork;
-    const QIcon first = artwork.stableImage(solid(Qt::red), QStringLiteral("app"));
-    EXPECT_EQ(artwork.stableImage(solid(Qt::red), QStringLiteral("app")).cacheKey(), first.cacheKey());
-    const QIcon blue = artwork.stableImage(solid(Qt::blue), QStringLiteral("app"));
+    const QIcon first = artwork.stableImage(solid(Qt::red), "app");
+    EXPECT_EQ(artwork.stableImage(solid(Qt::red), "app").cacheKey(), first.cacheKey());
+    const QIcon blue = artwork.stableImage(solid(Qt::blue), "app");
     EXPECT_NE(blue.cacheKey(), first.cacheKey());
     EXPECT_EQ(centreOf(blue), QColor(Qt::blue));
     // Another item with the same pixels from an icon object of its own: the dock draws one icon.
-    EXPECT_EQ(artwork.stableImage(solid(Qt::blue), QStringLiteral("folder")).cacheKey(), blue.cacheKey());
+    EXPECT_EQ(artwork.stableImage(solid(Qt::blue), "folder").cacheKey(), blue.cacheKey());
 
     artwork.retain({});
-    EXPECT_NE(artwork.stableImage(solid(Qt::blue), QStringLiteral("app")).cacheKey(), blue.cacheKey())
+    EXPECT_NE(artwork.stableImage(solid(Qt::blue), "app").cacheKey(), blue.cacheKey())
         << "a forgotten item starts afresh";
 }
 

@@ -63,7 +63,7 @@ TEST(DockArtwork, TrimmedIconsFillTheSameBoxOnTheSameBaseline)
 
 TEST(DockArtwork, RendersAtTheRequestedPixelsWithoutResampling)
 {
-    const QIcon icon = DockArtwork::image(QIcon(new StripesEngine), QStringLiteral("stripes"));
+    const QIcon icon = DockArtwork::image(QIcon(new StripesEngine), "stripes");
     for (const int side : {58, 116, 232}) {
         const QImage image = icon.pixmap(QSize(side, side), 1.0).toImage();
         const QRect area = opaqueArea(image);
@@ -80,15 +80,14 @@ TEST(DockArtwork, RendersAtTheRequestedPixelsWithoutResampling)
 TEST(DockArtwork, OneObjectPerSourceAndBlankIconsLeftAlone)
 {
     const QIcon source = squareIcon(64, QRect(16, 16, 32, 32));
-    const QIcon normalized = DockArtwork::image(source, QStringLiteral("item"));
-    EXPECT_EQ(DockArtwork::image(source, QStringLiteral("item")).cacheKey(), normalized.cacheKey());
-    EXPECT_EQ(DockArtwork::image(source, QStringLiteral("other item")).cacheKey(), normalized.cacheKey())
+    const QIcon normalized = DockArtwork::image(source, "item");
+    EXPECT_EQ(DockArtwork::image(source, "item").cacheKey(), normalized.cacheKey());
+    EXPECT_EQ(DockArtwork::image(source, "other item").cacheKey(), normalized.cacheKey())
         << "items showing one icon object share its normalized icon";
-    EXPECT_NE(DockArtwork::image(squareIcon(64, QRect(16, 16, 32, 32)), QStringLiteral("item")).cacheKey(),
-              normalized.cacheKey());
+    EXPECT_NE(DockArtwork::image(squareIcon(64, QRect(16, 16, 32, 32)), "item").cacheKey(), normalized.cacheKey());
 
     const QIcon faint = squareIcon(64, QRect(0, 0, 64, 64), QColor(0, 0, 0, 20));
-    EXPECT_EQ(DockArtwork::image(faint, QStringLiteral("faint")).cacheKey(), faint.cacheKey()) << "the source is used";
+    EXPECT_EQ(DockArtwork::image(faint, "faint").cacheKey(), faint.cacheKey()) << "the source is used";
 }
 
 } // namespace

@@ -13,7 +13,7 @@ protected:
     DockModelOperations()
     {
         workspace.running.push_back(std::make_shared<const RunningApplication>(
-            FakeWorkspace::app("R", 40, path("r.desktop"), QString("org.example.R"), "R")));
+            FakeWorkspace::app("R", 40, path("r.desktop"), "org.example.R", "R")));
         providers.alertPresenter = [this](const DockModel::Alert& alert) {
             alerts.push_back(alert);
             return answer;
@@ -121,7 +121,7 @@ TEST_F(DockModelOperations, FailuresAlertWithTheItemsTitleAndTheirReason)
     EXPECT_EQ(alerts[1].text, "Couldn’t open Alpha");
     EXPECT_EQ(alerts[1].informativeText, "refused");
 
-    workspace.launch(FakeWorkspace::app("tool", 71, QString("/usr/bin/tool"), std::nullopt, "tool"));
+    workspace.launch(FakeWorkspace::app("tool", 71, "/usr/bin/tool", std::nullopt, "tool"));
     model->move(itemNamed("tool"), 1);
     ASSERT_EQ(alerts.size(), 3u);
     EXPECT_EQ(alerts[2].text, "Couldn’t keep tool in Dock");
@@ -159,7 +159,7 @@ QStringList menuTitles(const QMenu& menu)
 TEST_F(DockModelOperations, ContextMenus)
 {
     workspace.launch(FakeWorkspace::app("A", 10, path("a.desktop")));
-    workspace.launch(FakeWorkspace::app("Files", 11, workspace.fileManager, QString("org.gnome.Nautilus")));
+    workspace.launch(FakeWorkspace::app("Files", 11, workspace.fileManager, "org.gnome.Nautilus"));
     const struct {
         QString item;
         QStringList titles;

@@ -27,8 +27,7 @@ protected:
 
     void launch(const QString& name, pid_t pid)
     {
-        workspace.launch(FakeWorkspace::app(name, pid, path(name.toLower() + ".desktop"),
-                                            "org.example." + name, name));
+        workspace.launch(FakeWorkspace::app(name, pid, path(name.toLower() + ".desktop"), "org.example." + name, name));
     }
 
     int changes = 0;
@@ -95,8 +94,7 @@ TEST_F(DockModelTest, FallbackImportUsesTheBrowserAndExistingFolders)
 
 TEST_F(DockModelTest, DockOrderAndRunningOrder)
 {
-    storePins({{path("doc.txt"), Kind::file, std::nullopt},
-               {path("a.desktop"), Kind::application, "A"}});
+    storePins({{path("doc.txt"), Kind::file, std::nullopt}, {path("a.desktop"), Kind::application, "A"}});
     const auto model = makeModel();
     launch("B", 20);
     launch("C", 30);
@@ -116,8 +114,7 @@ TEST_F(DockModelTest, WhichRunningProgramsAreListed)
     const auto model = makeModel();
     auto background = FakeWorkspace::app("Agent", 50, path("b.desktop"));
     background.isRegular = false;
-    auto fileManager = FakeWorkspace::app("Nautilus", 51, workspace.fileManager,
-                                          QString("org.gnome.Nautilus"));
+    auto fileManager = FakeWorkspace::app("Nautilus", 51, workspace.fileManager, "org.gnome.Nautilus");
     fileManager.isRegular = false;
     workspace.launch(background);
     workspace.launch(fileManager);
@@ -134,7 +131,7 @@ TEST_F(DockModelTest, PinnedAppMatchedByDesktopIdAppearsOnce)
     storePins({{path("a.desktop"), Kind::application, "Pinned A"}});
     const auto model = makeModel();
     // The same application found through another entry path.
-    workspace.launch(FakeWorkspace::app("A", 10, path("b.desktop"), QString("org.example.A")));
+    workspace.launch(FakeWorkspace::app("A", 10, path("b.desktop"), "org.example.A"));
     EXPECT_EQ(titles(*model), QStringList({"Files", "Pinned A", "Trash"}));
     EXPECT_EQ(model->items()[1].runningApplication->processIdentifier, 10);
 }

@@ -17,8 +17,7 @@ class FakeEntryLocator : public DesktopEntryLocator {
 public:
     std::optional<QString> entryLocation(const QString& id) const override
     {
-        const auto it = locations.constFind(id);
-        return it == locations.cend() ? std::nullopt : std::optional<QString>(*it);
+        return locations.contains(id) ? std::optional(locations.value(id)) : std::nullopt;
     }
     QHash<QString, QString> locations;
 };
@@ -34,11 +33,11 @@ protected:
         return path;
     }
 
-    QString plankFolder() const { return dir.filePath(QStringLiteral("plank")); }
+    QString plankFolder() const { return dir.filePath("plank"); }
 
     void writeDockItem(const QString& name, const QString& launcher)
     {
-        EXPECT_TRUE(test::writeFile(plankFolder() + QLatin1Char('/') + name,
+        EXPECT_TRUE(test::writeFile(plankFolder() + '/' + name,
                                     "[PlankDockItemPreferences]\nLauncher=" + launcher.toUtf8() + "\n"));
     }
 
@@ -62,26 +61,26 @@ std::vector<QString> paths(const std::vector<DockModel::Pin>& pins)
 
 TEST_F(SystemPinsImporterTest, WithoutUsableFavouritesPlankLaunchersSeedThePins)
 {
-    const QString files = touch(QStringLiteral("apps/files.desktop"));
-    const QString notes = touch(QStringLiteral("notes.txt"));
-    QDir().mkpath(dir.filePath(QStringLiteral("Projects")));
-    writeDockItem(QStringLiteral("a-files.dockitem"), QUrl::fromLocalFile(files).toString());
-    writeDockItem(QStringLiteral("b-projects.dockitem"), dir.filePath(QStringLiteral("Projects/")));
-    writeDockItem(QStringLiteral("c-notes.dockitem"), QUrl::fromLocalFile(notes).toString());
-    writeDockItem(QStringLiteral("d-web.dockitem"), QStringLiteral("https://example.org/"));
-    writeDockItem(QStringLiteral("e-gone.dockitem"), QUrl::fromLocalFile(dir.filePath("gone.desktop")).toString());
-    touch(QStringLiteral("plank/settings"));
+    const QString files = touch("apps/files.desktop");
+    const QString notes = touch("notes.txt");
+    QDir().mkpath(dir.filePath("Projects"));
+    writeDockItem("a-files.dockitem", QUrl::fromLocalFile(files).toString());
+    writeDockItem("b-projects.dockitem", dir.filePath("Projects/"));
+    writeDockItem("c-notes.dockitem", QUrl::fromLocalFile(notes).toString());
+    writeDockItem("d-web.dockitem", "https://example.org/");
+    writeDockItem("e-gone.dockitem", QUrl::fromLocalFile(dir.filePath("gone.desktop")).toString());
+    touch("plank/settings");
 
     // Favourites resolve first (checked end to end); an entry the index knows whose file has gone
     // counts as unknown.
-    const QHash<QString, QString> installed{{QStringLiteral("gone.desktop"), dir.filePath(QStringLiteral("gone.desktop"))}};
-    for (const QStringList& favorites : {QStringList(), QStringList{QStringLiteral("uninstalled.desktop")},
-                                         QStringList{QStringLiteral("gone.desktop")}}) {
-        SCOPED_TRACE(favorites.join(QLatin1Char(',')).toStdString());
+    const QHash<QString, QString> installed{{"gone.desktop", dir.filePath("gone.desktop")}};
+    for (const QStringList& favorites : {QStringList(), QStringList{"uninstalled.desktop"},
+                                         QStringList{"gone.desktop"}}) {
+        SCOPED_TRACE(favorites.join(',').toStdString());
         const auto pins = import(favorites, installed);
         ASSERT_EQ(pins.size(), 3u);
         EXPECT_EQ(pins[0], (DockModel::Pin{files, DockItem::Kind::application, std::nullopt}));
-        EXPECT_EQ(pins[1], (DockModel::Pin{dir.filePath(QStringLiteral("Projects")), DockItem::Kind::folder, std::nullopt}))
+        EXPECT_EQ(pins[1], (DockModel::Pin{dir.filePath("Projects"), DockItem::Kind::folder, std::nullopt}))
             << "a trailing slash is dropped";
         EXPECT_EQ(pins[2], (DockModel::Pin{notes, DockItem::Kind::file, std::nullopt}));
     }
@@ -90,10 +89,9 @@ TEST_F(SystemPinsImporterTest, WithoutUsableFavouritesPlankLaunchersSeedThePins)
 TEST_F(SystemPinsImporterTest, NothingToReadGivesNoPinsAndResolvingFavouritesHidePlank)
 {
     EXPECT_TRUE(import({}, {}).empty());
-    const QString mail = touch(QStringLiteral("apps/mail.desktop"));
-    writeDockItem(QStringLiteral("other.dockitem"), touch(QStringLiteral("apps/other.desktop")));
-    EXPECT_EQ(paths(import({QStringLiteral("mail.desktop")}, {{QStringLiteral("mail.desktop"), mail}})),
-              std::vector<QString>{mail})
+    const QString mail = touch("apps/mail.desktop");
+    writeDockItem("other.dockitem", touch("apps/other.desktop"));
+    EXPECT_EQ(paths(import({"mail.desktop"}, {{"mail.desktop", mail}})), std::vector<QString>{mail})
         << "Plank is not read while favourites resolve";
 }
 

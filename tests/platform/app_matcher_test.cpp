@@ -6,7 +6,7 @@
 namespace wharf {
 namespace {
 
-const QString applications = QStringLiteral(WHARF_TEST_DATA_DIR "/applications/");
+const QString applications = WHARF_TEST_DATA_DIR "/applications/";
 
 const DesktopEntryIndex& fixtureIndex()
 {
@@ -14,12 +14,12 @@ const DesktopEntryIndex& fixtureIndex()
     return index;
 }
 
-// A window of process 4242 with the given WM_CLASS; `edit` adds the other facts.
+// Window 0x1a00007 of process 4242 with the given WM_CLASS; `edit` adds the other facts.
 WindowMetadata windowWithClass(const QString& instance, const QString& wmClass,
                                const std::function<void(WindowMetadata&)>& edit = {})
 {
     WindowMetadata window;
-    window.window = 0x400001;
+    window.window = 0x1a00007;
     window.pid = 4242;
     window.wmInstance = instance;
     window.wmClass = wmClass;
@@ -33,18 +33,29 @@ struct MatchCase {
     WindowMetadata window;
     const char* expectedEntry; // empty: unmatched
     MatchResult::Via expectedVia;
-    const char* expectedGroup; // checked when not null
+    const char* expectedGroup = nullptr; // checked when not null
 };
 
 std::vector<MatchCase> matchCases()
 {
     using Via = MatchResult::Via;
     using W = WindowMetadata;
-    const auto launchedBy = [](const char* entry, pid_t launcher, std::vector<pid_t> ancestors = {}) {
+    // The launch hint a launcher left in the environment, with the process's executable when given.
+    const auto launchedBy = [](const char* entry, pid_t launcher, std::vector<pid_t> ancestors = {},
+                               const char* executable = nullptr) {
         return [=](W& w) {
-            w.launchedDesktopFile = applications + QString::fromLatin1(entry);
+            w.launchedDesktopFile = applications + entry;
             w.launchedDesktopFilePid = launcher ? launcher : *w.pid;
             w.ancestors = ancestors;
+            if (executable)
+                w.executable = executable;
+        };
+    };
+    // The process's executable and command line.
+    const auto running = [](const char* executable, const QStringList& commandLine) {
+        return [=](W& w) {
+            w.executable = executable;
+            w.commandLine = commandLine;
         };
     };
     return {
@@ -52,45 +63,36 @@ std::vector<MatchCase> matchCases()
         // runs the same program; the visible entry wins.
         {"pinnedLauncherWithoutClassByExecutable",
          windowWithClass({}, {}, [](W& w) { w.executable = "/usr/bin/example-editor"; }), "org.example.Editor",
-         Via::executable, nullptr},
+         Via::executable},
 
         // Web apps belong to their own entry, never to the browser.
         {"webAppByStartupWMClassDespiteBrowserHint",
          windowWithClass("crx_abcdefghijklmnop", "Chromium",
-                         [&](W& w) {
-                             launchedBy("chromium.desktop", 0)(w);
-                             w.executable = "/usr/lib/chromium/chromium";
-                         }),
-         "chrome-abcdefghijklmnop-Default", Via::webApp, nullptr},
-        {"webAppByAppIdArgument", windowWithClass("crx_qrstuvwx", "Chromium"), "chrome-qrstuvwx-Default", Via::webApp,
-         nullptr},
+                         launchedBy("chromium.desktop", 0, {}, "/usr/lib/chromium/chromium")),
+         "chrome-abcdefghijklmnop-Default", Via::webApp},
+        {"webAppByAppIdArgument", windowWithClass("crx_qrstuvwx", "Chromium"), "chrome-qrstuvwx-Default", Via::webApp},
         {"unknownWebAppStaysApartFromBrowser",
          windowWithClass("crx_unknownapp", "Chromium", [](W& w) { w.executable = "/usr/bin/chromium"; }), "",
          Via::unmatched, "wmclass:crx_unknownapp"},
-        {"browserWindowItself", windowWithClass("chromium", "Chromium"), "chromium", Via::wmClass, nullptr},
+        {"browserWindowItself", windowWithClass("chromium", "Chromium"), "chromium", Via::wmClass},
 
         // Steam games run under Steam's process tree and environment.
         {"steamGameUnderSteamsLaunchHint",
          windowWithClass("steam_app_620", "steam_app_620",
-                         [&](W& w) {
-                             launchedBy("steam.desktop", 100, {200, 100})(w);
-                             w.executable = "/home/u/.steam/steamapps/common/Portal 2/portal2_linux";
-                         }),
-         "portal-2", Via::steamGame, nullptr},
+                         launchedBy("steam.desktop", 100, {200, 100},
+                                    "/home/u/.steam/steamapps/common/Portal 2/portal2_linux")),
+         "portal-2", Via::steamGame},
         {"steamGameWithoutEntryNotSteam", windowWithClass("steam_app_999", "Steam_App_999", launchedBy("steam.desktop", 0)),
          "", Via::unmatched, "wmclass:steam_app_999"},
 
         // A class that differs from the entry's only in case.
         {"javaAppClassInOtherCase",
          windowWithClass("sun-awt-X11-XFramePeer", "org-example-javaapp",
-                         [](W& w) {
-                             w.executable = "/usr/lib/jvm/java-17-openjdk-amd64/bin/java";
-                             w.commandLine = {"java", "-jar", "/opt/javaapp/javaapp.jar"};
-                         }),
-         "org.example.JavaApp", Via::wmClass, nullptr},
-        {"usersOwnEntryWinsOverSystemEntry", windowWithClass("viewer", "ExampleViewer"), "my-viewer", Via::wmClass,
-         nullptr},
-        {"classMatchesLastIdComponent", windowWithClass("konsole", "Konsole"), "org.kde.konsole", Via::wmClass, nullptr},
+                         running("/usr/lib/jvm/java-17-openjdk-amd64/bin/java",
+                                 {"java", "-jar", "/opt/javaapp/javaapp.jar"})),
+         "org.example.JavaApp", Via::wmClass},
+        {"usersOwnEntryWinsOverSystemEntry", windowWithClass("viewer", "ExampleViewer"), "my-viewer", Via::wmClass},
+        {"classMatchesLastIdComponent", windowWithClass("konsole", "Konsole"), "org.kde.konsole", Via::wmClass},
 
         // Sandboxed applications and application ids set by the toolkit.
         {"snapAppNamedDifferentlyFromSnap",
@@ -99,63 +101,48 @@ std::vector<MatchCase> matchCases()
                              w.snapName = "mysnap";
                              w.snapApp = "tool";
                          }),
-         "mysnap_tool", Via::snap, nullptr},
+         "mysnap_tool", Via::snap},
         {"flatpakAppId", windowWithClass("flat", "Flat", [](W& w) { w.flatpakId = "org.example.Flat"; }),
-         "org.example.Flat", Via::flatpak, nullptr},
+         "org.example.Flat", Via::flatpak},
         {"gtkApplicationId",
          windowWithClass("gnome-text-editor", "Gnome-text-editor",
                          [](W& w) { w.gtkApplicationId = "org.gnome.TextEditor"; }),
-         "org.gnome.TextEditor", Via::applicationId, nullptr},
+         "org.gnome.TextEditor", Via::applicationId},
         {"kdeDesktopFileWithoutSuffix",
          windowWithClass("unknown", "Unknown", [](W& w) { w.kdeDesktopFile = "org.kde.konsole"; }), "org.kde.konsole",
-         Via::applicationId, nullptr},
+         Via::applicationId},
 
         // Wrapper scripts and interpreters (a launch through a wrapper script is the workspace
         // end-to-end test's); a launch hint inherited from an unrelated launch is stale.
         {"staleLaunchHintIgnored", windowWithClass("xclock", "XClock", launchedBy("clock-wrapper.desktop", 77, {499, 300})),
          "", Via::unmatched, "wmclass:xclock"},
         {"wrapperScriptRunByShell",
-         windowWithClass({}, {},
-                         [](W& w) {
-                             w.executable = "/usr/bin/dash";
-                             w.commandLine = {"/bin/sh", "/usr/local/bin/run-clock.sh"};
-                         }),
-         "clock-wrapper", Via::executable, nullptr},
+         windowWithClass({}, {}, running("/usr/bin/dash", {"/bin/sh", "/usr/local/bin/run-clock.sh"})),
+         "clock-wrapper", Via::executable},
         {"pythonScriptBehindInterpreter",
-         windowWithClass("tk", "Tk",
-                         [](W& w) {
-                             w.executable = "/usr/bin/python3.11";
-                             w.commandLine = {"python3", "-u", "/usr/share/tool/tool.py"};
-                         }),
-         "org.example.Tool", Via::executable, nullptr},
+         windowWithClass("tk", "Tk", running("/usr/bin/python3.11", {"python3", "-u", "/usr/share/tool/tool.py"})),
+         "org.example.Tool", Via::executable},
 
         // Broken or missing metadata, and the user's own rules.
-        {"noClassNoPid",
-         [] {
-             W w;
-             w.window = 0x1a00007;
-             return w;
-         }(),
-         "", Via::unmatched, "window:1a00007"},
+        {"noClassNoPid", windowWithClass({}, {}, [](W& w) { w.pid.reset(); }), "", Via::unmatched, "window:1a00007"},
         {"blankClassGroupsByExecutable", windowWithClass("  ", {}, [](W& w) { w.executable = "/opt/odd/odd-app"; }), "",
          Via::unmatched, "exe:/opt/odd/odd-app"},
         {"userRuleForClass",
          windowWithClass("mystery-app", "Mystery-App", [](W& w) { w.executable = "/opt/mystery/mystery"; }),
-         "org.example.Editor", Via::rule, nullptr},
+         "org.example.Editor", Via::rule},
         {"userRuleForExecutable", windowWithClass("mb", "Mb", [](W& w) { w.executable = "/opt/mystery/mystery-bin"; }),
-         "org.example.Tool", Via::rule, nullptr},
+         "org.example.Tool", Via::rule},
     };
 }
 
 TEST(MatchWindow, MatchesEntry)
 {
     MatchRules rules = MatchRules::defaults();
-    rules.parse(QStringLiteral("wmclass Mystery-App = org.example.Editor\nexe mystery-bin = org.example.Tool\n"),
-                QStringLiteral("rules.conf"));
+    rules.parse("wmclass Mystery-App = org.example.Editor\nexe mystery-bin = org.example.Tool\n", "rules.conf");
     for (const MatchCase& c : matchCases()) {
         SCOPED_TRACE(c.name);
         const MatchResult result = matchWindow(c.window, fixtureIndex(), rules);
-        const QString expected = QString::fromUtf8(c.expectedEntry);
+        const QString expected = c.expectedEntry;
         EXPECT_EQ(result.entry ? result.entry->id.toStdString() : std::string(), expected.toStdString());
         EXPECT_EQ(toString(result.via).toStdString(), toString(c.expectedVia).toStdString());
         EXPECT_EQ(result.groupKey.toStdString(), c.expectedGroup ? std::string(c.expectedGroup) : expected.toStdString());
@@ -165,19 +152,18 @@ TEST(MatchWindow, MatchesEntry)
 TEST(DesktopEntryIndex, ReadsWhatMatchingNeedsAndSkipsBrokenEntries)
 {
     const DesktopEntryIndex& index = fixtureIndex();
-    EXPECT_EQ(index.byId(QStringLiteral("broken")), nullptr) << "not a desktop entry";
-    EXPECT_EQ(index.byId(QStringLiteral("missing-program")), nullptr) << "TryExec names a missing program";
-    EXPECT_FALSE(DesktopEntryIndex::recordForFile(applications + QStringLiteral("broken.desktop"),
-                                                  MatchRules::defaults()));
+    EXPECT_EQ(index.byId("broken"), nullptr) << "not a desktop entry";
+    EXPECT_EQ(index.byId("missing-program"), nullptr) << "TryExec names a missing program";
+    EXPECT_FALSE(DesktopEntryIndex::recordForFile(applications + "broken.desktop", MatchRules::defaults()));
 
-    const DesktopEntryRecord* tool = index.byId(QStringLiteral("org.example.Tool.desktop"));
+    const DesktopEntryRecord* tool = index.byId("org.example.Tool.desktop");
     ASSERT_NE(tool, nullptr);
-    EXPECT_EQ(tool->path, applications + QStringLiteral("org.example.Tool.desktop"));
+    EXPECT_EQ(tool->path, applications + "org.example.Tool.desktop");
     // A web app runs the browser's program but must not be found by it.
-    EXPECT_EQ(index.byProgram(QStringLiteral("chromium"))->id, QStringLiteral("chromium"));
-    EXPECT_EQ(index.byProgram(QStringLiteral("steam"))->id, QStringLiteral("steam"));
+    EXPECT_EQ(index.byProgram("chromium")->id, "chromium");
+    EXPECT_EQ(index.byProgram("steam")->id, "steam");
     // An entry without Exec is kept but matches by no program.
-    EXPECT_NE(index.byId(QStringLiteral("no-exec")), nullptr);
+    EXPECT_NE(index.byId("no-exec"), nullptr);
     EXPECT_EQ(index.byProgram(QString()), nullptr);
 }
 
@@ -188,42 +174,39 @@ TEST(EffectiveProgram, LooksPastInterpretersAndTheirOptions)
         QStringList arguments;
         const char* program;
     } rows[] = {
-        {{QStringLiteral("/usr/bin/xterm"), QStringLiteral("-e"), QStringLiteral("top")}, "xterm"},
-        {{QStringLiteral("python3.11"), QStringLiteral("-m"), QStringLiteral("mytool")}, "mytool"},
-        {{QStringLiteral("java"), QStringLiteral("-Xmx1g"), QStringLiteral("-jar"), QStringLiteral("/opt/a/app.jar")},
-         "app.jar"},
-        {{QStringLiteral("java"), QStringLiteral("-cp"), QStringLiteral("/a:/b"), QStringLiteral("org.x.Main")},
-         "org.x.Main"},
-        {{QStringLiteral("env"), QStringLiteral("A=1"), QStringLiteral("bash"), QStringLiteral("/opt/run.sh")},
-         "run.sh"},
-        {{QStringLiteral("wine64"), QStringLiteral("C:/Games/game.exe")}, "game.exe"},
-        {{QStringLiteral("/usr/bin/python3")}, "python3"},
-        {{QStringLiteral("%U")}, ""},
+        {{"/usr/bin/xterm", "-e", "top"}, "xterm"},
+        {{"python3.11", "-m", "mytool"}, "mytool"},
+        {{"java", "-Xmx1g", "-jar", "/opt/a/app.jar"}, "app.jar"},
+        {{"java", "-cp", "/a:/b", "org.x.Main"}, "org.x.Main"},
+        {{"env", "A=1", "bash", "/opt/run.sh"}, "run.sh"},
+        {{"wine64", "C:/Games/game.exe"}, "game.exe"},
+        {{"/usr/bin/python3"}, "python3"},
+        {{"%U"}, ""},
         {{}, ""},
     };
     for (const auto& row : rows)
         EXPECT_EQ(effectiveProgram(row.arguments, rules).toStdString(), std::string(row.program))
-            << row.arguments.join(QLatin1Char(' ')).toStdString();
+            << row.arguments.join(' ').toStdString();
 }
 
 TEST(MatchRules, BadLinesAreReportedAndGoodOnesKept)
 {
     MatchRules rules;
     QStringList errors;
-    rules.parse(QStringLiteral("# comment\n"
-                               "wmclass Foo = foo.desktop\n"
-                               "wmclass = nothing\n"
-                               "frobnicate x\n"
-                               "exe a b = c\n"
-                               "interpreter\n"
-                               "exe foo-bin = foo\n"),
-                QStringLiteral("user.conf"), &errors);
+    rules.parse("# comment\n"
+                "wmclass Foo = foo.desktop\n"
+                "wmclass = nothing\n"
+                "frobnicate x\n"
+                "exe a b = c\n"
+                "interpreter\n"
+                "exe foo-bin = foo\n",
+                "user.conf", &errors);
     ASSERT_EQ(errors.size(), 4);
-    EXPECT_TRUE(errors.at(0).startsWith(QStringLiteral("user.conf:3:"))) << errors.at(0).toStdString();
-    EXPECT_TRUE(errors.at(1).startsWith(QStringLiteral("user.conf:4:")));
-    EXPECT_EQ(rules.entryForWmClass(QStringLiteral("FOO")), QStringLiteral("foo"));
-    EXPECT_EQ(rules.entryForExecutable(QStringLiteral("foo-bin")), QStringLiteral("foo"));
-    EXPECT_FALSE(rules.entryForExecutable(QStringLiteral("a")));
+    EXPECT_TRUE(errors.at(0).startsWith("user.conf:3:")) << errors.at(0).toStdString();
+    EXPECT_TRUE(errors.at(1).startsWith("user.conf:4:"));
+    EXPECT_EQ(rules.entryForWmClass("FOO"), "foo");
+    EXPECT_EQ(rules.entryForExecutable("foo-bin"), "foo");
+    EXPECT_FALSE(rules.entryForExecutable("a"));
 }
 
 TEST(WindowProperties, WmClassIsReadLeniently)
@@ -261,9 +244,9 @@ TEST(ProcessFiles, OddContentsParseOrGiveNothing)
               std::make_pair(QStringLiteral("my-snap"), QStringLiteral("my-app")));
     EXPECT_EQ(snapFromCgroup("0::/user.slice/app.slice/app-gnome-xterm-42.scope\n"), std::make_pair(QString(), QString()));
     EXPECT_EQ(flatpakIdFromInfo("[Instance]\nname=wrong\n[Application]\nname=org.example.Flat\nruntime=x\n"),
-              QStringLiteral("org.example.Flat"));
+              "org.example.Flat");
     EXPECT_EQ(flatpakIdFromInfo("name=org.no.Group\n"), QString());
-    EXPECT_EQ(splitNulSeparated(QByteArray("a\0b c\0\0", 7)), (QStringList{QStringLiteral("a"), QStringLiteral("b c")}));
+    EXPECT_EQ(splitNulSeparated(QByteArray("a\0b c\0\0", 7)), (QStringList{"a", "b c"}));
 }
 
 } // namespace

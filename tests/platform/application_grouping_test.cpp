@@ -14,7 +14,7 @@ WindowFacts window(quint32 id, const QString& key, std::optional<pid_t> pid, std
     facts.groupKey = key;
     facts.pid = pid;
     facts.startTime = start;
-    facts.executable = QStringLiteral("/usr/bin/") + key;
+    facts.executable = "/usr/bin/" + key;
     facts.wmClass = key.toUpper();
     return facts;
 }

@@ -12,9 +12,8 @@ namespace {
 
 TEST(IconThemes, Choice)
 {
-    const QStringList all{QStringLiteral("Adwaita"), QStringLiteral("hicolor"), QStringLiteral("Papirus"),
-                          QStringLiteral("breeze")};
-    const QStringList bare{QStringLiteral("hicolor")};
+    const QStringList all{"Adwaita", "hicolor", "Papirus", "breeze"};
+    const QStringList bare{"hicolor"};
     struct Row {
         const char* name;
         QString current;
@@ -31,11 +30,9 @@ TEST(IconThemes, Choice)
         {"a session theme that is not installed", "Yaru", "", all, "Adwaita", "hicolor"},
         {"only hicolor", "hicolor", "Papirus", bare, "hicolor", "hicolor"},
     };
-    for (const auto& row : rows) {
-        const auto [theme, fallback] = chooseIconThemes(row.current, row.gnome, row.installed);
-        EXPECT_EQ(theme, row.theme) << row.name;
-        EXPECT_EQ(fallback, row.fallback) << row.name;
-    }
+    for (const auto& row : rows)
+        EXPECT_EQ(chooseIconThemes(row.current, row.gnome, row.installed), std::pair(row.theme, row.fallback))
+            << row.name;
 }
 
 TEST(DesktopAppearance, PortalColorScheme)

@@ -16,16 +16,15 @@ QStringList startedArguments(const QString& execLine)
     const QByteArray text = "[Desktop Entry]\nExec=" + execLine.toUtf8() + "\n";
     std::unique_ptr<GKeyFile, decltype(&g_key_file_free)> file(g_key_file_new(), &g_key_file_free);
     if (!g_key_file_load_from_data(file.get(), text.constData(), gsize(text.size()), G_KEY_FILE_NONE, nullptr))
-        return {QStringLiteral("<unreadable key file>")};
+        return {"<unreadable key file>"};
     const GCharPtr exec(g_key_file_get_string(file.get(), "Desktop Entry", "Exec", nullptr));
-    const QString expanded = QString::fromUtf8(exec.get()).replace(QStringLiteral("%%"), QStringLiteral("%"));
-    gchar** argv = nullptr;
+    const QString expanded = QString::fromUtf8(exec.get()).replace("%%", "%");
+    g_auto(GStrv) argv = nullptr;
     if (!g_shell_parse_argv(expanded.toUtf8().constData(), nullptr, &argv, nullptr))
-        return {QStringLiteral("<unparsable: ") + expanded + QLatin1Char('>')};
+        return {"<unparsable: " + expanded + '>'};
     QStringList out;
     for (gchar** arg = argv; *arg; ++arg)
         out << QString::fromUtf8(*arg);
-    g_strfreev(argv);
     return out;
 }
 
@@ -42,7 +41,7 @@ TEST(DesktopEntryExec, CommandLinesSurviveTheTripThroughAnEntry)
         QStringList line;
         for (const QString& argument : arguments)
             line << DesktopFileActions::execArgument(argument);
-        EXPECT_EQ(startedArguments(line.join(QLatin1Char(' '))), arguments) << line.join(' ').toStdString();
+        EXPECT_EQ(startedArguments(line.join(' ')), arguments) << line.join(' ').toStdString();
     }
 }
 

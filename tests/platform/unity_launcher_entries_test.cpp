@@ -13,10 +13,7 @@
 namespace wharf {
 namespace {
 
-struct MessageUnref {
-    void operator()(DBusMessage* message) const { dbus_message_unref(message); }
-};
-using MessagePtr = std::unique_ptr<DBusMessage, MessageUnref>;
+using MessagePtr = std::unique_ptr<DBusMessage, decltype(&dbus_message_unref)>;
 
 struct Property {
     const char* key;
@@ -27,7 +24,7 @@ struct Property {
 // An Update-shaped signal named `member`.
 MessagePtr update(const char* member, const char* uri, const std::vector<Property>& properties)
 {
-    MessagePtr message(dbus_message_new_signal("/x", "com.canonical.Unity.LauncherEntry", member));
+    MessagePtr message(dbus_message_new_signal("/x", "com.canonical.Unity.LauncherEntry", member), &dbus_message_unref);
     DBusMessageIter arguments, map;
     dbus_message_iter_init_append(message.get(), &arguments);
     dbus_message_iter_append_basic(&arguments, DBUS_TYPE_STRING, &uri);
@@ -62,7 +59,7 @@ TEST(UnityLauncherEntries, OtherWidthsOutOfRangeValuesAndRepeats)
                 {"count-visible", DBUS_TYPE_STRING, text}})
             .get());
     ASSERT_TRUE(parsed);
-    EXPECT_EQ(parsed->first, QStringLiteral("application://a.desktop"));
+    EXPECT_EQ(parsed->first, "application://a.desktop");
     LauncherEntry entry;
     EXPECT_TRUE(UnityLauncherEntries::apply(entry, parsed->second));
     EXPECT_EQ(entry, (LauncherEntry{7, false, 1.0, false, false}));
@@ -85,11 +82,10 @@ TEST(UnityLauncherEntries, OtherWidthsOutOfRangeValuesAndRepeats)
 
 TEST(UnityLauncherEntries, ApplicationURIsNameDesktopEntries)
 {
-    EXPECT_EQ(UnityLauncherEntries::desktopID(QStringLiteral("application://org.gnome.Calculator.desktop")),
-              QStringLiteral("org.gnome.Calculator"));
+    EXPECT_EQ(UnityLauncherEntries::desktopID("application://org.gnome.Calculator.desktop"), "org.gnome.Calculator");
     for (const char* bad : {"org.gnome.Calculator.desktop", "application://.desktop", "application://x",
                             "application://a/b.desktop", "file:///usr/share/applications/x.desktop"})
-        EXPECT_FALSE(UnityLauncherEntries::desktopID(QString::fromLatin1(bad))) << bad;
+        EXPECT_FALSE(UnityLauncherEntries::desktopID(bad)) << bad;
 }
 
 } // namespace

@@ -14,14 +14,14 @@ namespace {
 class DockPreferencesTest : public testing::Test {
 protected:
     // A file per case: Qt caches a settings file it read within the same second.
-    std::unique_ptr<DockPreferences> open(const QString& name = QStringLiteral("wharf.conf"))
+    std::unique_ptr<DockPreferences> open(const QString& name = "wharf.conf")
     {
         auto preferences = std::make_unique<DockPreferences>(std::make_shared<QSettings>(dir.filePath(name), QSettings::IniFormat));
         subscriptions.push_back(preferences->onChange.add([this] { ++changes; }));
         return preferences;
     }
 
-    void writeFile(const QByteArray& bytes, const QString& name = QStringLiteral("wharf.conf")) const
+    void writeFile(const QByteArray& bytes, const QString& name = "wharf.conf") const
     {
         ASSERT_TRUE(test::writeFile(dir.filePath(name), bytes));
     }

@@ -25,7 +25,7 @@ namespace {
 class AppDelegateTest : public ::testing::Test, protected test::TempPreferences {
 protected:
     SystemDockIntegration* integration = nullptr;
-    std::vector<std::pair<QString, QString>> alerts;
+    QStringList alerts; // "<text>: <informative text>"
 
     std::unique_ptr<AppDelegate> launchedDelegate()
     {
@@ -34,13 +34,11 @@ protected:
         AppDelegate::Parts parts;
         parts.workspace = std::make_unique<FakeWorkspace>();
         parts.preferences = &preferences;
-        parts.integration = std::make_unique<SystemDockIntegration>(std::move(nativeDock), dir.filePath(QStringLiteral("data")));
+        parts.integration = std::make_unique<SystemDockIntegration>(std::move(nativeDock), dir.filePath("data"));
         integration = parts.integration.get();
         parts.windowSystem = std::make_unique<FakeDockWindowSystem>();
         auto delegate = std::make_unique<AppDelegate>(std::move(parts));
-        delegate->presentAlert = [this](const QString& text, const QString& informative) {
-            alerts.emplace_back(text, informative);
-        };
+        delegate->presentAlert = [this](const QString& text, const QString& more) { alerts << text + ": " + more; };
         delegate->applicationDidFinishLaunching();
         return delegate;
     }
@@ -62,10 +60,9 @@ TEST_F(AppDelegateTest, DocksAreRebuiltOnlyWhenAllDisplaysChanges)
 TEST_F(AppDelegateTest, LaterIntegrationErrorsShowTheWharfAlert)
 {
     auto delegate = launchedDelegate();
-    integration->onIntegrationError.notify(QStringLiteral("The recovery helper stopped."));
+    integration->onIntegrationError.notify("The recovery helper stopped.");
     integration->onIntegrationError.notify(QString());
-    ASSERT_EQ(alerts.size(), 1u) << "an empty message shows nothing";
-    EXPECT_EQ(alerts.front(), std::make_pair(QStringLiteral("Wharf"), QStringLiteral("The recovery helper stopped.")));
+    EXPECT_EQ(alerts, QStringList{"Wharf: The recovery helper stopped."}) << "an empty message shows nothing";
 }
 
 // The menu a tile's right-click pops up, found among the first dock's children; null when none.
@@ -80,27 +77,25 @@ QMenu* openMenu(AppDelegate& delegate)
 
 QAction* entry(const QMenu& menu, const QString& title)
 {
-    for (QAction* action : menu.actions()) {
-        if (action->text() == title)
-            return action;
-    }
-    return nullptr;
+    const QList<QAction*> actions = menu.actions();
+    const auto found = std::ranges::find(actions, title, &QAction::text);
+    return found == actions.end() ? nullptr : *found;
 }
 
 TEST_F(AppDelegateTest, AFolderMenuChangesItsStackSettingsAndTheTrashMenuItsIcon)
 {
     auto delegate = launchedDelegate();
-    const QString folder = QFileInfo(dir.path()).canonicalFilePath() + QStringLiteral("/Papers");
+    const QString folder = QFileInfo(dir.path()).canonicalFilePath() + "/Papers";
     ASSERT_TRUE(QDir().mkpath(folder));
     delegate->model().setPins({{folder, DockItem::Kind::folder, std::nullopt}});
 
     ASSERT_TRUE(delegate->showEntryMenu(folder));
     QMenu* menu = openMenu(*delegate);
     ASSERT_TRUE(menu);
-    EXPECT_TRUE(entry(*menu, QStringLiteral("Name"))->isChecked());
-    ASSERT_TRUE(entry(*menu, QStringLiteral("Grid")));
-    entry(*menu, QStringLiteral("Grid"))->trigger();
-    entry(*menu, QStringLiteral("Date Modified"))->trigger();
+    EXPECT_TRUE(entry(*menu, "Name")->isChecked());
+    ASSERT_TRUE(entry(*menu, "Grid"));
+    entry(*menu, "Grid")->trigger();
+    entry(*menu, "Date Modified")->trigger();
     const StackSettings settings = delegate->stackPreferences().settings(folder);
     EXPECT_EQ(settings.viewMode, StackViewMode::grid);
     EXPECT_EQ(settings.sortOrder, StackSortOrder::dateModified);
@@ -110,16 +105,16 @@ TEST_F(AppDelegateTest, AFolderMenuChangesItsStackSettingsAndTheTrashMenuItsIcon
     ASSERT_TRUE(delegate->showEntryMenu(DockModel::trashID));
     menu = openMenu(*delegate);
     ASSERT_TRUE(menu);
-    QAction* appearance = entry(*menu, QStringLiteral("Appearance"));
+    QAction* appearance = entry(*menu, "Appearance");
     ASSERT_TRUE(appearance && appearance->menu());
-    QAction* alwaysEmpty = entry(*appearance->menu(), QStringLiteral("Always Empty"));
+    QAction* alwaysEmpty = entry(*appearance->menu(), "Always Empty");
     ASSERT_TRUE(alwaysEmpty);
     EXPECT_FALSE(alwaysEmpty->isChecked());
     alwaysEmpty->trigger();
     EXPECT_TRUE(preferences.alwaysEmptyTrashIcon());
     menu->hide();
 
-    EXPECT_FALSE(delegate->showEntryMenu(QStringLiteral("/no/such/tile")));
+    EXPECT_FALSE(delegate->showEntryMenu("/no/such/tile"));
 }
 
 } // namespace

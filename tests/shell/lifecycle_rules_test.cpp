@@ -46,7 +46,7 @@ TEST(WindowPollTest, OnlyIdentifiersInOrderCount)
         return out;
     };
     auto retitled = windows({1, 2});
-    retitled[0].title = QStringLiteral("renamed");
+    retitled[0].title = "renamed";
     const struct {
         const char* name;
         std::vector<DockWindow> stored, scanned;
@@ -82,12 +82,12 @@ TEST(DocksJsonTest, MoreFramesThanIdentifiersDoNotReadPastTheList)
 {
     DockSnapshot dock;
     dock.frame = QRect(1920, 740, 1920, 340);
-    dock.entryIDs = {QStringLiteral("a")};
+    dock.entryIDs = {"a"};
     dock.tiles = {QRectF(10, 200, 58, 58), QRectF(80, 200, 58, 58)};
-    const QJsonArray tiles = docksJson({dock})[0].toObject()[QStringLiteral("tiles")].toArray();
+    const QJsonArray tiles = docksJson({dock})[0].toObject()["tiles"].toArray();
     ASSERT_EQ(tiles.size(), 2);
-    EXPECT_EQ(tiles[0].toObject()[QStringLiteral("id")].toString(), QStringLiteral("a"));
-    EXPECT_TRUE(tiles[1].toObject()[QStringLiteral("id")].isNull());
+    EXPECT_EQ(tiles[0].toObject()["id"].toString(), "a");
+    EXPECT_TRUE(tiles[1].toObject()["id"].isNull());
 }
 
 } // namespace

@@ -28,7 +28,7 @@ TEST(ListItemsCommand, NeverWritesTheSettingsFile)
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         QTemporaryDir dir;
-        const QString path = dir.filePath(QStringLiteral("wharf/wharf.conf"));
+        const QString path = dir.filePath("wharf/wharf.conf");
         const QDateTime old = QDateTime::currentDateTimeUtc().addDays(-3);
         if (row.contents) {
             ASSERT_TRUE(test::writeFile(path, *row.contents));
@@ -37,7 +37,7 @@ TEST(ListItemsCommand, NeverWritesTheSettingsFile)
             ASSERT_TRUE(file.setFileTime(old, QFileDevice::FileModificationTime));
         }
         FakeWorkspace workspace;
-        workspace.webBrowser = QStringLiteral("/usr/share/applications/browser.desktop");
+        workspace.webBrowser = "/usr/share/applications/browser.desktop";
 
         EXPECT_EQ(runListItems(workspace, path, [] { return false; }), 0);
 
@@ -47,7 +47,7 @@ TEST(ListItemsCommand, NeverWritesTheSettingsFile)
         }
         EXPECT_EQ(test::readFile(path), *row.contents);
         EXPECT_EQ(QFileInfo(path).lastModified().toSecsSinceEpoch(), old.toSecsSinceEpoch());
-        EXPECT_EQ(QDir(dir.filePath(QStringLiteral("wharf"))).entryList(QDir::Files).size(), 1)
+        EXPECT_EQ(QDir(dir.filePath("wharf")).entryList(QDir::Files).size(), 1)
             << "no copy or sibling was written either";
     }
 }

@@ -40,15 +40,15 @@ TEST(WidthSliderRange, FollowsTheDocksEntriesAndFallsBackWithoutADock)
 TEST(LoginItem, WritesAndRemovesTheAutostartEntry)
 {
     QTemporaryDir dir;
-    LoginItem login(dir.filePath(QStringLiteral("autostart")), QStringLiteral("/opt/my \"odd\" $dir/wharf"));
+    LoginItem login(dir.filePath("autostart"), "/opt/my \"odd\" $dir/wharf");
     ASSERT_TRUE(login.setEnabled(true).ok());
     EXPECT_TRUE(login.isEnabled());
     const QString text = QString::fromUtf8(test::readFile(login.entryPath()));
-    EXPECT_TRUE(text.contains(QStringLiteral("Exec=\"/opt/my \\\\\"odd\\\\\" \\\\$dir/wharf\"\n"))) << text.toStdString();
+    EXPECT_TRUE(text.contains("Exec=\"/opt/my \\\\\"odd\\\\\" \\\\$dir/wharf\"\n")) << text.toStdString();
 
     // An entry the user switched off in GNOME's settings does not count as on.
     QSettings edited(login.entryPath(), QSettings::IniFormat);
-    edited.setValue(QStringLiteral("Desktop Entry/X-GNOME-Autostart-enabled"), QStringLiteral("false"));
+    edited.setValue("Desktop Entry/X-GNOME-Autostart-enabled", "false");
     edited.sync();
     EXPECT_FALSE(login.isEnabled());
 
@@ -58,8 +58,8 @@ TEST(LoginItem, WritesAndRemovesTheAutostartEntry)
 
 TEST(SettingsWindowPlacement, StaysOnAnExistingDisplay)
 {
-    const std::vector<DisplayArea> displays = {{QStringLiteral("LEFT"), QRect(0, 0, 1920, 1050)},
-                                               {QStringLiteral("RIGHT"), QRect(1920, 0, 1280, 1024)}};
+    const std::vector<DisplayArea> displays = {{"LEFT", QRect(0, 0, 1920, 1050)},
+                                               {"RIGHT", QRect(1920, 0, 1280, 1024)}};
     const QSize frame(510, 700);
     struct Row {
         const char* name;
@@ -68,17 +68,15 @@ TEST(SettingsWindowPlacement, StaysOnAnExistingDisplay)
     };
     const Row rows[] = {
         {"nothing saved: centred on the primary", std::nullopt, QPoint(705, 175)},
-        {"partly off its display's right and bottom edges", WindowPlacement{QStringLiteral("RIGHT"), QPoint(3000, 900)},
+        {"partly off its display's right and bottom edges", WindowPlacement{"RIGHT", QPoint(3000, 900)},
          QPoint(2690, 324)},
-        {"above and left of its display", WindowPlacement{QStringLiteral("RIGHT"), QPoint(1800, -40)},
-         QPoint(1920, 0)},
+        {"above and left of its display", WindowPlacement{"RIGHT", QPoint(1800, -40)}, QPoint(1920, 0)},
     };
     for (const auto& row : rows)
         EXPECT_EQ(restoredWindowPosition(row.saved, frame, displays), row.expected) << row.name;
 
     // Taller than the display: its title bar stays reachable.
-    const QPoint tall = restoredWindowPosition(WindowPlacement{QStringLiteral("LEFT"), QPoint(10, 500)},
-                                               QSize(510, 1400), displays);
+    const QPoint tall = restoredWindowPosition(WindowPlacement{"LEFT", QPoint(10, 500)}, QSize(510, 1400), displays);
     EXPECT_EQ(tall, QPoint(10, 0));
 }
 
@@ -89,8 +87,8 @@ TEST(SettingsController, TheWidthSliderReachesTheLimitAndAnUnreadablePositionCou
     DockPreferences preferences{std::make_shared<QSettings>(dir.filePath("wharf.conf"), QSettings::IniFormat)};
     auto dock = std::make_unique<FakeNativeDock>();
     dock->installed = false;
-    SystemDockIntegration integration(std::move(dock), dir.filePath(QStringLiteral("data")));
-    LoginItem login(dir.filePath(QStringLiteral("autostart")));
+    SystemDockIntegration integration(std::move(dock), dir.filePath("data"));
+    LoginItem login(dir.filePath("autostart"));
     SettingsController::Context context;
     context.preferences = &preferences;
     context.integration = &integration;
@@ -99,9 +97,9 @@ TEST(SettingsController, TheWidthSliderReachesTheLimitAndAnUnreadablePositionCou
 
     window.iconSlider->setValue(window.iconSlider->maximum());
     EXPECT_DOUBLE_EQ(preferences.dockWidthFraction(), 0.98);
-    EXPECT_EQ(window.sizeLabel->text(), QStringLiteral("98%"));
+    EXPECT_EQ(window.sizeLabel->text(), "98%");
 
-    preferences.defaults().setValue(SettingsController::positionKey, QStringLiteral("left"));
+    preferences.defaults().setValue(SettingsController::positionKey, "left");
     EXPECT_FALSE(window.savedPlacement());
 }
 

@@ -41,9 +41,8 @@ TEST_F(FolderAccessStoreTest, TheNearestRememberedAncestorAnswersByComponents)
         {"u/Documents/../Music", "u"},
     };
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.path);
         const auto found = access.savedAncestor(path(row.path));
-        EXPECT_EQ(found ? found->first : QString(), *row.expected ? path(row.expected) : QString());
+        EXPECT_EQ(found ? found->first : QString(), *row.expected ? path(row.expected) : QString()) << row.path;
     }
 
     FolderAccessStore reloaded(preferences);

@@ -29,8 +29,7 @@ StackEntry document(const QString& title, int day = 1)
 class StackArtworkTest : public testing::Test, protected test::TempPreferences {
 protected:
     StackArtworkTest()
-        : stacks(preferences),
-          access(preferences),
+        : stacks(preferences), access(preferences),
           artwork(stacks, access, [](const StackEntry&) {
               QImage picture(64, 64, QImage::Format_ARGB32);
               picture.fill(Qt::blue);

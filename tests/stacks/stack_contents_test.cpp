@@ -31,7 +31,7 @@ StackEntry entry(const QString& title, std::optional<QDateTime> modified = {}, s
 {
     StackEntry e;
     e.title = title;
-    e.url = QUrl::fromLocalFile(QStringLiteral("/f/") + (file.isEmpty() ? title : file));
+    e.url = QUrl::fromLocalFile("/f/" + (file.isEmpty() ? title : file));
     e.modificationDate = modified;
     e.creationDate = created;
     e.kind = kind;
@@ -101,9 +101,7 @@ TEST_F(StackContentsTest, OddItemsAreStillListedOnce)
     EXPECT_TRUE(byTitle["sub"].isDirectory);
     EXPECT_EQ(byTitle["sub"].kind, "Folder");
     EXPECT_TRUE(byTitle["sub"].modificationDate);
-    const bool hasLatin1 = std::any_of(result.value().begin(), result.value().end(),
-                                       [](const StackEntry& e) { return e.title.startsWith("caf"); });
-    EXPECT_TRUE(hasLatin1);
+    EXPECT_TRUE(std::ranges::any_of(result.value(), [](const StackEntry& e) { return e.title.startsWith("caf"); }));
 }
 
 TEST(StackSort, Orders)
@@ -119,21 +117,16 @@ TEST(StackSort, Orders)
          {entry("same", {}, {}, {}, "b"), entry("same", {}, {}, {}, "a")}, {"same", "same"}},
         {"modified newest first", StackSortOrder::dateModified,
          {entry("old", at(1)), entry("new", at(5))}, {"new", "old"}},
-        {"equal dates by title", StackSortOrder::dateModified,
-         {entry("b", at(1)), entry("a", at(1))}, {"a", "b"}},
+        {"equal dates by title", StackSortOrder::dateModified, {entry("b", at(1)), entry("a", at(1))}, {"a", "b"}},
         {"added orders by created, then modified, undated last", StackSortOrder::dateAdded,
          {entry("none"), entry("created", at(1), at(9)), entry("modified", at(5))}, {"created", "modified", "none"}},
         {"created falls back to modified", StackSortOrder::dateCreated,
          {entry("c", {}, at(2)), entry("m", at(3))}, {"m", "c"}},
         {"kind then title", StackSortOrder::kind,
-         {entry("z", {}, {}, "Image"), entry("y", {}, {}, "image"), entry("a", {}, {}, "Text")},
-         {"y", "z", "a"}},
+         {entry("z", {}, {}, "Image"), entry("y", {}, {}, "image"), entry("a", {}, {}, "Text")}, {"y", "z", "a"}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.name);
-        const auto out = StackContents::sorted(row.entries, row.order);
-        EXPECT_EQ(titles(out), row.expected);
-    }
+    for (const Row& row : rows)
+        EXPECT_EQ(titles(StackContents::sorted(row.entries, row.order)), row.expected) << row.name;
     const auto tie = StackContents::sorted(rows[1].entries, StackSortOrder::name);
     EXPECT_EQ(tie[0].path(), "/f/a");
 }
@@ -152,10 +145,8 @@ TEST(StackViewModeResolution, AutomaticPicksFanOnlyWhenItFits)
         {"empty is a grid", StackViewMode::automatic, 0, 5000, StackViewMode::grid},
         {"a chosen mode stays", StackViewMode::list, 1, 100, StackViewMode::list},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(StackContents::resolvedViewMode(row.requested, row.count, row.height), row.expected);
-    }
+    for (const auto& row : rows)
+        EXPECT_EQ(StackContents::resolvedViewMode(row.requested, row.count, row.height), row.expected) << row.name;
 }
 
 } // namespace

@@ -20,8 +20,7 @@ namespace {
 class StackControllerTest : public testing::Test, protected test::TempPreferences {
 protected:
     StackControllerTest()
-        : stackPreferences(preferences),
-          access(preferences)
+        : stackPreferences(preferences), access(preferences)
     {
         QDir(dir.path()).mkpath("stack/sub");
         for (int i = 1; i <= 11; ++i)
@@ -36,7 +35,7 @@ protected:
         auto stack = std::make_unique<StackController>(dir.filePath(folder), services);
         stack->onClose = [this] { ++closed; };
         stack->open(QRectF(380, 540, 40, 40));
-        EXPECT_TRUE(waitFor([&] { return stack->snapshot()["message"].toString() != QStringLiteral("Loading…"); }));
+        EXPECT_TRUE(waitFor([&] { return stack->snapshot()["message"].toString() != "Loading…"; }));
         return stack;
     }
 

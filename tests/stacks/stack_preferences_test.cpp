@@ -18,16 +18,14 @@ class StackPreferencesTest : public testing::Test, protected test::TempPreferenc
 protected:
     StackPreferencesTest()
     {
-        QDir(dir.path()).mkpath("home/Downloads");
-        QDir(dir.path()).mkpath("home/Work");
-        QDir(dir.path()).mkpath("home/Téléchargements");
+        for (const char* folder : {"home/Downloads", "home/Work", "home/Téléchargements"})
+            QDir(dir.path()).mkpath(folder);
     }
     QString path(const QString& name) const { return dir.filePath(name); }
     QJsonObject storedJson() const
     {
         return QJsonDocument::fromJson(store->value(StackPreferences::settingsKey).toByteArray()).object();
     }
-
 };
 
 TEST_F(StackPreferencesTest, FirstLookupStoresTheDefaults)
@@ -47,9 +45,8 @@ TEST_F(StackPreferencesTest, FirstLookupStoresTheDefaults)
     int changes = 0;
     stacks.onChange = [&](const QString&) { ++changes; };
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(stacks.settings(row.folder), row.expected);
-        EXPECT_TRUE(storedJson().contains(stacks.normalizedPath(row.folder)));
+        EXPECT_EQ(stacks.settings(row.folder), row.expected) << row.name;
+        EXPECT_TRUE(storedJson().contains(stacks.normalizedPath(row.folder))) << row.name;
     }
     EXPECT_EQ(changes, 0) << "a first lookup is no change";
 }

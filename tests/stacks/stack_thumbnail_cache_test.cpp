@@ -55,41 +55,35 @@ TEST(StackThumbnailCache, FourAtOnceFirstComeFirstServedDuplicatesMerged)
         }
         gate.acquire();
         ++generated;
-        *source = QStringLiteral("image");
+        *source = "image";
         return solid(Qt::red);
     });
     QStringList arrived;
     for (int i = 0; i < 10; ++i) {
         const QString path = QStringLiteral("/f/%1.png").arg(i);
-        cache.image(fileEntry(path), [&arrived, path](const Thumbnail& t) {
-            arrived << path + ":" + t.source;
-        });
+        cache.image(fileEntry(path), [&arrived, path](const Thumbnail& t) { arrived << path + ":" + t.source; });
     }
     int twice = 0;
     cache.image(fileEntry("/f/0.png"), [&](const Thumbnail&) { ++twice; });
     EXPECT_EQ(cache.activeCount(), 4);
 
     bool folderAnswered = false;
-    cache.image(fileEntry("/f/folder", 1000, true), [&](const Thumbnail& t) {
-        folderAnswered = t.source == "icon";
-    });
+    cache.image(fileEntry("/f/folder", 1000, true), [&](const Thumbnail& t) { folderAnswered = t.source == "icon"; });
     EXPECT_TRUE(folderAnswered) << "folders take no slot";
 
     // Only once the first requests are under way (as many as the pool runs at once) may any of them
     // end and let the fifth in.
-    const int running = std::min(4, QThreadPool::globalInstance()->maxThreadCount());
-    ASSERT_TRUE(waitFor([&] {
+    const auto startedCount = [&] {
         const QMutexLocker locker(&lock);
-        return started.size() == running;
-    }));
+        return started.size();
+    };
+    const int running = std::min(4, QThreadPool::globalInstance()->maxThreadCount());
+    ASSERT_TRUE(waitFor([&] { return startedCount() == running; }));
     // Then one at a time: with fewer threads than requests, two freed at once would race to log
     // which queued request each took.
     for (int next = running; next < 4; ++next) {
         gate.release(1);
-        ASSERT_TRUE(waitFor([&] {
-            const QMutexLocker locker(&lock);
-            return started.size() > next;
-        }));
+        ASSERT_TRUE(waitFor([&] { return startedCount() > next; }));
     }
     gate.release(10 - (4 - running));
     ASSERT_TRUE(waitFor([&] { return arrived.size() == 10; }));

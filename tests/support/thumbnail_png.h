@@ -10,7 +10,7 @@ namespace wharf::test {
 
 inline QByteArray pngWithText(QImage image, const QByteArray& key, const QByteArray& value)
 {
-    image.setText(QString::fromLatin1(key), QString::fromLatin1(value));
+    image.setText(key, value);
     QByteArray png;
     QBuffer buffer(&png);
     buffer.open(QIODevice::WriteOnly);

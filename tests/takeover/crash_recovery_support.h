@@ -17,9 +17,9 @@ class DriverHome {
 public:
     DriverHome();
 
-    QString dataHome() const { return dir.filePath(QStringLiteral("data")); }
-    QString keyfile() const { return dir.filePath(QStringLiteral("config/glib-2.0/settings/keyfile")); }
-    QString backupPath() const { return dataHome() + QStringLiteral("/wharf/system-dock-backup.plist"); }
+    QString dataHome() const { return dir.filePath("data"); }
+    QString keyfile() const { return dir.filePath("config/glib-2.0/settings/keyfile"); }
+    QString backupPath() const { return dataHome() + "/wharf/system-dock-backup.plist"; }
 
     // The values a user might have: some keys set, others never touched.
     static DockValues userValues();

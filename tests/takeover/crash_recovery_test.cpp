@@ -34,9 +34,9 @@ TEST(CrashRecovery, RepeatedCrashesLoseNothing)
         ASSERT_EQ(home.values(), DriverHome::userValues());
     }
     const auto last = home.start();
-    ASSERT_TRUE(DriverHome::readLine(*last).value_or(QString()).startsWith(QStringLiteral("ENABLED ")));
+    ASSERT_TRUE(DriverHome::readLine(*last).value_or(QString()).startsWith("ENABLED "));
     last->write("quit\n");
-    EXPECT_EQ(DriverHome::readLine(*last), QStringLiteral("RESTORED"));
+    EXPECT_EQ(DriverHome::readLine(*last), "RESTORED");
     last->waitForFinished();
     EXPECT_FALSE(QFile::exists(home.backupPath()));
     EXPECT_EQ(home.values(), DriverHome::userValues());

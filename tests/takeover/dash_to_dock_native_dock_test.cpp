@@ -17,13 +17,13 @@ TEST(DashToDockNativeDock, RejectsValuesTheSchemaDoesNotTake)
         NativeDockValue value;
     };
     const std::vector<Row> rows{
-        {"integer for a boolean", "autohide", {QStringLiteral("i"), QStringLiteral("1")}},
-        {"type and text disagree", "autohide", {QStringLiteral("b"), QStringLiteral("1")}},
-        {"invalid type string", "show-delay", {QStringLiteral("dd("), QStringLiteral("1.0")}},
+        {"integer for a boolean", "autohide", {"i", "1"}},
+        {"type and text disagree", "autohide", {"b", "1"}},
+        {"invalid type string", "show-delay", {"dd(", "1.0"}},
     };
     for (const Row& row : rows) {
-        EXPECT_FALSE(dock.accepts(QString::fromLatin1(row.key), row.value)) << row.name;
-        EXPECT_FALSE(dock.write(QString::fromLatin1(row.key), row.value)) << row.name;
+        EXPECT_FALSE(dock.accepts(row.key, row.value)) << row.name;
+        EXPECT_FALSE(dock.write(row.key, row.value)) << row.name;
     }
 }
 

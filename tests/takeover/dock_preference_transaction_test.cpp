@@ -23,7 +23,7 @@ class DockPreferenceTransactionTest : public testing::Test {
 protected:
     QTemporaryDir temp;
     FakeNativeDock dock;
-    QString folder = temp.filePath(QStringLiteral("nested/wharf"));
+    QString folder = temp.filePath("nested/wharf");
     DockPreferenceTransaction transaction{dock, folder};
 
     DockPreferenceBackup capturedAndSaved()
@@ -63,10 +63,10 @@ TEST_F(DockPreferenceTransactionTest, BadBackupsArePreservedAndNeverApplied)
 
     // Each saved value is checked before anything is written.
     backup.missing.clear();
-    for (const QByteArray& value : {QByteArray("bplist00garbage"), encodeDockValue({QStringLiteral("s"), QStringLiteral("'yes'")})}) {
-        backup.values.insert(QStringLiteral("show-delay"), value);
+    for (const QByteArray& value : {QByteArray("bplist00garbage"), encodeDockValue({"s", "'yes'"})}) {
+        backup.values.insert("show-delay", value);
         EXPECT_EQ(transaction.restore(backup).failure(),
-                  DockIntegrationError{QStringLiteral("The saved value for show-delay is invalid. The backup was preserved.")});
+                  DockIntegrationError{"The saved value for show-delay is invalid. The backup was preserved."});
     }
     EXPECT_TRUE(dock.writes.isEmpty());
 }
@@ -75,7 +75,7 @@ TEST_F(DockPreferenceTransactionTest, FailuresKeepTheBackup)
 {
     const DockPreferenceBackup backup = capturedAndSaved();
     const DockIntegrationError unsaved{
-        QStringLiteral("The system could not save the Dock preferences. Check that Wharf can write user preferences.")};
+        "The system could not save the Dock preferences. Check that Wharf can write user preferences."};
     // A key the administrator has locked refuses the write.
     dock.failWrites = true;
     EXPECT_EQ(transaction.setHidden().failure(), unsaved);
@@ -87,8 +87,7 @@ TEST_F(DockPreferenceTransactionTest, FailuresKeepTheBackup)
     dock.installed = false;
     const Status gone = transaction.restore(backup);
     ASSERT_FALSE(gone.ok());
-    EXPECT_TRUE(gone.error().message.contains(QStringLiteral("no longer installed")))
-        << gone.error().message.toStdString();
+    EXPECT_TRUE(gone.error().message.contains("no longer installed")) << gone.error().message.toStdString();
     EXPECT_EQ(fileBytes(), encodeBackup(backup));
 }
 
@@ -120,7 +119,7 @@ TEST_F(DockPreferenceTransactionTest, LockWaitsForItsHolderAndReportsWhatStopsIt
 
     ASSERT_TRUE(QFile::remove(transaction.lockPath()) && QDir().mkpath(transaction.lockPath()));
     EXPECT_EQ(transaction.withLock([&] { ranAfterRelease = false; return Status(); }).failure(),
-              DockIntegrationError{QStringLiteral("Could not open the Dock recovery lock: Is a directory.")});
+              DockIntegrationError{"Could not open the Dock recovery lock: Is a directory."});
     EXPECT_TRUE(ranAfterRelease);
 }
 

@@ -40,12 +40,12 @@ protected:
         DashToDockNativeDock dock;
         for (const NativeDockKey& key : dock.managedKeys())
             dock.reset(key.name);
-        dock.write(QStringLiteral("show-delay"), {QStringLiteral("d"), QStringLiteral("0.5")});
+        dock.write("show-delay", {"d", "0.5"});
         dock.synchronize();
         userValues = stored();
     }
     static test::DockValues stored() { return test::readKeyfileValues(test::defaultKeyfile(), test::dashToDockKeys()); }
-    static QString backupPath() { return DockPreferenceTransaction::defaultDirectory() + QStringLiteral("/system-dock-backup.plist"); }
+    static QString backupPath() { return DockPreferenceTransaction::defaultDirectory() + "/system-dock-backup.plist"; }
     static QByteArray backupBytes() { return test::readFile(backupPath()); }
     // Hides the dock with a backup owned by `pid`, as a Wharf that has since died would leave it.
     static void leaveBackupOf(qint32 pid, const QString& start)
@@ -56,9 +56,8 @@ protected:
             auto captured = transaction.capture();
             captured.value().ownerPID = pid;
             captured.value().ownerStart = start;
-            if (auto written = transaction.writeBackup(captured.value()); !written)
-                return written;
-            return transaction.setHidden();
+            const Status written = transaction.writeBackup(captured.value());
+            return written ? transaction.setHidden() : written;
         }));
     }
     struct Run {
@@ -82,7 +81,7 @@ TEST_F(SystemDockIntegrationTest, AFailedEnableRollsBackAndSaysWhyAndWithoutANat
 {
     // The helper watches only the backup in the standard place, so elsewhere it will not start.
     QTemporaryDir elsewhere;
-    const QString helperFailed = QStringLiteral("The Dock recovery helper could not start. Your system Dock has not been hidden.");
+    const QString helperFailed = "The Dock recovery helper could not start. Your system Dock has not been hidden.";
     SystemDockIntegration integration(std::make_unique<DashToDockNativeDock>(), elsewhere.path());
     EXPECT_EQ(integration.enable().failure(), DockIntegrationError{helperFailed});
     EXPECT_EQ(integration.lastError, helperFailed);
@@ -106,7 +105,7 @@ TEST_F(SystemDockIntegrationTest, NextStartRestoresStaleBackupsAndReportsBadOnes
     // A live process other than this one, started later than it (start times have a 10 ms grain).
     ::usleep(20'000);
     QProcess other;
-    other.start(QStringLiteral("sleep"), {QStringLiteral("60")});
+    other.start("sleep", {"60"});
     ASSERT_TRUE(other.waitForStarted());
     const QString ownStart = *processStart(getpid());
     // The owner has ended; or its pid now names another process, which started at another time.
@@ -125,13 +124,13 @@ TEST_F(SystemDockIntegrationTest, NextStartRestoresStaleBackupsAndReportsBadOnes
     const auto hidden = stored();
     const QByteArray edited = backupBytes().replace("autohide", "autohid3");
     ASSERT_TRUE(test::writeFile(backupPath(), edited));
-    const QString message = QStringLiteral("The saved Dock preferences could not be validated; they have been preserved at ")
-                            + backupPath() + QLatin1Char('.');
+    const QString message = "The saved Dock preferences could not be validated; they have been preserved at "
+                            + backupPath() + '.';
     EXPECT_EQ(SystemDockIntegration(std::make_unique<DashToDockNativeDock>()).lastError, message);
     EXPECT_EQ(backupBytes(), edited);
     EXPECT_EQ(stored(), hidden);
 
-    const Run run = runSelf({QStringLiteral("--restore-system-dock")});
+    const Run run = runSelf({"--restore-system-dock"});
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_EQ(run.out, QByteArray());
     EXPECT_EQ(run.err, ("Wharf restoration failed: " + message + "\n").toUtf8());
@@ -151,14 +150,14 @@ TEST_F(SystemDockIntegrationTest, HelperLeavesQuietlyWhenThereIsNothingToWatch)
         int exitCode;
     };
     const std::vector<Row> rows{
-        {"another path", own, backupPath() + QStringLiteral(".old"), 0},
+        {"another path", own, backupPath() + ".old", 0},
         // A pid other than the backup's owner's, as an ended or another process's is.
-        {"negative pid", QStringLiteral("-1"), backupPath(), 0},
+        {"negative pid", "-1", backupPath(), 0},
         // Beyond 32 bits: no helper at all; the program starts normally (here: exit status 3).
-        {"beyond 32 bits", QStringLiteral("99999999999"), backupPath(), 3},
+        {"beyond 32 bits", "99999999999", backupPath(), 3},
     };
     for (const Row& row : rows) {
-        const Run run = runSelf({QStringLiteral("--dock-watchdog"), row.pid, row.path});
+        const Run run = runSelf({"--dock-watchdog", row.pid, row.path});
         EXPECT_EQ(run.exitCode, row.exitCode) << row.name;
         EXPECT_EQ(run.out, row.exitCode ? QByteArray("NORMAL START\n") : QByteArray()) << row.name;
     }

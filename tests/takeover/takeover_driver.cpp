@@ -31,7 +31,7 @@ int main(int argc, char** argv)
     QCoreApplication app(argc, argv);
     SystemDockIntegration integration(realDock());
     if (const auto enabled = integration.enable(); !enabled)
-        say(QStringLiteral("ERROR ") + enabled.error().message);
+        say("ERROR " + enabled.error().message);
     else
         say(QStringLiteral("ENABLED %1").arg(integration.watchdogPid()));
 
@@ -42,7 +42,7 @@ int main(int argc, char** argv)
         if (length > 0 && QByteArray(line, length).trimmed() != "quit")
             return;
         const auto restored = integration.restore();
-        say(restored ? QStringLiteral("RESTORED") : QStringLiteral("ERROR ") + restored.error().message);
+        say(restored ? "RESTORED" : "ERROR " + restored.error().message);
         app.quit();
     });
     return app.exec();

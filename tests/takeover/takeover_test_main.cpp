@@ -29,8 +29,8 @@ int main(int argc, char** argv)
     QTemporaryDir home;
     if (!home.isValid())
         return 2;
-    setenv("XDG_DATA_HOME", qPrintable(home.filePath(QStringLiteral("data"))), 1);
-    setenv("XDG_CONFIG_HOME", qPrintable(home.filePath(QStringLiteral("config"))), 1);
+    setenv("XDG_DATA_HOME", qPrintable(home.filePath("data")), 1);
+    setenv("XDG_CONFIG_HOME", qPrintable(home.filePath("config")), 1);
     setenv("GSETTINGS_BACKEND", "keyfile", 1);
 
     QCoreApplication app(argc, argv);

@@ -15,38 +15,26 @@
 namespace wharf::test {
 namespace {
 
-struct Settings {
-    explicit Settings(const QString& keyfile)
-    {
-        GSettingsSchemaSource* source = g_settings_schema_source_get_default();
-        schema = source ? g_settings_schema_source_lookup(source, DashToDockNativeDock::schemaId, TRUE) : nullptr;
-        backend = g_keyfile_settings_backend_new(QFile::encodeName(keyfile).constData(), "/", nullptr);
-        settings = schema ? g_settings_new_full(schema, backend, nullptr) : nullptr;
-    }
-    ~Settings()
-    {
-        if (settings)
-            g_object_unref(settings);
-        g_object_unref(backend);
-        if (schema)
-            g_settings_schema_unref(schema);
-    }
-    Settings(const Settings&) = delete;
-    Settings& operator=(const Settings&) = delete;
-
-    GSettingsSchema* schema = nullptr;
-    GSettingsBackend* backend = nullptr;
-    GSettings* settings = nullptr;
-};
+// The Dash to Dock settings over the keyfile at `keyfile`, through a fresh backend; null without the
+// schema. The settings hold the schema and the backend.
+GSettings* openSettings(const QString& keyfile)
+{
+    GSettingsSchemaSource* source = g_settings_schema_source_get_default();
+    g_autoptr(GSettingsSchema) schema =
+        source ? g_settings_schema_source_lookup(source, DashToDockNativeDock::schemaId, TRUE) : nullptr;
+    g_autoptr(GSettingsBackend) backend =
+        g_keyfile_settings_backend_new(QFile::encodeName(keyfile).constData(), "/", nullptr);
+    return schema ? g_settings_new_full(schema, backend, nullptr) : nullptr;
+}
 
 } // namespace
 
 DockValues readKeyfileValues(const QString& keyfile, const QStringList& keys)
 {
     DockValues values;
-    const Settings store(keyfile);
+    g_autoptr(GSettings) settings = openSettings(keyfile);
     for (const QString& key : keys) {
-        g_autoptr(GVariant) value = store.settings ? g_settings_get_user_value(store.settings, key.toUtf8().constData()) : nullptr;
+        g_autoptr(GVariant) value = settings ? g_settings_get_user_value(settings, key.toUtf8().constData()) : nullptr;
         if (!value) {
             values.insert(key, std::nullopt);
             continue;
@@ -59,20 +47,20 @@ DockValues readKeyfileValues(const QString& keyfile, const QStringList& keys)
 
 void writeKeyfileValues(const QString& keyfile, const DockValues& values)
 {
-    const Settings store(keyfile);
-    if (!store.settings)
+    g_autoptr(GSettings) settings = openSettings(keyfile);
+    if (!settings)
         return;
     for (auto it = values.cbegin(); it != values.cend(); ++it) {
         const QByteArray key = it.key().toUtf8();
         if (!it.value()) {
-            g_settings_reset(store.settings, key.constData());
+            g_settings_reset(settings, key.constData());
             continue;
         }
         const QByteArray type = it.value()->type.toUtf8();
         g_autoptr(GVariant) parsed = g_variant_parse(reinterpret_cast<const GVariantType*>(type.constData()),
                                            it.value()->text.toUtf8().constData(), nullptr, nullptr, nullptr);
         if (parsed)
-            g_settings_set_value(store.settings, key.constData(), parsed);
+            g_settings_set_value(settings, key.constData(), parsed);
     }
     g_settings_sync();
 }
@@ -81,7 +69,7 @@ QList<qint64> recoveryHelpers(const QString& backupPath)
 {
     QList<qint64> found;
     const QByteArray path = QFile::encodeName(backupPath);
-    for (const QString& entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
+    for (const QString& entry : QDir("/proc").entryList(QDir::Dirs)) {
         bool numeric = false;
         const qint64 pid = entry.toLongLong(&numeric);
         if (!numeric)
@@ -98,8 +86,7 @@ QList<qint64> recoveryHelpers(const QString& backupPath)
 
 QString defaultKeyfile()
 {
-    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation)
-           + QStringLiteral("/glib-2.0/settings/keyfile");
+    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + "/glib-2.0/settings/keyfile";
 }
 
 QStringList dashToDockKeys()
@@ -122,25 +109,25 @@ bool dashToDockSchemaAvailable()
 DriverHome::DriverHome()
 {
     QDir().mkpath(dataHome());
-    QDir().mkpath(dir.filePath(QStringLiteral("config")));
+    QDir().mkpath(dir.filePath("config"));
 }
 
 DockValues DriverHome::userValues()
 {
-    return {{QStringLiteral("dock-fixed"), NativeDockValue{QStringLiteral("b"), QStringLiteral("true")}},
-            {QStringLiteral("autohide"), std::nullopt},
-            {QStringLiteral("intellihide"), NativeDockValue{QStringLiteral("b"), QStringLiteral("false")}},
-            {QStringLiteral("show-delay"), NativeDockValue{QStringLiteral("d"), QStringLiteral("1.5")}},
-            {QStringLiteral("require-pressure-to-show"), std::nullopt}};
+    return {{"dock-fixed", NativeDockValue{"b", "true"}},
+            {"autohide", std::nullopt},
+            {"intellihide", NativeDockValue{"b", "false"}},
+            {"show-delay", NativeDockValue{"d", "1.5"}},
+            {"require-pressure-to-show", std::nullopt}};
 }
 
 std::unique_ptr<QProcess> DriverHome::start() const
 {
     auto driver = std::make_unique<QProcess>();
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("XDG_DATA_HOME"), dataHome());
-    env.insert(QStringLiteral("XDG_CONFIG_HOME"), dir.filePath(QStringLiteral("config")));
-    env.insert(QStringLiteral("GSETTINGS_BACKEND"), QStringLiteral("keyfile"));
+    env.insert("XDG_DATA_HOME", dataHome());
+    env.insert("XDG_CONFIG_HOME", dir.filePath("config"));
+    env.insert("GSETTINGS_BACKEND", "keyfile");
     driver->setProcessEnvironment(env);
     driver->setProgram(QStringLiteral(WHARF_TAKEOVER_DRIVER));
     driver->start();

@@ -26,41 +26,40 @@ QStringList names(const QString& folder)
 void fillTrash(const QString& trash, const QStringList& items)
 {
     for (const QString& item : items) {
-        ASSERT_TRUE(test::writeFile(trash + QStringLiteral("/files/") + item + QStringLiteral("/inner")));
-        ASSERT_TRUE(test::writeFile(trash + QStringLiteral("/info/") + item + QStringLiteral(".trashinfo")));
+        ASSERT_TRUE(test::writeFile(trash + "/files/" + item + "/inner"));
+        ASSERT_TRUE(test::writeFile(trash + "/info/" + item + ".trashinfo"));
     }
-    ASSERT_TRUE(test::writeFile(trash + QStringLiteral("/directorysizes")));
+    ASSERT_TRUE(test::writeFile(trash + "/directorysizes"));
 }
 
 TEST(TrashOperations, AnUndeletableEntryKeepsItsRecordAndDoesNotStopTheRestAndALinkGoesWithoutItsTarget)
 {
     QTemporaryDir dir;
     ASSERT_TRUE(dir.isValid());
-    const QString home = dir.filePath(QStringLiteral("home/Trash"));
-    const QString volume = dir.filePath(QStringLiteral("volume/.Trash-1000"));
-    fillTrash(home, {QStringLiteral("a.txt"), QStringLiteral("locked"), QStringLiteral(".hidden")});
-    fillTrash(volume, {QStringLiteral("b")});
-    ASSERT_TRUE(test::writeFile(home + QStringLiteral("/info/orphan.trashinfo")));
-    const QString target = dir.filePath(QStringLiteral("keep/precious"));
+    const QString home = dir.filePath("home/Trash");
+    const QString volume = dir.filePath("volume/.Trash-1000");
+    fillTrash(home, {"a.txt", "locked", ".hidden"});
+    fillTrash(volume, {"b"});
+    ASSERT_TRUE(test::writeFile(home + "/info/orphan.trashinfo"));
+    const QString target = dir.filePath("keep/precious");
     ASSERT_TRUE(test::writeFile(target));
-    ASSERT_TRUE(QFile::link(dir.filePath(QStringLiteral("keep")), volume + QStringLiteral("/files/link")));
-    ASSERT_TRUE(QFile::link(dir.filePath(QStringLiteral("gone")), volume + QStringLiteral("/files/dangling")));
+    ASSERT_TRUE(QFile::link(dir.filePath("keep"), volume + "/files/link"));
+    ASSERT_TRUE(QFile::link(dir.filePath("gone"), volume + "/files/dangling"));
 
     const auto remove = [](const QString& path) -> Status {
-        if (path.endsWith(QStringLiteral("/files/locked")))
-            return Error{QStringLiteral("“locked” couldn’t be removed: Operation not permitted")};
+        if (path.endsWith("/files/locked"))
+            return Error{"“locked” couldn’t be removed: Operation not permitted"};
         return removeTrashEntry(path);
     };
-    const std::optional<Error> failure =
-        emptyTrashDirectories({home, dir.filePath(QStringLiteral("never-created")), volume}, remove);
+    const std::optional<Error> failure = emptyTrashDirectories({home, dir.filePath("never-created"), volume}, remove);
 
     ASSERT_TRUE(failure);
-    EXPECT_EQ(failure->message, QStringLiteral("“locked” couldn’t be removed: Operation not permitted"));
-    EXPECT_EQ(names(home + QStringLiteral("/files")), QStringList{QStringLiteral("locked")});
-    EXPECT_EQ(names(home + QStringLiteral("/info")), QStringList{QStringLiteral("locked.trashinfo")});
-    EXPECT_FALSE(QFile::exists(home + QStringLiteral("/directorysizes")));
-    EXPECT_TRUE(names(volume + QStringLiteral("/files")).isEmpty());
-    EXPECT_TRUE(names(volume + QStringLiteral("/info")).isEmpty());
+    EXPECT_EQ(failure->message, "“locked” couldn’t be removed: Operation not permitted");
+    EXPECT_EQ(names(home + "/files"), QStringList{"locked"});
+    EXPECT_EQ(names(home + "/info"), QStringList{"locked.trashinfo"});
+    EXPECT_FALSE(QFile::exists(home + "/directorysizes"));
+    EXPECT_TRUE(names(volume + "/files").isEmpty());
+    EXPECT_TRUE(names(volume + "/info").isEmpty());
     EXPECT_TRUE(QFile::exists(target));
     EXPECT_FALSE(emptyTrashDirectories({home}, removeTrashEntry)) << "the second attempt removes the rest";
 }
@@ -72,9 +71,7 @@ public:
         const std::lock_guard lock(mutex);
         threads.insert(QThread::currentThread());
         moved << path;
-        if (path.endsWith(QStringLiteral("busy")))
-            return Error{path + QStringLiteral(": busy")};
-        return {};
+        return path.endsWith("busy") ? Status(Error{path + ": busy"}) : Status();
     }
     std::mutex mutex;
     QSet<QThread*> threads;
@@ -89,9 +86,9 @@ TEST(TrashOperations, RecycleRunsOffTheMainThreadAndReportsTheFirstFailure)
 
     QStringList paths;
     for (int i = 0; i < 5000; ++i)
-        paths << QStringLiteral("/files/%1%2").arg(i).arg(i == 10 || i == 20 ? QStringLiteral("busy") : QString());
+        paths << QStringLiteral("/files/%1%2").arg(i).arg(i == 10 || i == 20 ? "busy" : QString());
     // Never resolved against Wharf's own working folder.
-    paths.insert(0, QStringLiteral("relative/file"));
+    paths.insert(0, "relative/file");
     std::optional<std::optional<Error>> answer;
     QThread* answeredOn = nullptr;
     operations.recycle(paths, [&](std::optional<Error> failure) {
@@ -103,7 +100,7 @@ TEST(TrashOperations, RecycleRunsOffTheMainThreadAndReportsTheFirstFailure)
 
     ASSERT_TRUE(answer);
     ASSERT_TRUE(*answer);
-    EXPECT_EQ((*answer)->message, QStringLiteral("relative/file: not an absolute path"));
+    EXPECT_EQ((*answer)->message, "relative/file: not an absolute path");
     paths.removeFirst();
     EXPECT_EQ(recording->moved, paths) << "a failure does not stop the rest";
     EXPECT_FALSE(recording->threads.contains(QThread::currentThread()));

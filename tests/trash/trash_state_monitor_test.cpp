@@ -18,14 +18,11 @@ namespace {
 using namespace std::chrono_literals;
 
 // Lets the loop run for a while, for checks that nothing more happens.
-void settle(int ms)
-{
-    waitFor([] { return false; }, ms);
-}
+void settle(int ms) { waitFor([] { return false; }, ms); }
 
 struct Fixture {
     QTemporaryDir dir;
-    QString files = dir.filePath(QStringLiteral("Trash/files"));
+    QString files = dir.filePath("Trash/files");
     std::atomic<int> scans{0};
     std::vector<TrashState> changes;
 
@@ -54,14 +51,14 @@ TEST(TrashStateMonitor, FollowsTheTrashThroughWatchesAlone)
     monitor.start();
     // The folder does not exist yet: empty, watched through its parent.
     ASSERT_TRUE(waitFor([&] { return monitor.currentState() == TrashState::empty; }));
-    EXPECT_EQ(monitor.currentSource(), QStringLiteral("filesystem"));
+    EXPECT_EQ(monitor.currentSource(), "filesystem");
 
     QDir().mkpath(f.files);
-    QFile(f.files + QStringLiteral("/report.pdf")).open(QIODevice::WriteOnly);
+    QFile(f.files + "/report.pdf").open(QIODevice::WriteOnly);
     ASSERT_TRUE(waitFor([&] { return monitor.currentState() == TrashState::full; }));
 
     // The watch was re-created on the new folder: its last item leaving is seen as well.
-    QFile::remove(f.files + QStringLiteral("/report.pdf"));
+    QFile::remove(f.files + "/report.pdf");
     ASSERT_TRUE(waitFor([&] { return monitor.currentState() == TrashState::empty; }));
     EXPECT_EQ(f.changes, (std::vector<TrashState>{TrashState::empty, TrashState::full, TrashState::empty}));
 }
@@ -106,11 +103,11 @@ TEST(TrashStateMonitor, UnreadableLocationsAreUnknownAndASourceChangeAloneIsNoCh
 {
     Fixture f;
     auto options = f.options();
-    options.directories = [] { return Result<QStringList>(Error{QStringLiteral("no mount table")}); };
+    options.directories = [] { return Result<QStringList>(Error{"no mount table"}); };
     TrashStateMonitor monitor(options);
     f.observe(monitor);
     monitor.start();
-    ASSERT_TRUE(waitFor([&] { return monitor.currentSource() == QStringLiteral("filesystem unavailable"); }));
+    ASSERT_TRUE(waitFor([&] { return monitor.currentSource() == "filesystem unavailable"; }));
     EXPECT_EQ(monitor.currentState(), TrashState::unknown);
     EXPECT_TRUE(f.changes.empty());
 }

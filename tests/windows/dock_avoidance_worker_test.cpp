@@ -28,11 +28,8 @@ struct FakeMover : WindowMover {
     }
     std::optional<QRectF> frame(std::uint32_t id) override
     {
-        for (const MovableWindow& w : windows) {
-            if (w.id == id)
-                return w.frame;
-        }
-        return std::nullopt;
+        const auto found = std::ranges::find(windows, id, &MovableWindow::id);
+        return found == windows.end() ? std::nullopt : std::optional(found->frame);
     }
 };
 
@@ -65,9 +62,8 @@ protected:
 TEST_F(DockAvoidanceWorkerTest, ARefusedWindowThatTheUserMovesIsTriedAgainAtOnceAndMinimizedOrDisplayFillingOnesNever)
 {
     place(1, inBand);
-    MovableWindow minimized{2, 7, inBand};
-    minimized.isMinimized = true;
-    mover->windows.push_back(minimized);
+    place(2, inBand);
+    mover->windows.back().isMinimized = true;
     place(3, QRectF(0.5, 0, 1920, 1080.5));
     mover->refusing = {1};
     worker->drain();

@@ -22,15 +22,13 @@ TEST(WindowManagerRead, TitlesAndOwnerNames)
         QString title;
         QString appName;
     };
-    const std::vector<WindowOwner> owners{{10, QStringLiteral("Terminal")}};
+    const std::vector<WindowOwner> owners{{10, "Terminal"}};
     const std::vector<Row> rows{
-        {"trimmed", client(1, 10, QStringLiteral("\n  Report\t \r\n")), QStringLiteral("Report"), QStringLiteral("Terminal")},
-        {"blank title takes the program's name", client(2, 10, QStringLiteral(" \n ")), QStringLiteral("Terminal"),
-         QStringLiteral("Terminal")},
-        {"no title", client(3, 10, std::nullopt), QStringLiteral("Terminal"), QStringLiteral("Terminal")},
-        {"unknown owner is named by its class", client(4, 99, std::nullopt, false, QStringLiteral("XTerm")),
-         QStringLiteral("XTerm"), QStringLiteral("XTerm")},
-        {"no owner, no class", client(6, 98, QStringLiteral("x")), QStringLiteral("x"), QStringLiteral("Application")},
+        {"trimmed", client(1, 10, "\n  Report\t \r\n"), "Report", "Terminal"},
+        {"blank title takes the program's name", client(2, 10, " \n "), "Terminal", "Terminal"},
+        {"no title", client(3, 10, std::nullopt), "Terminal", "Terminal"},
+        {"unknown owner is named by its class", client(4, 99, std::nullopt, false, "XTerm"), "XTerm", "XTerm"},
+        {"no owner, no class", client(6, 98, "x"), "x", "Application"},
     };
     for (const Row& row : rows) {
         const auto read = WindowManager::readWindows({row.window}, owners);
@@ -45,8 +43,8 @@ TEST(WindowManagerRead, AtMost128WindowsOfOneProgramInOrder)
 {
     std::vector<ClientWindow> windows;
     for (std::uint32_t i = 0; i < 200; ++i)
-        windows.push_back(client(1000 + i, 10, QStringLiteral("w")));
-    windows.insert(windows.begin() + 150, client(7, 20, QStringLiteral("other")));
+        windows.push_back(client(1000 + i, 10, "w"));
+    windows.insert(windows.begin() + 150, client(7, 20, "other"));
     const auto read = WindowManager::readWindows(windows, {});
     ASSERT_EQ(read.size(), 129u);
     EXPECT_EQ(read[127].id, 1127u);
@@ -62,7 +60,7 @@ protected:
     void SetUp() override
     {
         manager.onIntegrationError = [this](const QString& message) { reported.push_back(message); };
-        manager.owners = [] { return std::vector<WindowOwner>{{10, QStringLiteral("Terminal")}}; };
+        manager.owners = [] { return std::vector<WindowOwner>{{10, "Terminal"}}; };
     }
 };
 
@@ -70,7 +68,7 @@ protected:
 // control end-to-end test's; here, a request made while a scan runs is dropped.
 TEST_F(WindowManagerTest, ARequestWhileAScanRunsIsDropped)
 {
-    control.setWindows({client(1, 10, QStringLiteral("a"), true)});
+    control.setWindows({client(1, 10, "a", true)});
     int answers = 0;
     manager.scan([&](std::vector<DockWindow>) { ++answers; });
     manager.scan([&](std::vector<DockWindow>) { ADD_FAILURE() << "a dropped request got an answer"; });
@@ -85,11 +83,11 @@ TEST_F(WindowManagerTest, ARequestWhileAScanRunsIsDropped)
 // the user hears when the window has closed or the window system refuses is checked here.
 TEST_F(WindowManagerTest, FailuresAndClosedWindowsAreReportedInWords)
 {
-    manager.focus(DockWindow{9, QStringLiteral("Old"), 10, QStringLiteral("Terminal"), true});
+    manager.focus(DockWindow{9, "Old", 10, "Terminal", true});
     EXPECT_TRUE(control.activated.empty()) << "a closed window is left alone";
 
-    control.setWindows({client(1, 10, QStringLiteral("Shell"), true), client(2, 10, QStringLiteral("Log"))});
-    const auto windows = manager.windows(10, QStringLiteral("Terminal"));
+    control.setWindows({client(1, 10, "Shell", true), client(2, 10, "Log")});
+    const auto windows = manager.windows(10, "Terminal");
     ASSERT_EQ(windows.size(), 2u);
     control.failure = WindowControlFailure{WindowControlFailure::Kind::noResponse, 0};
     manager.focus(windows[0]);
@@ -97,10 +95,10 @@ TEST_F(WindowManagerTest, FailuresAndClosedWindowsAreReportedInWords)
     control.failure = WindowControlFailure{WindowControlFailure::Kind::other, 42};
     manager.minimize(windows[1]);
     const std::vector<QString> expected{
-        QStringLiteral("“Terminal” has closed. Its window is no longer available."),
-        QStringLiteral("Could not restore “Shell”: the application did not respond."),
-        QStringLiteral("Could not bring “Log” forward: the application did not respond."),
-        QStringLiteral("Could not minimize “Log”: the system reported a window error 42."),
+        "“Terminal” has closed. Its window is no longer available.",
+        "Could not restore “Shell”: the application did not respond.",
+        "Could not bring “Log” forward: the application did not respond.",
+        "Could not minimize “Log”: the system reported a window error 42.",
     };
     EXPECT_EQ(reported, expected);
     EXPECT_EQ(manager.lastError, expected.back());
