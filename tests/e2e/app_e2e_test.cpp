@@ -27,11 +27,6 @@ QString findWindow(E2eSession& session, const QString& title, int timeoutMs = 10
     return found;
 }
 
-bool waitForSetting(E2eSession& session, const QString& key, const QVariant& expected)
-{
-    return waitFor([&] { return storedSetting(session, key) == expected; }, 5000, 50);
-}
-
 void keys(E2eSession& session, const QStringList& names)
 {
     for (const QString& name : names)
@@ -133,7 +128,8 @@ TEST(App, FirstStartPinsGnomeFavouritesTheTrayIconAndDBusShowTheSameMenuAndTheSe
 
     // The width slider has the focus; the magnification slider is next.
     keys(session, {"Tab", "Right", "Right", "Right"});
-    EXPECT_TRUE(waitForSetting(session, "magnification", 1.8)) << storedSetting(session, "magnification").toString().toStdString();
+    EXPECT_TRUE(waitFor([&] { return storedSetting(session, "magnification") == 1.8; }, 5000, 50))
+        << storedSetting(session, "magnification").toString().toStdString();
 
     // Auto-hide: at once the running dock stops reserving its band at the bottom of the screen.
     const auto bottomStrut = [&] { return reservedBottom(session, wharf->processId()); };
@@ -141,7 +137,7 @@ TEST(App, FirstStartPinsGnomeFavouritesTheTrayIconAndDBusShowTheSameMenuAndTheSe
     EXPECT_LE(1080 - bottomStrut(), int(dock->tiles.front().top())) << "the band ends just above the icons";
     EXPECT_LT(bottomStrut(), 340) << "and not at the top of the dock window";
     keys(session, {"Tab", "space"});
-    EXPECT_TRUE(waitForSetting(session, "autoHide", true));
+    EXPECT_TRUE(waitFor([&] { return storedSetting(session, "autoHide") == true; }, 5000, 50));
     EXPECT_TRUE(waitFor([&] { return bottomStrut() == 0; })) << "the dock still reserves its band";
 
     // "Open at login" (the compatibility box is disabled here: no desktop dock to hide).

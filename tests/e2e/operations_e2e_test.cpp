@@ -145,8 +145,7 @@ TEST(Operations, TheTrashShowInFilesDropsOntoFoldersAndKeepingAProgramWithoutAnE
 {
     E2eSession session;
     WHARF_REQUIRE_SESSION(session);
-    const QString note = session.home() + "/note.txt";
-    writeFile(note);
+    const QString note = writeFile(session.home() + "/note.txt");
     const QString inbox = session.home() + "/Inbox";
     const QString locked = session.home() + "/Locked";
     const QString source = session.home() + "/Desk";

@@ -68,10 +68,6 @@ protected:
     void write(const QString& name, const QByteArray& contents) const { writeFile(folder + "/" + name, contents); }
     void key(const QString& name) { session.xdotool({"key", name}); }
     QRect frameOf(const QJsonObject& stack) { return rectFrom(stack["frame"]).toRect(); }
-    QDBusMessage::MessageType call(const QString& method, const QVariantList& args)
-    {
-        return wharf.call(method, args).type();
-    }
     // Waits until the stack satisfies `condition` and returns it; a failure of the test, with the
     // stack's last state, when it never does.
     QJsonObject until(const std::function<bool(const QJsonObject&)>& condition)
@@ -97,7 +93,7 @@ TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheirPiledTileThumbnailsS
 {
     const QRect icon = tile.toRect().adjusted(4, 4, -4, -4);
     const QImage folderIcon = session.screenshot().copy(icon);
-    ASSERT_EQ(call("OpenStack", {folder}), QDBusMessage::ReplyMessage);
+    ASSERT_EQ(wharf.call("OpenStack", {folder}).type(), QDBusMessage::ReplyMessage);
     const QJsonObject grid = until([](const QJsonObject& s) { return shows(s, "grid") && !s["pile"].toArray().isEmpty(); });
     ASSERT_TRUE(shows(grid, "grid"));
     EXPECT_EQ(grid["count"].toInt(), 12);
@@ -119,7 +115,7 @@ TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheirPiledTileThumbnailsS
     EXPECT_EQ(strings(grid["pile"]).size(), 3);
     EXPECT_TRUE(waitFor([&] { return session.screenshot().copy(icon) != folderIcon; }, 5000, 200));
 
-    ASSERT_EQ(call("SetStackViewMode", {folder, "fan"}), QDBusMessage::ReplyMessage);
+    ASSERT_EQ(wharf.call("SetStackViewMode", {folder, "fan"}).type(), QDBusMessage::ReplyMessage);
     const QJsonObject fan = until("fan");
     EXPECT_EQ(strings(fan["entries"]).size(), 9);
     EXPECT_EQ(fan["button"].toString(), "↗  3 More in Files");
@@ -127,7 +123,7 @@ TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheirPiledTileThumbnailsS
     EXPECT_EQ(fanFrame.size(), QSize(370, 9 * 67 + 61));
     EXPECT_LE(fanFrame.bottom(), tile.top());
 
-    ASSERT_EQ(call("SetStackViewMode", {folder, "list"}), QDBusMessage::ReplyMessage);
+    ASSERT_EQ(wharf.call("SetStackViewMode", {folder, "list"}).type(), QDBusMessage::ReplyMessage);
     const QJsonObject list = until([](const QJsonObject& s) {
         return shows(s, "list") && rectFrom(s["frame"]).height() > 0;
     });
@@ -137,12 +133,12 @@ TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheirPiledTileThumbnailsS
     const QRect menuFrame = frameOf(list);
     EXPECT_LE(menuFrame.bottom(), tile.top()) << "the menu opens upward from the dock";
 
-    EXPECT_EQ(call("SetStackViewMode", {folder, "carousel"}), QDBusMessage::ErrorMessage);
-    EXPECT_EQ(call("OpenStack", {session.home()}), QDBusMessage::ErrorMessage) << "not a folder tile";
+    EXPECT_EQ(wharf.call("SetStackViewMode", {folder, "carousel"}).type(), QDBusMessage::ErrorMessage);
+    EXPECT_EQ(wharf.call("OpenStack", {session.home()}).type(), QDBusMessage::ErrorMessage) << "not a folder tile";
 
     // Thumbnails come from the desktop's cache first, and a corrupt image shows its icon.
-    ASSERT_EQ(call("SetStackViewMode", {pictures, "grid"}), QDBusMessage::ReplyMessage);
-    ASSERT_EQ(call("OpenStack", {pictures}), QDBusMessage::ReplyMessage);
+    ASSERT_EQ(wharf.call("SetStackViewMode", {pictures, "grid"}).type(), QDBusMessage::ReplyMessage);
+    ASSERT_EQ(wharf.call("OpenStack", {pictures}).type(), QDBusMessage::ReplyMessage);
     const QJsonObject thumbnails = until([](const QJsonObject& s) {
         const QStringList sources = strings(s["thumbnails"]);
         return shows(s, "grid") && sources.size() == 3 && !sources.contains(QString());
@@ -165,8 +161,8 @@ TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheirPiledTileThumbnailsS
     until(closed);
 
     // The keyboard, the preview, dismissal and a live refresh, on the twelve entries as a grid again.
-    ASSERT_EQ(call("SetStackViewMode", {folder, "grid"}), QDBusMessage::ReplyMessage);
-    ASSERT_EQ(call("OpenStack", {folder}), QDBusMessage::ReplyMessage);
+    ASSERT_EQ(wharf.call("SetStackViewMode", {folder, "grid"}).type(), QDBusMessage::ReplyMessage);
+    ASSERT_EQ(wharf.call("OpenStack", {folder}).type(), QDBusMessage::ReplyMessage);
     until("grid");
 
     // Into "Sub" (the last entry) with the keyboard, and back with Backspace.
@@ -202,13 +198,13 @@ TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheirPiledTileThumbnailsS
     until(closed);
 
     // A click elsewhere closes it.
-    ASSERT_EQ(call("OpenStack", {folder}), QDBusMessage::ReplyMessage);
+    ASSERT_EQ(wharf.call("OpenStack", {folder}).type(), QDBusMessage::ReplyMessage);
     until("grid");
     session.xdotool({"mousemove", "100", "100", "click", "1"});
     until(closed);
 
     // Three files within a tenth of a second refresh the open stack once, and the tile's pile.
-    ASSERT_EQ(call("OpenStack", {folder}), QDBusMessage::ReplyMessage);
+    ASSERT_EQ(wharf.call("OpenStack", {folder}).type(), QDBusMessage::ReplyMessage);
     const QJsonObject before = until("grid");
     const int loads = before["loads"].toInt();
     EXPECT_EQ(strings(before["pile"]), (QStringList{"Note 1.txt", "Note 2.txt", "Note 3.txt"}));
