@@ -33,6 +33,16 @@ void killGroup(QProcess& process, int signal)
     }
 }
 
+// Waits up to `timeoutMs` for `process` to end, then kills its whole group; false when it had to.
+bool finish(QProcess& process, int timeoutMs)
+{
+    if (process.state() == QProcess::NotRunning || process.waitForFinished(timeoutMs))
+        return true;
+    killGroup(process, SIGKILL);
+    process.waitForFinished(2000);
+    return false;
+}
+
 } // namespace
 
 // scripts/session.sh --hold starts the X server, bus, window manager and compositor, prints the
@@ -111,11 +121,7 @@ RunResult E2eSession::run(const QString& program, const QStringList& args, int t
         result.err = "could not start " + program;
         return result;
     }
-    if (!process.waitForFinished(timeoutMs)) {
-        result.timedOut = true;
-        killGroup(process, SIGKILL);
-        process.waitForFinished(2000);
-    }
+    result.timedOut = !finish(process, timeoutMs);
     result.crashed = process.exitStatus() == QProcess::CrashExit;
     result.exitCode = process.exitCode();
     result.out = QString::fromLocal8Bit(process.readAllStandardOutput());
@@ -128,10 +134,7 @@ int E2eSession::stop(QProcess* process, int timeoutMs)
     if (!process || process->state() == QProcess::NotRunning)
         return process ? process->exitCode() : -1;
     ::kill(static_cast<pid_t>(process->processId()), SIGTERM);
-    if (!process->waitForFinished(timeoutMs)) {
-        killGroup(*process, SIGKILL);
-        process->waitForFinished(2000);
-    }
+    finish(*process, timeoutMs);
     return process->exitCode();
 }
 
@@ -241,22 +244,15 @@ E2eSession::~E2eSession()
         if (child->state() != QProcess::NotRunning)
             killGroup(*child, SIGTERM);
     }
-    for (auto& child : children_) {
-        if (child->state() != QProcess::NotRunning && !child->waitForFinished(3000)) {
-            killGroup(*child, SIGKILL);
-            child->waitForFinished(2000);
-        }
-    }
+    for (auto& child : children_)
+        finish(*child, 3000);
     children_.clear();
     if (!busName_.isEmpty())
         QDBusConnection::disconnectFromBus(busName_);
     // Closing its stdin ends the session; it stops the bus, compositor, window manager and X server.
     if (session_ && session_->state() != QProcess::NotRunning) {
         session_->closeWriteChannel();
-        if (!session_->waitForFinished(5000)) {
-            killGroup(*session_, SIGKILL);
-            session_->waitForFinished(2000);
-        }
+        finish(*session_, 5000);
     }
     session_.reset();
 }
