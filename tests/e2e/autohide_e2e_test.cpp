@@ -92,8 +92,6 @@ TEST(AutoHide, HidesAfterThePointerLeavesAndComesBackOnlyFromTheEdgeStrip)
     EXPECT_TRUE(waitForDock(client, display, false, [](const DockInfo& d) { return d.hidden; }));
 }
 
-QPoint center(const QRectF& r) { return r.center().toPoint(); }
-
 // Two docks on every display, where the window manager sees them on every desktop, above the
 // others and never focused; the row is shown at rest at once, and clicks pass through all but the
 // tiles. A full-screen window then hands its display to the overlay dock until it or the display goes.

@@ -45,6 +45,8 @@ inline QRectF rectFrom(const QJsonValue& value)
     return a.size() == 4 ? QRectF(a[0].toDouble(), a[1].toDouble(), a[2].toDouble(), a[3].toDouble()) : QRectF();
 }
 
+inline QPoint center(const QRectF& r) { return r.center().toPoint(); }
+
 class DockClient {
 public:
     explicit DockClient(E2eSession& session)

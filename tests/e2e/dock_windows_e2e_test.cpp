@@ -18,8 +18,6 @@
 namespace wharf::e2e {
 namespace {
 
-QPoint center(const QRectF& r) { return r.center().toPoint(); }
-
 bool near(const QColor& a, const QColor& b) { return colorDistance(a, b) <= 60; }
 
 TEST(DockWindows, ShelfIndicatorsAndIconsAreDrawnWhereTheFramesSayInLightAndDarkAndANewIconThemeRedrawsThem)

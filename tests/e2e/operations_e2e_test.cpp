@@ -16,8 +16,6 @@
 
 #include <gtest/gtest.h>
 
-#include <optional>
-
 #include <unistd.h>
 
 namespace wharf::e2e {
