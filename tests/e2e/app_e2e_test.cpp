@@ -13,32 +13,24 @@
 namespace wharf::e2e {
 namespace {
 
-const QString settingsTitle = QStringLiteral("^Wharf Settings$");
+const QString settingsTitle = "^Wharf Settings$";
 
 // The first visible window whose title matches, as an xdotool window id; empty when none.
 QString findWindow(E2eSession& session, const QString& title, int timeoutMs = 10000)
 {
     QString found;
-    E2eSession::waitFor(
-        [&] {
-            const RunResult r = session.xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"),
-                                                 QStringLiteral("--name"), title});
-            found = r.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts).value(0);
-            return !found.isEmpty();
-        },
-        timeoutMs, 50);
+    waitFor([&] {
+        const RunResult r = session.xdotool({"search", "--onlyvisible", "--name", title});
+        found = r.out.split('\n', Qt::SkipEmptyParts).value(0);
+        return !found.isEmpty();
+    }, timeoutMs, 50);
     return found;
-}
-
-bool waitForSetting(E2eSession& session, const QString& key, const QVariant& expected)
-{
-    return E2eSession::waitFor([&] { return storedSetting(session, key) == expected; }, 5000, 50);
 }
 
 void keys(E2eSession& session, const QStringList& names)
 {
     for (const QString& name : names)
-        session.xdotool({QStringLiteral("key"), QStringLiteral("--delay"), QStringLiteral("40"), name});
+        session.xdotool({"key", "--delay", "40", name});
 }
 
 // The pixels in `area` of a screenshot that differ from the tray's empty background.
@@ -56,43 +48,34 @@ TEST(App, FirstStartPinsGnomeFavouritesTheTrayIconAndDBusShowTheSameMenuAndTheSe
 {
     E2eSession session;
     WHARF_REQUIRE_SESSION(session);
-    session.start(QStringLiteral("trayer"), {QStringLiteral("--edge"), QStringLiteral("top"), QStringLiteral("--align"),
-                                             QStringLiteral("right"), QStringLiteral("--widthtype"), QStringLiteral("pixel"),
-                                             QStringLiteral("--width"), QStringLiteral("64"), QStringLiteral("--height"),
-                                             QStringLiteral("32"), QStringLiteral("--tint"), QStringLiteral("0x000000"),
-                                             QStringLiteral("--transparent"), QStringLiteral("false")});
-    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("trayer")));
+    session.start("trayer", {"--edge", "top", "--align", "right", "--widthtype", "pixel", "--width", "64",
+                             "--height", "32", "--tint", "0x000000", "--transparent", "false"});
+    ASSERT_TRUE(session.waitForClientWindow("trayer"));
     const QRect tray(1920 - 64, 0, 64, 32);
     const QRgb background = session.screenshot().pixel(tray.center());
 
     // GNOME's favourites through a private schema and the keyfile backend: the first start pins
     // them in order, skipping unknown ids.
-    const QString alpha = session.writeDesktopEntry(
-        QStringLiteral("alpha.desktop"), QStringLiteral("[Desktop Entry]\nType=Application\nName=Alpha\nExec=true\n"));
-    const QString beta = session.writeDesktopEntry(
-        QStringLiteral("beta.desktop"), QStringLiteral("[Desktop Entry]\nType=Application\nName=Beta\nExec=true\n"));
-    const QString schemas = session.root() + QStringLiteral("/schemas");
-    writeFile(schemas + QStringLiteral("/org.gnome.shell.gschema.xml"),
+    const QString alpha = session.writeDesktopEntry("alpha", "Alpha", "true");
+    const QString beta = session.writeDesktopEntry("beta", "Beta", "true");
+    const QString schemas = session.root() + "/schemas";
+    writeFile(schemas + "/org.gnome.shell.gschema.xml",
               "<schemalist><schema id=\"org.gnome.shell\" path=\"/org/gnome/shell/\">"
               "<key name=\"favorite-apps\" type=\"as\"><default>[]</default></key></schema></schemalist>\n");
-    ASSERT_EQ(session.run(QStringLiteral("glib-compile-schemas"), {schemas}).exitCode, 0);
-    session.setEnv(QStringLiteral("GSETTINGS_SCHEMA_DIR"), schemas);
-    writeFile(session.configHome() + QStringLiteral("/glib-2.0/settings/keyfile"),
+    ASSERT_EQ(session.run("glib-compile-schemas", {schemas}).exitCode, 0);
+    session.setEnv("GSETTINGS_SCHEMA_DIR", schemas);
+    writeFile(session.configHome() + "/glib-2.0/settings/keyfile",
               "[org/gnome/shell]\nfavorite-apps=['beta.desktop', 'missing.desktop', 'alpha.desktop']\n");
     QProcess* wharf = session.startWharf();
     ASSERT_NE(wharf, nullptr);
     DockClient client(session);
     ASSERT_TRUE(client.settledDock());
-    QStringList pinned;
-    for (const QJsonValue& item : client.items()) {
-        const QJsonObject object = item.toObject();
-        if (object[QStringLiteral("pinned")].toBool() && object[QStringLiteral("kind")] == QStringLiteral("application"))
-            pinned << object[QStringLiteral("id")].toString();
-    }
-    EXPECT_EQ(pinned, (QStringList{beta, alpha})) << pinned.join(QLatin1Char(' ')).toStdString();
+    const QStringList pinned =
+        client.itemIDs([](const auto& item) { return item["pinned"].toBool() && item["kind"] == "application"; });
+    EXPECT_EQ(pinned, (QStringList{beta, alpha})) << pinned.join(' ').toStdString();
 
     QRect icon;
-    ASSERT_TRUE(E2eSession::waitFor([&] {
+    ASSERT_TRUE(waitFor([&] {
         icon = paintedArea(session.screenshot(), tray, background);
         return icon.width() >= 8 && icon.height() >= 8;
     })) << "no icon in the tray";
@@ -102,27 +85,27 @@ TEST(App, FirstStartPinsGnomeFavouritesTheTrayIconAndDBusShowTheSameMenuAndTheSe
     const auto menuShown = [&] { return openMenus(session, wharf->processId()).size() > trayWindows; };
 
     // The first enabled entry below the header is "Settings…".
-    session.xdotool({QStringLiteral("mousemove"), QString::number(icon.center().x()), QString::number(icon.center().y()),
-                     QStringLiteral("click"), QStringLiteral("3")});
-    ASSERT_TRUE(E2eSession::waitFor(menuShown));
-    keys(session, {QStringLiteral("Down"), QStringLiteral("Return")});
+    session.xdotool({"mousemove", QString::number(icon.center().x()), QString::number(icon.center().y()),
+                     "click", "3"});
+    ASSERT_TRUE(waitFor(menuShown));
+    keys(session, {"Down", "Return"});
     EXPECT_FALSE(findWindow(session, settingsTitle).isEmpty()) << "the tray menu did not open the settings";
-    session.run(QStringLiteral("wmctrl"), {QStringLiteral("-c"), QStringLiteral("Wharf Settings")});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return findWindow(session, settingsTitle, 0).isEmpty(); }));
+    session.run("wmctrl", {"-c", "Wharf Settings"});
+    ASSERT_TRUE(waitFor([&] { return findWindow(session, settingsTitle, 0).isEmpty(); }));
 
     // Ctrl+, from a dock that has the keyboard.
-    ASSERT_EQ(client.call(QStringLiteral("FocusDock")).type(), QDBusMessage::ReplyMessage);
+    ASSERT_EQ(client.call("FocusDock").type(), QDBusMessage::ReplyMessage);
     const QStringList docks = wharfWindows(session, wharf->processId());
-    ASSERT_TRUE(E2eSession::waitFor([&] { return docks.contains(QString::number(activeWindow(session))); }));
-    keys(session, {QStringLiteral("ctrl+comma")});
+    ASSERT_TRUE(waitFor([&] { return docks.contains(QString::number(activeWindow(session))); }));
+    keys(session, {"ctrl+comma"});
     EXPECT_FALSE(findWindow(session, settingsTitle).isEmpty()) << "Ctrl+, did not open the settings";
-    session.run(QStringLiteral("wmctrl"), {QStringLiteral("-c"), QStringLiteral("Wharf Settings")});
+    session.run("wmctrl", {"-c", "Wharf Settings"});
 
     // Without a tray the same menu comes from D-Bus; its last entry quits.
-    session.xdotool({QStringLiteral("mousemove"), QStringLiteral("400"), QStringLiteral("300")});
-    ASSERT_EQ(client.call(QStringLiteral("ShowApplicationMenu")).type(), QDBusMessage::ReplyMessage);
-    ASSERT_TRUE(E2eSession::waitFor(menuShown));
-    keys(session, {QStringLiteral("Up"), QStringLiteral("Return")});
+    session.xdotool({"mousemove", "400", "300"});
+    ASSERT_EQ(client.call("ShowApplicationMenu").type(), QDBusMessage::ReplyMessage);
+    ASSERT_TRUE(waitFor(menuShown));
+    keys(session, {"Up", "Return"});
     ASSERT_TRUE(wharf->waitForFinished(10000)) << "\"Restore System Dock & Quit\" did not quit";
     EXPECT_EQ(wharf->exitCode(), 0);
 
@@ -132,48 +115,48 @@ TEST(App, FirstStartPinsGnomeFavouritesTheTrayIconAndDBusShowTheSameMenuAndTheSe
     const auto dock = client.settledDock();
     ASSERT_TRUE(dock);
 
-    ASSERT_EQ(client.call(QStringLiteral("ShowSettings")).type(), QDBusMessage::ReplyMessage);
+    ASSERT_EQ(client.call("ShowSettings").type(), QDBusMessage::ReplyMessage);
     const QString window = findWindow(session, settingsTitle);
     ASSERT_FALSE(window.isEmpty()) << "no settings window";
     const QPoint opened = windowFrame(session, window).topLeft();
-    session.xdotool({QStringLiteral("windowmove"), QStringLiteral("--sync"), window, QStringLiteral("300"),
-                     QStringLiteral("150")});
+    session.xdotool({"windowmove", "--sync", window, "300", "150"});
     QPoint left;
-    ASSERT_TRUE(E2eSession::waitFor([&] { return (left = windowFrame(session, window).topLeft()) != opened; }))
+    ASSERT_TRUE(waitFor([&] { return (left = windowFrame(session, window).topLeft()) != opened; }))
         << "the window did not move";
-    session.xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), window});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return QString::number(activeWindow(session)) == window; }));
+    session.xdotool({"windowactivate", "--sync", window});
+    ASSERT_TRUE(waitFor([&] { return QString::number(activeWindow(session)) == window; }));
 
     // The width slider has the focus; the magnification slider is next.
-    keys(session, {QStringLiteral("Tab"), QStringLiteral("Right"), QStringLiteral("Right"), QStringLiteral("Right")});
-    EXPECT_TRUE(waitForSetting(session, QStringLiteral("magnification"), 1.8)) << storedSetting(session, "magnification").toString().toStdString();
+    keys(session, {"Tab", "Right", "Right", "Right"});
+    EXPECT_TRUE(waitFor([&] { return storedSetting(session, "magnification") == 1.8; }, 5000, 50))
+        << storedSetting(session, "magnification").toString().toStdString();
 
     // Auto-hide: at once the running dock stops reserving its band at the bottom of the screen.
     const auto bottomStrut = [&] { return reservedBottom(session, wharf->processId()); };
     ASSERT_GT(bottomStrut(), 0) << "the resting dock reserves its band";
     EXPECT_LE(1080 - bottomStrut(), int(dock->tiles.front().top())) << "the band ends just above the icons";
     EXPECT_LT(bottomStrut(), 340) << "and not at the top of the dock window";
-    keys(session, {QStringLiteral("Tab"), QStringLiteral("space")});
-    EXPECT_TRUE(waitForSetting(session, QStringLiteral("autoHide"), true));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return bottomStrut() == 0; })) << "the dock still reserves its band";
+    keys(session, {"Tab", "space"});
+    EXPECT_TRUE(waitFor([&] { return storedSetting(session, "autoHide") == true; }, 5000, 50));
+    EXPECT_TRUE(waitFor([&] { return bottomStrut() == 0; })) << "the dock still reserves its band";
 
     // "Open at login" (the compatibility box is disabled here: no desktop dock to hide).
-    const QString entry = session.configHome() + QStringLiteral("/autostart/wharf.desktop");
-    keys(session, {QStringLiteral("Tab"), QStringLiteral("Tab"), QStringLiteral("space")});
-    EXPECT_TRUE(E2eSession::waitFor([&] { return QFile::exists(entry); }, 5000)) << "no autostart entry";
-    keys(session, {QStringLiteral("space")});
-    EXPECT_TRUE(E2eSession::waitFor([&] { return !QFile::exists(entry); }, 5000)) << "autostart entry stays";
+    const QString entry = session.configHome() + "/autostart/wharf.desktop";
+    keys(session, {"Tab", "Tab", "space"});
+    EXPECT_TRUE(waitFor([&] { return QFile::exists(entry); }, 5000)) << "no autostart entry";
+    keys(session, {"space"});
+    EXPECT_TRUE(waitFor([&] { return !QFile::exists(entry); }, 5000)) << "autostart entry stays";
 
     // Ctrl+Q quits while the settings window has the keyboard; the next start opens it where it was.
-    keys(session, {QStringLiteral("ctrl+q")});
+    keys(session, {"ctrl+q"});
     ASSERT_TRUE(wharf->waitForFinished(10000));
     EXPECT_EQ(wharf->exitCode(), 0);
     ASSERT_NE(session.startWharf(), nullptr);
-    ASSERT_EQ(client.call(QStringLiteral("ShowSettings")).type(), QDBusMessage::ReplyMessage);
+    ASSERT_EQ(client.call("ShowSettings").type(), QDBusMessage::ReplyMessage);
     const QString reopened = findWindow(session, settingsTitle);
     ASSERT_FALSE(reopened.isEmpty()) << "no settings window";
     QPoint now;
-    EXPECT_TRUE(E2eSession::waitFor([&] { return (now = windowFrame(session, reopened).topLeft()) == left; }))
+    EXPECT_TRUE(waitFor([&] { return (now = windowFrame(session, reopened).topLeft()) == left; }))
         << now.x() << "," << now.y() << " instead of " << left.x() << "," << left.y();
 }
 

@@ -15,9 +15,7 @@ namespace {
 
 bool fullScreen(E2eSession& session, const QString& window, bool on)
 {
-    return session.run(QStringLiteral("wmctrl"), {QStringLiteral("-i"), QStringLiteral("-r"), window, QStringLiteral("-b"),
-                                                  on ? QStringLiteral("add,fullscreen") : QStringLiteral("remove,fullscreen")})
-               .exitCode == 0;
+    return session.run("wmctrl", {"-i", "-r", window, "-b", on ? "add,fullscreen" : "remove,fullscreen"}).exitCode == 0;
 }
 
 std::optional<DockInfo> findDock(DockClient& client, const QString& display, bool overlay)
@@ -33,7 +31,7 @@ std::optional<DockInfo> findDock(DockClient& client, const QString& display, boo
 bool waitForDock(DockClient& client, const QString& display, bool overlay,
                  const std::function<bool(const DockInfo&)>& condition)
 {
-    return E2eSession::waitFor([&] {
+    return waitFor([&] {
         const auto dock = findDock(client, display, overlay);
         return dock && condition(*dock);
     }, 10000, 50);
@@ -60,22 +58,21 @@ TEST(AutoHide, HidesAfterThePointerLeavesAndComesBackOnlyFromTheEdgeStrip)
 {
     E2eSession session({.compositor = false});
     WHARF_REQUIRE_SESSION(session);
-    writeWharfSettings(session, {{QStringLiteral("autoHide"), true}});
+    writeWharfSettings(session, {{"autoHide", true}});
     const QImage empty = session.screenshot();
     movePointer(session, QPointF(960, 300));
     ASSERT_NE(session.startWharf(), nullptr);
     DockClient client(session);
-    const QString display = E2eSession::waitFor([&] { return !client.docks().empty(); })
+    const QString display = waitFor([&] { return !client.docks().empty(); })
         ? client.docks().front().display : QString();
 
     // Nothing holds the dock up: it slides below the screen edge.
     ASSERT_TRUE(waitForDock(client, display, false, [](const DockInfo& d) { return d.hidden && !d.tiles.empty(); }))
-        << client.json(QStringLiteral("Docks")).toJson().toStdString();
+        << client.json("Docks").toJson().toStdString();
     const auto dock = findDock(client, display, false);
     ASSERT_TRUE(dock);
     const QRect band = shelfBand(*dock);
-    ASSERT_TRUE(E2eSession::waitFor([&] { return difference(session.screenshot(), empty, band) < 8; }))
-        << "no shelf on screen";
+    ASSERT_TRUE(waitFor([&] { return difference(session.screenshot(), empty, band) < 8; })) << "no shelf on screen";
 
     // The strip that still takes the pointer cannot be clear here; it must not be black.
     const QRect strip(band.left(), 1076, band.width(), 4);
@@ -87,15 +84,13 @@ TEST(AutoHide, HidesAfterThePointerLeavesAndComesBackOnlyFromTheEdgeStrip)
     const int centre = int(dock->tiles[dock->tiles.size() / 2].center().x());
     movePointer(session, QPointF(centre, 1079));
     ASSERT_TRUE(waitForDock(client, display, false, [](const DockInfo& d) { return d.hiddenAmount == 0; }));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return difference(session.screenshot(), empty, band) > 20; }))
+    EXPECT_TRUE(waitFor([&] { return difference(session.screenshot(), empty, band) > 20; }))
         << "the shelf is drawn once shown";
 
     // Away from it again, it hides again.
     movePointer(session, QPointF(960, 300));
     EXPECT_TRUE(waitForDock(client, display, false, [](const DockInfo& d) { return d.hidden; }));
 }
-
-QPoint center(const QRectF& r) { return r.center().toPoint(); }
 
 // Two docks on every display, where the window manager sees them on every desktop, above the
 // others and never focused; the row is shown at rest at once, and clicks pass through all but the
@@ -105,7 +100,7 @@ TEST(AutoHide, EveryDisplayGetsTwoUnfocusedDocksThatLetClicksThroughAndAFullScre
     E2eSession session({.twoMonitors = true});
     WHARF_REQUIRE_SESSION(session);
     // The terminal below must stay under the dock, so windows are not kept clear of it here.
-    writeWharfSettings(session, {{QStringLiteral("keepWindowsAboveDock"), false}});
+    writeWharfSettings(session, {{"keepWindowsAboveDock", false}});
     const QString red = QString::number(startXterm(session, {"-bg", "red", "-geometry", "80x20+100+100"}));
     ASSERT_NE(red, "0");
     QProcess* wharf = session.startWharf();
@@ -113,14 +108,12 @@ TEST(AutoHide, EveryDisplayGetsTwoUnfocusedDocksThatLetClicksThroughAndAFullScre
     DockClient client(session);
     // The row must not move from where it was first shown into its resting layout.
     std::vector<std::vector<QRectF>> seen;
-    E2eSession::waitFor(
-        [&] {
-            const auto docks = client.docks();
-            if (!docks.empty() && !docks.front().tiles.empty())
-                seen.push_back(docks.front().tiles);
-            return seen.size() >= 30;
-        },
-        10000, 10);
+    waitFor([&] {
+        const auto docks = client.docks();
+        if (!docks.empty() && !docks.front().tiles.empty())
+            seen.push_back(docks.front().tiles);
+        return seen.size() >= 30;
+    }, 10000, 10);
     const auto settled = client.settledDock(4);
     ASSERT_TRUE(settled);
     for (const auto& tiles : seen)
@@ -130,13 +123,12 @@ TEST(AutoHide, EveryDisplayGetsTwoUnfocusedDocksThatLetClicksThroughAndAFullScre
     for (const DockInfo& dock : client.docks()) {
         displays << dock.display;
         EXPECT_EQ(dock.mapped, !dock.overlay);
-        const double left = dock.display == QStringLiteral("RIGHT") ? 1920 : 0;
+        const double left = dock.display == "RIGHT" ? 1920 : 0;
         EXPECT_EQ(dock.frame, QRectF(left, 740, 1920, 340)) << dock.display.toStdString();
     }
-    EXPECT_EQ(displays, (QStringList{QStringLiteral("LEFT"), QStringLiteral("LEFT"), QStringLiteral("RIGHT"),
-                                     QStringLiteral("RIGHT")}));
+    EXPECT_EQ(displays, (QStringList{"LEFT", "LEFT", "RIGHT", "RIGHT"}));
     QString log;
-    EXPECT_TRUE(waitForLog(*wharf, log, QStringLiteral("Wharf ready. Displays: 2,")))
+    EXPECT_TRUE(waitForLog(*wharf, log, "Wharf ready. Displays: 2,"))
         << "the ready line counts the displays that carry docks";
 
     // What the window manager sees on the dock windows.
@@ -144,30 +136,28 @@ TEST(AutoHide, EveryDisplayGetsTwoUnfocusedDocksThatLetClicksThroughAndAFullScre
     ASSERT_EQ(windows.size(), 4) << "every dock window exists as an X window";
     QString mapped, unmapped;
     for (const QString& id : windows) {
-        if (session.xprop({QStringLiteral("-id"), id, QStringLiteral("WM_STATE")}).contains(QStringLiteral("Normal")))
+        if (session.xprop({"-id", id, "WM_STATE"}).contains("Normal"))
             mapped = id;
         else
             unmapped = id;
-        EXPECT_FALSE(session.xprop({QStringLiteral("-id"), id, QStringLiteral("WM_PROTOCOLS")})
-                         .contains(QStringLiteral("WM_TAKE_FOCUS")))
+        EXPECT_FALSE(session.xprop({"-id", id, "WM_PROTOCOLS"}).contains("WM_TAKE_FOCUS"))
             << "the focus is taken only in keyboard mode";
     }
     ASSERT_FALSE(mapped.isEmpty()) << "the normal dock is mapped";
     ASSERT_FALSE(unmapped.isEmpty()) << "the overlay dock is not";
     // What Wharf asks for (visible on the window the manager has not touched yet) ...
-    const QString requested = session.xprop({QStringLiteral("-id"), unmapped});
+    const QString requested = session.xprop({"-id", unmapped});
     for (const char* state : {"_NET_WM_STATE_ABOVE", "_NET_WM_STATE_STICKY", "_NET_WM_STATE_SKIP_TASKBAR",
                               "_NET_WM_STATE_SKIP_PAGER"})
-        EXPECT_TRUE(requested.contains(QLatin1String(state))) << state << "\n" << requested.toStdString();
+        EXPECT_TRUE(requested.contains(state)) << state << "\n" << requested.toStdString();
     // ... and what openbox made of it on the mapped one: a dock on every desktop, above, out of
     // task bars and pagers, never focused.
-    const QString props = session.xprop({QStringLiteral("-id"), mapped});
-    EXPECT_TRUE(props.contains(QStringLiteral("_NET_WM_WINDOW_TYPE(ATOM) = _NET_WM_WINDOW_TYPE_DOCK\n")))
-        << props.toStdString();
+    const QString props = session.xprop({"-id", mapped});
+    EXPECT_TRUE(props.contains("_NET_WM_WINDOW_TYPE(ATOM) = _NET_WM_WINDOW_TYPE_DOCK\n")) << props.toStdString();
     for (const char* state : {"_NET_WM_STATE_ABOVE", "_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER"})
-        EXPECT_TRUE(props.contains(QLatin1String(state))) << state << "\n" << props.toStdString();
-    EXPECT_TRUE(props.contains(QStringLiteral("_NET_WM_DESKTOP(CARDINAL) = 4294967295"))) << props.toStdString();
-    EXPECT_TRUE(props.contains(QStringLiteral("Client accepts input or input focus: False"))) << props.toStdString();
+        EXPECT_TRUE(props.contains(state)) << state << "\n" << props.toStdString();
+    EXPECT_TRUE(props.contains("_NET_WM_DESKTOP(CARDINAL) = 4294967295")) << props.toStdString();
+    EXPECT_TRUE(props.contains("Client accepts input or input focus: False")) << props.toStdString();
 
     // Clicks reach the window below except over tiles: a terminal across the whole bottom of the
     // left display, under the dock window.
@@ -179,17 +169,17 @@ TEST(AutoHide, EveryDisplayGetsTwoUnfocusedDocksThatLetClicksThroughAndAFullScre
     const auto clickAt = [&](QPoint p) {
         // Start from the other terminal being active, so the activation of the one below can only
         // come from the click.
-        session.xdotool({QStringLiteral("windowactivate"), QString::number(other)});
-        if (!E2eSession::waitFor([&] { return activeWindow(session) == other; }, 3000))
+        session.xdotool({"windowactivate", QString::number(other)});
+        if (!waitFor([&] { return activeWindow(session) == other; }, 3000))
             return false;
         movePointer(session, p);
-        return session.xdotool({QStringLiteral("click"), QStringLiteral("1")}).exitCode == 0;
+        return session.xdotool({"click", "1"}).exitCode == 0;
     };
 
     // Transparent part of the dock window (its top-left corner, far from the shelf).
     ASSERT_TRUE(windowFrame(session, QString::number(below)).contains(QPoint(40, 760)));
     ASSERT_TRUE(clickAt(QPoint(40, 760)));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == below; }, 3000))
+    EXPECT_TRUE(waitFor([&] { return activeWindow(session) == below; }, 3000))
         << "a click on the transparent part reaches the terminal below";
 
     // A tile takes the click itself: neither the terminal below nor the dock gets the focus.
@@ -197,18 +187,18 @@ TEST(AutoHide, EveryDisplayGetsTwoUnfocusedDocksThatLetClicksThroughAndAFullScre
     ASSERT_TRUE(now);
     ASSERT_TRUE(windowFrame(session, QString::number(below)).contains(center(now->tiles.back()))) << "the terminal lies under the tile";
     ASSERT_TRUE(clickAt(center(now->tiles.back())));
-    EXPECT_FALSE(E2eSession::waitFor([&] {
+    EXPECT_FALSE(waitFor([&] {
         const quint32 active = activeWindow(session);
         return active == below || windows.contains(QString::number(active));
     }, 1000)) << "a click on a tile stays with the dock, which leaves the focus where it was";
     // The tile is the Trash, which no file manager opens here: its alert goes.
-    ASSERT_TRUE(client.succeeds(QStringLiteral("AnswerAlert"), {QStringLiteral("OK")}));
+    ASSERT_TRUE(client.succeeds("AnswerAlert", {"OK"}));
 
     // The red terminal, given the keyboard, goes full screen on the left display.
     movePointer(session, QPointF(960, 400));
-    session.xdotool({QStringLiteral("windowactivate"), red});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return QString::number(activeWindow(session)) == red; }));
-    const QString left = QStringLiteral("LEFT"), right = QStringLiteral("RIGHT");
+    session.xdotool({"windowactivate", red});
+    ASSERT_TRUE(waitFor([&] { return QString::number(activeWindow(session)) == red; }));
+    const QString left = "LEFT", right = "RIGHT";
 
     ASSERT_TRUE(fullScreen(session, red, true));
     EXPECT_TRUE(waitForDock(client, left, false, [](const DockInfo& d) { return d.fullScreen && !d.mapped; }))
@@ -227,7 +217,7 @@ TEST(AutoHide, EveryDisplayGetsTwoUnfocusedDocksThatLetClicksThroughAndAFullScre
     const auto overlay = findDock(client, left, true);
     ASSERT_TRUE(overlay && !overlay->tiles.empty());
     const QRect band = shelfBand(*overlay);
-    EXPECT_TRUE(E2eSession::waitFor([&] { return difference(session.screenshot(), covered, band) > 20; }))
+    EXPECT_TRUE(waitFor([&] { return difference(session.screenshot(), covered, band) > 20; }))
         << "the overlay's shelf is drawn over the full-screen window";
 
     // It leaves again with the pointer.
@@ -235,10 +225,10 @@ TEST(AutoHide, EveryDisplayGetsTwoUnfocusedDocksThatLetClicksThroughAndAFullScre
     EXPECT_TRUE(waitForDock(client, left, true, [](const DockInfo& d) { return d.hidden; }));
 
     // The shortcut's path on a full-screen display gives the keyboard to the overlay, which shows.
-    client.call(QStringLiteral("FocusDock"));
+    client.call("FocusDock");
     EXPECT_TRUE(waitForDock(client, left, true, [](const DockInfo& d) { return d.hiddenAmount == 0; }));
     // A click on the full-screen window takes the keyboard back, which ends keyboard mode.
-    session.xdotool({QStringLiteral("click"), QStringLiteral("1")});
+    session.xdotool({"click", "1"});
     EXPECT_TRUE(waitForDock(client, left, true, [](const DockInfo& d) { return d.hidden; }));
 
     // Leaving full screen brings the normal dock back and puts the overlay away.
@@ -247,11 +237,11 @@ TEST(AutoHide, EveryDisplayGetsTwoUnfocusedDocksThatLetClicksThroughAndAFullScre
     EXPECT_TRUE(waitForDock(client, left, true, [](const DockInfo& d) { return !d.mapped; }));
 
     // A full-screen display that is removed leaves no dock hidden.
-    session.xdotool({QStringLiteral("windowmove"), QStringLiteral("--sync"), red, QStringLiteral("2100"), QStringLiteral("100")});
+    session.xdotool({"windowmove", "--sync", red, "2100", "100"});
     ASSERT_TRUE(fullScreen(session, red, true));
     ASSERT_TRUE(waitForDock(client, right, true, [](const DockInfo& d) { return d.mapped; }));
-    ASSERT_EQ(session.run(QStringLiteral("xrandr"), {QStringLiteral("--delmonitor"), right}).exitCode, 0);
-    ASSERT_TRUE(E2eSession::waitFor([&] {
+    ASSERT_EQ(session.run("xrandr", {"--delmonitor", right}).exitCode, 0);
+    ASSERT_TRUE(waitFor([&] {
         const auto docks = client.docks();
         return docks.size() == 2 && docks.front().display == left && docks.back().display == left;
     })) << "rebuilt for the display that is left";

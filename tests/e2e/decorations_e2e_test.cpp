@@ -16,9 +16,6 @@
 namespace wharf::e2e {
 namespace {
 
-const char* terminalEntry = "[Desktop Entry]\nType=Application\nName=Test Terminal\n"
-                            "Exec=xterm\nStartupWMClass=XTerm\n";
-
 // A program that publishes before Wharf hears from it: a child process owns a name and exports
 // the entry on libunity's path for application://<id>.desktop, answering Query with a visible
 // count but sending no Update; then the program becomes an xterm of its own window class.
@@ -54,11 +51,9 @@ GLib.MainLoop().run()
 // What an application sends: gdbus emit of com.canonical.Unity.LauncherEntry.Update.
 void emitUpdate(E2eSession& session, const QString& desktopID, const QString& properties)
 {
-    const RunResult r = session.run(
-        QStringLiteral("gdbus"),
-        {QStringLiteral("emit"), QStringLiteral("--session"), QStringLiteral("--object-path"), QStringLiteral("/x"),
-         QStringLiteral("--signal"), QStringLiteral("com.canonical.Unity.LauncherEntry.Update"),
-         QStringLiteral("application://") + desktopID + QStringLiteral(".desktop"), properties});
+    const RunResult r = session.run("gdbus", {"emit", "--session", "--object-path", "/x", "--signal",
+                                              "com.canonical.Unity.LauncherEntry.Update",
+                                              "application://" + desktopID + ".desktop", properties});
     ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
 }
 
@@ -67,16 +62,9 @@ bool isRed(QRgb c) { return qRed(c) > 190 && qGreen(c) < 110 && qBlue(c) < 110; 
 // Share of the pixels inside `r` (global coordinates) that `test` accepts.
 double share(const QImage& image, const QRectF& r, bool (*test)(QRgb))
 {
-    int hits = 0;
-    int all = 0;
     const QRect area = r.toAlignedRect().intersected(image.rect());
-    for (int y = area.top(); y <= area.bottom(); ++y) {
-        for (int x = area.left(); x <= area.right(); ++x) {
-            ++all;
-            hits += test(image.pixel(x, y)) ? 1 : 0;
-        }
-    }
-    return all ? double(hits) / all : 0;
+    const int hits = countPixels(area, [&](QPoint p) { return test(image.pixel(p)); });
+    return area.isEmpty() ? 0 : double(hits) / (area.width() * area.height());
 }
 
 int orange(QRgb c) { return qRed(c) - qBlue(c); }
@@ -87,20 +75,18 @@ protected:
 
     void startDock(const QVariantMap& settings)
     {
-        session.writeDesktopEntry(QStringLiteral("test-terminal.desktop"), QString::fromLatin1(terminalEntry));
+        session.writeDesktopEntry("test-terminal", "Test Terminal", "xterm", "StartupWMClass=XTerm\n");
         xterm = startXterm(session, {"-geometry", "40x10+300+100"});
         ASSERT_NE(xterm, 0u);
         writeWharfSettings(session, settings);
-        session.xdotool({QStringLiteral("mousemove"), QStringLiteral("5"), QStringLiteral("5")});
+        session.xdotool({"mousemove", "5", "5"});
         wharf = session.startWharf();
         ASSERT_NE(wharf, nullptr);
         ASSERT_TRUE(client.settledDock());
         // The xterm's item and the desktop id applications name it by.
-        std::optional<QJsonObject> item;
-        ASSERT_TRUE(E2eSession::waitFor([&] {
-            return (item = client.item(QStringLiteral("pid"), windowPid(session, xterm))).has_value();
-        }));
-        terminalID = (*item)[QStringLiteral("id")].toString();
+        const auto item = client.itemWhen("pid", windowPid(session, xterm));
+        ASSERT_TRUE(item);
+        terminalID = (*item)["id"].toString();
         desktopID = QFileInfo(terminalID).completeBaseName();
     }
 
@@ -108,15 +94,13 @@ protected:
     // once both its bus name and its window are there.
     QString startPublisher(const QString& desktopID, int count)
     {
-        const QString windowClass = desktopID + QStringLiteral("-class");
-        const QString busName = QStringLiteral("org.wharf.test.") + QString(desktopID).remove(QLatin1Char('-'));
-        const QString entry = session.writeDesktopEntry(
-            desktopID + QStringLiteral(".desktop"),
-            QStringLiteral("[Desktop Entry]\nType=Application\nName=%1\nExec=xterm\nStartupWMClass=%2\n")
-                .arg(desktopID, windowClass));
+        const QString windowClass = desktopID + "-class";
+        const QString busName = "org.wharf.test." + QString(desktopID).remove('-');
+        const QString entry =
+            session.writeDesktopEntry(desktopID, desktopID, "xterm", "StartupWMClass=" + windowClass + "\n");
         session.start(script, {desktopID, QString::number(count), busName, windowClass});
         EXPECT_TRUE(session.waitForClientWindow(windowClass));
-        EXPECT_TRUE(E2eSession::waitFor([&] { return session.bus().interface()->isServiceRegistered(busName).value(); }));
+        EXPECT_TRUE(waitFor([&] { return session.bus().interface()->isServiceRegistered(busName).value(); }));
         return QFileInfo(entry).canonicalFilePath();
     }
 
@@ -129,17 +113,17 @@ protected:
     // The badge of tile `id`; empty when it has none.
     QJsonObject badge(const QString& id)
     {
-        for (const QJsonValue& value : dock()[QStringLiteral("badges")].toArray()) {
-            if (value[QStringLiteral("id")].toString() == id)
+        for (const QJsonValue& value : dock()["badges"].toArray()) {
+            if (value["id"].toString() == id)
                 return value.toObject();
         }
         return {};
     }
-    QString label(const QString& id) { return badge(id)[QStringLiteral("label")].toString(); }
+    QString label(const QString& id) { return badge(id)["label"].toString(); }
 
     E2eSession session;
     DockClient client{session};
-    QString script = session.writeScript(QStringLiteral("launcher-entry-publisher"), QString::fromLatin1(publisher));
+    QString script = session.writeScript("launcher-entry-publisher", QString::fromLatin1(publisher));
     QProcess* wharf = nullptr;
     quint32 xterm = 0;
     QString terminalID;
@@ -150,42 +134,41 @@ protected:
 TEST_F(Decorated, BadgeProgressAndAttentionFollowTheLauncherEntrySignalEarlyPublishersAreAskedAndTheLabelAndDividerWork)
 {
     // Published before Wharf started, so no update of it was ever heard.
-    const QString early = startPublisher(QStringLiteral("early-terminal"), 7);
+    const QString early = startPublisher("early-terminal", 7);
     // A small dock, with room to grow.
-    startDock({{QStringLiteral("dockWidthFraction"), 0.15}, {QStringLiteral("magnification"), 1.0}});
-    EXPECT_TRUE(E2eSession::waitFor([&] { return label(early) == QStringLiteral("7"); }))
+    startDock({{"dockWidthFraction", 0.15}, {"magnification", 1.0}});
+    EXPECT_TRUE(waitFor([&] { return label(early) == "7"; }))
         << "the program that published before Wharf started shows its count";
     // Published before its tile appeared, while Wharf listened only to its dock's applications.
-    const QString late = startPublisher(QStringLiteral("late-terminal"), 3);
-    EXPECT_TRUE(E2eSession::waitFor([&] { return label(late) == QStringLiteral("3"); }))
-        << "the program is asked when its tile appears";
+    const QString late = startPublisher("late-terminal", 3);
+    EXPECT_TRUE(waitFor([&] { return label(late) == "3"; })) << "the program is asked when its tile appears";
 
-    emitUpdate(session, desktopID, QStringLiteral("{'count': <int64 5>, 'count-visible': <true>}"));
-    ASSERT_TRUE(E2eSession::waitFor([&] { return label(terminalID) == QStringLiteral("5"); }));
-    const QRectF frame = rectFrom(badge(terminalID)[QStringLiteral("frame")]);
+    emitUpdate(session, desktopID, "{'count': <int64 5>, 'count-visible': <true>}");
+    ASSERT_TRUE(waitFor([&] { return label(terminalID) == "5"; }));
+    const QRectF frame = rectFrom(badge(terminalID)["frame"]);
     const QRectF icon = client.tile(terminalID);
     // Over the icon's top-right corner, overhanging it.
     EXPECT_GT(frame.right(), icon.right());
     EXPECT_LT(frame.top(), icon.top());
     EXPECT_GT(frame.bottom(), icon.top());
-    EXPECT_TRUE(E2eSession::waitFor([&] { return share(session.screenshot(), frame.adjusted(3, 3, -3, -3), isRed) > 0.5; }))
+    EXPECT_TRUE(waitFor([&] { return share(session.screenshot(), frame.adjusted(3, 3, -3, -3), isRed) > 0.5; }))
         << "a red badge is drawn";
 
     // Wrong types and other applications change nothing; huge counts are shortened.
-    emitUpdate(session, desktopID, QStringLiteral("{'count': <'seven'>, 'count-visible': <'yes'>}"));
-    emitUpdate(session, QStringLiteral("no-such-app"), QStringLiteral("{'count': <int64 9>, 'count-visible': <true>}"));
-    emitUpdate(session, desktopID, QStringLiteral("{'count': <int64 123456>}"));
-    ASSERT_TRUE(E2eSession::waitFor([&] { return label(terminalID) == QStringLiteral("999+"); }));
-    EXPECT_EQ(dock()[QStringLiteral("badges")].toArray().size(), 3) << "the terminal's and the publishers'";
+    emitUpdate(session, desktopID, "{'count': <'seven'>, 'count-visible': <'yes'>}");
+    emitUpdate(session, "no-such-app", "{'count': <int64 9>, 'count-visible': <true>}");
+    emitUpdate(session, desktopID, "{'count': <int64 123456>}");
+    ASSERT_TRUE(waitFor([&] { return label(terminalID) == "999+"; }));
+    EXPECT_EQ(dock()["badges"].toArray().size(), 3) << "the terminal's and the publishers'";
 
-    emitUpdate(session, desktopID, QStringLiteral("{'count-visible': <false>}"));
-    ASSERT_TRUE(E2eSession::waitFor([&] { return badge(terminalID).isEmpty(); }));
-    ASSERT_TRUE(E2eSession::waitFor([&] { return share(session.screenshot(), frame, isRed) < 0.05; }))
+    emitUpdate(session, desktopID, "{'count-visible': <false>}");
+    ASSERT_TRUE(waitFor([&] { return badge(terminalID).isEmpty(); }));
+    ASSERT_TRUE(waitFor([&] { return share(session.screenshot(), frame, isRed) < 0.05; }))
         << "the badge is gone from the screen";
 
     // Progress: a bar under the icon, filled halfway.
-    emitUpdate(session, desktopID, QStringLiteral("{'progress': <0.5>, 'progress-visible': <true>}"));
-    ASSERT_TRUE(E2eSession::waitFor([&] { return badge(terminalID)[QStringLiteral("progress")].toDouble() == 0.5; }));
+    emitUpdate(session, desktopID, "{'progress': <0.5>, 'progress-visible': <true>}");
+    ASSERT_TRUE(waitFor([&] { return badge(terminalID)["progress"].toDouble() == 0.5; }));
     const QRectF barIcon = client.tile(terminalID);
     const double barY = barIcon.bottom() + 4;
     const double barLeft = barIcon.left() + barIcon.width() * 0.15;
@@ -193,24 +176,23 @@ TEST_F(Decorated, BadgeProgressAndAttentionFollowTheLauncherEntrySignalEarlyPubl
     const QPoint donePart = QPointF(barLeft + barWidth * 0.25, barY).toPoint();
     const QPoint restPart = QPointF(barLeft + barWidth * 0.75, barY).toPoint();
     const auto blueness = [](QRgb c) { return qBlue(c) - qRed(c); };
-    EXPECT_TRUE(E2eSession::waitFor([&] { return blueness(session.screenshot().pixel(donePart)) > 80; }))
+    EXPECT_TRUE(waitFor([&] { return blueness(session.screenshot().pixel(donePart)) > 80; }))
         << "the done part is blue";
     EXPECT_LT(blueness(session.screenshot().pixel(restPart)), 40) << "the rest is not";
-    emitUpdate(session, desktopID, QStringLiteral("{'progress-visible': <false>}"));
+    emitUpdate(session, desktopID, "{'progress-visible': <false>}");
 
     // Attention: while another program has the focus, the indicator pulses until the xterm is
     // activated.
-    const auto tiles = [&] { return dock()[QStringLiteral("tiles")].toArray().size(); };
+    const auto tiles = [&] { return dock()["tiles"].toArray().size(); };
     const auto tilesBefore = tiles();
-    session.start(QStringLiteral("xmessage"), {QStringLiteral("-geometry"), QStringLiteral("+900+100"),
-                                               QStringLiteral("elsewhere")});
-    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xmessage")));
-    session.xdotool({QStringLiteral("windowactivate"), QString::number(session.clientWindows(QStringLiteral("xmessage")).front())});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return client.settledDock() && tiles() == tilesBefore + 1; }))
+    session.start("xmessage", {"-geometry", "+900+100", "elsewhere"});
+    ASSERT_TRUE(session.waitForClientWindow("xmessage"));
+    session.xdotool({"windowactivate", QString::number(session.clientWindows("xmessage").front())});
+    ASSERT_TRUE(waitFor([&] { return client.settledDock() && tiles() == tilesBefore + 1; }))
         << "xmessage has its own tile now";
-    emitUpdate(session, desktopID, QStringLiteral("{'urgent': <true>}"));
-    ASSERT_TRUE(E2eSession::waitFor([&] { return dock()[QStringLiteral("pulsing")].toBool(); }));
-    const QJsonArray indicator = badge(terminalID)[QStringLiteral("indicator")].toArray();
+    emitUpdate(session, desktopID, "{'urgent': <true>}");
+    ASSERT_TRUE(waitFor([&] { return dock()["pulsing"].toBool(); }));
+    const QJsonArray indicator = badge(terminalID)["indicator"].toArray();
     EXPECT_NEAR(indicator.at(0).toDouble(), client.tile(terminalID).center().x(), 1);
     // Beside the indicator's white dot, inside its glow.
     const QPoint spot = QPointF(indicator.at(0).toDouble() + 6, indicator.at(1).toDouble()).toPoint();
@@ -224,8 +206,8 @@ TEST_F(Decorated, BadgeProgressAndAttentionFollowTheLauncherEntrySignalEarlyPubl
     }
     EXPECT_GT(highest - lowest, 60) << "the glow rises and falls: " << lowest << ".." << highest;
 
-    session.xdotool({QStringLiteral("windowactivate"), QString::number(xterm)});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return !dock()[QStringLiteral("pulsing")].toBool(); }));
+    session.xdotool({"windowactivate", QString::number(xterm)});
+    ASSERT_TRUE(waitFor([&] { return !dock()["pulsing"].toBool(); }));
     EXPECT_TRUE(badge(terminalID).isEmpty());
     EXPECT_LT(orange(session.screenshot().pixel(spot)), lowest + 30) << "no glow once activated";
 
@@ -233,18 +215,18 @@ TEST_F(Decorated, BadgeProgressAndAttentionFollowTheLauncherEntrySignalEarlyPubl
     ASSERT_TRUE(client.settledDock());
     const QRectF terminal = client.tile(terminalID);
     movePointer(session, terminal.center());
-    const auto hoverLabel = [&]() -> QJsonValue { return dock()[QStringLiteral("hoverLabel")]; };
-    ASSERT_TRUE(E2eSession::waitFor([&] { return hoverLabel()[QStringLiteral("text")] == QStringLiteral("Test Terminal"); }));
-    const QRectF shown = rectFrom(hoverLabel()[QStringLiteral("frame")]);
+    const auto hoverLabel = [&]() -> QJsonValue { return dock()["hoverLabel"]; };
+    ASSERT_TRUE(waitFor([&] { return hoverLabel()["text"] == "Test Terminal"; }));
+    const QRectF shown = rectFrom(hoverLabel()["frame"]);
     const QRectF current = client.tile(terminalID);
     EXPECT_NEAR(shown.center().x(), current.center().x(), 2) << "centred over the tile";
     EXPECT_LE(shown.bottom(), current.top()) << "above the icon";
 
     // The pointer leaves the dock: the label goes.
     movePointer(session, QPointF(900, 300));
-    ASSERT_TRUE(E2eSession::waitFor([&] { return !hoverLabel().isObject(); }));
+    ASSERT_TRUE(waitFor([&] { return !hoverLabel().isObject(); }));
 
-    const auto grip = [&] { return rectFrom(dock()[QStringLiteral("divider")]).center().toPoint(); };
+    const auto grip = [&] { return rectFrom(dock()["divider"]).center().toPoint(); };
     ASSERT_FALSE(grip().isNull()) << "a divider between the applications and the folders";
     const QPoint start = grip();
     const double startWidth = client.tile(terminalID).width();
@@ -255,26 +237,26 @@ TEST_F(Decorated, BadgeProgressAndAttentionFollowTheLauncherEntrySignalEarlyPubl
 
     // Up enlarges, while the button is still held.
     moveTo(start.x(), start.y());
-    session.xdotool({QStringLiteral("mousedown"), QStringLiteral("1")});
+    session.xdotool({"mousedown", "1"});
     for (int dy = 10; dy <= 50; dy += 10)
         moveTo(start.x(), start.y() - dy);
-    EXPECT_TRUE(E2eSession::waitFor([&] { return client.tile(terminalID).width() > startWidth + 20; }))
+    EXPECT_TRUE(waitFor([&] { return client.tile(terminalID).width() > startWidth + 20; }))
         << "icons grow while the divider is dragged up";
-    session.xdotool({QStringLiteral("mouseup"), QStringLiteral("1")});
+    session.xdotool({"mouseup", "1"});
 
     // Once the row has settled at its new size, the divider's context menu is the application's menu.
     ASSERT_TRUE(client.settledDock());
     moveTo(grip().x(), grip().y());
-    session.xdotool({QStringLiteral("click"), QStringLiteral("3")});
-    const auto menuOpen = [&] { return dock()[QStringLiteral("menuOpen")].toBool(); };
-    ASSERT_TRUE(E2eSession::waitFor(menuOpen));
-    session.xdotool({QStringLiteral("key"), QStringLiteral("Escape")});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return !menuOpen(); }));
+    session.xdotool({"click", "3"});
+    const auto menuOpen = [&] { return dock()["menuOpen"].toBool(); };
+    ASSERT_TRUE(waitFor(menuOpen));
+    session.xdotool({"key", "Escape"});
+    ASSERT_TRUE(waitFor([&] { return !menuOpen(); }));
 
     // The new size is what was stored.
     ASSERT_TRUE(client.quit());
-    ASSERT_TRUE(E2eSession::waitFor([&] { return wharf->state() == QProcess::NotRunning; }));
-    EXPECT_GT(storedSetting(session, QStringLiteral("dockWidthFraction")).toDouble(), 0.15);
+    ASSERT_TRUE(waitFor([&] { return wharf->state() == QProcess::NotRunning; }));
+    EXPECT_GT(storedSetting(session, "dockWidthFraction").toDouble(), 0.15);
 }
 
 } // namespace

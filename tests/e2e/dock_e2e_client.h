@@ -45,17 +45,18 @@ inline QRectF rectFrom(const QJsonValue& value)
     return a.size() == 4 ? QRectF(a[0].toDouble(), a[1].toDouble(), a[2].toDouble(), a[3].toDouble()) : QRectF();
 }
 
+inline QPoint center(const QRectF& r) { return r.center().toPoint(); }
+
 class DockClient {
 public:
     explicit DockClient(E2eSession& session)
-        : wharf(QStringLiteral("com.tamberly.Wharf"), QStringLiteral("/com/tamberly/Wharf"),
-                QStringLiteral("com.tamberly.Wharf"), session.bus())
+        : wharf("com.tamberly.Wharf", "/com/tamberly/Wharf", "com.tamberly.Wharf", session.bus())
     {
     }
 
     std::vector<DockInfo> docks()
     {
-        const QDBusReply<QString> reply = wharf.call(QStringLiteral("Docks"));
+        const QDBusReply<QString> reply = wharf.call("Docks");
         std::vector<DockInfo> out;
         if (!reply.isValid())
             return out;
@@ -63,21 +64,21 @@ public:
             const QJsonObject o = value.toObject();
             DockInfo dock;
             dock.json = o;
-            dock.display = o[QStringLiteral("display")].toString();
-            dock.overlay = o[QStringLiteral("overlay")].toBool();
-            dock.mapped = o[QStringLiteral("mapped")].toBool();
-            dock.frame = rectFrom(o[QStringLiteral("frame")]);
-            for (const QJsonValue& tile : o[QStringLiteral("tiles")].toArray()) {
-                dock.tiles.push_back(rectFrom(tile.toObject()[QStringLiteral("frame")]));
-                dock.ids << tile.toObject()[QStringLiteral("id")].toString();
+            dock.display = o["display"].toString();
+            dock.overlay = o["overlay"].toBool();
+            dock.mapped = o["mapped"].toBool();
+            dock.frame = rectFrom(o["frame"]);
+            for (const QJsonValue& tile : o["tiles"].toArray()) {
+                dock.tiles.push_back(rectFrom(tile.toObject()["frame"]));
+                dock.ids << tile.toObject()["id"].toString();
             }
-            dock.hiddenAmount = o[QStringLiteral("hiddenAmount")].toDouble();
-            dock.hidden = o[QStringLiteral("hidden")].toBool();
-            dock.fullScreen = o[QStringLiteral("fullScreen")].toBool();
-            if (!o[QStringLiteral("hoveredIndex")].isNull())
-                dock.hoveredIndex = o[QStringLiteral("hoveredIndex")].toInt();
-            if (!o[QStringLiteral("keyboardIndex")].isNull())
-                dock.keyboardIndex = o[QStringLiteral("keyboardIndex")].toInt();
+            dock.hiddenAmount = o["hiddenAmount"].toDouble();
+            dock.hidden = o["hidden"].toBool();
+            dock.fullScreen = o["fullScreen"].toBool();
+            if (!o["hoveredIndex"].isNull())
+                dock.hoveredIndex = o["hoveredIndex"].toInt();
+            if (!o["keyboardIndex"].isNull())
+                dock.keyboardIndex = o["keyboardIndex"].toInt();
             out.push_back(dock);
         }
         return out;
@@ -85,7 +86,7 @@ public:
 
     QJsonArray items()
     {
-        const QDBusReply<QString> reply = wharf.call(QStringLiteral("Items"));
+        const QDBusReply<QString> reply = wharf.call("Items");
         return reply.isValid() ? QJsonDocument::fromJson(reply.value().toUtf8()).array() : QJsonArray();
     }
 
@@ -119,11 +120,27 @@ public:
         return std::nullopt;
     }
 
-    QStringList itemIDs()
+    // Waits until the first item whose `field` is `value` holds `condition`; returns it (none when it never does).
+    std::optional<QJsonObject> itemWhen(const QString& field, const QJsonValue& value,
+                                        const std::function<bool(const QJsonObject&)>& condition = {},
+                                        int timeoutMs = 10000)
+    {
+        std::optional<QJsonObject> found;
+        const bool held = waitFor([&] {
+            found = item(field, value);
+            return found && (!condition || condition(*found));
+        }, timeoutMs);
+        return held ? found : std::nullopt;
+    }
+
+    // The ids of the items `which` accepts (all by default), in dock order.
+    QStringList itemIDs(const std::function<bool(const QJsonObject&)>& which = {})
     {
         QStringList ids;
-        for (const QJsonValue& entry : items())
-            ids << entry[QStringLiteral("id")].toString();
+        for (const QJsonValue& entry : items()) {
+            if (!which || which(entry.toObject()))
+                ids << entry["id"].toString();
+        }
         return ids;
     }
 
@@ -137,11 +154,11 @@ public:
 
     int hoveredIndex()
     {
-        const QDBusReply<int> reply = wharf.call(QStringLiteral("HoveredIndex"));
+        const QDBusReply<int> reply = wharf.call("HoveredIndex");
         return reply.isValid() ? reply.value() : -2;
     }
 
-    bool quit() { return wharf.call(QStringLiteral("Quit")).type() == QDBusMessage::ReplyMessage; }
+    bool quit() { return wharf.call("Quit").type() == QDBusMessage::ReplyMessage; }
 
     // Waits until the docks exist and their tiles stop moving; returns the settled normal dock
     // of the first display.
@@ -150,18 +167,16 @@ public:
         std::vector<QRectF> last;
         int stable = 0;
         std::optional<DockInfo> result;
-        E2eSession::waitFor(
-            [&] {
-                const auto all = docks();
-                if (static_cast<int>(all.size()) != expectedDocks || all.front().tiles.empty())
-                    return false;
-                stable = all.front().tiles == last ? stable + 1 : 0;
-                last = all.front().tiles;
-                result = all.front();
-                return stable >= 4;
-            },
-            10000, 50);
-        return stable >= 4 ? result : std::nullopt;
+        const bool settled = waitFor([&] {
+            const auto all = docks();
+            if (static_cast<int>(all.size()) != expectedDocks || all.front().tiles.empty())
+                return false;
+            stable = all.front().tiles == last ? stable + 1 : 0;
+            last = all.front().tiles;
+            result = all.front();
+            return stable >= 4;
+        }, 10000, 50);
+        return settled ? result : std::nullopt;
     }
 
 private:
@@ -169,15 +184,21 @@ private:
 };
 
 // Wharf's settings file in a private session.
-inline QString wharfSettingsFile(E2eSession& session) { return session.configHome() + QStringLiteral("/wharf/wharf.conf"); }
+inline QString wharfSettingsFile(E2eSession& session) { return session.configHome() + "/wharf/wharf.conf"; }
 
-// Writes Wharf's settings before it starts.
-inline void writeWharfSettings(E2eSession& session, const QVariantMap& values)
+// Writes Wharf's settings before it starts; `pins` (path, kind) are its pinned items.
+inline void writeWharfSettings(E2eSession& session, const QVariantMap& values,
+                               const std::vector<std::pair<QString, QString>>& pins = {})
 {
-    QDir().mkpath(session.configHome() + QStringLiteral("/wharf"));
+    QDir().mkpath(session.configHome() + "/wharf");
     QSettings settings(wharfSettingsFile(session), QSettings::IniFormat);
     for (auto it = values.begin(); it != values.end(); ++it)
         settings.setValue(it.key(), it.value());
+    QJsonArray list;
+    for (const auto& [path, kind] : pins)
+        list.append(QJsonObject{{"path", path}, {"kind", kind}});
+    if (!pins.empty())
+        settings.setValue("Wharf.pinnedItems.v1", QJsonDocument(list).toJson(QJsonDocument::Compact));
     settings.sync();
 }
 
@@ -187,43 +208,30 @@ inline QVariant storedSetting(E2eSession& session, const QString& key)
     return QSettings(wharfSettingsFile(session), QSettings::IniFormat).value(key);
 }
 
-// The pinned-items setting for `pins` (path, kind).
-inline QByteArray pinnedItems(const std::vector<std::pair<QString, QString>>& pins)
-{
-    QJsonArray list;
-    for (const auto& [path, kind] : pins)
-        list.append(QJsonObject{{QStringLiteral("path"), path}, {QStringLiteral("kind"), kind}});
-    return QJsonDocument(list).toJson(QJsonDocument::Compact);
-}
-
 // How many pixels of `image` inside `area` are close to the pure colour `pure` (a picture of one
 // colour drawn by the dock).
 inline int pixelsOf(const QImage& image, const QRect& area, const QColor& pure)
 {
-    int n = 0;
-    for (int y = area.top(); y <= area.bottom(); ++y) {
-        for (int x = area.left(); x <= area.right(); ++x) {
-            const QColor c = image.pixelColor(x, y);
-            n += std::abs(c.red() - pure.red()) < 60 && std::abs(c.green() - pure.green()) < 60
-                && std::abs(c.blue() - pure.blue()) < 60;
-        }
-    }
-    return n;
+    return countPixels(area, [&](QPoint p) {
+        const QColor c = image.pixelColor(p);
+        return std::abs(c.red() - pure.red()) < 60 && std::abs(c.green() - pure.green()) < 60
+            && std::abs(c.blue() - pure.blue()) < 60;
+    });
 }
 
 inline void movePointer(E2eSession& session, const QPointF& at)
 {
-    session.xdotool({QStringLiteral("mousemove"), QString::number(int(at.x())), QString::number(int(at.y()))});
+    session.xdotool({"mousemove", QString::number(int(at.x())), QString::number(int(at.y()))});
 }
 
 // Starts an xterm with `args` and waits for its window; returns it (0 when none shows up).
 inline quint32 startXterm(E2eSession& session, const QStringList& args = {})
 {
-    const std::size_t before = session.clientWindows(QStringLiteral("xterm")).size();
-    session.start(QStringLiteral("xterm"), args);
-    if (!E2eSession::waitFor([&] { return session.clientWindows(QStringLiteral("xterm")).size() > before; }, 10000, 100))
+    const std::size_t before = session.clientWindows("xterm").size();
+    session.start("xterm", args);
+    if (!waitFor([&] { return session.clientWindows("xterm").size() > before; }, 10000, 100))
         return 0;
-    return session.clientWindows(QStringLiteral("xterm")).back();
+    return session.clientWindows("xterm").back();
 }
 
 // Mean colour of `rect` in `image` (smooth scaling to one pixel averages it).
@@ -242,28 +250,25 @@ inline int colorDistance(const QColor& a, const QColor& b)
 // The process a client window names in _NET_WM_PID; 0 when none.
 inline qint64 windowPid(E2eSession& session, quint32 window)
 {
-    return session.xprop({QStringLiteral("-id"), QString::number(window), QStringLiteral("_NET_WM_PID")})
-        .section(QLatin1Char('='), 1).trimmed().toLongLong();
+    return session.xprop({"-id", QString::number(window), "_NET_WM_PID"}).section('=', 1).trimmed().toLongLong();
 }
 
 // A window's frame in root coordinates from xwininfo (without the window manager's decorations).
 inline QRect windowFrame(E2eSession& session, const QString& window)
 {
-    const QString info = session.run(QStringLiteral("xwininfo"), {QStringLiteral("-id"), window}).out;
+    const QString info = session.run("xwininfo", {"-id", window}).out;
     const auto field = [&](const QString& name) {
         const qsizetype at = info.indexOf(name);
-        return at < 0 ? -1 : info.mid(at + name.size()).section(QLatin1Char('\n'), 0, 0).trimmed().toInt();
+        return at < 0 ? -1 : info.mid(at + name.size()).section('\n', 0, 0).trimmed().toInt();
     };
-    return QRect(field(QStringLiteral("Absolute upper-left X:")), field(QStringLiteral("Absolute upper-left Y:")),
-                 field(QStringLiteral("Width:")), field(QStringLiteral("Height:")));
+    return QRect(field("Absolute upper-left X:"), field("Absolute upper-left Y:"), field("Width:"), field("Height:"));
 }
 
 // Wharf's own top-level windows, from xdotool.
 inline QStringList wharfWindows(E2eSession& session, qint64 pid)
 {
-    const RunResult r = session.xdotool({QStringLiteral("search"), QStringLiteral("--all"), QStringLiteral("--pid"),
-                                         QString::number(pid), QStringLiteral("--name"), QStringLiteral("^Wharf$")});
-    return r.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    const RunResult r = session.xdotool({"search", "--all", "--pid", QString::number(pid), "--name", "^Wharf$"});
+    return r.out.split('\n', Qt::SkipEmptyParts);
 }
 
 // The band at the bottom of the screen that Wharf's windows reserve (_NET_WM_STRUT_PARTIAL); 0 when none.
@@ -271,8 +276,7 @@ inline int reservedBottom(E2eSession& session, qint64 pid)
 {
     int bottom = 0;
     for (const QString& window : wharfWindows(session, pid)) {
-        const QStringList values = session.xprop({QStringLiteral("-id"), window, QStringLiteral("_NET_WM_STRUT_PARTIAL")})
-                                       .section(QLatin1Char('='), 1).split(QLatin1Char(','));
+        const QStringList values = session.xprop({"-id", window, "_NET_WM_STRUT_PARTIAL"}).section('=', 1).split(',');
         if (values.size() == 12)
             bottom = std::max(bottom, values[3].trimmed().toInt());
     }

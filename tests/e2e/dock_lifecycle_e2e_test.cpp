@@ -14,29 +14,29 @@ TEST(DockLifecycle, ASecondInstanceIsTurnedAwayOddArgumentsStartTheDockSignalsAn
 {
     E2eSession session;
     WHARF_REQUIRE_SESSION(session);
-    const QString address = session.environment().value(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"));
+    const QString address = session.environment().value("DBUS_SESSION_BUS_ADDRESS");
     for (const bool bus : {false, true}) {
         SCOPED_TRACE(bus ? "session bus" : "no session bus: the lock");
-        session.setEnv(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), bus ? address : QStringLiteral("disabled:"));
-        QProcess* first = session.start(QStringLiteral(WHARF_BINARY));
+        session.setEnv("DBUS_SESSION_BUS_ADDRESS", bus ? address : "disabled:");
+        QProcess* first = session.start(WHARF_BINARY);
         QString firstOutput;
-        ASSERT_TRUE(waitForLog(*first, firstOutput, QStringLiteral("Wharf ready."), 15000)) << firstOutput.toStdString();
+        ASSERT_TRUE(waitForLog(*first, firstOutput, "Wharf ready.", 15000)) << firstOutput.toStdString();
         const QString conf = wharfSettingsFile(session);
         // The first start saves its pins (and the view its resting size) soon after: wait until the
         // file holds still.
         QByteArray settings;
-        ASSERT_TRUE(E2eSession::waitFor([&] {
+        ASSERT_TRUE(waitFor([&] {
             const QByteArray now = readFile(conf);
             const bool settled = !now.isEmpty() && now == settings;
             settings = now;
             return settled;
         }, 10000, 500));
 
-        const RunResult second = session.run(QStringLiteral(WHARF_BINARY), {}, 15000);
+        const RunResult second = session.run(WHARF_BINARY, {}, 15000);
         EXPECT_FALSE(second.timedOut) << "the second instance ran in full";
         EXPECT_EQ(second.exitCode, 0);
-        EXPECT_TRUE(second.err.contains(QStringLiteral("already running"))) << second.err.toStdString();
-        EXPECT_FALSE(second.err.contains(QStringLiteral("Wharf ready"))) << "the second instance built nothing";
+        EXPECT_TRUE(second.err.contains("already running")) << second.err.toStdString();
+        EXPECT_FALSE(second.err.contains("Wharf ready")) << "the second instance built nothing";
         EXPECT_EQ(readFile(conf), settings);
         EXPECT_EQ(first->state(), QProcess::Running);
         EXPECT_EQ(E2eSession::stop(first), 0);
@@ -47,10 +47,9 @@ TEST(DockLifecycle, ASecondInstanceIsTurnedAwayOddArgumentsStartTheDockSignalsAn
         QStringList args;
         int signal; // 0: the D-Bus Quit method
     } rows[] = {
-        {"SIGTERM", {QStringLiteral("--no-such-option")}, SIGTERM},
-        {"SIGINT", {QStringLiteral("stray")}, SIGINT},
-        {"Quit over D-Bus",
-         {QStringLiteral("--dock-watchdog"), QStringLiteral("not-a-pid"), QStringLiteral("/tmp/backup")}, 0},
+        {"SIGTERM", {"--no-such-option"}, SIGTERM},
+        {"SIGINT", {"stray"}, SIGINT},
+        {"Quit over D-Bus", {"--dock-watchdog", "not-a-pid", "/tmp/backup"}, 0},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
@@ -67,9 +66,9 @@ TEST(DockLifecycle, ASecondInstanceIsTurnedAwayOddArgumentsStartTheDockSignalsAn
         EXPECT_EQ(wharf->exitStatus(), QProcess::NormalExit) << "not killed by the signal";
         EXPECT_EQ(wharf->exitCode(), 0);
         const QString err = QString::fromUtf8(wharf->readAllStandardError());
-        EXPECT_TRUE(err.contains(QStringLiteral("Wharf stopped."))) << err.toStdString();
-        EXPECT_FALSE(err.contains(QStringLiteral("Restore failed"))) << err.toStdString();
-        EXPECT_FALSE(session.bus().interface()->isServiceRegistered(QStringLiteral("com.tamberly.Wharf")).value());
+        EXPECT_TRUE(err.contains("Wharf stopped.")) << err.toStdString();
+        EXPECT_FALSE(err.contains("Restore failed")) << err.toStdString();
+        EXPECT_FALSE(session.bus().interface()->isServiceRegistered("com.tamberly.Wharf").value());
     }
 
     // Without a display the dock and the listing say so and exit with 1.
@@ -81,21 +80,21 @@ TEST(DockLifecycle, ASecondInstanceIsTurnedAwayOddArgumentsStartTheDockSignalsAn
     } displayless[] = {
         {{}, ":9999", "", "cannot open the X display \":9999\""},
         {{}, nullptr, "", "DISPLAY is not set"},
-        {{QStringLiteral("--list-items")}, ":9999", "", ":9999"},
-        {{QStringLiteral("--list-items")}, ":9999", "offscreen", ":9999"},
+        {{"--list-items"}, ":9999", "", ":9999"},
+        {{"--list-items"}, ":9999", "offscreen", ":9999"},
     };
     for (const auto& row : displayless) {
-        SCOPED_TRACE((row.args.join(' ') + QLatin1Char(' ') + QLatin1String(row.platform)).toStdString());
+        SCOPED_TRACE((row.args.join(' ') + " " + row.platform).toStdString());
         if (row.display)
-            session.setEnv(QStringLiteral("DISPLAY"), QLatin1String(row.display));
+            session.setEnv("DISPLAY", row.display);
         else
-            session.unsetEnv(QStringLiteral("DISPLAY"));
-        session.setEnv(QStringLiteral("QT_QPA_PLATFORM"), QLatin1String(row.platform));
-        const RunResult result = session.run(QStringLiteral(WHARF_BINARY), row.args, 15000);
+            session.unsetEnv("DISPLAY");
+        session.setEnv("QT_QPA_PLATFORM", row.platform);
+        const RunResult result = session.run(WHARF_BINARY, row.args, 15000);
         EXPECT_FALSE(result.timedOut);
         EXPECT_FALSE(result.crashed) << result.err.toStdString();
         EXPECT_EQ(result.exitCode, 1);
-        EXPECT_TRUE(result.err.contains(QLatin1String(row.message))) << result.err.toStdString();
+        EXPECT_TRUE(result.err.contains(row.message)) << result.err.toStdString();
         EXPECT_TRUE(result.out.isEmpty()) << result.out.toStdString();
     }
 }

@@ -9,7 +9,6 @@
 #include <QColor>
 #include <QFileInfo>
 #include <QImage>
-#include <QSet>
 #include <QStandardPaths>
 
 #include <gtest/gtest.h>
@@ -19,44 +18,39 @@
 namespace wharf::e2e {
 namespace {
 
-QPoint center(const QRectF& r) { return r.center().toPoint(); }
-
 bool near(const QColor& a, const QColor& b) { return colorDistance(a, b) <= 60; }
 
 TEST(DockWindows, ShelfIndicatorsAndIconsAreDrawnWhereTheFramesSayInLightAndDarkAndANewIconThemeRedrawsThem)
 {
     std::map<QString, int> shelfLightness;
-    for (const QString& appearance : {QStringLiteral("light"), QStringLiteral("dark")}) {
+    for (const QString appearance : {"light", "dark"}) {
         SCOPED_TRACE(appearance.toStdString());
         E2eSession session;
         WHARF_REQUIRE_SESSION(session);
         // Two installed themes that draw the same icon name red and blue.
         for (const auto& [theme, color] : {std::pair{"WharfRed", Qt::red}, std::pair{"WharfBlue", Qt::blue}}) {
-            const QString base = session.dataHome() + QStringLiteral("/icons/") + QLatin1String(theme);
-            writeFile(base + QStringLiteral("/index.theme"),
+            const QString base = session.dataHome() + "/icons/" + theme;
+            writeFile(base + "/index.theme",
                       "[Icon Theme]\nName=x\nDirectories=256x256/apps\n\n[256x256/apps]\nSize=256\nType=Fixed\n");
-            QDir().mkpath(base + QStringLiteral("/256x256/apps"));
+            QDir().mkpath(base + "/256x256/apps");
             QImage image(256, 256, QImage::Format_ARGB32);
             image.fill(color);
-            ASSERT_TRUE(image.save(base + QStringLiteral("/256x256/apps/wharf-e2e-app.png")));
+            ASSERT_TRUE(image.save(base + "/256x256/apps/wharf-e2e-app.png"));
         }
-        const QString themed = QFileInfo(session.writeDesktopEntry(
-            QStringLiteral("themed.desktop"),
-            QStringLiteral("[Desktop Entry]\nType=Application\nName=themed\nExec=true\nIcon=wharf-e2e-app\n"))).canonicalFilePath();
+        const QString entry = session.writeDesktopEntry("themed", "themed", "true", "Icon=wharf-e2e-app\n");
+        const QString themed = QFileInfo(entry).canonicalFilePath();
         const auto setTheme = [&](const QString& theme) {
-            return session.run(QStringLiteral("gsettings"), {QStringLiteral("set"), QStringLiteral("org.gnome.desktop.interface"),
-                                                             QStringLiteral("icon-theme"), theme}).exitCode;
+            return session.run("gsettings", {"set", "org.gnome.desktop.interface", "icon-theme", theme}).exitCode;
         };
-        ASSERT_EQ(setTheme(QStringLiteral("WharfRed")), 0);
-        writeWharfSettings(session, {{QStringLiteral("dockAppearance"), appearance},
-                                     {QStringLiteral("Wharf.pinnedItems.v1"), pinnedItems({{themed, QStringLiteral("application")}})}});
+        ASSERT_EQ(setTheme("WharfRed"), 0);
+        writeWharfSettings(session, {{"dockAppearance", appearance}}, {{themed, "application"}});
         const QImage empty = session.screenshot().convertToFormat(QImage::Format_RGB32);
         const quint32 xterm = startXterm(session, {"-geometry", "40x10+100+100"});
         ASSERT_NE(xterm, 0u);
         QProcess* wharf = session.startWharf();
         ASSERT_NE(wharf, nullptr);
         DockClient client(session);
-        ASSERT_TRUE(E2eSession::waitFor([&] { return client.items().size() >= 3; })); // the pin, the xterm, the Trash
+        ASSERT_TRUE(waitFor([&] { return client.items().size() >= 3; })); // the pin, the xterm, the Trash
         const auto dock = client.settledDock();
         ASSERT_TRUE(dock);
         const QImage shot = session.screenshot().convertToFormat(QImage::Format_RGB32);
@@ -71,11 +65,7 @@ TEST(DockWindows, ShelfIndicatorsAndIconsAreDrawnWhereTheFramesSayInLightAndDark
 
         // Running indicators: a dot on the shelf's lip under each running item's tile, and no dot
         // under the others (compared with a strip of the same lip a little to the side).
-        QSet<QString> running;
-        for (const QJsonValue& item : client.items()) {
-            if (!item.toObject()[QStringLiteral("pid")].isNull())
-                running << item.toObject()[QStringLiteral("id")].toString();
-        }
+        const QStringList running = client.itemIDs([](const auto& item) { return !item["pid"].isNull(); });
         ASSERT_FALSE(running.isEmpty());
         std::vector<QRectF> layoutFrames; // y up from the screen's bottom edge
         for (const QRectF& tile : dock->tiles)
@@ -96,32 +86,30 @@ TEST(DockWindows, ShelfIndicatorsAndIconsAreDrawnWhereTheFramesSayInLightAndDark
         const QPoint centre = dock->tiles[std::size_t(dock->ids.indexOf(themed))].center().toPoint();
         QColor shown;
         const auto shows = [&](const QColor& color) {
-            return E2eSession::waitFor([&] { return near(shown = session.screenshot().pixelColor(centre), color); }, 10000, 200);
+            return waitFor([&] { return near(shown = session.screenshot().pixelColor(centre), color); }, 10000, 200);
         };
         EXPECT_TRUE(shows(Qt::red)) << shown.name().toStdString();
-        ASSERT_EQ(setTheme(QStringLiteral("WharfBlue")), 0);
+        ASSERT_EQ(setTheme("WharfBlue"), 0);
         EXPECT_TRUE(shows(Qt::blue)) << shown.name().toStdString();
         // The xterm's tile leaves in frames drawn past Qt. Mapped again, the dock shows the last of
         // them, not the older picture Qt kept.
-        session.xdotool({QStringLiteral("windowkill"), QString::number(xterm)});
-        ASSERT_TRUE(E2eSession::waitFor([&] { return client.items().size() == 2; }));
+        session.xdotool({"windowkill", QString::number(xterm)});
+        ASSERT_TRUE(waitFor([&] { return client.items().size() == 2; }));
         ASSERT_TRUE(client.settledDock());
         const QRect dockArea(0, 1080 - 200, 1920, 200);
         const auto dockShot = [&] { return session.screenshot().copy(dockArea).convertToFormat(QImage::Format_RGB32); };
         QImage left = dockShot();
-        ASSERT_TRUE(E2eSession::waitFor([&] { return std::exchange(left, dockShot()) == left; }, 5000, 200));
-        const RunResult shownDocks = session.xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"),
-                                                      QStringLiteral("--pid"), QString::number(wharf->processId()),
-                                                      QStringLiteral("--name"), QStringLiteral("^Wharf$")});
-        for (const QString& window : shownDocks.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
-            session.xdotool({QStringLiteral("windowunmap"), QStringLiteral("--sync"), window});
-            session.xdotool({QStringLiteral("windowmap"), QStringLiteral("--sync"), window});
+        ASSERT_TRUE(waitFor([&] { return std::exchange(left, dockShot()) == left; }, 5000, 200));
+        const RunResult shownDocks = session.xdotool(
+            {"search", "--onlyvisible", "--pid", QString::number(wharf->processId()), "--name", "^Wharf$"});
+        for (const QString& window : shownDocks.out.split('\n', Qt::SkipEmptyParts)) {
+            session.xdotool({"windowunmap", "--sync", window});
+            session.xdotool({"windowmap", "--sync", window});
         }
-        EXPECT_TRUE(E2eSession::waitFor([&] { return dockShot() == left; }, 3000, 100)) << "the dock after mapping again";
+        EXPECT_TRUE(waitFor([&] { return dockShot() == left; }, 3000, 100)) << "the dock after mapping again";
 
     }
-    EXPECT_GT(shelfLightness[QStringLiteral("light")], shelfLightness[QStringLiteral("dark")] + 20)
-        << "the light shelf is lighter than the dark one";
+    EXPECT_GT(shelfLightness["light"], shelfLightness["dark"] + 20) << "the light shelf is lighter than the dark one";
 }
 
 // Without a compositor the dock window is clipped to what is drawn, and X delivers input only
@@ -132,18 +120,17 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
     E2eSession session({.compositor = false});
     WHARF_REQUIRE_SESSION(session);
     const QColor desktop(0x9f, 0xc8, 0xe8);
-    ASSERT_EQ(session.run(QStringLiteral(ROOT_BACKGROUND), {desktop.name()}).exitCode, 0);
+    ASSERT_EQ(session.run(ROOT_BACKGROUND, {desktop.name()}).exitCode, 0);
     // A white terminal under the left of the dock window: without a compositor translucent pixels
     // would turn it black. It must stay there, so windows are not kept clear of the dock here.
-    writeWharfSettings(session, {{QStringLiteral("keepWindowsAboveDock"), false},
-                                 {QStringLiteral("restingIconSize"), 58}});
-    session.start(QStringLiteral("xclock"), {QStringLiteral("-geometry"), QStringLiteral("100x100+600+100")});
+    writeWharfSettings(session, {{"keepWindowsAboveDock", false}, {"restingIconSize", 58}});
+    session.start("xclock", {"-geometry", "100x100+600+100"});
     ASSERT_NE(startXterm(session, {"-geometry", "40x70+0+100"}), 0u);
-    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("xclock")));
+    ASSERT_TRUE(session.waitForClientWindow("xclock"));
     QProcess* wharf = session.startWharf();
     ASSERT_NE(wharf, nullptr);
     DockClient client(session);
-    ASSERT_TRUE(E2eSession::waitFor([&] { return client.items().size() >= 3; }));
+    ASSERT_TRUE(waitFor([&] { return client.items().size() >= 3; }));
     const auto dock = client.settledDock();
     ASSERT_TRUE(dock);
     const int count = int(dock->tiles.size());
@@ -162,7 +149,7 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
     const QPoint point = center(dock->tiles[target]);
     movePointer(session, point);
     std::optional<DockInfo> magnified;
-    ASSERT_TRUE(E2eSession::waitFor([&] {
+    ASSERT_TRUE(waitFor([&] {
         magnified = client.settledDock();
         return magnified && magnified->hoveredIndex == target
             && magnified->tiles[target].width() > dock->tiles[target].width() * 1.3;
@@ -170,31 +157,27 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
     ASSERT_EQ(int(magnified->tiles.size()), count);
     const QRectF tile = magnified->tiles[target];
     const auto windowUnderPointer = [&] {
-        const QString under = session.xdotool({QStringLiteral("getmouselocation"), QStringLiteral("--shell")}).out;
-        const QString window = under.section(QStringLiteral("WINDOW="), 1).section(QLatin1Char('\n'), 0, 0);
-        return session.run(QStringLiteral("xwininfo"), {QStringLiteral("-id"), window}).out;
+        const QString under = session.xdotool({"getmouselocation", "--shell"}).out;
+        const QString window = under.section("WINDOW=", 1).section('\n', 0, 0);
+        return session.run("xwininfo", {"-id", window}).out;
     };
     // The hover label above it shows (its dark title over the white terminal) and takes no input:
     // the pointer on it is in the terminal, out of the dock, and the hover ends.
     const QRect label(int(tile.center().x()) - 20, int(tile.top()) - 36, 40, 26);
-    EXPECT_TRUE(E2eSession::waitFor([&] {
+    EXPECT_TRUE(waitFor([&] {
         const QImage shot = session.screenshot();
-        int dark = 0;
-        for (int y = label.top(); y <= label.bottom(); ++y)
-            for (int x = label.left(); x <= label.right(); ++x)
-                dark += qGray(shot.pixel(x, y)) < 100;
-        return dark > 10;
+        return countPixels(label, [&](QPoint p) { return qGray(shot.pixel(p)) < 100; }) > 10;
     })) << "the label's title on screen";
     movePointer(session, label.center());
-    EXPECT_FALSE(windowUnderPointer().contains(QStringLiteral("Height: 340"))) << "the label takes no input";
-    EXPECT_TRUE(E2eSession::waitFor([&] { return client.hoveredIndex() == -1; })) << "hover ends on the label";
+    EXPECT_FALSE(windowUnderPointer().contains("Height: 340")) << "the label takes no input";
+    EXPECT_TRUE(waitFor([&] { return client.hoveredIndex() == -1; })) << "hover ends on the label";
     movePointer(session, point);
-    ASSERT_TRUE(E2eSession::waitFor([&] { return client.hoveredIndex() == target; }));
+    ASSERT_TRUE(waitFor([&] { return client.hoveredIndex() == target; }));
     // While the row moves, the dock follows the pointer without motion events of its own: a move
     // back right after one to the next icon is seen too.
     movePointer(session, center(magnified->tiles[target - 1]));
     movePointer(session, point);
-    EXPECT_TRUE(E2eSession::waitFor([&] {
+    EXPECT_TRUE(waitFor([&] {
         const auto now = client.settledDock();
         return now && now->hoveredIndex == target;
     })) << "hovered " << client.hoveredIndex();
@@ -203,33 +186,30 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
     movePointer(session, QPoint(int(tile.left()) + 2, int(tile.top()) + 2));
     ASSERT_TRUE(client.settledDock()) << "the row settles around the corner";
     const QString geometry = windowUnderPointer();
-    EXPECT_TRUE(geometry.contains(QStringLiteral("Height: 340"))) << geometry.toStdString();
+    EXPECT_TRUE(geometry.contains("Height: 340")) << geometry.toStdString();
     // Leaving through it ends the hover and brings the row back to rest.
     movePointer(session, QPoint(960, 200));
-    EXPECT_TRUE(E2eSession::waitFor([&] {
+    EXPECT_TRUE(waitFor([&] {
         const auto now = client.settledDock();
         return now && !now->hoveredIndex && int(now->tiles.size()) == count
             && std::abs(now->tiles[target].width() - dock->tiles[target].width()) < 0.5;
     })) << "the hover ends and the row is back at rest; hovered " << client.hoveredIndex();
 
-    QProcess* compositor = session.start(QStringLiteral("xcompmgr"));
-    ASSERT_TRUE(waitForLog(*wharf, log, QStringLiteral("Compositing manager running"))) << log.toStdString();
-    ASSERT_TRUE(E2eSession::waitFor([&] { return session.screenshot().pixelColor(icon) != desktop; }, 3000));
+    QProcess* compositor = session.start("xcompmgr");
+    ASSERT_TRUE(waitForLog(*wharf, log, "Compositing manager running")) << log.toStdString();
+    ASSERT_TRUE(waitFor([&] { return session.screenshot().pixelColor(icon) != desktop; }, 3000));
     const QImage blended = session.screenshot();
     EXPECT_EQ(blended.pixelColor(clear), white) << "translucent, and still nothing drawn far from the shelf";
     // Icon edges blended against black come out darker than the icon and the desktop both; blended
     // against the desktop they match what the compositor makes of them.
     int darker = 0;
-    for (const QRectF& t : dock->tiles) {
-        const QRect r = t.toAlignedRect().intersected(plain.rect());
-        for (int y = r.top(); y <= r.bottom(); ++y)
-            for (int x = r.left(); x <= r.right(); ++x)
-                darker += qGray(plain.pixel(x, y)) + 24 < qGray(blended.pixel(x, y));
-    }
+    const auto isDarker = [&](QPoint p) { return qGray(plain.pixel(p)) + 24 < qGray(blended.pixel(p)); };
+    for (const QRectF& t : dock->tiles)
+        darker += countPixels(t.toAlignedRect().intersected(plain.rect()), isDarker);
     EXPECT_LE(darker, 10) << "dark fringes around the icons without a compositor";
 
     E2eSession::stop(compositor);
-    EXPECT_TRUE(waitForLog(*wharf, log, QStringLiteral("Compositing manager gone"))) << log.toStdString();
+    EXPECT_TRUE(waitForLog(*wharf, log, "Compositing manager gone")) << log.toStdString();
 }
 
 // An X server without the Composite extension keeps no window's pixels for it: what a window
@@ -246,18 +226,17 @@ TEST(DockWindows, WhatAWindowPassingOverTheDockUncoversIsDrawnAgain)
                             .toAlignedRect().adjusted(-20, -10, 20, 40).intersected(QRect(0, 0, 1920, 1080));
     const auto shelfShot = [&] { return session.screenshot().copy(shelf).convertToFormat(QImage::Format_RGB32); };
     QImage atRest = shelfShot();
-    ASSERT_TRUE(E2eSession::waitFor([&] { return std::exchange(atRest, shelfShot()) == atRest; }, 5000, 200));
-    QProcess* passing = session.start(QStringLiteral("xterm"), {QStringLiteral("-xrm"), QStringLiteral("*overrideRedirect: true"),
-                                                                QStringLiteral("-geometry"), QStringLiteral("200x20+0+100")});
+    ASSERT_TRUE(waitFor([&] { return std::exchange(atRest, shelfShot()) == atRest; }, 5000, 200));
+    QProcess* passing = session.start("xterm", {"-xrm", "*overrideRedirect: true", "-geometry", "200x20+0+100"});
     QString passer;
-    ASSERT_TRUE(E2eSession::waitFor([&] {
-        passer = session.xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--pid"),
+    ASSERT_TRUE(waitFor([&] {
+        passer = session.xdotool({"search", "--onlyvisible", "--pid",
                                   QString::number(passing->processId())}).out.trimmed();
         return !passer.isEmpty();
     }));
     for (const int y : {700, 850, 1000, 800, 100})
-        session.xdotool({QStringLiteral("windowmove"), QStringLiteral("--sync"), passer, QStringLiteral("0"), QString::number(y)});
-    EXPECT_TRUE(E2eSession::waitFor([&] { return shelfShot() == atRest; }, 3000));
+        session.xdotool({"windowmove", "--sync", passer, "0", QString::number(y)});
+    EXPECT_TRUE(waitFor([&] { return shelfShot() == atRest; }, 3000));
 }
 
 // icewm keeps its task bar along the bottom edge: the dock sits on top of it instead of over it.
@@ -265,19 +244,16 @@ TEST(DockWindows, UnderIcewmTheDockSitsAboveItsTaskBar)
 {
     E2eSession session({.windowManager = false});
     WHARF_REQUIRE_SESSION(session);
-    if (QStandardPaths::findExecutable(QStringLiteral("icewm")).isEmpty())
+    if (QStandardPaths::findExecutable("icewm").isEmpty())
         GTEST_SKIP() << "icewm is not installed";
-    session.start(QStringLiteral("icewm"));
-    ASSERT_TRUE(E2eSession::waitFor([&] {
-        return session.xprop({QStringLiteral("-root"), QStringLiteral("_NET_WORKAREA")}).contains(QLatin1Char('='));
-    }));
+    session.start("icewm");
+    ASSERT_TRUE(waitFor([&] { return session.xprop({"-root", "_NET_WORKAREA"}).contains('='); }));
     const auto taskBarHeight = [&] {
         // The bottom edge the task bar reserves, from the work area icewm publishes before Wharf runs.
-        const QStringList v = session.xprop({QStringLiteral("-root"), QStringLiteral("_NET_WORKAREA")})
-                                  .section(QLatin1Char('='), 1).split(QLatin1Char(','));
+        const QStringList v = session.xprop({"-root", "_NET_WORKAREA"}).section('=', 1).split(',');
         return v.size() >= 4 ? 1080 - (v[1].trimmed().toInt() + v[3].trimmed().toInt()) : -1;
     };
-    ASSERT_TRUE(E2eSession::waitFor([&] { return taskBarHeight() > 0; })) << "icewm shows its task bar";
+    ASSERT_TRUE(waitFor([&] { return taskBarHeight() > 0; })) << "icewm shows its task bar";
     const int taskBar = taskBarHeight();
 
     ASSERT_NE(session.startWharf(), nullptr);

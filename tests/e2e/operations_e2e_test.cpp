@@ -16,8 +16,6 @@
 
 #include <gtest/gtest.h>
 
-#include <optional>
-
 #include <unistd.h>
 
 namespace wharf::e2e {
@@ -27,22 +25,15 @@ namespace {
 QJsonObject alertWhenShown(DockClient& client)
 {
     QJsonObject shown;
-    E2eSession::waitFor([&] { return (shown = client.object(QStringLiteral("Alert")))[QStringLiteral("open")].toBool(); });
+    waitFor([&] { return (shown = client.object("Alert"))["open"].toBool(); });
     return shown;
 }
 
 // Waits until the Trash tile is `full` or not.
 bool trashBecomes(DockClient& client, bool full)
 {
-    return E2eSession::waitFor([&] {
-        const auto trash = client.item(QStringLiteral("kind"), QStringLiteral("trash"));
-        return trash && (*trash)[QStringLiteral("full")].toBool() == full;
-    }, 3000);
-}
-
-void pin(E2eSession& session, const std::vector<std::pair<QString, QString>>& pins)
-{
-    writeWharfSettings(session, {{QStringLiteral("Wharf.pinnedItems.v1"), pinnedItems(pins)}});
+    const auto matches = [&](const auto& trash) { return trash["full"].toBool() == full; };
+    return client.itemWhen("kind", "trash", matches, 3000).has_value();
 }
 
 // A window manager other than the session's openbox, started in its place.
@@ -59,86 +50,77 @@ class Activation : public testing::TestWithParam<WindowManager> {};
 TEST_P(Activation, AClickBringsARunningProgramBackAndStartsAPinnedOne)
 {
     const WindowManager& wm = GetParam();
-    const bool openbox = QLatin1String(wm.program) == QLatin1String("openbox");
-    if (!openbox && QStandardPaths::findExecutable(QLatin1String(wm.program)).isEmpty())
+    const bool openbox = QString(wm.program) == "openbox";
+    if (!openbox && QStandardPaths::findExecutable(wm.program).isEmpty())
         GTEST_SKIP() << wm.program << " is not installed (scripts/install-deps.sh installs it)";
     E2eSession session({.windowManager = openbox, .compositor = openbox});
     WHARF_REQUIRE_SESSION(session);
     if (!openbox) {
-        session.setEnv(QStringLiteral("KWIN_COMPOSE"), QStringLiteral("N"));
-        session.setEnv(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
-        QProcess* manager = session.start(QLatin1String(wm.program), wm.args);
-        session.unsetEnv(QStringLiteral("QT_QPA_PLATFORM"));
-        const bool up = E2eSession::waitFor(
-            [&] {
-                return manager->state() == QProcess::Running
-                    && session.xprop({QStringLiteral("-root"), QStringLiteral("_NET_SUPPORTING_WM_CHECK")})
-                           .contains(QStringLiteral("window id"));
-            },
-            30000, 100);
+        session.setEnv("KWIN_COMPOSE", "N");
+        session.setEnv("QT_QPA_PLATFORM", "xcb");
+        QProcess* manager = session.start(wm.program, wm.args);
+        session.unsetEnv("QT_QPA_PLATFORM");
+        const bool up = waitFor([&] {
+            return manager->state() == QProcess::Running
+                && session.xprop({"-root", "_NET_SUPPORTING_WM_CHECK"}).contains("window id");
+        }, 30000, 100);
         if (!up)
             GTEST_SKIP() << wm.program << " cannot start here: "
                          << QString::fromLocal8Bit(manager->readAllStandardError()).right(600).toStdString();
     }
 
     const QString entry = session.writeDesktopEntry(
-        QStringLiteral("testterm.desktop"),
-        QStringLiteral("[Desktop Entry]\nType=Application\nName=Test Terminal\nExec=xterm -class TestTerm -geometry "
-                       "40x10+300+300\nStartupWMClass=TestTerm\nStartupNotify=true\nIcon=utilities-terminal\n"));
-    pin(session, {{entry, QStringLiteral("application")}});
+        "testterm", "Test Terminal", "xterm -class TestTerm -geometry 40x10+300+300",
+        "StartupWMClass=TestTerm\nStartupNotify=true\nIcon=utilities-terminal\n");
+    writeWharfSettings(session, {}, {{entry, "application"}});
     const quint32 xterm = startXterm(session, {"-geometry", "40x10+100+100"});
     ASSERT_NE(xterm, 0u);
     ASSERT_NE(session.startWharf(), nullptr);
     DockClient client(session);
     ASSERT_TRUE(client.settledDock());
 
-    std::optional<QJsonObject> running;
-    ASSERT_TRUE(E2eSession::waitFor([&] {
-        return (running = client.item(QStringLiteral("pid"), windowPid(session, xterm))).has_value();
-    }));
-    const QString xtermID = (*running)[QStringLiteral("id")].toString();
+    const auto running = client.itemWhen("pid", windowPid(session, xterm));
+    ASSERT_TRUE(running);
+    const QString xtermID = (*running)["id"].toString();
 
     // Minimized: the item is hidden; a click restores the window and gives it the focus.
-    session.xdotool({QStringLiteral("windowminimize"), QString::number(xterm)});
-    ASSERT_TRUE(E2eSession::waitFor([&] {
-        const auto item = client.item(QStringLiteral("id"), xtermID);
-        return isIconic(session, xterm) && item && (*item)[QStringLiteral("hidden")].toBool();
+    session.xdotool({"windowminimize", QString::number(xterm)});
+    ASSERT_TRUE(client.itemWhen("id", xtermID, [&](const auto& item) {
+        return isIconic(session, xterm) && item["hidden"].toBool();
     }));
-    EXPECT_TRUE(client.succeeds(QStringLiteral("Activate"), {xtermID}));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterm && !isIconic(session, xterm); }))
+    EXPECT_TRUE(client.succeeds("Activate", {xtermID}));
+    EXPECT_TRUE(waitFor([&] { return activeWindow(session) == xterm && !isIconic(session, xterm); }))
         << "active " << activeWindow(session) << " want " << xterm;
-    EXPECT_TRUE(E2eSession::waitFor([&] {
-        const auto item = client.item(QStringLiteral("id"), xtermID);
-        return item && (*item)[QStringLiteral("active")].toBool() && !(*item)[QStringLiteral("hidden")].toBool();
+    EXPECT_TRUE(client.itemWhen("id", xtermID, [](const auto& item) {
+        return item["active"].toBool() && !item["hidden"].toBool();
     }));
 
     // The pinned entry is not running: a click starts it, its tile gets its process, and its
     // window gets the focus.
     const QString entryID = QFileInfo(entry).canonicalFilePath();
-    const auto pinned = client.item(QStringLiteral("id"), entryID);
+    const auto pinned = client.item("id", entryID);
     ASSERT_TRUE(pinned);
-    EXPECT_TRUE((*pinned)[QStringLiteral("pid")].isNull());
-    EXPECT_TRUE(client.succeeds(QStringLiteral("Activate"), {entryID}));
-    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("TestTerm"), 15000));
-    const quint32 launched = session.clientWindows(QStringLiteral("TestTerm")).front();
-    EXPECT_TRUE(E2eSession::waitFor([&] {
-        const auto item = client.item(QStringLiteral("id"), entryID);
-        return item && (*item)[QStringLiteral("pid")].toInteger() == windowPid(session, launched);
+    EXPECT_TRUE((*pinned)["pid"].isNull());
+    EXPECT_TRUE(client.succeeds("Activate", {entryID}));
+    ASSERT_TRUE(session.waitForClientWindow("TestTerm", 15000));
+    const quint32 launched = session.clientWindows("TestTerm").front();
+    EXPECT_TRUE(client.itemWhen("id", entryID, [&](const auto& item) {
+        return item["pid"].toInteger() == windowPid(session, launched);
     })) << QJsonDocument(client.items()).toJson().toStdString();
-    EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == launched; }));
+    EXPECT_TRUE(waitFor([&] { return activeWindow(session) == launched; }));
     // Clicking the xterm again takes the focus back from the new window.
-    EXPECT_TRUE(client.succeeds(QStringLiteral("Activate"), {xtermID}));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterm; }));
+    EXPECT_TRUE(client.succeeds("Activate", {xtermID}));
+    EXPECT_TRUE(waitFor([&] { return activeWindow(session) == xterm; }));
     // The running xterm and the started TestTerm (an xterm too); the click started no other.
-    EXPECT_EQ(session.clientWindows(QStringLiteral("xterm")).size(), 2u);
-    EXPECT_FALSE(client.succeeds(QStringLiteral("Activate"), {QStringLiteral("/no/such/item")}));
+    EXPECT_EQ(session.clientWindows("xterm").size(), 2u);
+    EXPECT_FALSE(client.succeeds("Activate", {"/no/such/item"}));
 }
 
 INSTANTIATE_TEST_SUITE_P(
     WindowManagers, Activation,
     testing::Values(WindowManager{"openbox", "openbox", {}},
-                    WindowManager{"mutter", "mutter", {QStringLiteral("--x11"), QStringLiteral("--replace")}},
-                    WindowManager{"kwin", "kwin_x11", {QStringLiteral("--replace")}}),
+                    WindowManager{"mutter", "mutter", {"--x11", "--replace"}},
+                    WindowManager{"kwin", "kwin_x11", {"--replace"}}),
     [](const auto& info) { return std::string(info.param.name); });
 
 // Records the file manager's ShowItems calls.
@@ -149,7 +131,7 @@ public:
     QString introspect(const QString&) const override { return {}; }
     bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override
     {
-        if (message.member() != QLatin1String("ShowItems"))
+        if (message.member() != "ShowItems")
             return false;
         shown << message.arguments().value(0).toStringList();
         connection.send(message.createReply());
@@ -161,27 +143,24 @@ TEST(Operations, TheTrashShowInFilesDropsOntoFoldersAndKeepingAProgramWithoutAnE
 {
     E2eSession session;
     WHARF_REQUIRE_SESSION(session);
-    const QString note = session.home() + QStringLiteral("/note.txt");
-    writeFile(note);
-    const QString inbox = session.home() + QStringLiteral("/Inbox");
-    const QString locked = session.home() + QStringLiteral("/Locked");
-    const QString source = session.home() + QStringLiteral("/Desk");
-    writeFile(inbox + QStringLiteral("/kept.txt"));
-    writeFile(source + QStringLiteral("/a.txt"), "a");
-    writeFile(source + QStringLiteral("/sub/b.txt"), "b");
+    const QString note = writeFile(session.home() + "/note.txt");
+    const QString inbox = session.home() + "/Inbox";
+    const QString locked = session.home() + "/Locked";
+    const QString source = session.home() + "/Desk";
+    writeFile(inbox + "/kept.txt");
+    writeFile(source + "/a.txt", "a");
+    writeFile(source + "/sub/b.txt", "b");
     // Read-only, and (for root, whom permissions do not stop) already holding a "c.txt".
-    writeFile(locked + QStringLiteral("/c.txt"), "old");
+    writeFile(locked + "/c.txt", "old");
     QFile::setPermissions(locked, QFile::ReadOwner | QFile::ExeOwner);
-    pin(session, {{note, QStringLiteral("file")}, {inbox, QStringLiteral("folder")}, {locked, QStringLiteral("folder")}});
-    const QString trash = session.dataHome() + QStringLiteral("/Trash");
-    writeFile(trash + QStringLiteral("/files/old.txt"));
-    writeFile(trash + QStringLiteral("/info/old.txt.trashinfo"), "[Trash Info]\nPath=/tmp/old.txt\nDeletionDate=2024-01-01T00:00:00\n");
+    writeWharfSettings(session, {}, {{note, "file"}, {inbox, "folder"}, {locked, "folder"}});
+    const QString trash = session.dataHome() + "/Trash";
+    writeFile(trash + "/files/old.txt");
+    writeFile(trash + "/info/old.txt.trashinfo", "[Trash Info]\nPath=/tmp/old.txt\nDeletionDate=2024-01-01T00:00:00\n");
     // A program without a desktop entry, with a window icon of its own.
-    QProcess* band = session.start(QStringLiteral(BAND_CLIENT), {QStringLiteral("200"), QStringLiteral("200"),
-                                                                 QStringLiteral("150"), QStringLiteral("100"),
-                                                                 QStringLiteral("--red-icon")});
-    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("BandClient")));
-    const quint32 loose = session.clientWindows(QStringLiteral("BandClient")).front();
+    QProcess* band = session.start(BAND_CLIENT, {"200", "200", "150", "100", "--red-icon"});
+    ASSERT_TRUE(session.waitForClientWindow("BandClient"));
+    const quint32 loose = session.clientWindows("BandClient").front();
     const QByteArray looseCommand = readFile(QStringLiteral("/proc/%1/cmdline").arg(windowPid(session, loose)));
     QProcess* wharf = session.startWharf();
     ASSERT_NE(wharf, nullptr);
@@ -191,79 +170,73 @@ TEST(Operations, TheTrashShowInFilesDropsOntoFoldersAndKeepingAProgramWithoutAnE
     const QString noteID = QFileInfo(note).canonicalFilePath();
 
     // "Empty Trash…" asks first; Return chooses "Cancel" and nothing is erased.
-    ASSERT_TRUE(client.succeeds(QStringLiteral("ChooseMenuItem"), {QStringLiteral("wharf.trash"), QStringLiteral("Empty Trash…")}));
-    EXPECT_EQ(alertWhenShown(client)[QStringLiteral("defaultButton")].toString(), "Cancel");
-    ASSERT_TRUE(E2eSession::waitFor([&] { return windowPid(session, activeWindow(session)) == wharf->processId(); }))
+    ASSERT_TRUE(client.succeeds("ChooseMenuItem", {"wharf.trash", "Empty Trash…"}));
+    EXPECT_EQ(alertWhenShown(client)["defaultButton"].toString(), "Cancel");
+    ASSERT_TRUE(waitFor([&] { return windowPid(session, activeWindow(session)) == wharf->processId(); }))
         << "the alert has the keyboard";
-    session.xdotool({QStringLiteral("key"), QStringLiteral("Return")});
-    EXPECT_TRUE(E2eSession::waitFor([&] { return !client.object(QStringLiteral("Alert"))[QStringLiteral("open")].toBool(); }));
-    EXPECT_TRUE(QFileInfo::exists(trash + QStringLiteral("/files/old.txt")));
+    session.xdotool({"key", "Return"});
+    EXPECT_TRUE(waitFor([&] { return !client.object("Alert")["open"].toBool(); }));
+    EXPECT_TRUE(QFileInfo::exists(trash + "/files/old.txt"));
     EXPECT_TRUE(trashBecomes(client, true));
 
     // Emptied over D-Bus; a file that is not there names the first failure.
-    EXPECT_EQ(QDBusReply<QString>(client.call(QStringLiteral("EmptyTrash"))).value(), QString());
+    EXPECT_EQ(QDBusReply<QString>(client.call("EmptyTrash")).value(), QString());
     EXPECT_TRUE(trashBecomes(client, false));
-    EXPECT_FALSE(QFileInfo::exists(trash + QStringLiteral("/files/old.txt")));
-    const QDBusReply<QString> missing =
-        client.call(QStringLiteral("MoveToTrash"), {QStringList{session.home() + QStringLiteral("/nothing")}});
-    EXPECT_TRUE(missing.value().startsWith(QStringLiteral("nothing: "))) << missing.value().toStdString();
+    EXPECT_FALSE(QFileInfo::exists(trash + "/files/old.txt"));
+    const QDBusReply<QString> missing = client.call("MoveToTrash", {QStringList{session.home() + "/nothing"}});
+    EXPECT_TRUE(missing.value().startsWith("nothing: ")) << missing.value().toStdString();
 
     // "Show in Files" asks the file manager over D-Bus to select the file.
     FileManagerDouble fileManager;
     QDBusConnection bus = session.bus();
-    ASSERT_TRUE(bus.registerVirtualObject(QStringLiteral("/org/freedesktop/FileManager1"), &fileManager));
-    ASSERT_TRUE(bus.registerService(QStringLiteral("org.freedesktop.FileManager1")));
-    ASSERT_TRUE(client.succeeds(QStringLiteral("ChooseMenuItem"), {noteID, QStringLiteral("Show in Files")}));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return !fileManager.shown.isEmpty(); }));
+    ASSERT_TRUE(bus.registerVirtualObject("/org/freedesktop/FileManager1", &fileManager));
+    ASSERT_TRUE(bus.registerService("org.freedesktop.FileManager1"));
+    ASSERT_TRUE(client.succeeds("ChooseMenuItem", {noteID, "Show in Files"}));
+    EXPECT_TRUE(waitFor([&] { return !fileManager.shown.isEmpty(); }));
     EXPECT_EQ(fileManager.shown, QStringList{QUrl::fromLocalFile(noteID).toString()});
-    bus.unregisterService(QStringLiteral("org.freedesktop.FileManager1"));
+    bus.unregisterService("org.freedesktop.FileManager1");
 
     const QString inboxID = QFileInfo(inbox).canonicalFilePath();
     const auto drop = [&](const QStringList& paths, const QString& id, bool copy = false) {
-        return client.succeeds(QStringLiteral("Drop"), {paths, id, copy});
+        return client.succeeds("Drop", {paths, id, copy});
     };
     // Onto a folder: copied with its contents, or moved; a file already there is left alone.
-    EXPECT_TRUE(drop({source + QStringLiteral("/sub")}, inboxID, true));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return readFile(inbox + QStringLiteral("/sub/b.txt")) == "b"; }));
-    EXPECT_TRUE(QFileInfo::exists(source + QStringLiteral("/sub/b.txt")));
-    EXPECT_TRUE(drop({source + QStringLiteral("/a.txt"), inbox + QStringLiteral("/kept.txt")}, inboxID));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return readFile(inbox + QStringLiteral("/a.txt")) == "a"; }));
-    EXPECT_FALSE(QFileInfo::exists(source + QStringLiteral("/a.txt")));
-    EXPECT_TRUE(QFileInfo::exists(inbox + QStringLiteral("/kept.txt")));
-    EXPECT_FALSE(client.object(QStringLiteral("Alert"))[QStringLiteral("open")].toBool()) << "a file dropped onto its own folder is skipped";
+    EXPECT_TRUE(drop({source + "/sub"}, inboxID, true));
+    EXPECT_TRUE(waitFor([&] { return readFile(inbox + "/sub/b.txt") == "b"; }));
+    EXPECT_TRUE(QFileInfo::exists(source + "/sub/b.txt"));
+    EXPECT_TRUE(drop({source + "/a.txt", inbox + "/kept.txt"}, inboxID));
+    EXPECT_TRUE(waitFor([&] { return readFile(inbox + "/a.txt") == "a"; }));
+    EXPECT_FALSE(QFileInfo::exists(source + "/a.txt"));
+    EXPECT_TRUE(QFileInfo::exists(inbox + "/kept.txt"));
+    EXPECT_FALSE(client.object("Alert")["open"].toBool()) << "a file dropped onto its own folder is skipped";
 
     // A folder that cannot take them leaves the sources where they were; a vanished file says so.
-    writeFile(source + QStringLiteral("/c.txt"), "new");
-    EXPECT_TRUE(drop({source + QStringLiteral("/c.txt"), source + QStringLiteral("/gone.txt")},
-                            QFileInfo(locked).canonicalFilePath()));
+    writeFile(source + "/c.txt", "new");
+    EXPECT_TRUE(drop({source + "/c.txt", source + "/gone.txt"}, QFileInfo(locked).canonicalFilePath()));
     const QJsonObject alert = alertWhenShown(client);
-    EXPECT_EQ(alert[QStringLiteral("text")].toString(), "Some items couldn’t be moved");
-    const QStringList lines = alert[QStringLiteral("informativeText")].toString().split(QStringLiteral("\n\n"));
-    ASSERT_EQ(lines.size(), 2) << alert[QStringLiteral("informativeText")].toString().toStdString();
-    EXPECT_TRUE(lines[0].startsWith(QStringLiteral("c.txt: "))) << lines[0].toStdString();
+    EXPECT_EQ(alert["text"].toString(), "Some items couldn’t be moved");
+    const QStringList lines = alert["informativeText"].toString().split("\n\n");
+    ASSERT_EQ(lines.size(), 2) << alert["informativeText"].toString().toStdString();
+    EXPECT_TRUE(lines[0].startsWith("c.txt: ")) << lines[0].toStdString();
     EXPECT_EQ(lines[1], "gone.txt: The file no longer exists.");
-    EXPECT_EQ(readFile(source + QStringLiteral("/c.txt")), "new");
-    EXPECT_EQ(readFile(locked + QStringLiteral("/c.txt")), "old");
-    EXPECT_TRUE(client.succeeds(QStringLiteral("AnswerAlert"), {QStringLiteral("OK")}));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return !client.object(QStringLiteral("Alert"))[QStringLiteral("open")].toBool(); }));
+    EXPECT_EQ(readFile(source + "/c.txt"), "new");
+    EXPECT_EQ(readFile(locked + "/c.txt"), "old");
+    EXPECT_TRUE(client.succeeds("AnswerAlert", {"OK"}));
+    EXPECT_TRUE(waitFor([&] { return !client.object("Alert")["open"].toBool(); }));
 
     // A running program without an entry is kept through one written for it.
-    std::optional<QJsonObject> program;
-    ASSERT_TRUE(E2eSession::waitFor([&] {
-        return (program = client.item(QStringLiteral("pid"), windowPid(session, loose))).has_value();
-    }));
-    const QString programID = (*program)[QStringLiteral("id")].toString();
-    ASSERT_TRUE(client.succeeds(QStringLiteral("ChooseMenuItem"), {programID, QStringLiteral("Options/Keep in Dock")}));
-    const QString written = session.dataHome() + QStringLiteral("/applications/wharf-bandclient.desktop");
-    std::optional<QJsonObject> kept;
-    ASSERT_TRUE(E2eSession::waitFor([&] {
-        kept = client.item(QStringLiteral("pid"), windowPid(session, loose));
-        return kept && (*kept)[QStringLiteral("pinned")].toBool();
-    })) << QJsonDocument(client.items()).toJson().toStdString();
-    EXPECT_EQ((*kept)[QStringLiteral("id")].toString(), QFileInfo(written).canonicalFilePath());
+    const auto program = client.itemWhen("pid", windowPid(session, loose));
+    ASSERT_TRUE(program);
+    const QString programID = (*program)["id"].toString();
+    ASSERT_TRUE(client.succeeds("ChooseMenuItem", {programID, "Options/Keep in Dock"}));
+    const QString written = session.dataHome() + "/applications/wharf-bandclient.desktop";
+    const auto kept =
+        client.itemWhen("pid", windowPid(session, loose), [](const auto& item) { return item["pinned"].toBool(); });
+    ASSERT_TRUE(kept) << QJsonDocument(client.items()).toJson().toStdString();
+    EXPECT_EQ((*kept)["id"].toString(), QFileInfo(written).canonicalFilePath());
     const QByteArray entryText = readFile(written);
     EXPECT_TRUE(entryText.contains("StartupWMClass=BandClient")) << entryText.toStdString();
-    const QString icon = QString::fromUtf8(entryText).section(QStringLiteral("Icon="), 1).section(QLatin1Char('\n'), 0, 0);
+    const QString icon = QString::fromUtf8(entryText).section("Icon=", 1).section('\n', 0, 0);
     const QImage saved(icon);
     ASSERT_FALSE(saved.isNull()) << "the window icon, saved: " << icon.toStdString();
     EXPECT_EQ(saved.pixelColor(saved.width() / 2, saved.height() / 2), QColor(Qt::red));
@@ -272,49 +245,43 @@ TEST(Operations, TheTrashShowInFilesDropsOntoFoldersAndKeepingAProgramWithoutAnE
     EXPECT_TRUE(client.quit());
     EXPECT_EQ(E2eSession::stop(wharf, 10000), 0);
     E2eSession::stop(band);
-    ASSERT_TRUE(E2eSession::waitFor([&] { return session.clientWindows(QStringLiteral("BandClient")).empty(); }));
+    ASSERT_TRUE(waitFor([&] { return session.clientWindows("BandClient").empty(); }));
     ASSERT_NE(session.startWharf(), nullptr);
     ASSERT_TRUE(client.settledDock());
     const QString keptID = QFileInfo(written).canonicalFilePath();
-    const auto restarted = client.item(QStringLiteral("id"), keptID);
+    const auto restarted = client.item("id", keptID);
     ASSERT_TRUE(restarted);
-    EXPECT_TRUE((*restarted)[QStringLiteral("pinned")].toBool());
-    EXPECT_TRUE(client.succeeds(QStringLiteral("Activate"), {keptID}));
-    ASSERT_TRUE(session.waitForClientWindow(QStringLiteral("BandClient"), 15000));
-    const qint64 again = windowPid(session, session.clientWindows(QStringLiteral("BandClient")).front());
+    EXPECT_TRUE((*restarted)["pinned"].toBool());
+    EXPECT_TRUE(client.succeeds("Activate", {keptID}));
+    ASSERT_TRUE(session.waitForClientWindow("BandClient", 15000));
+    const qint64 again = windowPid(session, session.clientWindows("BandClient").front());
     EXPECT_EQ(readFile(QStringLiteral("/proc/%1/cmdline").arg(again)), looseCommand);
 
     // A small ext4 volume: GIO trashes on real disk file systems only (not on tmpfs).
-    const QString volume = session.root() + QStringLiteral("/volume");
+    const QString volume = session.root() + "/volume";
     QDir().mkpath(volume);
-    const QString image = session.root() + QStringLiteral("/volume.img");
+    const QString image = session.root() + "/volume.img";
     QFile(image).open(QIODevice::WriteOnly);
     QFile(image).resize(8 << 20);
-    const QString mkfs = QStandardPaths::findExecutable(QStringLiteral("mkfs.ext4"), {QStringLiteral("/usr/sbin"), QStringLiteral("/sbin")});
-    const RunResult formatted = session.run(mkfs.isEmpty() ? QStringLiteral("mkfs.ext4") : mkfs, {QStringLiteral("-q"), QStringLiteral("-F"), image});
-    const RunResult mounted = formatted.exitCode == 0
-        ? session.run(QStringLiteral("mount"), {QStringLiteral("-o"), QStringLiteral("loop"), image, volume})
-        : formatted;
+    const QString mkfs = QStandardPaths::findExecutable("mkfs.ext4", {"/usr/sbin", "/sbin"});
+    const RunResult formatted = session.run(mkfs.isEmpty() ? "mkfs.ext4" : mkfs, {"-q", "-F", image});
+    const RunResult mounted = formatted.exitCode == 0 ? session.run("mount", {"-o", "loop", image, volume}) : formatted;
     if (mounted.exitCode != 0)
         GTEST_SKIP() << "this machine does not allow mounting a volume: " << mounted.err.toStdString();
     struct Unmount {
         E2eSession& session;
         QString path;
         bool done = false;
-        void now()
-        {
-            if (!done)
-                done = session.run(QStringLiteral("umount"), {path}).exitCode == 0;
-        }
+        void now() { done = done || session.run("umount", {path}).exitCode == 0; }
         ~Unmount() { now(); }
     } unmount{session, volume};
 
     // Another program trashes a file there (GIO, as file managers do): GIO makes $top/.Trash-$uid,
     // which Wharf learns of from the new mount and its watch on the volume.
-    const QString film = writeFile(volume + QStringLiteral("/film.mkv"));
-    const RunResult gio = session.run(QStringLiteral("gio"), {QStringLiteral("trash"), film});
+    const QString film = writeFile(volume + "/film.mkv");
+    const RunResult gio = session.run("gio", {"trash", film});
     ASSERT_EQ(gio.exitCode, 0) << gio.err.toStdString();
-    EXPECT_TRUE(QFile::exists(volume + QStringLiteral("/.Trash-") + QString::number(::getuid()) + QStringLiteral("/files/film.mkv")));
+    EXPECT_TRUE(QFile::exists(volume + "/.Trash-" + QString::number(::getuid()) + "/files/film.mkv"));
     EXPECT_TRUE(trashBecomes(client, true));
 
     unmount.now();

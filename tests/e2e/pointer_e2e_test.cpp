@@ -47,17 +47,17 @@ void moveTo(E2eSession& session, const QPointF& at)
 void click(E2eSession& session, const QPointF& at, int button = 1)
 {
     moveTo(session, at);
-    session.xdotool({QStringLiteral("click"), QString::number(button)});
+    session.xdotool({"click", QString::number(button)});
 }
 
 // Presses at `from` and moves in small steps to `to`, modifier `keys` held from the press on.
 void press(E2eSession& session, const QPointF& from, const QPointF& to, const QString& keys = {})
 {
     moveTo(session, from);
-    session.xdotool({QStringLiteral("mousedown"), QStringLiteral("1")});
+    session.xdotool({"mousedown", "1"});
     pause();
     if (!keys.isEmpty())
-        session.xdotool({QStringLiteral("keydown"), keys});
+        session.xdotool({"keydown", keys});
     constexpr int steps = 16;
     for (int i = 1; i <= steps; ++i)
         moveTo(session, from + (to - from) * (double(i) / steps));
@@ -83,9 +83,9 @@ void drag(E2eSession& session, const QPointF& from, const QPointF& to, const QSt
     // A release before the drop site has answered the last position is no drop; give it time to.
     QThread::msleep(300);
     // Keys come up right behind the button, as a hand lets go: the drop is read after both.
-    QStringList release{QStringLiteral("mouseup"), QStringLiteral("1")};
+    QStringList release{"mouseup", "1"};
     if (!keys.isEmpty())
-        release << QStringLiteral("keyup") << keys;
+        release << "keyup" << keys;
     session.xdotool(release);
     pause();
 }
@@ -97,22 +97,18 @@ protected:
     // Two applications of their own and a folder, pinned; Wharf started.
     void startWithPins()
     {
-        for (const QString& name : {QStringLiteral("alpha"), QStringLiteral("beta")})
-            apps << session.writeDesktopEntry(name + QStringLiteral(".desktop"),
-                                              QStringLiteral("[Desktop Entry]\nType=Application\nName=%1\nExec=true\n").arg(name));
-        folder = session.home() + QStringLiteral("/Inbox");
+        for (const QString name : {"alpha", "beta"})
+            apps << session.writeDesktopEntry(name, name, "true");
+        folder = session.home() + "/Inbox";
         QDir().mkpath(folder);
-        writeWharfSettings(session, {{QStringLiteral("Wharf.pinnedItems.v1"),
-                                      pinnedItems({{apps[0], QStringLiteral("application")},
-                                               {apps[1], QStringLiteral("application")},
-                                               {folder, QStringLiteral("folder")}})}});
+        writeWharfSettings(session, {}, {{apps[0], "application"}, {apps[1], "application"}, {folder, "folder"}});
         start();
     }
 
     void start()
     {
-        session.xdotool({QStringLiteral("mousemove"), QStringLiteral("5"), QStringLiteral("5")});
-        session.setEnv(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("wharf.dock.drag.debug=true"));
+        session.xdotool({"mousemove", "5", "5"});
+        session.setEnv("QT_LOGGING_RULES", "wharf.dock.drag.debug=true");
         wharf = session.startWharf();
         ASSERT_NE(wharf, nullptr);
         ASSERT_TRUE(client.settledDock());
@@ -123,11 +119,11 @@ protected:
     // answered.
     QByteArray dragFromAnotherProgram(const QString& path, const QString& id, const QString& keys = {})
     {
-        const QString wmClass = QStringLiteral("rag_source");
+        const QString wmClass = "rag_source";
         const std::size_t before = session.clientWindows(wmClass).size();
-        QProcess* source = session.start(QStringLiteral(DRAG_SOURCE), {QStringLiteral("100"), QStringLiteral("100"), path});
+        QProcess* source = session.start(DRAG_SOURCE, {"100", "100", path});
         if (!source->waitForReadyRead(10000)
-            || !E2eSession::waitFor([&] { return session.clientWindows(wmClass).size() > before; }))
+            || !waitFor([&] { return session.clientWindows(wmClass).size() > before; }))
             return "no drag source";
         source->readAll();
         client.settledDock();
@@ -136,12 +132,12 @@ protected:
             const auto docks = client.docks();
             if (docks.empty())
                 return client.tile(id).center();
-            const QJsonValue at = docks.front().json[QStringLiteral("drop")][QStringLiteral("target")];
+            const QJsonValue at = docks.front().json["drop"]["target"];
             if (at.isDouble() && at.toInt() == docks.front().ids.indexOf(id))
                 return std::nullopt; // the dock would drop right there
             return client.tile(id).center();
         });
-        E2eSession::waitFor([&] { return source->canReadLine(); });
+        waitFor([&] { return source->canReadLine(); });
         const QByteArray answer = source->readLine().trimmed();
         E2eSession::stop(source);
         return answer;
@@ -158,31 +154,31 @@ protected:
 // of the dock it stays as a running tile, and "Keep in Dock" pins it again.
 TEST_F(PointerE2e, TheMenuOfAnApplicationListsItsWindowsAndARunningPinDraggedOutStaysAsARunningTile)
 {
-    const QString appID = QStringLiteral("/usr/share/applications/debian-xterm.desktop");
+    const QString appID = "/usr/share/applications/debian-xterm.desktop";
     ASSERT_TRUE(QFileInfo::exists(appID)) << "xterm's desktop entry";
-    writeWharfSettings(session, {{QStringLiteral("Wharf.pinnedItems.v1"), pinnedItems({{appID, QStringLiteral("application")}})}});
+    writeWharfSettings(session, {}, {{appID, "application"}});
     const std::vector<quint32> xterms{startXterm(session, {"-geometry", "40x10+100+100"}),
                                       startXterm(session, {"-geometry", "40x10+600+100"})};
     ASSERT_TRUE(xterms[0] && xterms[1]);
     start();
-    const auto xterm = [&] { return client.item(QStringLiteral("id"), appID).value_or(QJsonObject()); };
-    ASSERT_TRUE(E2eSession::waitFor([&] { return xterm()[QStringLiteral("pinned")].toBool() && !xterm()[QStringLiteral("pid")].isNull(); }));
+    const auto xterm = [&] { return client.item("id", appID).value_or(QJsonObject()); };
+    ASSERT_TRUE(waitFor([&] { return xterm()["pinned"].toBool() && !xterm()["pid"].isNull(); }));
     // The menu lists the windows in this order; the second one is chosen while the first has the focus.
     QStringList listed;
-    ASSERT_TRUE(E2eSession::waitFor([&] {
+    ASSERT_TRUE(waitFor([&] {
         listed.clear();
-        for (const QJsonValue& w : client.json(QStringLiteral("Windows"), {appID}).array())
-            listed << w[QStringLiteral("id")].toString();
+        for (const QJsonValue& w : client.json("Windows", {appID}).array())
+            listed << w["id"].toString();
         return listed.size() == 2;
     }));
     const quint32 first = listed[0].mid(7).toUInt();
     const quint32 second = listed[1].mid(7).toUInt();
-    session.xdotool({QStringLiteral("windowactivate"), QString::number(first)});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == first; }));
+    session.xdotool({"windowactivate", QString::number(first)});
+    ASSERT_TRUE(waitFor([&] { return activeWindow(session) == first; }));
 
     ASSERT_TRUE(client.settledDock());
     click(session, client.tile(appID).center(), 3);
-    ASSERT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).size() == 1; }))
+    ASSERT_TRUE(waitFor([&] { return openMenus(session, wharf->processId()).size() == 1; }))
         << "a right-click pops up one menu";
     const auto dock = client.docks().front();
     EXPECT_EQ(dock.hoveredIndex, dock.ids.indexOf(appID)) << "the tile stays hovered while its menu is open";
@@ -190,33 +186,32 @@ TEST_F(PointerE2e, TheMenuOfAnApplicationListsItsWindowsAndARunningPinDraggedOut
     const QRectF tile = client.tile(appID);
     EXPECT_LE(menu.bottom(), tile.top()) << "the menu opens above the tile";
     EXPECT_NEAR(menu.center().x(), tile.center().x(), 2) << "centred on it";
-    session.xdotool({QStringLiteral("key"), QStringLiteral("Down"), QStringLiteral("Down"), QStringLiteral("Return")});
-    EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == second; }));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).isEmpty(); }));
+    session.xdotool({"key", "Down", "Down", "Return"});
+    EXPECT_TRUE(waitFor([&] { return activeWindow(session) == second; }));
+    EXPECT_TRUE(waitFor([&] { return openMenus(session, wharf->processId()).isEmpty(); }));
 
     // Dragged out, the running application is unpinned and keeps its tile.
     ASSERT_TRUE(client.settledDock());
     const QRectF pinnedTile = client.tile(appID);
     drag(session, pinnedTile.center(), QPointF(pinnedTile.center().x(), pinnedTile.top() - 300));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return !xterm().isEmpty() && !xterm()[QStringLiteral("pinned")].toBool(); }))
+    EXPECT_TRUE(waitFor([&] { return !xterm().isEmpty() && !xterm()["pinned"].toBool(); }))
         << "unpinned, still in the dock while it runs";
 
     // "Keep in Dock" from the keyboard, past the two windows into Options (the operations test
     // restarts Wharf with a pin kept this way).
     ASSERT_TRUE(client.settledDock());
     click(session, client.tile(appID).center(), 3);
-    ASSERT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).size() == 1; }));
-    session.xdotool({QStringLiteral("key"), QStringLiteral("Down"), QStringLiteral("Down"), QStringLiteral("Down"),
-                     QStringLiteral("Right"), QStringLiteral("Return")});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return xterm()[QStringLiteral("pinned")].toBool(); })) << "Keep in Dock pins it again";
+    ASSERT_TRUE(waitFor([&] { return openMenus(session, wharf->processId()).size() == 1; }));
+    session.xdotool({"key", "Down", "Down", "Down", "Right", "Return"});
+    ASSERT_TRUE(waitFor([&] { return xterm()["pinned"].toBool(); })) << "Keep in Dock pins it again";
 
     // The application quits under its open menu (shown over D-Bus this time).
-    EXPECT_TRUE(client.succeeds(QStringLiteral("ShowMenu"), {appID}));
-    ASSERT_TRUE(E2eSession::waitFor([&] { return openMenus(session, wharf->processId()).size() == 1; }));
+    EXPECT_TRUE(client.succeeds("ShowMenu", {appID}));
+    ASSERT_TRUE(waitFor([&] { return openMenus(session, wharf->processId()).size() == 1; }));
     for (const quint32 w : xterms)
-        session.run(QStringLiteral("kill"), {QString::number(windowPid(session, w))});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return session.clientWindows(QStringLiteral("xterm")).empty(); }));
-    session.xdotool({QStringLiteral("key"), QStringLiteral("Down"), QStringLiteral("Return")});
+        session.run("kill", {QString::number(windowPid(session, w))});
+    ASSERT_TRUE(waitFor([&] { return session.clientWindows("xterm").empty(); }));
+    session.xdotool({"key", "Down", "Return"});
     QThread::msleep(500);
     EXPECT_FALSE(client.docks().empty()) << "choosing a window that has gone is harmless";
 }
@@ -229,43 +224,38 @@ TEST_F(PointerE2e, AFolderTileClickedOpensAndClosesItsStackAndDraggedUpOutOfTheD
     ASSERT_FALSE(tile.isEmpty());
     // A second click reaches the tile through the open stack and closes it.
     click(session, tile.center());
-    ASSERT_TRUE(E2eSession::waitFor([&] { return client.object(QStringLiteral("Stack"))[QStringLiteral("open")].toBool(); }));
+    ASSERT_TRUE(waitFor([&] { return client.object("Stack")["open"].toBool(); }));
     click(session, tile.center());
-    ASSERT_TRUE(E2eSession::waitFor([&] { return !client.object(QStringLiteral("Stack"))[QStringLiteral("open")].toBool(); }));
+    ASSERT_TRUE(waitFor([&] { return !client.object("Stack")["open"].toBool(); }));
 
     const QPointF above(tile.center().x(), tile.top() - 300);
     // Given up with Escape, the button let go right after, both before a busy dock reads either:
     // it stays.
     press(session, tile.center(), above);
     ::kill(pid_t(wharf->processId()), SIGSTOP);
-    session.xdotool({QStringLiteral("key"), QStringLiteral("Escape"), QStringLiteral("mouseup"), QStringLiteral("1")});
+    session.xdotool({"key", "Escape", "mouseup", "1"});
     ::kill(pid_t(wharf->processId()), SIGCONT);
     ASSERT_TRUE(client.settledDock());
     EXPECT_TRUE(client.itemIDs().contains(id)) << "an escaped drag removes nothing";
 
     // Told a wrong place for its window, the dock finds out and sets Qt right: what it places
     // against its window (here the divider) stays where it is.
-    const auto docks = session.clientWindows(QStringLiteral("wharf"));
+    const auto docks = session.clientWindows("wharf");
     ASSERT_EQ(docks.size(), 1u);
-    const auto divider = [&] {
-        const QJsonArray frame = client.docks().front().json[QStringLiteral("divider")].toArray();
-        return QJsonDocument(frame).toJson(QJsonDocument::Compact).toStdString();
-    };
-    const std::string before = divider();
+    const auto divider = [&] { return client.docks().front().json["divider"].toArray(); };
+    const QJsonArray before = divider();
     claimWindowAtOrigin(session, docks.front());
     QThread::msleep(300);
     EXPECT_EQ(divider(), before);
 
     // Let go over the desktop far above the icons: nothing takes it, so it leaves the dock.
     press(session, tile.center(), above);
-    EXPECT_TRUE(E2eSession::waitFor([&] {
-        return client.docks().front().json[QStringLiteral("drag")].toObject()[QStringLiteral("id")] == id;
-    })) << "the drag starts; the dock: "
+    EXPECT_TRUE(waitFor([&] { return client.docks().front().json["drag"].toObject()["id"] == id; }))
+        << "the drag starts; the dock: "
         << QJsonDocument(client.docks().front().json).toJson(QJsonDocument::Compact).toStdString();
     moveTo(session, above + QPointF(1, 0));
-    session.xdotool({QStringLiteral("mouseup"), QStringLiteral("1")});
-    EXPECT_TRUE(E2eSession::waitFor([&] { return !client.itemIDs().contains(id); }))
-        << wharf->readAllStandardError().toStdString();
+    session.xdotool({"mouseup", "1"});
+    EXPECT_TRUE(waitFor([&] { return !client.itemIDs().contains(id); })) << wharf->readAllStandardError().toStdString();
     EXPECT_TRUE(QFileInfo::exists(folder)) << "the folder itself is untouched";
     EXPECT_EQ(wharf->state(), QProcess::Running);
 }
@@ -281,27 +271,26 @@ TEST_F(PointerE2e, AnApplicationDraggedAlongTheRowMovesAndFilesDroppedFromAnothe
 
     // Held over the new place, the dragged tile already sits there and the other one has moved aside.
     press(session, client.tile(alpha).center(), target);
-    EXPECT_TRUE(E2eSession::waitFor([&] {
-        const QJsonObject drag = client.docks().front().json[QStringLiteral("drag")].toObject();
-        return drag[QStringLiteral("id")] == alpha && drag[QStringLiteral("slot")] == 1
-            && client.tile(alpha).left() > client.tile(beta).left();
+    EXPECT_TRUE(waitFor([&] {
+        const QJsonObject drag = client.docks().front().json["drag"].toObject();
+        return drag["id"] == alpha && drag["slot"] == 1 && client.tile(alpha).left() > client.tile(beta).left();
     })) << "the row makes room while the tile is held; the dock: "
         << QJsonDocument(client.docks().front().json).toJson(QJsonDocument::Compact).toStdString();
     moveTo(session, target + QPointF(1, 0));
-    session.xdotool({QStringLiteral("mouseup"), QStringLiteral("1")});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return client.itemIDs().mid(0, 2) == QStringList{beta, alpha}; }))
-        << client.itemIDs().join(QLatin1Char(' ')).toStdString();
+    session.xdotool({"mouseup", "1"});
+    ASSERT_TRUE(waitFor([&] { return client.itemIDs().mid(0, 2) == QStringList{beta, alpha}; }))
+        << client.itemIDs().join(' ').toStdString();
 
     // Files dropped from another program move into a folder and copy with Alt. (Where one dropped
     // between the icons is pinned, the view test reads from the drop.)
     const QString inbox = QFileInfo(folder).canonicalFilePath();
-    const QString moved = writeFile(session.home() + QStringLiteral("/moved.txt"));
-    const QString copied = writeFile(session.home() + QStringLiteral("/copied.txt"));
+    const QString moved = writeFile(session.home() + "/moved.txt");
+    const QString copied = writeFile(session.home() + "/copied.txt");
     EXPECT_EQ(dragFromAnotherProgram(moved, inbox), QByteArray("dropped move"));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return QFileInfo::exists(inbox + QStringLiteral("/moved.txt")); }));
+    EXPECT_TRUE(waitFor([&] { return QFileInfo::exists(inbox + "/moved.txt"); }));
     EXPECT_FALSE(QFileInfo::exists(moved));
-    EXPECT_EQ(dragFromAnotherProgram(copied, inbox, QStringLiteral("alt")), QByteArray("dropped copy"));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return QFileInfo::exists(inbox + QStringLiteral("/copied.txt")); }));
+    EXPECT_EQ(dragFromAnotherProgram(copied, inbox, "alt"), QByteArray("dropped copy"));
+    EXPECT_TRUE(waitFor([&] { return QFileInfo::exists(inbox + "/copied.txt"); }));
     EXPECT_TRUE(QFileInfo::exists(copied)) << "Alt copies";
 }
 

@@ -30,5 +30,5 @@ TEST(E2eSession, HonoursItsOptionsKeepsTheCallersDesktopOutAndStopsEverythingItS
         ASSERT_TRUE(wharf::processStart(grandchild));
     }
     // A zombie, which nobody may reap here, counts as gone.
-    EXPECT_TRUE(E2eSession::waitFor([&] { return !wharf::processStart(grandchild); }, 3000));
+    EXPECT_TRUE(wharf::e2e::waitFor([&] { return !wharf::processStart(grandchild); }, 3000));
 }

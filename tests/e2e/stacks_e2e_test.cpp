@@ -15,56 +15,47 @@
 namespace wharf::e2e {
 namespace {
 
-QStringList strings(const QJsonValue& value)
-{
-    QStringList out;
-    for (const QJsonValue& v : value.toArray())
-        out << v.toString();
-    return out;
-}
+QStringList strings(const QJsonValue& value) { return value.toVariant().toStringList(); }
 
 bool shows(const QJsonObject& stack, const QString& mode)
 {
-    return stack[QStringLiteral("open")].toBool() && stack[QStringLiteral("mode")].toString() == mode
-        && stack[QStringLiteral("message")].isNull() && !stack[QStringLiteral("entries")].toArray().isEmpty();
+    return stack["open"].toBool() && stack["mode"].toString() == mode
+        && stack["message"].isNull() && !stack["entries"].toArray().isEmpty();
 }
 
-bool closed(const QJsonObject& stack) { return !stack[QStringLiteral("open")].toBool(); }
+bool closed(const QJsonObject& stack) { return !stack["open"].toBool(); }
 
 class StacksE2e : public testing::Test {
 protected:
     void SetUp() override
     {
         WHARF_REQUIRE_SESSION(session);
-        folder = session.home() + QStringLiteral("/Samples");
+        folder = session.home() + "/Samples";
         for (int i = 1; i <= 11; ++i)
             write(QStringLiteral("Note %1.txt").arg(i), "sample text\n");
-        write(QStringLiteral("Sub/inner.txt"), "inner\n");
+        write("Sub/inner.txt", "inner\n");
         // A second folder of pictures: one the desktop has a thumbnail of, one without, one corrupt.
-        pictures = session.home() + QStringLiteral("/Pictures");
+        pictures = session.home() + "/Pictures";
         QDir().mkpath(pictures);
         QImage red(300, 200, QImage::Format_ARGB32);
         red.fill(Qt::red);
-        ASSERT_TRUE(red.save(pictures + QStringLiteral("/cached.png")));
-        ASSERT_TRUE(red.save(pictures + QStringLiteral("/plain.png")));
-        writeFile(pictures + QStringLiteral("/broken.png"), "\x89PNG\r\n\x1a\nthis is not an image");
-        const QString cached = pictures + QStringLiteral("/cached.png");
+        ASSERT_TRUE(red.save(pictures + "/cached.png"));
+        ASSERT_TRUE(red.save(pictures + "/plain.png"));
+        writeFile(pictures + "/broken.png", "\x89PNG\r\n\x1a\nthis is not an image");
+        const QString cached = pictures + "/cached.png";
         const QByteArray uri = QUrl::fromLocalFile(cached).toEncoded();
         QImage green(128, 128, QImage::Format_ARGB32);
         green.fill(Qt::green);
-        writeFile(session.home() + QStringLiteral("/.cache/thumbnails/normal/")
-                      + QCryptographicHash::hash(uri, QCryptographicHash::Md5).toHex() + QStringLiteral(".png"),
+        writeFile(session.home() + "/.cache/thumbnails/normal/"
+                      + QCryptographicHash::hash(uri, QCryptographicHash::Md5).toHex() + ".png",
                   test::pngWithText(green, "Thumb::MTime",
                                     QByteArray::number(QFileInfo(cached).lastModified().toSecsSinceEpoch())));
 
         // Samples shows as a pile of its first documents.
-        const QByteArray stackSettings = QJsonDocument(QJsonObject{
-            {folder, QJsonObject{{QStringLiteral("viewMode"), QStringLiteral("automatic")},
-                                 {QStringLiteral("sortOrder"), QStringLiteral("name")},
-                                 {QStringLiteral("displayMode"), QStringLiteral("stack")}}}}).toJson(QJsonDocument::Compact);
-        writeWharfSettings(session, {{QStringLiteral("Wharf.pinnedItems.v1"),
-                                      pinnedItems({{folder, QStringLiteral("folder")}, {pictures, QStringLiteral("folder")}})},
-                                     {QStringLiteral("Wharf.stackSettings.v1"), stackSettings}});
+        const QJsonObject samples{{"viewMode", "automatic"}, {"sortOrder", "name"}, {"displayMode", "stack"}};
+        const QByteArray stackSettings = QJsonDocument(QJsonObject{{folder, samples}}).toJson(QJsonDocument::Compact);
+        writeWharfSettings(session, {{"Wharf.stackSettings.v1", stackSettings}},
+                           {{folder, "folder"}, {pictures, "folder"}});
         // Keep the pointer off the stack so hovering selects nothing.
         movePointer(session, QPointF(5, 5));
         ASSERT_NE(session.startWharf(), nullptr);
@@ -74,19 +65,15 @@ protected:
         ASSERT_GE(index, 0) << "the pinned folder has a tile";
         tile = dock->tiles[std::size_t(index)];
     }
-    void write(const QString& name, const QByteArray& contents) const { writeFile(folder + QLatin1Char('/') + name, contents); }
-    void key(const QString& name) { session.xdotool({QStringLiteral("key"), name}); }
-    QRect frameOf(const QJsonObject& stack) { return rectFrom(stack[QStringLiteral("frame")]).toRect(); }
-    QDBusMessage::MessageType call(const QString& method, const QVariantList& args)
-    {
-        return wharf.call(method, args).type();
-    }
+    void write(const QString& name, const QByteArray& contents) const { writeFile(folder + "/" + name, contents); }
+    void key(const QString& name) { session.xdotool({"key", name}); }
+    QRect frameOf(const QJsonObject& stack) { return rectFrom(stack["frame"]).toRect(); }
     // Waits until the stack satisfies `condition` and returns it; a failure of the test, with the
     // stack's last state, when it never does.
     QJsonObject until(const std::function<bool(const QJsonObject&)>& condition)
     {
         QJsonObject last;
-        if (!E2eSession::waitFor([&] { return condition(last = wharf.object(QStringLiteral("Stack"))); }, 10000, 50))
+        if (!waitFor([&] { return condition(last = wharf.object("Stack")); }, 10000, 50))
             ADD_FAILURE() << "the stack never got there: " << QJsonDocument(last).toJson().toStdString();
         return last;
     }
@@ -106,7 +93,7 @@ TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheirPiledTileThumbnailsS
 {
     const QRect icon = tile.toRect().adjusted(4, 4, -4, -4);
     const QImage folderIcon = session.screenshot().copy(icon);
-    ASSERT_EQ(call(QStringLiteral("OpenStack"), {folder}), QDBusMessage::ReplyMessage);
+    ASSERT_EQ(wharf.call("OpenStack", {folder}).type(), QDBusMessage::ReplyMessage);
     const QJsonObject grid = until([](const QJsonObject& s) { return shows(s, "grid") && !s["pile"].toArray().isEmpty(); });
     ASSERT_TRUE(shows(grid, "grid"));
     EXPECT_EQ(grid["count"].toInt(), 12);
@@ -126,17 +113,17 @@ TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheirPiledTileThumbnailsS
     EXPECT_NE(inside, desktop);
     // Once read, the tile's picture changes from the folder icon to a pile of the first three.
     EXPECT_EQ(strings(grid["pile"]).size(), 3);
-    EXPECT_TRUE(E2eSession::waitFor([&] { return session.screenshot().copy(icon) != folderIcon; }, 5000, 200));
+    EXPECT_TRUE(waitFor([&] { return session.screenshot().copy(icon) != folderIcon; }, 5000, 200));
 
-    ASSERT_EQ(call(QStringLiteral("SetStackViewMode"), {folder, QStringLiteral("fan")}), QDBusMessage::ReplyMessage);
-    const QJsonObject fan = until(QStringLiteral("fan"));
+    ASSERT_EQ(wharf.call("SetStackViewMode", {folder, "fan"}).type(), QDBusMessage::ReplyMessage);
+    const QJsonObject fan = until("fan");
     EXPECT_EQ(strings(fan["entries"]).size(), 9);
-    EXPECT_EQ(fan["button"].toString(), QStringLiteral("↗  3 More in Files"));
+    EXPECT_EQ(fan["button"].toString(), "↗  3 More in Files");
     const QRect fanFrame = frameOf(fan);
     EXPECT_EQ(fanFrame.size(), QSize(370, 9 * 67 + 61));
     EXPECT_LE(fanFrame.bottom(), tile.top());
 
-    ASSERT_EQ(call(QStringLiteral("SetStackViewMode"), {folder, QStringLiteral("list")}), QDBusMessage::ReplyMessage);
+    ASSERT_EQ(wharf.call("SetStackViewMode", {folder, "list"}).type(), QDBusMessage::ReplyMessage);
     const QJsonObject list = until([](const QJsonObject& s) {
         return shows(s, "list") && rectFrom(s["frame"]).height() > 0;
     });
@@ -146,12 +133,12 @@ TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheirPiledTileThumbnailsS
     const QRect menuFrame = frameOf(list);
     EXPECT_LE(menuFrame.bottom(), tile.top()) << "the menu opens upward from the dock";
 
-    EXPECT_EQ(call(QStringLiteral("SetStackViewMode"), {folder, QStringLiteral("carousel")}), QDBusMessage::ErrorMessage);
-    EXPECT_EQ(call(QStringLiteral("OpenStack"), {session.home()}), QDBusMessage::ErrorMessage) << "not a folder tile";
+    EXPECT_EQ(wharf.call("SetStackViewMode", {folder, "carousel"}).type(), QDBusMessage::ErrorMessage);
+    EXPECT_EQ(wharf.call("OpenStack", {session.home()}).type(), QDBusMessage::ErrorMessage) << "not a folder tile";
 
     // Thumbnails come from the desktop's cache first, and a corrupt image shows its icon.
-    ASSERT_EQ(call(QStringLiteral("SetStackViewMode"), {pictures, QStringLiteral("grid")}), QDBusMessage::ReplyMessage);
-    ASSERT_EQ(call(QStringLiteral("OpenStack"), {pictures}), QDBusMessage::ReplyMessage);
+    ASSERT_EQ(wharf.call("SetStackViewMode", {pictures, "grid"}).type(), QDBusMessage::ReplyMessage);
+    ASSERT_EQ(wharf.call("OpenStack", {pictures}).type(), QDBusMessage::ReplyMessage);
     const QJsonObject thumbnails = until([](const QJsonObject& s) {
         const QStringList sources = strings(s["thumbnails"]);
         return shows(s, "grid") && sources.size() == 3 && !sources.contains(QString());
@@ -174,9 +161,9 @@ TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheirPiledTileThumbnailsS
     until(closed);
 
     // The keyboard, the preview, dismissal and a live refresh, on the twelve entries as a grid again.
-    ASSERT_EQ(call(QStringLiteral("SetStackViewMode"), {folder, QStringLiteral("grid")}), QDBusMessage::ReplyMessage);
-    ASSERT_EQ(call(QStringLiteral("OpenStack"), {folder}), QDBusMessage::ReplyMessage);
-    until(QStringLiteral("grid"));
+    ASSERT_EQ(wharf.call("SetStackViewMode", {folder, "grid"}).type(), QDBusMessage::ReplyMessage);
+    ASSERT_EQ(wharf.call("OpenStack", {folder}).type(), QDBusMessage::ReplyMessage);
+    until("grid");
 
     // Into "Sub" (the last entry) with the keyboard, and back with Backspace.
     for (const char* name : {"Down", "Down", "Down", "Down", "Right", "Right", "Right"})
@@ -211,22 +198,22 @@ TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheirPiledTileThumbnailsS
     until(closed);
 
     // A click elsewhere closes it.
-    ASSERT_EQ(call(QStringLiteral("OpenStack"), {folder}), QDBusMessage::ReplyMessage);
-    until(QStringLiteral("grid"));
+    ASSERT_EQ(wharf.call("OpenStack", {folder}).type(), QDBusMessage::ReplyMessage);
+    until("grid");
     session.xdotool({"mousemove", "100", "100", "click", "1"});
     until(closed);
 
     // Three files within a tenth of a second refresh the open stack once, and the tile's pile.
-    ASSERT_EQ(call(QStringLiteral("OpenStack"), {folder}), QDBusMessage::ReplyMessage);
-    const QJsonObject before = until(QStringLiteral("grid"));
+    ASSERT_EQ(wharf.call("OpenStack", {folder}).type(), QDBusMessage::ReplyMessage);
+    const QJsonObject before = until("grid");
     const int loads = before["loads"].toInt();
     EXPECT_EQ(strings(before["pile"]), (QStringList{"Note 1.txt", "Note 2.txt", "Note 3.txt"}));
     const int renders = before["pileRenders"].toInt();
     for (const char* name : {"New A.txt", "New B.txt", "New C.txt"})
         write(name, "new\n");
     until([](const QJsonObject& s) { return s["count"].toInt() == 15; });
-    E2eSession::waitFor([] { return false; }, 1000); // time for any further refresh
-    const QJsonObject settled = wharf.object(QStringLiteral("Stack"));
+    waitFor([] { return false; }, 1000); // time for any further refresh
+    const QJsonObject settled = wharf.object("Stack");
     EXPECT_EQ(settled["loads"].toInt(), loads + 1);
     EXPECT_EQ(strings(settled["pile"]), (QStringList{"New A.txt", "New B.txt", "New C.txt"}));
     EXPECT_EQ(settled["pileRenders"].toInt(), renders + 1);

@@ -24,13 +24,13 @@ class TakeoverDesktop {
 public:
     explicit TakeoverDesktop(const TakeoverDesktop* sharing = nullptr)
     {
-        session.setEnv(QStringLiteral("GSETTINGS_SCHEMA_DIR"), qEnvironmentVariable("GSETTINGS_SCHEMA_DIR"));
+        session.setEnv("GSETTINGS_SCHEMA_DIR", qEnvironmentVariable("GSETTINGS_SCHEMA_DIR"));
         const E2eSession& home = sharing ? sharing->session : session;
-        session.setEnv(QStringLiteral("HOME"), home.home());
-        session.setEnv(QStringLiteral("XDG_CONFIG_HOME"), home.configHome());
-        session.setEnv(QStringLiteral("XDG_DATA_HOME"), home.dataHome());
-        keyfile = home.configHome() + QStringLiteral("/glib-2.0/settings/keyfile");
-        backupPath = home.dataHome() + QStringLiteral("/wharf/system-dock-backup.plist");
+        session.setEnv("HOME", home.home());
+        session.setEnv("XDG_CONFIG_HOME", home.configHome());
+        session.setEnv("XDG_DATA_HOME", home.dataHome());
+        keyfile = home.configHome() + "/glib-2.0/settings/keyfile";
+        backupPath = home.dataHome() + "/wharf/system-dock-backup.plist";
         if (!sharing)
             test::writeKeyfileValues(keyfile, userValues);
     }
@@ -43,17 +43,17 @@ public:
         if (!wharf)
             return 0;
         qint64 helper = 0;
-        E2eSession::waitFor([&] {
+        waitFor([&] {
             log += QString::fromUtf8(wharf->readAllStandardError());
             const auto helpers = test::recoveryHelpers(backupPath);
             helper = helpers.size() == 1 && values() != userValues ? helpers.first() : 0;
-            return helper != 0 && log.contains(QStringLiteral("Wharf ready"));
+            return helper != 0 && log.contains("Wharf ready");
         });
-        return log.contains(QStringLiteral("native Dock replaced: true")) ? helper : 0;
+        return log.contains("native Dock replaced: true") ? helper : 0;
     }
     bool restoredAndHelperGone() const
     {
-        return E2eSession::waitFor([&] {
+        return waitFor([&] {
             return !QFile::exists(backupPath) && test::recoveryHelpers(backupPath).isEmpty() && values() == userValues;
         });
     }
@@ -86,8 +86,8 @@ TEST_F(TakeoverE2eTest, QuitAndCrashesGiveBackExactlyWhatTheUserHadAndASecondWha
     QString log;
     ASSERT_GT(desktop.startHiding(wharf, log), 0) << log.toStdString();
     log += stopped(wharf);
-    EXPECT_TRUE(log.contains(QStringLiteral("Wharf stopped."))) << log.toStdString();
-    EXPECT_FALSE(log.contains(QStringLiteral("Restore failed"))) << log.toStdString();
+    EXPECT_TRUE(log.contains("Wharf stopped.")) << log.toStdString();
+    EXPECT_FALSE(log.contains("Restore failed")) << log.toStdString();
     EXPECT_TRUE(desktop.restoredAndHelperGone());
 
     // kill -9 of Wharf: its helper restores.
@@ -101,7 +101,7 @@ TEST_F(TakeoverE2eTest, QuitAndCrashesGiveBackExactlyWhatTheUserHadAndASecondWha
     ::kill(pid_t(helper), SIGKILL);
     EXPECT_TRUE(desktop.restoredAndHelperGone());
     EXPECT_EQ(wharf->state(), QProcess::Running);
-    EXPECT_FALSE(stopped(wharf).contains(QStringLiteral("Restore failed")));
+    EXPECT_FALSE(stopped(wharf).contains("Restore failed"));
     EXPECT_EQ(desktop.values(), userValues);
 
     // SIGTERM the moment the name is on the bus, while Wharf is still launching.
@@ -125,27 +125,26 @@ TEST_F(TakeoverE2eTest, QuitAndCrashesGiveBackExactlyWhatTheUserHadAndASecondWha
     ASSERT_NE(second, nullptr);
     // Its takeover fails with the alert "Another Wharf session already manages the system Dock.";
     // dismissing it lets the launch go on with the takeover turned off.
-    const QStringList alert{QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--name"), QStringLiteral("^Wharf$")};
-    ASSERT_TRUE(E2eSession::waitFor([&] { return !other.session.xdotool(alert).out.isEmpty(); }));
-    other.session.xdotool(alert + QStringList{QStringLiteral("windowactivate"), QStringLiteral("--sync"), QStringLiteral("key"),
-                                              QStringLiteral("--clearmodifiers"), QStringLiteral("Return")});
+    const QStringList alert{"search", "--onlyvisible", "--name", "^Wharf$"};
+    ASSERT_TRUE(waitFor([&] { return !other.session.xdotool(alert).out.isEmpty(); }));
+    other.session.xdotool(alert + QStringList{"windowactivate", "--sync", "key", "--clearmodifiers", "Return"});
     QString err;
-    ASSERT_TRUE(waitForLog(*second, err, QStringLiteral("native Dock replaced: false")));
-    EXPECT_EQ(storedSetting(desktop.session, QStringLiteral("replaceSystemDock")), QVariant(false));
+    ASSERT_TRUE(waitForLog(*second, err, "native Dock replaced: false"));
+    EXPECT_EQ(storedSetting(desktop.session, "replaceSystemDock"), QVariant(false));
     err += stopped(second);
-    EXPECT_TRUE(err.contains(QStringLiteral("Restore failed: The system Dock is managed by another running Wharf session.")))
+    EXPECT_TRUE(err.contains("Restore failed: The system Dock is managed by another running Wharf session."))
         << err.toStdString();
     EXPECT_EQ(desktop.values(), hidden);
 
     // The command line restores even while a Wharf holds the dock: the user asked for it.
-    RunResult run = desktop.session.run(QStringLiteral(WHARF_BINARY), {QStringLiteral("--restore-system-dock")});
+    RunResult run = desktop.session.run(WHARF_BINARY, {"--restore-system-dock"});
     EXPECT_EQ(run.exitCode, 0);
-    EXPECT_EQ(run.out, QStringLiteral("Original system Dock preferences restored.\n"));
+    EXPECT_EQ(run.out, "Original system Dock preferences restored.\n");
     EXPECT_TRUE(desktop.restoredAndHelperGone());
-    EXPECT_FALSE(stopped(first).contains(QStringLiteral("Restore failed")));
-    run = desktop.session.run(QStringLiteral(WHARF_BINARY), {QStringLiteral("--restore-system-dock")});
+    EXPECT_FALSE(stopped(first).contains("Restore failed"));
+    run = desktop.session.run(WHARF_BINARY, {"--restore-system-dock"});
     EXPECT_EQ(run.exitCode, 0);
-    EXPECT_EQ(run.out, QStringLiteral("Original system Dock preferences restored.\n"));
+    EXPECT_EQ(run.out, "Original system Dock preferences restored.\n");
 }
 
 } // namespace

@@ -11,9 +11,9 @@ namespace {
 // The outer frame (with openbox's decorations) of a client window, in root coordinates.
 QRect outerFrame(E2eSession& session, quint32 window)
 {
-    const QString extents = session.xprop({QStringLiteral("-id"), QString::number(window), QStringLiteral("_NET_FRAME_EXTENTS")});
+    const QString extents = session.xprop({"-id", QString::number(window), "_NET_FRAME_EXTENTS"});
     QList<int> e{0, 0, 0, 0};
-    const QStringList parts = extents.section(QLatin1Char('='), 1).split(QLatin1Char(','));
+    const QStringList parts = extents.section('=', 1).split(',');
     for (int i = 0; i < 4 && parts.size() == 4; ++i)
         e[i] = parts[i].trimmed().toInt();
     return windowFrame(session, QString::number(window)).adjusted(-e[0], -e[2], e[1], e[3]);
@@ -29,7 +29,7 @@ protected:
         wharf = session.startWharf();
         ASSERT_NE(wharf, nullptr);
         ASSERT_TRUE(DockClient(session).settledDock());
-        ASSERT_TRUE(E2eSession::waitFor([&] { return reservedBottom(session, wharf->processId()) > 0; }));
+        ASSERT_TRUE(waitFor([&] { return reservedBottom(session, wharf->processId()) > 0; }));
         bandTop = 1080 - reservedBottom(session, wharf->processId());
     }
 
@@ -37,7 +37,7 @@ protected:
     QRect frameWhen(quint32 window, const std::function<bool(const QRect&)>& condition, int timeoutMs = 10000)
     {
         QRect last;
-        E2eSession::waitFor([&] {
+        waitFor([&] {
             const QRect now = outerFrame(session, window);
             const bool settled = now == last && condition(now);
             last = now;
@@ -48,10 +48,10 @@ protected:
 
     QProcess* startBandClient(const QRect& rect, const QString& flag)
     {
-        QProcess* client = session.start(QStringLiteral(BAND_CLIENT),
+        QProcess* client = session.start(BAND_CLIENT,
                                           {QString::number(rect.x()), QString::number(rect.y()),
                                            QString::number(rect.width()), QString::number(rect.height()), flag});
-        return session.waitForClientWindow(QStringLiteral("bandclient")) ? client : nullptr;
+        return session.waitForClientWindow("bandclient") ? client : nullptr;
     }
 
     void xdo(const QStringList& args) { ASSERT_EQ(session.xdotool(args).exitCode, 0) << args.join(' ').toStdString(); }
@@ -75,35 +75,35 @@ TEST_F(WindowAvoidance, ADraggedWindowMovesUpOnlyAfterReleaseOneThatSnapsBackOnl
     const QPoint grab(start.center().x(), start.top() + 8);
     const int dy = bandTop + 40 - bottomEdge(start);
     movePointer(session, grab);
-    xdo({QStringLiteral("mousedown"), QStringLiteral("1")});
+    xdo({"mousedown", "1"});
     for (int step = 1; step <= 4; ++step) {
-        xdo({QStringLiteral("mousemove"), QString::number(grab.x()), QString::number(grab.y() + dy * step / 4)});
-        E2eSession::waitFor([] { return false; }, 80);
+        xdo({"mousemove", QString::number(grab.x()), QString::number(grab.y() + dy * step / 4)});
+        waitFor([] { return false; }, 80);
     }
     ASSERT_GT(bottomEdge(frameWhen(xterm, [&](const QRect& f) { return bottomEdge(f) > bandTop + 30; })), bandTop + 30)
         << "the window manager follows the drag";
-    EXPECT_FALSE(E2eSession::waitFor([&] { return bottomEdge(outerFrame(session, xterm)) <= bandTop; }, 800))
+    EXPECT_FALSE(waitFor([&] { return bottomEdge(outerFrame(session, xterm)) <= bandTop; }, 800))
         << "nothing moves while the button is held";
 
-    xdo({QStringLiteral("mouseup"), QStringLiteral("1")});
+    xdo({"mouseup", "1"});
     const QRect end = frameWhen(xterm, [&](const QRect& f) { return bottomEdge(f) == bandTop; });
     EXPECT_EQ(bottomEdge(end), bandTop) << "released, it sits on the band";
     EXPECT_EQ(end.height(), start.height()) << "the height is kept";
 
     // A client that snaps back into the band.
-    QProcess* snapping = startBandClient(QRect(400, bandTop - 60, 300, 160), QStringLiteral("--snap-back"));
+    QProcess* snapping = startBandClient(QRect(400, bandTop - 60, 300, 160), "--snap-back");
     ASSERT_NE(snapping, nullptr);
     QByteArray out;
     const auto moves = [&] {
         out += snapping->readAllStandardOutput();
         return out.count("moved");
     };
-    ASSERT_TRUE(E2eSession::waitFor([&] { return moves() >= 1; })) << "Wharf tries once";
+    ASSERT_TRUE(waitFor([&] { return moves() >= 1; })) << "Wharf tries once";
     // Its snapping back reads as a refusal, not as a new place to correct at once.
-    EXPECT_FALSE(E2eSession::waitFor([&] { return moves() >= 2; }, 2000)) << "and leaves the refusing window alone";
-    EXPECT_TRUE(E2eSession::waitFor([&] { return moves() >= 2; }, 10000)) << "until the cooldown is over";
+    EXPECT_FALSE(waitFor([&] { return moves() >= 2; }, 2000)) << "and leaves the refusing window alone";
+    EXPECT_TRUE(waitFor([&] { return moves() >= 2; }, 10000)) << "until the cooldown is over";
     E2eSession::stop(snapping);
-    ASSERT_TRUE(E2eSession::waitFor([&] { return session.clientWindows(QStringLiteral("bandclient")).empty(); }));
+    ASSERT_TRUE(waitFor([&] { return session.clientWindows("bandclient").empty(); }));
 
     // (That maximized windows stop above the band is the window manager's, from the reservation the
     // application test checks.)
@@ -114,14 +114,14 @@ TEST_F(WindowAvoidance, ADraggedWindowMovesUpOnlyAfterReleaseOneThatSnapsBackOnl
 
     // Openbox places new windows clear of the reserved band; the dialog moves itself into it.
     const QRect dialogPlace(700, bandTop - 100, 300, 160);
-    ASSERT_NE(startBandClient(dialogPlace, QStringLiteral("--dialog")), nullptr);
-    const quint32 dialog = session.clientWindows(QStringLiteral("bandclient")).front();
-    xdo({QStringLiteral("windowmove"), QString::number(dialog), QString::number(dialogPlace.x()), QString::number(dialogPlace.y())});
+    ASSERT_NE(startBandClient(dialogPlace, "--dialog"), nullptr);
+    const quint32 dialog = session.clientWindows("bandclient").front();
+    xdo({"windowmove", QString::number(dialog), QString::number(dialogPlace.x()), QString::number(dialogPlace.y())});
     const QRect dialogFrame = frameWhen(dialog, [&](const QRect& f) { return bottomEdge(f) > bandTop; });
     ASSERT_GT(bottomEdge(dialogFrame), bandTop) << "the dialog reaches into the band";
 
     // Give the worker time for several drains; neither window moves.
-    EXPECT_FALSE(E2eSession::waitFor([&] { return outerFrame(session, dialog) != dialogFrame; }, 1000));
+    EXPECT_FALSE(waitFor([&] { return outerFrame(session, dialog) != dialogFrame; }, 1000));
     EXPECT_EQ(outerFrame(session, fullScreen), screen);
 }
 

@@ -4,34 +4,30 @@
 #include "dock_e2e_client.h"
 
 #include <QMap>
+#include <QRegularExpression>
 
 #include <gtest/gtest.h>
 
 namespace wharf::e2e {
 namespace {
 
-QString tileID(quint32 window) { return QStringLiteral("window-") + QString::number(window); }
+QString tileID(quint32 window) { return "window-" + QString::number(window); }
 
 // The window tiles of the first dock, in dock order, when the Trash is still the last tile.
 QStringList windowTiles(DockClient& client)
 {
     const auto docks = client.docks();
-    if (docks.empty() || docks.front().ids.isEmpty() || docks.front().ids.last().startsWith(QStringLiteral("window-")))
+    if (docks.empty() || docks.front().ids.isEmpty() || docks.front().ids.last().startsWith("window-"))
         return {};
-    QStringList tiles;
-    for (const QString& id : docks.front().ids) {
-        if (id.startsWith(QStringLiteral("window-")))
-            tiles << id;
-    }
-    return tiles;
+    return docks.front().ids.filter(QRegularExpression("^window-"));
 }
 
 // The window list of item `id` (what its context menu shows): window id -> minimized.
 QMap<QString, bool> windowsOfItem(DockClient& client, const QString& id)
 {
     QMap<QString, bool> out;
-    for (const QJsonValue& w : client.json(QStringLiteral("Windows"), {id}).array())
-        out.insert(w[QStringLiteral("id")].toString(), w[QStringLiteral("minimized")].toBool());
+    for (const QJsonValue& w : client.json("Windows", {id}).array())
+        out.insert(w["id"].toString(), w["minimized"].toBool());
     return out;
 }
 
@@ -39,20 +35,17 @@ TEST(WindowControl, MinimizedWindowsBecomeTilesWithTheirIconsAndActivatingOneRes
 {
     E2eSession session;
     WHARF_REQUIRE_SESSION(session);
-    session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x10+100+100")});
+    session.start("xterm", {"-geometry", "40x10+100+100"});
     // A 100 KB title costs one bounded read and changes nothing else.
-    session.start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("40x10+600+100"),
-                                            QStringLiteral("-T"), QString(100000, QLatin1Char('t'))});
+    session.start("xterm", {"-geometry", "40x10+600+100", "-T", QString(100000, 't')});
     // Two processes of one program (one class) form one application, which reports one of them.
     for (const char* x : {"100", "500"})
-        session.start(QStringLiteral(BAND_CLIENT), {QLatin1String(x), QStringLiteral("400"), QStringLiteral("200"),
-                                                    QStringLiteral("150"), QStringLiteral("--red-icon")});
-    ASSERT_TRUE(E2eSession::waitFor([&] {
-        return session.clientWindows(QStringLiteral("xterm")).size() == 2
-            && session.clientWindows(QStringLiteral("bandclient")).size() == 2;
+        session.start(BAND_CLIENT, {x, "400", "200", "150", "--red-icon"});
+    ASSERT_TRUE(waitFor([&] {
+        return session.clientWindows("xterm").size() == 2 && session.clientWindows("bandclient").size() == 2;
     }));
-    const std::vector<quint32> xterms = session.clientWindows(QStringLiteral("xterm"));
-    const std::vector<quint32> clients = session.clientWindows(QStringLiteral("bandclient"));
+    const std::vector<quint32> xterms = session.clientWindows("xterm");
+    const std::vector<quint32> clients = session.clientWindows("bandclient");
     ASSERT_NE(session.startWharf(), nullptr);
     DockClient client(session);
     ASSERT_TRUE(client.settledDock());
@@ -61,48 +54,45 @@ TEST(WindowControl, MinimizedWindowsBecomeTilesWithTheirIconsAndActivatingOneRes
     // The xterms form one application; its window list (for the context menu) shows the windows of
     // both processes, and which are minimized.
     QString appID;
-    ASSERT_TRUE(E2eSession::waitFor([&] {
-        for (const QString& id : client.itemIDs()) {
-            if (id.endsWith(QStringLiteral("xterm.desktop")))
-                appID = id;
-        }
+    const auto isXterm = [](const QJsonObject& item) { return item["id"].toString().endsWith("xterm.desktop"); };
+    ASSERT_TRUE(waitFor([&] {
+        appID = client.itemIDs(isXterm).value(0);
         return windowsOfItem(client, appID).size() == 2;
     }));
     EXPECT_FALSE(windowsOfItem(client, appID).value(tileID(xterms[0])));
 
     // Minimizing one through Wharf gives it a tile, after the items and before the Trash; so does a
     // window minimized by anyone else.
-    EXPECT_TRUE(client.succeeds(QStringLiteral("Minimize"), {tileID(xterms[0])}));
-    ASSERT_TRUE(E2eSession::waitFor([&] { return windowTiles(client) == QStringList{tileID(xterms[0])}; }))
-        << client.docks().front().ids.join(QLatin1Char(' ')).toStdString();
+    EXPECT_TRUE(client.succeeds("Minimize", {tileID(xterms[0])}));
+    ASSERT_TRUE(waitFor([&] { return windowTiles(client) == QStringList{tileID(xterms[0])}; }))
+        << client.docks().front().ids.join(' ').toStdString();
     EXPECT_TRUE(windowsOfItem(client, appID).value(tileID(xterms[0]))) << "listed as minimized now";
-    session.xdotool({QStringLiteral("windowminimize"), QString::number(xterms[1])});
+    session.xdotool({"windowminimize", QString::number(xterms[1])});
     // Tiles follow the window manager's client list.
-    ASSERT_TRUE(E2eSession::waitFor([&] {
-        return windowTiles(client) == QStringList{tileID(xterms[0]), tileID(xterms[1])};
-    })) << client.docks().front().ids.join(QLatin1Char(' ')).toStdString();
+    ASSERT_TRUE(waitFor([&] { return windowTiles(client) == QStringList{tileID(xterms[0]), tileID(xterms[1])}; }))
+        << client.docks().front().ids.join(' ').toStdString();
 
     // Activating a tile restores that one window and makes it active; its tile goes away.
-    EXPECT_TRUE(client.succeeds(QStringLiteral("Activate"), {tileID(xterms[0])}));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return activeWindow(session) == xterms[0] && !isIconic(session, xterms[0]); }));
-    EXPECT_TRUE(E2eSession::waitFor([&] { return windowTiles(client) == QStringList{tileID(xterms[1])}; }));
+    EXPECT_TRUE(client.succeeds("Activate", {tileID(xterms[0])}));
+    EXPECT_TRUE(waitFor([&] { return activeWindow(session) == xterms[0] && !isIconic(session, xterms[0]); }));
+    EXPECT_TRUE(waitFor([&] { return windowTiles(client) == QStringList{tileID(xterms[1])}; }));
     EXPECT_TRUE(isIconic(session, xterms[1])) << "the other window stays minimized";
 
-    EXPECT_FALSE(client.succeeds(QStringLiteral("Activate"), {tileID(xterms[0])})) << "a restored window has no tile";
-    EXPECT_FALSE(client.succeeds(QStringLiteral("Activate"), {QStringLiteral("window-nonsense")}));
-    EXPECT_FALSE(client.succeeds(QStringLiteral("Minimize"), {QStringLiteral("window-1")}));
+    EXPECT_FALSE(client.succeeds("Activate", {tileID(xterms[0])})) << "a restored window has no tile";
+    EXPECT_FALSE(client.succeeds("Activate", {"window-nonsense"}));
+    EXPECT_FALSE(client.succeeds("Minimize", {"window-1"}));
 
     // The dock reports one band client process; the other's window has no icon of the dock's.
     quint32 other = 0;
-    ASSERT_TRUE(E2eSession::waitFor([&] {
-        if (client.item(QStringLiteral("pid"), windowPid(session, clients[0])))
+    ASSERT_TRUE(waitFor([&] {
+        if (client.item("pid", windowPid(session, clients[0])))
             other = clients[1];
-        else if (client.item(QStringLiteral("pid"), windowPid(session, clients[1])))
+        else if (client.item("pid", windowPid(session, clients[1])))
             other = clients[0];
         return other != 0;
     }));
-    session.xdotool({QStringLiteral("windowminimize"), QString::number(other)});
-    ASSERT_TRUE(E2eSession::waitFor([&] { return windowTiles(client).contains(tileID(other)); }));
+    session.xdotool({"windowminimize", QString::number(other)});
+    ASSERT_TRUE(waitFor([&] { return windowTiles(client).contains(tileID(other)); }));
     ASSERT_TRUE(client.settledDock());
     const QPoint centre = client.tile(tileID(other)).center().toPoint();
     EXPECT_GT(pixelsOf(session.screenshot(), QRect(centre - QPoint(6, 6), QSize(13, 13)), Qt::red), 13 * 13 / 2)

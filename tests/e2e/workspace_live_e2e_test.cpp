@@ -24,6 +24,7 @@ using wharf::WorkspaceNotification;
 using wharf::X11Connection;
 using wharf::X11Workspace;
 using wharf::e2e::E2eSession;
+using wharf::e2e::waitFor; // on events alone: nothing here asks the workspace to scan
 
 namespace {
 
@@ -71,30 +72,22 @@ protected:
         const QString script = session->writeScript(
             "run-clock.sh", "#!/bin/sh\n# Not exec: the clock is the launched shell's child.\n"
                             "xclock -geometry 80x80+20+20 \"$@\"\nexit 0\n");
-        wrappedClock = session->writeDesktopEntry(
-            "wrapped-clock.desktop",
-            "[Desktop Entry]\nType=Application\nName=Wrapped Clock\nExec=" + script + "\nStartupNotify=true\n");
-        session->writeDesktopEntry("renamed.desktop", "[Desktop Entry]\nType=Application\nName=Renamed\n"
-                                                      "Exec=true\nStartupWMClass=RenamedClass\n");
-        session->writeDesktopEntry("test-terminal.desktop", "[Desktop Entry]\nType=Application\nName=Test Terminal\n"
-                                                            "Exec=xterm\nStartupWMClass=XTerm\n");
+        wrappedClock = session->writeDesktopEntry("wrapped-clock", "Wrapped Clock", script, "StartupNotify=true\n");
+        session->writeDesktopEntry("renamed", "Renamed", "true", "StartupWMClass=RenamedClass\n");
+        session->writeDesktopEntry("test-terminal", "Test Terminal", "xterm", "StartupWMClass=XTerm\n");
         const QString recorderScript = session->writeScript(
             "record.sh", "#!/bin/sh\nprintf '%s|%s\\n' \"$DESKTOP_STARTUP_ID\" \"$*\" >> \"$HOME/opened.txt\"\n");
-        recorder = session->writeDesktopEntry(
-            "recorder.desktop", "[Desktop Entry]\nType=Application\nName=Recorder\nExec=" + recorderScript
-                                    + " %U\nMimeType=inode/directory;text/plain;\nStartupNotify=true\n");
-        session->writeDesktopEntry("other-files.desktop", "[Desktop Entry]\nType=Application\nName=Other Files\n"
-                                                          "Exec=true %U\nMimeType=inode/directory;\n");
+        recorder = session->writeDesktopEntry("recorder", "Recorder", recorderScript + " %U",
+                                              "MimeType=inode/directory;text/plain;\nStartupNotify=true\n");
+        session->writeDesktopEntry("other-files", "Other Files", "true %U", "MimeType=inode/directory;\n");
         session->setDefaultApplication("inode/directory", "recorder.desktop");
         session->setDefaultApplication("text/plain", "recorder.desktop");
         session->setDefaultApplication("x-scheme-handler/https", "recorder.desktop");
-        activatable = session->writeDesktopEntry(
-            "org.wharf.TestActivatable.desktop",
-            "[Desktop Entry]\nType=Application\nName=Activatable\nExec=xclock -name notbybus\nDBusActivatable=true\n");
+        activatable = session->writeDesktopEntry("org.wharf.TestActivatable", "Activatable", "xclock -name notbybus",
+                                                 "DBusActivatable=true\n");
         wharf::e2e::writeFile(session->dataHome() + "/dbus-1/services/org.wharf.TestActivatable.service",
                               "[D-BUS Service]\nName=org.wharf.TestActivatable\nExec=/usr/bin/xclock -name bybus\n");
-        session->writeDesktopEntry("missing.desktop", "[Desktop Entry]\nType=Application\nName=Missing\n"
-                                                      "Exec=/nonexistent/wharf-missing\n");
+        session->writeDesktopEntry("missing", "Missing", "/nonexistent/wharf-missing");
     }
     static void TearDownTestSuite() { session.reset(); }
 
@@ -122,8 +115,6 @@ protected:
     {
         return find([&](const RunningApplication& a) { return a.localizedName == name; });
     }
-    // Waits on events alone: nothing here asks the workspace to scan.
-    bool waitFor(const std::function<bool()>& condition) { return E2eSession::waitFor(condition, 10000); }
     bool receivedAny(WorkspaceNotification n) const
     {
         return std::find(received.begin(), received.end(), n) != received.end();
@@ -230,12 +221,10 @@ TEST_F(LiveWorkspace, ActionsReachTheWindowsAndEventsReportThem)
     received.clear();
     // A window openbox has only just focused may still drop an iconify request, so ask
     // again while waiting; the request itself is harmless to repeat.
-    EXPECT_TRUE(E2eSession::waitFor(
-        [&] {
-            EXPECT_SUCCESS(workspace->hide(*byIdentifier("test-terminal")));
-            return E2eSession::waitFor([&] { return byIdentifier("test-terminal")->isHidden; }, 300);
-        },
-        10000));
+    EXPECT_TRUE(waitFor([&] {
+        EXPECT_SUCCESS(workspace->hide(*byIdentifier("test-terminal")));
+        return waitFor([&] { return byIdentifier("test-terminal")->isHidden; }, 300);
+    }, 10000));
     EXPECT_TRUE(receivedAny(WorkspaceNotification::didHideApplication));
 
     received.clear();
@@ -380,11 +369,7 @@ TEST_F(LiveWorkspace, OldClientsShowTheirOwnIconPixmaps)
     // The mask leaves the corners of both icons transparent, and the bitmap draws something.
     for (const QImage& icon : {clock, eyes}) {
         EXPECT_EQ(qAlpha(icon.pixel(0, 0)), 0);
-        bool opaque = false;
-        for (int y = 0; y < icon.height() && !opaque; ++y)
-            for (int x = 0; x < icon.width() && !opaque; ++x)
-                opaque = qAlpha(icon.pixel(x, y)) == 255;
-        EXPECT_TRUE(opaque);
+        EXPECT_GT(wharf::e2e::countPixels(icon.rect(), [&](QPoint p) { return qAlpha(icon.pixel(p)) == 255; }), 0);
     }
     E2eSession::stop(clockProcess);
     E2eSession::stop(eyesProcess);
@@ -410,11 +395,7 @@ TEST_F(LiveWorkspace, WatchedLocationsAndEntriesReportChanges)
         {"pinnedFolderRemoved", [&] { return QDir(folder).removeRecursively(); }},
         {"pinnedFolderMadeAgain", [&] { return QDir().mkpath(folder); }},
         {"fileAddedToTheNewFolder", [&] { return write(folder + "/again.txt", "x"); }},
-        {"desktopEntryInstalled",
-         [&] {
-             return !session->writeDesktopEntry("late.desktop", "[Desktop Entry]\nType=Application\nName=Late\nExec=true\n")
-                         .isEmpty();
-         }},
+        {"desktopEntryInstalled", [&] { return !session->writeDesktopEntry("late", "Late", "true").isEmpty(); }},
     };
     for (const auto& row : rows) {
         received.clear();

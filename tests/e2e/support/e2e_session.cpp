@@ -33,6 +33,16 @@ void killGroup(QProcess& process, int signal)
     }
 }
 
+// Waits up to `timeoutMs` for `process` to end, then kills its whole group; false when it had to.
+bool finish(QProcess& process, int timeoutMs)
+{
+    if (process.state() == QProcess::NotRunning || process.waitForFinished(timeoutMs))
+        return true;
+    killGroup(process, SIGKILL);
+    process.waitForFinished(2000);
+    return false;
+}
+
 } // namespace
 
 // scripts/session.sh --hold starts the X server, bus, window manager and compositor, prints the
@@ -63,13 +73,11 @@ E2eSession::E2eSession(E2eOptions options)
     }
 
     QByteArray out;
-    const bool ready = waitFor(
-        [&] {
-            session_->waitForReadyRead(50);
-            out += session_->readAllStandardOutput();
-            return out.endsWith(QByteArray(2, '\0')) || session_->state() != QProcess::Running;
-        },
-        30000, 1);
+    const bool ready = waitFor([&] {
+        session_->waitForReadyRead(50);
+        out += session_->readAllStandardOutput();
+        return out.endsWith(QByteArray(2, '\0')) || session_->state() != QProcess::Running;
+    }, 30000, 1);
     if (!ready || !out.endsWith(QByteArray(2, '\0'))) {
         error_ = "the session did not start: " + QString::fromLocal8Bit(readFile(root() + "/session.log")).trimmed();
         return;
@@ -113,11 +121,7 @@ RunResult E2eSession::run(const QString& program, const QStringList& args, int t
         result.err = "could not start " + program;
         return result;
     }
-    if (!process.waitForFinished(timeoutMs)) {
-        result.timedOut = true;
-        killGroup(process, SIGKILL);
-        process.waitForFinished(2000);
-    }
+    result.timedOut = !finish(process, timeoutMs);
     result.crashed = process.exitStatus() == QProcess::CrashExit;
     result.exitCode = process.exitCode();
     result.out = QString::fromLocal8Bit(process.readAllStandardOutput());
@@ -130,33 +134,26 @@ int E2eSession::stop(QProcess* process, int timeoutMs)
     if (!process || process->state() == QProcess::NotRunning)
         return process ? process->exitCode() : -1;
     ::kill(static_cast<pid_t>(process->processId()), SIGTERM);
-    if (!process->waitForFinished(timeoutMs)) {
-        killGroup(*process, SIGKILL);
-        process->waitForFinished(2000);
-    }
+    finish(*process, timeoutMs);
     return process->exitCode();
 }
 
 QProcess* E2eSession::startWharf(const QStringList& args)
 {
-    QProcess* wharf = start(QStringLiteral(WHARF_BINARY), args);
+    QProcess* wharf = start(WHARF_BINARY, args);
     QDBusConnection connection = bus();
-    const bool up = waitFor(
-        [&] {
-            return wharf->state() != QProcess::Running ||
-                   connection.interface()->isServiceRegistered(kWharfBusName).value();
-        },
-        15000);
-    if (!up || wharf->state() != QProcess::Running)
-        return nullptr;
-    return wharf;
+    const bool up = waitFor([&] {
+        return wharf->state() != QProcess::Running
+            || connection.interface()->isServiceRegistered(kWharfBusName).value();
+    }, 15000);
+    return up && wharf->state() == QProcess::Running ? wharf : nullptr;
 }
 
-QString E2eSession::writeDesktopEntry(const QString& fileName, const QString& contents)
+QString E2eSession::writeDesktopEntry(const QString& id, const QString& name, const QString& exec, const QString& more)
 {
     const QString dir = dataHome() + "/applications";
-    const QString path = dir + "/" + fileName;
-    writeFile(path, contents.toUtf8());
+    const QString path = dir + "/" + id + ".desktop";
+    writeFile(path, ("[Desktop Entry]\nType=Application\nName=" + name + "\nExec=" + exec + "\n" + more).toUtf8());
     run("update-desktop-database", {dir});
     return path;
 }
@@ -219,14 +216,12 @@ QImage E2eSession::screenshot()
         return {};
     // The session's server has one screen.
     const xcb_screen_t& screen = *xcb_setup_roots_iterator(xcb_get_setup(connection.get())).data;
-    const std::unique_ptr<xcb_get_image_reply_t, decltype(&std::free)> reply(
-        xcb_get_image_reply(connection.get(),
-                            xcb_get_image(connection.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, screen.root, 0, 0,
-                                          screen.width_in_pixels, screen.height_in_pixels, ~0u),
-                            nullptr),
-        &std::free);
     const int width = screen.width_in_pixels;
     const int height = screen.height_in_pixels;
+    const auto cookie =
+        xcb_get_image(connection.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, screen.root, 0, 0, width, height, ~0u);
+    const std::unique_ptr<xcb_get_image_reply_t, decltype(&std::free)> reply(
+        xcb_get_image_reply(connection.get(), cookie, nullptr), &std::free);
     // Depth 24 comes as 32-bit pixels, 0x00RRGGBB in the server's (here the host's) byte order.
     if (!reply || reply->depth != 24 || xcb_get_image_data_length(reply.get()) != width * height * 4)
         return {};
@@ -249,29 +244,22 @@ E2eSession::~E2eSession()
         if (child->state() != QProcess::NotRunning)
             killGroup(*child, SIGTERM);
     }
-    for (auto& child : children_) {
-        if (child->state() != QProcess::NotRunning && !child->waitForFinished(3000)) {
-            killGroup(*child, SIGKILL);
-            child->waitForFinished(2000);
-        }
-    }
+    for (auto& child : children_)
+        finish(*child, 3000);
     children_.clear();
     if (!busName_.isEmpty())
         QDBusConnection::disconnectFromBus(busName_);
     // Closing its stdin ends the session; it stops the bus, compositor, window manager and X server.
     if (session_ && session_->state() != QProcess::NotRunning) {
         session_->closeWriteChannel();
-        if (!session_->waitForFinished(5000)) {
-            killGroup(*session_, SIGKILL);
-            session_->waitForFinished(2000);
-        }
+        finish(*session_, 5000);
     }
     session_.reset();
 }
 
 bool waitForLog(QProcess& process, QString& log, const QString& text, int timeoutMs)
 {
-    return E2eSession::waitFor([&] {
+    return waitFor([&] {
         log += QString::fromUtf8(process.readAllStandardError());
         return log.contains(text);
     }, timeoutMs);
@@ -279,29 +267,25 @@ bool waitForLog(QProcess& process, QString& log, const QString& text, int timeou
 
 quint32 activeWindow(E2eSession& session)
 {
-    const QString out = session.xprop({QStringLiteral("-root"), QStringLiteral("_NET_ACTIVE_WINDOW")});
+    const QString out = session.xprop({"-root", "_NET_ACTIVE_WINDOW"});
     bool ok = false;
-    const quint32 id = out.section(QLatin1Char('#'), 1).trimmed().section(QLatin1Char(','), 0, 0).toUInt(&ok, 16);
+    const quint32 id = out.section('#', 1).trimmed().section(',', 0, 0).toUInt(&ok, 16);
     return ok ? id : 0;
 }
 
 bool isIconic(E2eSession& session, quint32 window)
 {
-    return session.xprop({QStringLiteral("-id"), QString::number(window), QStringLiteral("WM_STATE")})
-        .contains(QStringLiteral("Iconic"));
+    return session.xprop({"-id", QString::number(window), "WM_STATE"}).contains("Iconic");
 }
 
 QStringList openMenus(E2eSession& session, qint64 pid)
 {
-    const RunResult r = session.xdotool({QStringLiteral("search"), QStringLiteral("--all"), QStringLiteral("--onlyvisible"),
-                                         QStringLiteral("--pid"), QString::number(pid), QStringLiteral("--name"),
-                                         QString()});
+    const RunResult r =
+        session.xdotool({"search", "--all", "--onlyvisible", "--pid", QString::number(pid), "--name", QString()});
     QStringList menus;
-    for (const QString& window : r.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
-        if (session.run(QStringLiteral("xwininfo"), {QStringLiteral("-id"), window})
-                .out.contains(QStringLiteral("Override Redirect State: yes"))
-            && !session.xprop({QStringLiteral("-id"), window, QStringLiteral("_NET_WM_WINDOW_TYPE")})
-                    .contains(QStringLiteral("_TOOLTIP")))
+    for (const QString& window : r.out.split('\n', Qt::SkipEmptyParts)) {
+        if (session.run("xwininfo", {"-id", window}).out.contains("Override Redirect State: yes")
+            && !session.xprop({"-id", window, "_NET_WM_WINDOW_TYPE"}).contains("_TOOLTIP"))
             menus << window;
     }
     return menus;

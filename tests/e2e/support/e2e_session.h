@@ -20,6 +20,12 @@
 
 namespace wharf::e2e {
 
+// Polls `condition` (processing Qt events) until it holds or the time is up.
+inline bool waitFor(const std::function<bool()>& condition, int timeoutMs = 10000, int pollMs = 25)
+{
+    return wharf::waitFor(condition, timeoutMs, pollMs);
+}
+
 struct E2eOptions {
     bool twoMonitors = false;   // one 3840x1080 screen split into RandR monitors LEFT and RIGHT, else 1920x1080
     bool windowManager = true;  // openbox
@@ -68,18 +74,13 @@ public:
     // Sends SIGTERM and waits; SIGKILL when it does not exit in time. Returns its exit code.
     static int stop(QProcess* process, int timeoutMs = 5000);
 
-    // Polls `condition` (processing Qt events) until it holds or the time is up.
-    static bool waitFor(const std::function<bool()>& condition, int timeoutMs = 10000, int pollMs = 25)
-    {
-        return wharf::waitFor(condition, timeoutMs, pollMs);
-    }
-
     // Starts the built wharf (WHARF_BINARY) with `args` and waits until its D-Bus name is on the bus
     // (nullptr on timeout).
     QProcess* startWharf(const QStringList& args = {});
 
-    // A desktop entry in $XDG_DATA_HOME/applications (the MIME cache is rebuilt); returns its path.
-    QString writeDesktopEntry(const QString& fileName, const QString& contents);
+    // The entry $XDG_DATA_HOME/applications/<id>.desktop of an application `name` that runs `exec`, with
+    // the lines `more` (the MIME cache is rebuilt); returns its path.
+    QString writeDesktopEntry(const QString& id, const QString& name, const QString& exec, const QString& more = {});
     // Makes `desktopId` ("files.desktop") the default handler of `mimeType` in mimeapps.list.
     void setDefaultApplication(const QString& mimeType, const QString& desktopId);
     // Writes an executable script; returns its path.
@@ -117,6 +118,16 @@ inline QString writeFile(const QString& path, const QByteArray& contents = "x")
 {
     EXPECT_TRUE(test::writeFile(path, contents)) << "cannot write " << path.toStdString();
     return path;
+}
+
+// How many pixels of `area` `accepts` takes.
+inline int countPixels(const QRect& area, const std::function<bool(QPoint)>& accepts)
+{
+    int n = 0;
+    for (int y = area.top(); y <= area.bottom(); ++y)
+        for (int x = area.left(); x <= area.right(); ++x)
+            n += accepts(QPoint(x, y));
+    return n;
 }
 
 // The window manager's active window (0 when none), and whether `window` is minimized.
