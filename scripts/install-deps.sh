@@ -11,7 +11,7 @@ build=(g++ make cmake pkgconf qt6-base-dev qt6-svg-dev qt6-qpa-plugins libqt6svg
 session=(xvfb xauth openbox icewm xcompmgr xdotool x11-utils wmctrl x11-xserver-utils x11-apps xterm
          imagemagick dbus dbus-daemon libglib2.0-bin dconf-service dconf-gsettings-backend
          adwaita-icon-theme hicolor-icon-theme desktop-file-utils fonts-dejavu-core procps python3
-         trayer appstream at-spi2-core python3-gi gir1.2-atspi-2.0)
+         trayer appstream at-spi2-core python3-gi gir1.2-atspi-2.0 hsetroot)
 # Other window managers, which activation is checked against as well.
 window_managers=(mutter kwin-x11)
 

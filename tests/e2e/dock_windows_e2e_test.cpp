@@ -120,7 +120,8 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
     E2eSession session({.compositor = false});
     WHARF_REQUIRE_SESSION(session);
     const QColor desktop(0x9f, 0xc8, 0xe8);
-    ASSERT_EQ(session.run(ROOT_BACKGROUND, {desktop.name()}).exitCode, 0);
+    // As wallpaper setters do: a pixmap published in _XROOTPMAP_ID and kept after the setter exits.
+    ASSERT_EQ(session.run("hsetroot", {"-solid", desktop.name()}).exitCode, 0);
     // A white terminal under the left of the dock window: without a compositor translucent pixels
     // would turn it black. It must stay there, so windows are not kept clear of the dock here.
     writeWharfSettings(session, {{"keepWindowsAboveDock", false}, {"restingIconSize", 58}});
