@@ -264,5 +264,26 @@ TEST(DockWindows, UnderIcewmTheDockSitsAboveItsTaskBar)
     EXPECT_EQ(dock->frame, QRectF(0, 1080 - taskBar - 340, 1920, 340)) << "the dock stands on the task bar";
 }
 
+// Qt scales each display from its own top-left corner: at scale 2 the second display's dock reserves
+// the bottom of that display, in device pixels, and not a stretch beyond the screen.
+TEST(DockWindows, AtScaleTwoEachDisplaysDockReservesTheBottomOfItsOwnDisplay)
+{
+    E2eSession session({.twoMonitors = true});
+    WHARF_REQUIRE_SESSION(session);
+    session.setEnv("QT_SCALE_FACTOR", "2");
+    QProcess* wharf = session.startWharf();
+    ASSERT_NE(wharf, nullptr);
+    DockClient client(session);
+    ASSERT_TRUE(client.settledDock(4));
+    QStringList reserved;
+    for (const QString& window : wharfWindows(session, wharf->processId())) {
+        const QStringList v = session.xprop({"-id", window, "_NET_WM_STRUT_PARTIAL"}).section('=', 1).split(',');
+        if (v.size() == 12)
+            reserved << v[10].trimmed() + "-" + v[11].trimmed();
+    }
+    reserved.sort();
+    EXPECT_EQ(reserved.join(' '), "0-1919 1920-3839");
+}
+
 } // namespace
 } // namespace wharf::e2e
