@@ -4,6 +4,7 @@
 
 #include "dock/dock_view.h"
 #include "dock/dock_window_controller.h"
+#include "platform/dock_window_platform.h"
 #include "stacks/folder_access_store.h"
 #include "stacks/stack_artwork.h"
 #include "stacks/stack_controller.h"
@@ -134,6 +135,13 @@ bool AppDelegate::openStack(const QString& id, QString* error)
             if (weak)
                 weak->close();
         };
+    }
+    if (DockWindowSystem* system = windowSystem.get()) {
+        controller->setBelow([system](const QRect& area) -> std::optional<QImage> {
+            if (system->isCompositing())
+                return std::nullopt;
+            return system->desktopBackground(area);
+        });
     }
     stack = controller;
     controller->open(*anchor);

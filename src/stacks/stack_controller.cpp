@@ -99,6 +99,11 @@ StackController::~StackController()
     panel->onKey = nullptr;
 }
 
+void StackController::setBelow(std::function<std::optional<QImage>(const QRect& area)> below)
+{
+    panel->below = std::move(below);
+}
+
 void StackController::open(const QRectF& tile)
 {
     anchor = tile;
@@ -668,9 +673,12 @@ void StackController::requestThumbnail(StackItemView& view) const
     if (!services.thumbnails)
         return;
     const QPointer<StackItemView> weak(&view);
-    services.thumbnails->image(view.entry(), [weak](const Thumbnail& thumbnail) {
-        if (weak)
-            weak->setPreview(thumbnail.image, thumbnail.source);
+    StackPanel* shown = panel.get(); // the card's window: alive while the card is
+    services.thumbnails->image(view.entry(), [weak, shown](const Thumbnail& thumbnail) {
+        if (!weak)
+            return;
+        weak->setPreview(thumbnail.image, thumbnail.source);
+        shown->reshapeLater(); // a picture can reach past the icon it replaces
     });
 }
 

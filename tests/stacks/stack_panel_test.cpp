@@ -1,0 +1,39 @@
+#include "stacks/stack_panel.h"
+
+#include "stacks/stack_bubble_view.h"
+
+#include <gtest/gtest.h>
+
+using namespace wharf;
+
+// Without a compositing manager the panel stands on what lies below it, cut to its content's
+// outline: the bubble's rounded corners and the room beside its arrow are not drawn (they would
+// come out black). Once a compositing manager runs, nothing is cut.
+TEST(StackPanel, WithoutACompositorIsCutToItsContentAndStandsOnWhatLiesBelow)
+{
+    StackPanel panel;
+    QRect asked;
+    bool compositing = false;
+    panel.below = [&](const QRect& area) -> std::optional<QImage> {
+        asked = area;
+        if (compositing)
+            return std::nullopt;
+        QImage red(area.size(), QImage::Format_RGB32);
+        red.fill(Qt::red);
+        return red;
+    };
+    const QRect frame(300, 200, 200, 150);
+    panel.present(new StackBubbleView(frame.size()), frame);
+    EXPECT_EQ(asked, frame);
+    const QRegion cut = panel.mask();
+    EXPECT_FALSE(cut.contains(QPoint(1, 1))) << "a rounded corner";
+    EXPECT_FALSE(cut.contains(QPoint(5, 145))) << "beside the arrow";
+    EXPECT_TRUE(cut.contains(QPoint(100, 70)));
+    EXPECT_TRUE(cut.contains(QPoint(25, 146))) << "the arrow's tip";
+    const QColor inside = panel.grab().toImage().pixelColor(100, 70);
+    EXPECT_GT(inside.red(), inside.blue()) << "the bubble lets a little of what lies below through";
+
+    compositing = true;
+    panel.present(new StackBubbleView(frame.size()), frame);
+    EXPECT_TRUE(panel.mask().isEmpty());
+}
