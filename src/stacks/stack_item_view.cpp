@@ -1,5 +1,8 @@
 #include "stacks/stack_item_view.h"
 
+#include "platform/drag_image.h"
+#include "stacks/stack_panel.h"
+
 #include <QApplication>
 #include <QClipboard>
 #include <QContextMenuEvent>
@@ -156,6 +159,8 @@ void StackItemView::startDrag()
     drag.setPixmap(preview.isNull() ? icon.pixmap(QSize(72, 72))
                                     : QPixmap::fromImage(preview.scaled(72, 72, Qt::KeepAspectRatio)));
     drag.setHotSpot(QPoint(36, 36));
+    if (const auto* panel = dynamic_cast<const StackPanel*>(window()); panel && panel->cutToContent())
+        cutDragImageOnceShown(drag.pixmap());
     if (onDragStarted)
         onDragStarted();
     const Qt::DropAction action = drag.exec(Qt::CopyAction | Qt::LinkAction | Qt::MoveAction);

@@ -28,6 +28,8 @@ public:
     // The content's outline may have changed (a picture arrived): clips the panel to it again, once
     // for any number of calls before the next turn of the event loop.
     void reshapeLater();
+    // The panel is cut to its content (no compositing manager runs).
+    bool cutToContent() const { return backdrop.has_value(); }
 
     std::function<bool(QKeyEvent*)> onKey;
     // The pop-up was closed by the window system's rules (a click outside, Escape).

@@ -196,6 +196,24 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
             && std::abs(now->tiles[target].width() - dock->tiles[target].width()) < 0.5;
     })) << "the hover ends and the row is back at rest; hovered " << client.hoveredIndex();
 
+    // A tile dragged up shows its icon under the pointer, on the desktop: Qt's drag image keeps no
+    // white square around it.
+    movePointer(session, point);
+    const auto pressed = client.settledDock();
+    ASSERT_TRUE(pressed);
+    session.xdotool({"mousedown", "1"});
+    for (const int up : {10, 60, 150, 300})
+        movePointer(session, point - QPoint(0, up));
+    ASSERT_TRUE(waitFor([&] { return client.docks().front().json["drag"].isObject(); }));
+    const QRect image = pressed->tiles[target].translated(0, -300).toAlignedRect();
+    EXPECT_TRUE(waitFor([&] {
+        const QImage shot = session.screenshot();
+        const int shown = countPixels(image, [&](QPoint p) { return near(shot.pixelColor(p), desktop); });
+        return shown > image.width() && shown < image.width() * image.height() * 3 / 4;
+    })) << "the drag image's clear corners show the desktop";
+    session.xdotool({"key", "Escape", "mouseup", "1"});
+    ASSERT_TRUE(client.settledDock());
+
     QProcess* compositor = session.start("xcompmgr");
     ASSERT_TRUE(waitForLog(*wharf, log, "Compositing manager running")) << log.toStdString();
     ASSERT_TRUE(waitFor([&] { return session.screenshot().pixelColor(icon) != desktop; }, 3000));
