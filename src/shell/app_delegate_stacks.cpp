@@ -11,6 +11,7 @@
 #include "stacks/stack_preferences.h"
 #include "stacks/stack_thumbnail_cache.h"
 
+#include <QCursor>
 #include <QDir>
 #include <QJsonArray>
 #include <QScreen>
@@ -84,17 +85,23 @@ bool AppDelegate::openStack(const QString& id, QString* error)
     if (!folder)
         return fail(QStringLiteral("No folder tile has the id “%1”.").arg(id));
 
+    // Over the tile in the dock under the pointer (where the click was), else in the first dock.
     std::optional<QRectF> anchor;
     QPointer<DockView> view;
+    bool underPointer = false;
+    const QPoint pointer = QCursor::pos();
     const std::vector<DockSnapshot> snapshots = dockSnapshots();
-    for (std::size_t d = 0; d < snapshots.size() && !anchor; ++d) {
+    for (std::size_t d = 0; d < snapshots.size() && !underPointer; ++d) {
         const DockSnapshot& dock = snapshots[d];
-        if (dock.overlay || !dock.mapped)
+        const bool here = dock.frame.contains(pointer);
+        if (dock.overlay || !dock.mapped || (anchor && !here))
             continue;
-        for (std::size_t i = 0; i < dock.entryIDs.size() && i < dock.tiles.size() && !anchor; ++i) {
+        for (std::size_t i = 0; i < dock.entryIDs.size() && i < dock.tiles.size(); ++i) {
             if (dock.entryIDs[i] == folder->id) {
                 anchor = dock.tiles[i].translated(dock.frame.topLeft());
                 view = &dockControllers[d]->dockView();
+                underPointer = here;
+                break;
             }
         }
     }

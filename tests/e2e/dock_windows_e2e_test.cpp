@@ -7,6 +7,7 @@
 #include "dock/dock_layout.h"
 
 #include <QColor>
+#include <QDir>
 #include <QFileInfo>
 #include <QImage>
 #include <QStandardPaths>
@@ -283,12 +284,16 @@ TEST(DockWindows, UnderIcewmTheDockSitsAboveItsTaskBar)
 }
 
 // Qt scales each display from its own top-left corner: at scale 2 the second display's dock reserves
-// the bottom of that display, in device pixels, and not a stretch beyond the screen.
-TEST(DockWindows, AtScaleTwoEachDisplaysDockReservesTheBottomOfItsOwnDisplay)
+// the bottom of that display, in device pixels, and not a stretch beyond the screen. A folder's
+// stack opens over the dock where it is clicked.
+TEST(DockWindows, AtScaleTwoEachDisplaysDockReservesTheBottomOfItsOwnDisplayAndOpensItsOwnStacks)
 {
     E2eSession session({.twoMonitors = true});
     WHARF_REQUIRE_SESSION(session);
     session.setEnv("QT_SCALE_FACTOR", "2");
+    const QString folder = session.home() + "/Folder";
+    ASSERT_TRUE(QDir().mkpath(folder));
+    writeWharfSettings(session, {}, {{folder, "folder"}});
     QProcess* wharf = session.startWharf();
     ASSERT_NE(wharf, nullptr);
     DockClient client(session);
@@ -301,6 +306,11 @@ TEST(DockWindows, AtScaleTwoEachDisplaysDockReservesTheBottomOfItsOwnDisplay)
     }
     reserved.sort();
     EXPECT_EQ(reserved.join(' '), "0-1919 1920-3839");
+
+    movePointer(session, QPointF(3000, 1000)); // the right display's dock, in device pixels
+    ASSERT_TRUE(client.succeeds("Activate", {folder}));
+    ASSERT_TRUE(waitFor([&] { return client.object("Stack")["open"].toBool(); }));
+    EXPECT_GE(client.object("Stack")["frame"].toArray()[0].toInt(), 1920) << "over the right display";
 }
 
 } // namespace
