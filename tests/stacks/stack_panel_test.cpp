@@ -1,6 +1,10 @@
 #include "stacks/stack_panel.h"
 
 #include "stacks/stack_bubble_view.h"
+#include "stacks/stack_preview_window.h"
+
+#include <QGuiApplication>
+#include <QScreen>
 
 #include <gtest/gtest.h>
 
@@ -36,4 +40,19 @@ TEST(StackPanel, WithoutACompositorIsCutToItsContentAndStandsOnWhatLiesBelow)
     compositing = true;
     panel.present(new StackBubbleView(frame.size()), frame);
     EXPECT_TRUE(panel.mask().isEmpty());
+}
+
+// The preview over a stack at a display's corner, or on a display smaller than itself, stays on it.
+TEST(StackPreviewWindow, StaysOnTheDisplayOfTheStackItPreviews)
+{
+    const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
+    StackPreviewWindow preview;
+    StackEntry entry;
+    entry.url = QUrl::fromLocalFile("/nowhere/notes.txt");
+    const QSize tile(100, 80);
+    for (const QRect& over : {QRect(area.topLeft(), tile), QRect(area.bottomRight() - QPoint(99, 79), tile),
+                              area.adjusted(-200, -200, 200, 200)}) {
+        preview.showEntry(entry, QIcon(), over);
+        EXPECT_TRUE(area.contains(preview.geometry())) << over.x() << "," << over.y();
+    }
 }
