@@ -1,8 +1,10 @@
 #include "stacks/stack_panel.h"
 
 #include "stacks/stack_bubble_view.h"
+#include "stacks/stack_item_view.h"
 #include "stacks/stack_preview_window.h"
 
+#include <QEnterEvent>
 #include <QGuiApplication>
 #include <QScreen>
 
@@ -55,4 +57,24 @@ TEST(StackPreviewWindow, StaysOnTheDisplayOfTheStackItPreviews)
         preview.showEntry(entry, QIcon(), over);
         EXPECT_TRUE(area.contains(preview.geometry())) << over.x() << "," << over.y();
     }
+}
+
+// Entries that scroll under a resting pointer take the selection only once the pointer moves: the
+// arrow keys walking a long grid are not pulled back to the entry under it.
+TEST(StackItemView, ARestingPointerSelectsNothingNewAsEntriesPassUnderIt)
+{
+    StackEntry entry;
+    StackItemView first(entry, QIcon(), false, false);
+    StackItemView second(entry, QIcon(), false, false);
+    QStringList selected;
+    first.onSelect = [&] { selected << "first"; };
+    second.onSelect = [&] { selected << "second"; };
+    const auto enter = [](StackItemView& view, QPointF global) {
+        QEnterEvent event(QPointF(5, 5), QPointF(5, 5), global);
+        QCoreApplication::sendEvent(&view, &event);
+    };
+    enter(first, QPointF(411, 307));
+    enter(second, QPointF(411, 307)); // scrolled under the pointer
+    enter(second, QPointF(413, 307)); // the pointer moved onto it
+    EXPECT_EQ(selected.join(' ').toStdString(), "first second");
 }
