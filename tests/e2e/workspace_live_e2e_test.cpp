@@ -101,11 +101,9 @@ protected:
 
     RunningApplicationRef find(const std::function<bool(const RunningApplication&)>& predicate) const
     {
-        for (const auto& app : workspace->runningApplications()) {
-            if (predicate(*app))
-                return app;
-        }
-        return nullptr;
+        const auto all = workspace->runningApplications();
+        const auto found = std::find_if(all.begin(), all.end(), [&](const auto& app) { return predicate(*app); });
+        return found == all.end() ? nullptr : *found;
     }
     RunningApplicationRef byIdentifier(const QString& id) const
     {
