@@ -307,7 +307,7 @@ TEST_F(LiveWorkspace, InterpretedProgramsAreTheirOwnApplicationsUnknownPidsStayU
     std::vector<QProcess*> tools;
     for (const QString& wmClass : classes)
         tools.push_back(session->start(client, {wmClass}));
-    QProcess* eyes = session->start("xeyes", {"-geometry", "60x60+300+300"}); // names no _NET_WM_PID
+    tools.push_back(session->start("xeyes", {"-geometry", "60x60+300+300"})); // names no _NET_WM_PID
     ASSERT_TRUE(waitFor([&] { return byName("ToolA") && byName("ToolB") && byName("ToolC") && byName("XEyes"); }));
     QSet<QString> locations; // what the dock knows them by
     for (const QString& wmClass : classes) {
@@ -326,7 +326,6 @@ TEST_F(LiveWorkspace, InterpretedProgramsAreTheirOwnApplicationsUnknownPidsStayU
     EXPECT_EQ(byName("XEyes"), nullptr);
     for (QProcess* process : tools)
         E2eSession::stop(process);
-    E2eSession::stop(eyes);
 }
 
 TEST_F(LiveWorkspace, WindowsVanishingWhileScanningAreDropped)

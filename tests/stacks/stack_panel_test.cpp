@@ -22,11 +22,9 @@ TEST(StackPanel, WithoutACompositorIsCutToItsContentAndStandsOnWhatLiesBelow)
     bool compositing = false;
     panel.below = [&](const QRect& area) -> std::optional<QImage> {
         asked = area;
-        if (compositing)
-            return std::nullopt;
         QImage red(area.size(), QImage::Format_RGB32);
         red.fill(Qt::red);
-        return red;
+        return compositing ? std::nullopt : std::optional(red);
     };
     const QRect frame(300, 200, 200, 150);
     panel.present(new StackBubbleView(frame.size()), frame);
