@@ -187,14 +187,12 @@ TEST_F(Decorated, BadgeProgressAndAttentionFollowTheLauncherEntrySignalEarlyPubl
     EXPECT_NEAR(indicator.at(0).toDouble(), client.tile(terminalID).center().x(), 1);
     // Beside the indicator's white dot, inside its glow.
     const QPoint spot = QPointF(indicator.at(0).toDouble() + 6, indicator.at(1).toDouble()).toPoint();
-    int lowest = 255;
-    int highest = -255;
-    for (int i = 0; i < 12; ++i) {
-        const int o = orange(session.screenshot().pixel(spot));
-        lowest = std::min(lowest, o);
-        highest = std::max(highest, o);
+    std::vector<int> glow;
+    while (glow.size() < 12) {
+        glow.push_back(orange(session.screenshot().pixel(spot)));
         QThread::msleep(100);
     }
+    const auto [lowest, highest] = std::ranges::minmax(glow);
     EXPECT_GT(highest - lowest, 60) << "the glow rises and falls: " << lowest << ".." << highest;
 
     session.xdotool({"windowactivate", QString::number(xterm)});

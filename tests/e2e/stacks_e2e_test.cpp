@@ -161,8 +161,7 @@ TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheirPiledTileThumbnailsS
     until("grid");
 
     // Into "Sub" (the last entry) with the keyboard, and back with Backspace.
-    for (const char* name : {"Down", "Down", "Down", "Down", "Right", "Right", "Right"})
-        key(name);
+    session.xdotool({"key", "Down", "Down", "Down", "Down", "Right", "Right", "Right"});
     until([](const QJsonObject& s) { return s["selected"].toInt() == 11; });
     key("Return");
     QJsonObject sub = until([](const QJsonObject& s) { return s["back"].toBool() && shows(s, "grid"); });
@@ -172,8 +171,7 @@ TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheirPiledTileThumbnailsS
     EXPECT_EQ(root["count"].toInt(), 12);
 
     // And with the "‹" button.
-    for (const char* name : {"Down", "Down", "Down", "Down", "Right", "Right", "Right", "Return"})
-        key(name);
+    session.xdotool({"key", "Down", "Down", "Down", "Down", "Right", "Right", "Right", "Return"});
     sub = until([](const QJsonObject& s) { return s["back"].toBool() && shows(s, "grid"); });
     const QRect subFrame = frameOf(sub);
     session.xdotool({"mousemove", QString::number(subFrame.left() + 28), QString::number(subFrame.top() + 23)});
@@ -182,8 +180,7 @@ TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheirPiledTileThumbnailsS
     session.xdotool({"mousemove", "5", "5"});
 
     // Space previews the selection; Escape closes the preview, then the stack.
-    key("Left");
-    key("space");
+    session.xdotool({"key", "Left", "space"});
     const QJsonObject previewing = until([](const QJsonObject& s) { return s["preview"].isObject(); });
     EXPECT_EQ(previewing["preview"]["kind"].toString(), "text");
     key("Escape");
