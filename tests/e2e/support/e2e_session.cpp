@@ -260,10 +260,8 @@ bool waitForLog(QProcess& process, QString& log, const QString& text, int timeou
 
 quint32 activeWindow(E2eSession& session)
 {
-    const QString out = session.xprop({"-root", "_NET_ACTIVE_WINDOW"});
-    bool ok = false;
-    const quint32 id = out.section('#', 1).trimmed().section(',', 0, 0).toUInt(&ok, 16);
-    return ok ? id : 0;
+    const QString id = session.xprop({"-root", "_NET_ACTIVE_WINDOW"}).section('#', 1).section(',', 0, 0);
+    return id.trimmed().toUInt(nullptr, 16);
 }
 
 bool isIconic(E2eSession& session, quint32 window)
