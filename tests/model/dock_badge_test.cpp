@@ -10,7 +10,7 @@
 namespace wharf {
 namespace {
 
-TEST(DockBadge, StoredLabelIsTrimmedAndBounded)
+TEST(DockBadge, TheLabelIsStoredTrimmedAndBoundedAndShownShort)
 {
     const struct {
         const char* name;
@@ -28,14 +28,11 @@ TEST(DockBadge, StoredLabelIsTrimmedAndBounded)
     // A surrogate pair straddling the cut is dropped whole.
     const QString emoji = QString(63, 'a') + QString::fromUtf8("😀");
     EXPECT_EQ(DockBadge::label(emoji)->size(), 63);
-}
 
-TEST(DockBadge, DisplayedFormIsShort)
-{
     const struct {
         const char* label;
         const char* shown;
-    } rows[] = {
+    } shown[] = {
         {"999", "999"},
         {"+1000", "999+"},
         {"123456789012345678901234567890", "999+"}, // beyond any integer type
@@ -44,7 +41,7 @@ TEST(DockBadge, DisplayedFormIsShort)
         {"new", "new"},
         {"hello", "hel…"},
     };
-    for (const auto& row : rows)
+    for (const auto& row : shown)
         EXPECT_EQ(DockBadge::display(row.label), row.shown) << row.label;
 }
 
