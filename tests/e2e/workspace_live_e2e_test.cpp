@@ -174,17 +174,14 @@ TEST_F(LiveWorkspace, LocationsAndFilesOpenWithTheirApplicationsAndWhatCannotRun
         << opened().toStdString();
 
     // What cannot be opened is refused with a reason.
-    const struct {
-        wharf::Status status;
-        const char* reason;
-    } refused[] = {
+    const std::pair<wharf::Status, const char*> refused[] = {
         {workspace->openLocation(session->home() + "/missing.nothing"), "missing.nothing"},
         {workspace->launchApplication(session->dataHome() + "/applications/missing.desktop"), "not a usable desktop entry"},
         {workspace->launchApplication(session->dataHome() + "/applications/none.desktop"), "does not exist"},
     };
-    for (const auto& row : refused) {
-        ASSERT_FALSE(row.status.ok()) << row.reason;
-        EXPECT_TRUE(row.status.error().message.contains(row.reason)) << row.status.error().message.toStdString();
+    for (const auto& [status, reason] : refused) {
+        ASSERT_FALSE(status.ok()) << reason;
+        EXPECT_TRUE(status.error().message.contains(reason)) << status.error().message.toStdString();
     }
     // A new default file manager is seen once the desktop says so.
     const QString other = session->dataHome() + "/applications/other-files.desktop";
@@ -381,10 +378,7 @@ TEST_F(LiveWorkspace, WatchedLocationsAndEntriesReportChanges)
     auto changed = [&] { return receivedAny(WorkspaceNotification::didChangeLocations); };
     auto write = [](const QString& path, const QByteArray& text) { return !wharf::e2e::writeFile(path, text).isEmpty(); };
 
-    const struct {
-        const char* name;
-        std::function<bool()> change;
-    } rows[] = {
+    const std::pair<const char*, std::function<bool()>> rows[] = {
         {"pinnedFileCreated", [&] { return write(file, "one"); }},
         {"pinnedFileRenamedAway", [&] { return QFile::rename(file, file + ".old"); }},
         {"pinnedFileRenamedBack", [&] { return QFile::rename(file + ".old", file); }},
@@ -394,10 +388,10 @@ TEST_F(LiveWorkspace, WatchedLocationsAndEntriesReportChanges)
         {"fileAddedToTheNewFolder", [&] { return write(folder + "/again.txt", "x"); }},
         {"desktopEntryInstalled", [&] { return !session->writeDesktopEntry("late", "Late", "true").isEmpty(); }},
     };
-    for (const auto& row : rows) {
+    for (const auto& [name, change] : rows) {
         received.clear();
-        ASSERT_TRUE(row.change()) << row.name;
-        EXPECT_TRUE(waitFor(changed)) << row.name;
+        ASSERT_TRUE(change()) << name;
+        EXPECT_TRUE(waitFor(changed)) << name;
     }
 }
 

@@ -29,10 +29,7 @@ TEST(DockBadge, TheLabelIsStoredTrimmedAndBoundedAndShownShort)
     const QString emoji = QString(63, 'a') + QString::fromUtf8("😀");
     EXPECT_EQ(DockBadge::label(emoji)->size(), 63);
 
-    const struct {
-        const char* label;
-        const char* shown;
-    } shown[] = {
+    const std::pair<const char*, const char*> shown[] = {
         {"999", "999"},
         {"+1000", "999+"},
         {"123456789012345678901234567890", "999+"}, // beyond any integer type
@@ -41,8 +38,8 @@ TEST(DockBadge, TheLabelIsStoredTrimmedAndBoundedAndShownShort)
         {"new", "new"},
         {"hello", "hel…"},
     };
-    for (const auto& row : shown)
-        EXPECT_EQ(DockBadge::display(row.label), row.shown) << row.label;
+    for (const auto& [label, form] : shown)
+        EXPECT_EQ(DockBadge::display(label), form) << label;
 }
 
 TEST(DockBadge, GrowsWithItsTextAndHasAFloor)

@@ -161,19 +161,16 @@ TEST_F(DockModelOperations, ContextMenus)
 {
     workspace.launch(FakeWorkspace::app("A", 10, path("a.desktop")));
     workspace.launch(FakeWorkspace::app("Files", 11, workspace.fileManager, "org.gnome.Nautilus"));
-    const struct {
-        QString item;
-        QStringList titles;
-    } rows[] = {
+    const std::pair<QString, QStringList> rows[] = {
         {"Alpha", {"Options[Keep in Dock✓,Show in Files]", "-", "Hide", "Quit"}},
         {"b.desktop", {"Options[Keep in Dock✓,Show in Files]", "-", "Open"}},
         {"Files", {"Options[Show in Files]", "-", "Open"}},
         {"doc.txt", {"Open", "-", "Remove from Dock", "Show in Files"}},
     };
-    for (const auto& row : rows) {
+    for (const auto& [item, titles] : rows) {
         QMenu menu;
-        model->contextMenu(itemNamed(row.item), menu);
-        EXPECT_EQ(menuTitles(menu), row.titles) << row.item.toStdString();
+        model->contextMenu(itemNamed(item), menu);
+        EXPECT_EQ(menuTitles(menu), titles) << item.toStdString();
     }
     // A menu that outlives the model does nothing.
     QMenu late;

@@ -166,10 +166,7 @@ TEST(DesktopEntryIndex, ReadsWhatMatchingNeedsAndSkipsBrokenEntries)
 TEST(EffectiveProgram, LooksPastInterpretersAndTheirOptions)
 {
     const MatchRules rules = MatchRules::defaults();
-    const struct {
-        QStringList arguments;
-        const char* program;
-    } rows[] = {
+    const std::pair<QStringList, const char*> rows[] = {
         {{"/usr/bin/xterm", "-e", "top"}, "xterm"},
         {{"python3.11", "-m", "mytool"}, "mytool"},
         {{"java", "-Xmx1g", "-jar", "/opt/a/app.jar"}, "app.jar"},
@@ -180,9 +177,9 @@ TEST(EffectiveProgram, LooksPastInterpretersAndTheirOptions)
         {{"%U"}, ""},
         {{}, ""},
     };
-    for (const auto& row : rows)
-        EXPECT_EQ(effectiveProgram(row.arguments, rules).toStdString(), std::string(row.program))
-            << row.arguments.join(' ').toStdString();
+    for (const auto& [arguments, program] : rows)
+        EXPECT_EQ(effectiveProgram(arguments, rules).toStdString(), std::string(program))
+            << arguments.join(' ').toStdString();
 }
 
 TEST(MatchRules, BadLinesAreReportedAndGoodOnesKept)

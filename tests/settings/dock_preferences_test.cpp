@@ -109,17 +109,14 @@ TEST_F(DockPreferencesTest, AppearanceFollowsTheStoredTextThenTheLegacyFlagAndAW
 TEST_F(DockPreferencesTest, WidthFractionIsClampedAndDropsRestingSize)
 {
     const auto p = open();
-    const struct {
-        double written;
-        double stored;
-    } cases[] = {{1.2, 0.98}, {-0.5, 0}, {0.5, 0.5}, {std::nan(""), 0}};
-    for (const auto& c : cases) {
+    const std::pair<double, double> cases[] = {{1.2, 0.98}, {-0.5, 0}, {0.5, 0.5}, {std::nan(""), 0}};
+    for (const auto& [written, stored] : cases) {
         changes = 0;
         p->setRestingIconSize(44);
         EXPECT_EQ(p->restingIconSize(), 44);
         EXPECT_EQ(changes, 0) << "the view's own write announces nothing";
-        p->setDockWidthFraction(c.written);
-        EXPECT_EQ(p->dockWidthFraction(), c.stored) << c.written;
+        p->setDockWidthFraction(written);
+        EXPECT_EQ(p->dockWidthFraction(), stored) << written;
         EXPECT_FALSE(p->defaults().contains(DockPreferences::restingIconSizeKey));
         EXPECT_EQ(changes, 1);
     }
