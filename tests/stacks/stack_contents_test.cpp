@@ -29,13 +29,8 @@ QDateTime at(int day) { return QDateTime(QDate(2024, 1, day), QTime(12, 0), Qt::
 StackEntry entry(const QString& title, std::optional<QDateTime> modified = {}, std::optional<QDateTime> created = {},
                  const QString& kind = {}, const QString& file = {})
 {
-    StackEntry e;
-    e.title = title;
-    e.url = QUrl::fromLocalFile("/f/" + (file.isEmpty() ? title : file));
-    e.modificationDate = modified;
-    e.creationDate = created;
-    e.kind = kind;
-    return e;
+    return {.url = QUrl::fromLocalFile("/f/" + (file.isEmpty() ? title : file)), .title = title,
+            .modificationDate = modified, .creationDate = created, .kind = kind};
 }
 
 class StackContentsTest : public testing::Test {
