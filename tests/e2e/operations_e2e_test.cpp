@@ -227,8 +227,7 @@ TEST(Operations, TheTrashShowInFilesDropsOntoFoldersAndKeepingAProgramWithoutAnE
     // A running program without an entry is kept through one written for it.
     const auto program = client.itemWhen("pid", windowPid(session, loose));
     ASSERT_TRUE(program);
-    const QString programID = (*program)["id"].toString();
-    ASSERT_TRUE(client.succeeds("ChooseMenuItem", {programID, "Options/Keep in Dock"}));
+    ASSERT_TRUE(client.succeeds("ChooseMenuItem", {(*program)["id"].toString(), "Options/Keep in Dock"}));
     const QString written = session.dataHome() + "/applications/wharf-bandclient.desktop";
     const auto kept =
         client.itemWhen("pid", windowPid(session, loose), [](const auto& item) { return item["pinned"].toBool(); });

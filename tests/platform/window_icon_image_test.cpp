@@ -72,8 +72,7 @@ TEST(PixmapIcon, OtherBitOrdersDeepPixmapsAndShortData)
     EXPECT_EQ(imageFromPixmapData({0b10000000, 0, 0, 0}, 1, {}, 1, 1, msb).pixel(0, 0), 0xff000000u);
 
     // A 24-bit pixmap in 32-bit pixels, blue green red padding.
-    const QImage deep = imageFromPixmapData({0x30, 0x20, 0x10, 0x00}, 24, {}, 1, 1, layout);
-    EXPECT_EQ(deep.pixel(0, 0), 0xff102030u);
+    EXPECT_EQ(imageFromPixmapData({0x30, 0x20, 0x10, 0x00}, 24, {}, 1, 1, layout).pixel(0, 0), 0xff102030u);
 
     EXPECT_TRUE(imageFromPixmapData({0b101, 0, 0}, 1, {}, 3, 2, layout).isNull()) << "short pixel data";
     EXPECT_TRUE(imageFromPixmapData(bits, 1, {0, 0}, 3, 2, layout).isNull()) << "short mask";

@@ -122,8 +122,7 @@ TEST(StackSort, Orders)
     };
     for (const Row& row : rows)
         EXPECT_EQ(titles(StackContents::sorted(row.entries, row.order)), row.expected) << row.name;
-    const auto tie = StackContents::sorted(rows[1].entries, StackSortOrder::name);
-    EXPECT_EQ(tie[0].path(), "/f/a");
+    EXPECT_EQ(StackContents::sorted(rows[1].entries, StackSortOrder::name)[0].path(), "/f/a") << "a tie by url";
 }
 
 TEST(StackViewModeResolution, AutomaticPicksFanOnlyWhenItFits)
