@@ -108,6 +108,19 @@ void advertiseTakeFocus(xcb_connection_t* connection, xcb_window_t window, const
                         static_cast<uint32_t>(protocols.size()), protocols.data());
 }
 
+// On every desktop, above, out of task bars and pagers. Window managers erase these when a window
+// is withdrawn (the normal dock is, while its display shows a full-screen window), and Qt writes
+// only its own states back: so before every map, not only the first. (openbox does not make docks
+// sticky by itself, and kwin keeps a dock without them on the desktop where it was mapped.)
+void describeDockWindow(xcb_connection_t* connection, xcb_window_t window, const X11DockWindow::Atoms& atoms)
+{
+    const uint32_t allDesktops = 0xFFFFFFFF;
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, atoms.desktop, XCB_ATOM_CARDINAL, 32, 1,
+                        &allDesktops);
+    const xcb_atom_t states[] = {atoms.stateAbove, atoms.stateSticky, atoms.stateSkipTaskbar, atoms.stateSkipPager};
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, atoms.state, XCB_ATOM_ATOM, 32, 4, states);
+}
+
 } // namespace
 
 namespace {
@@ -390,6 +403,10 @@ protected:
             }
             if (widget && widget->windowHandle() == watched && widget->windowHandle()->isExposed() && !shaped)
                 applyShapes();
+        } else if (event->type() == QEvent::Show) {
+            // Qt sends it before it maps the window.
+            if (widget && !widget->windowFlags().testFlag(Qt::X11BypassWindowManagerHint))
+                describeDockWindow(connection, window(), atoms);
         } else if (event->type() == QEvent::Hide) {
             shaped = false;
             pauseMotionEvents(false);
@@ -787,13 +804,7 @@ std::unique_ptr<DockWindowPlatform> X11DockWindow::attach(QWidget& window, DockW
     // Qt writes its own guess (normal, plus a KDE override for frameless windows); docks are docks.
     xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, atoms->windowType, XCB_ATOM_ATOM, 32, 1,
                         &atoms->windowTypeDock);
-    // openbox does not make docks sticky by itself; this must be set before the first map.
-    const uint32_t allDesktops = 0xFFFFFFFF;
-    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, atoms->desktop, XCB_ATOM_CARDINAL, 32, 1,
-                        &allDesktops);
-    const xcb_atom_t states[] = {atoms->stateAbove, atoms->stateSticky, atoms->stateSkipTaskbar,
-                                 atoms->stateSkipPager};
-    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, atoms->state, XCB_ATOM_ATOM, 32, 4, states);
+    describeDockWindow(connection, id, *atoms);
     advertiseTakeFocus(connection, id, *atoms, false);
     xcb_flush(connection);
     ownWindows->insert(id);
