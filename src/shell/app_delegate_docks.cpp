@@ -99,18 +99,6 @@ void AppDelegate::rebuildDocks()
     context.menuTracking = [self] { return self && self->isMenuTracking(); };
     context.actions = interactionActions();
     context.applicationMenu = [self](QWidget* parent) { return self ? self->makeMenu(parent) : nullptr; };
-    // Ctrl-click on a folder: the folder itself, not its stack.
-    context.actions.openItem = [self](const QString& id, std::uint32_t eventTime) {
-        if (!self)
-            return;
-        if (const auto item = self->dockModel->item(id))
-            self->dockModel->activate(*item, eventTime);
-    };
-    // Last, so that the menu's own entries can use the other actions.
-    context.actions.fillMenu = [self, actions = context.actions](const QString& id, QMenu& menu) {
-        if (self)
-            self->fillEntryMenu(id, menu, actions);
-    };
     if (appearance) {
         DesktopAppearance* desktop = appearance.get();
         context.platformIsDark = [desktop] { return desktop->isDark(); };

@@ -23,12 +23,6 @@ DockViewActions AppDelegate::interactionActions()
         if (self)
             self->activateEntry(id, eventTime);
     };
-    actions.fillMenu = [self](const QString& id, QMenu& menu) {
-        if (!self)
-            return;
-        if (const auto item = self->dockModel->item(id))
-            self->dockModel->contextMenu(*item, menu);
-    };
     actions.move = [self](const QString& id, int displayedIndex) {
         if (!self)
             return;
@@ -52,6 +46,19 @@ DockViewActions AppDelegate::interactionActions()
             return;
         if (const auto item = self->dockModel->item(targetID))
             self->dockModel->open(urls, *item, copyFiles);
+    };
+    // Ctrl-click on a folder: the folder itself, not its stack.
+    actions.openItem = [self](const QString& id, std::uint32_t eventTime) {
+        if (!self)
+            return;
+        if (const auto item = self->dockModel->item(id))
+            self->dockModel->activate(*item, eventTime);
+    };
+    // A tile's menu, the same for a right-click and for scripts. Last, so that the menu's own
+    // entries can use the other actions.
+    actions.fillMenu = [self, actions](const QString& id, QMenu& menu) {
+        if (self)
+            self->fillEntryMenu(id, menu, actions);
     };
     return actions;
 }

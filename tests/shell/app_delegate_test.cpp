@@ -13,6 +13,8 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonObject>
 #include <QMenu>
 #include <QPointer>
 #include <QScreen>
@@ -101,6 +103,11 @@ TEST_F(AppDelegateTest, AFolderMenuChangesItsStackSettingsAndTheTrashMenuItsIcon
     EXPECT_EQ(settings.sortOrder, StackSortOrder::dateModified);
     EXPECT_EQ(settings.displayMode, StackDisplayMode::folder) << "only the chosen field changes";
     menu->hide();
+    // Scripts read the menu the right-click shows.
+    QStringList titles;
+    for (const QJsonValue& e : delegate->menuEntries(folder))
+        titles << e.toObject().value("title").toString();
+    EXPECT_TRUE(titles.contains("Grid") && titles.contains("Options/Remove from Dock")) << titles.join(", ").toStdString();
 
     ASSERT_TRUE(delegate->showEntryMenu(DockModel::trashID));
     menu = openMenu(*delegate);
