@@ -6,7 +6,7 @@ namespace wharf {
 
 ActionMenuItem::ActionMenuItem(const QString& title, const QString& keyEquivalent,
                                std::function<void()> handler, QObject* parent)
-    : QAction(title, parent), handler(std::move(handler))
+    : QAction(QString(title).replace(QLatin1Char('&'), QLatin1String("&&")), parent), handler(std::move(handler))
 {
     if (!keyEquivalent.isEmpty())
         setShortcut(QKeySequence(keyEquivalent));

@@ -11,7 +11,9 @@ namespace wharf {
 class ActionMenuItem : public QAction {
     Q_OBJECT
 public:
-    // `keyEquivalent` is QKeySequence text ("Ctrl+Q"); empty for none.
+    // `title` is shown as written: an ampersand in it (a window's or a folder's name, "Restore
+    // System Dock & Quit") marks no mnemonic. `keyEquivalent` is QKeySequence text ("Ctrl+Q");
+    // empty for none.
     ActionMenuItem(const QString& title, const QString& keyEquivalent,
                    std::function<void()> handler, QObject* parent = nullptr);
 

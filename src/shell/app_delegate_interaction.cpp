@@ -71,7 +71,8 @@ void collectEntries(const QMenu& menu, const QString& prefix, std::vector<std::p
     for (QAction* action : menu.actions()) {
         if (action->isSeparator())
             continue;
-        const QString title = prefix + action->text();
+        // As shown: "&&" is a written ampersand.
+        const QString title = prefix + QString(action->text()).replace(QLatin1String("&&"), QLatin1String("&"));
         if (action->menu())
             collectEntries(*action->menu(), title + QLatin1Char('/'), out);
         else

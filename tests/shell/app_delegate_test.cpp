@@ -15,6 +15,7 @@
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QKeySequence>
 #include <QMenu>
 #include <QPointer>
 #include <QScreen>
@@ -87,7 +88,7 @@ QAction* entry(const QMenu& menu, const QString& title)
 TEST_F(AppDelegateTest, AFolderMenuChangesItsStackSettingsAndTheTrashMenuItsIcon)
 {
     auto delegate = launchedDelegate();
-    const QString folder = QFileInfo(dir.path()).canonicalFilePath() + "/Papers";
+    const QString folder = QFileInfo(dir.path()).canonicalFilePath() + "/Papers & Notes";
     ASSERT_TRUE(QDir().mkpath(folder));
     delegate->model().setPins({{folder, DockItem::Kind::folder, std::nullopt}});
 
@@ -102,12 +103,15 @@ TEST_F(AppDelegateTest, AFolderMenuChangesItsStackSettingsAndTheTrashMenuItsIcon
     EXPECT_EQ(settings.viewMode, StackViewMode::grid);
     EXPECT_EQ(settings.sortOrder, StackSortOrder::dateModified);
     EXPECT_EQ(settings.displayMode, StackDisplayMode::folder) << "only the chosen field changes";
+    EXPECT_TRUE(QKeySequence::mnemonic(menu->actions().back()->text()).isEmpty())
+        << "the ampersand of “Open “Papers & Notes”” is shown, not taken for a mnemonic";
     menu->hide();
-    // Scripts read the menu the right-click shows.
+    // Scripts read the menu the right-click shows, titled as shown.
     QStringList titles;
     for (const QJsonValue& e : delegate->menuEntries(folder))
         titles << e.toObject().value("title").toString();
-    EXPECT_TRUE(titles.contains("Grid") && titles.contains("Options/Remove from Dock")) << titles.join(", ").toStdString();
+    EXPECT_TRUE(titles.contains("Grid") && titles.contains("Options/Remove from Dock")
+                && titles.contains("Open “Papers & Notes”")) << titles.join(", ").toStdString();
 
     ASSERT_TRUE(delegate->showEntryMenu(DockModel::trashID));
     menu = openMenu(*delegate);
