@@ -7,6 +7,12 @@
 
 namespace wharf {
 
+// The text for a menu entry titled `title` (a file's, a window's name): shown as written, an
+// ampersand marking no mnemonic.
+QString menuText(QString title);
+// What a menu shows of an entry's text: "&&" as "&", and nothing of a single "&" (a mnemonic).
+QString shownMenuText(const QString& text);
+
 // A menu item that runs a callback when chosen.
 class ActionMenuItem : public QAction {
     Q_OBJECT

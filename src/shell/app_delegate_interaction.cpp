@@ -3,6 +3,7 @@
 #include "shell/app_delegate.h"
 
 #include "dock/dock_view.h"
+#include "settings/action_menu_item.h"
 
 #include <QAbstractButton>
 #include <QJsonArray>
@@ -71,8 +72,7 @@ void collectEntries(const QMenu& menu, const QString& prefix, std::vector<std::p
     for (QAction* action : menu.actions()) {
         if (action->isSeparator())
             continue;
-        // As shown: "&&" is a written ampersand.
-        const QString title = prefix + QString(action->text()).replace(QLatin1String("&&"), QLatin1String("&"));
+        const QString title = prefix + shownMenuText(action->text());
         if (action->menu())
             collectEntries(*action->menu(), title + QLatin1Char('/'), out);
         else
