@@ -354,10 +354,17 @@ public:
                 // directly, as a pager would, so that keys reach the dock.
                 activate(window(), eventTime);
             }
-        } else if (previous != XCB_WINDOW_NONE) {
-            // Only while the dock still has the keyboard: a window the user chose keeps it.
-            if (focused)
+        } else if (focused) {
+            // Only while the dock still has the keyboard: a window the user chose keeps it. With no
+            // window to give it back to (none had it, or it has closed since), the dock lets it go,
+            // or it would keep the keyboard out of keyboard mode.
+            if (previous != XCB_WINDOW_NONE && exists(previous))
                 activate(previous, eventTime);
+            else
+                xcb_set_input_focus(connection, XCB_INPUT_FOCUS_POINTER_ROOT, XCB_INPUT_FOCUS_POINTER_ROOT,
+                                    eventTime ? eventTime : XCB_CURRENT_TIME);
+            previous = XCB_WINDOW_NONE;
+        } else {
             previous = XCB_WINDOW_NONE;
         }
         xcb_flush(connection);
@@ -588,6 +595,15 @@ private:
         const Reply<xcb_get_input_focus_reply_t> reply(
             xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
         return reply && reply->focus == window();
+    }
+
+    bool exists(xcb_window_t target) const
+    {
+        xcb_generic_error_t* error = nullptr;
+        const Reply<xcb_get_window_attributes_reply_t> reply(xcb_get_window_attributes_reply(
+            connection, xcb_get_window_attributes(connection, target), &error));
+        std::free(error);
+        return bool(reply);
     }
 
     // _NET_ACTIVE_WINDOW with source 2 (a pager: the user asked for it through us).
