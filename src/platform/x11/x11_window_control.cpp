@@ -251,6 +251,15 @@ Result<void, WindowControlFailure> X11WindowControl::minimize(std::uint32_t wind
 {
     if (const auto failure = checkExists(window).failure())
         return *failure;
+    // A window manager that lists what a window allows and leaves minimizing out ignores the
+    // request (kwin, for a window that takes no input).
+    xcb_connection_t* c = connection_->xcb();
+    xcb_ewmh_connection_t* ewmh = connection_->ewmh();
+    const auto allowed =
+        xcbReply(xcb_get_property_reply(c, readProperty(c, window, ewmh->_NET_WM_ALLOWED_ACTIONS, 64), nullptr));
+    if (allowed && allowed->type == XCB_ATOM_ATOM
+        && !contains(values<xcb_atom_t>(allowed.get()), ewmh->_NET_WM_ACTION_MINIMIZE))
+        return WindowControlFailure{WindowControlFailure::Kind::unsupported, 0};
     xcb_client_message_event_t message{};
     message.response_type = XCB_CLIENT_MESSAGE;
     message.format = 32;
