@@ -5,6 +5,7 @@
 #include "dock/dock_geometry.h"
 #include "dock/dock_tile.h"
 #include "model/dock_model.h"
+#include "platform/drag_image.h"
 
 #include <QCursor>
 #include <QDrag>
@@ -198,6 +199,8 @@ void DockView::beginDrag(int index, const QPointF& pressPoint)
     const double side = std::max(16.0, frame.width());
     drag.setPixmap(item->icon.pixmap(QSize(int(side), int(side)), devicePixelRatioF()));
     drag.setHotSpot((pressPoint - frame.topLeft()).toPoint());
+    if (opaqueEdge) // no compositing manager
+        cutDragImageOnceShown(drag.pixmap());
 
     // The dock does not have the focus: without the keyboard, Escape could not give the drag up.
     grabKeyboard();

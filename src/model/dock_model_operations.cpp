@@ -28,6 +28,18 @@ QString standardized(const QString& path)
     return QDir::cleanPath(QFileInfo(path).absoluteFilePath());
 }
 
+// The home Trash's `files` folder and its siblings, made as the first trashing would make them
+// (the Trash itself private to its user), so a Trash nothing was ever put in still opens.
+void makeTrashFolders(const QString& files)
+{
+    const QString trash = QFileInfo(files).path();
+    const QFileDevice::Permissions own = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner;
+    if (!QFileInfo(trash).isDir() && !QDir().mkdir(trash, own))
+        return;
+    QDir().mkdir(files, own);
+    QDir().mkdir(trash + QStringLiteral("/info"), own);
+}
+
 } // namespace
 
 std::optional<DockItem> DockModel::item(const QString& id) const
@@ -64,8 +76,11 @@ void DockModel::activate(const DockItem& item, std::uint32_t eventTime)
     if (item.kind != DockItem::Kind::application) {
         Status opened = Status();
         // The file manager's view of the Trash when it has one (gvfs), else the folder itself.
-        if (item.kind == DockItem::Kind::trash)
+        if (item.kind == DockItem::Kind::trash) {
             opened = workspace.openLocation(QStringLiteral("trash:///"), eventTime);
+            if (!opened)
+                makeTrashFolders(item.url);
+        }
         if (item.kind != DockItem::Kind::trash || !opened)
             opened = workspace.openLocation(item.url, eventTime);
         if (!opened) {

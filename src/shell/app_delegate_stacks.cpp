@@ -4,12 +4,14 @@
 
 #include "dock/dock_view.h"
 #include "dock/dock_window_controller.h"
+#include "platform/dock_window_platform.h"
 #include "stacks/folder_access_store.h"
 #include "stacks/stack_artwork.h"
 #include "stacks/stack_controller.h"
 #include "stacks/stack_preferences.h"
 #include "stacks/stack_thumbnail_cache.h"
 
+#include <QCursor>
 #include <QDir>
 #include <QJsonArray>
 #include <QScreen>
@@ -83,17 +85,23 @@ bool AppDelegate::openStack(const QString& id, QString* error)
     if (!folder)
         return fail(QStringLiteral("No folder tile has the id “%1”.").arg(id));
 
+    // Over the tile in the dock under the pointer (where the click was), else in the first dock.
     std::optional<QRectF> anchor;
     QPointer<DockView> view;
+    bool underPointer = false;
+    const QPoint pointer = QCursor::pos();
     const std::vector<DockSnapshot> snapshots = dockSnapshots();
-    for (std::size_t d = 0; d < snapshots.size() && !anchor; ++d) {
+    for (std::size_t d = 0; d < snapshots.size() && !underPointer; ++d) {
         const DockSnapshot& dock = snapshots[d];
-        if (dock.overlay || !dock.mapped)
+        const bool here = dock.frame.contains(pointer);
+        if (dock.overlay || !dock.mapped || (anchor && !here))
             continue;
-        for (std::size_t i = 0; i < dock.entryIDs.size() && i < dock.tiles.size() && !anchor; ++i) {
+        for (std::size_t i = 0; i < dock.entryIDs.size() && i < dock.tiles.size(); ++i) {
             if (dock.entryIDs[i] == folder->id) {
                 anchor = dock.tiles[i].translated(dock.frame.topLeft());
                 view = &dockControllers[d]->dockView();
+                underPointer = here;
+                break;
             }
         }
     }
@@ -131,6 +139,13 @@ bool AppDelegate::openStack(const QString& id, QString* error)
         view->setStack([weak] {
             if (weak)
                 weak->close();
+        });
+    }
+    if (DockWindowSystem* system = windowSystem.get()) {
+        controller->setBelow([system](const QRect& area) -> std::optional<QImage> {
+            if (system->isCompositing())
+                return std::nullopt;
+            return system->desktopBackground(area);
         });
     }
     stack = controller;

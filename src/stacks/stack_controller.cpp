@@ -38,6 +38,9 @@ namespace wharf {
 namespace {
 
 constexpr int listMenuLimit = 200;
+// The grid's scroller: a thin bar in the bubble's right margin, beside the cells rather than over
+// them, so the cells keep their full width and never slide sideways.
+constexpr int scrollerWidth = 8;
 
 QString lastComponent(const QString& path)
 {
@@ -98,6 +101,11 @@ StackController::~StackController()
     preview->onHide = nullptr;
     preview->onKey = nullptr;
     panel->onKey = nullptr;
+}
+
+void StackController::setBelow(std::function<std::optional<QImage>(const QRect& area)> below)
+{
+    panel->below = std::move(below);
 }
 
 void StackController::open(const QRectF& tile)
@@ -287,12 +295,21 @@ void StackController::showGrid()
     StackBubbleView* view = bubble(size.toSize());
 
     auto* scroll = new QScrollArea(view);
-    scroll->setGeometry(18, 49, int(size.width()) - 36, int(size.height()) - 101);
+    scroll->setGeometry(18, 49, int(size.width()) - 36 + scrollerWidth, int(size.height()) - 101);
     scroll->setFrameShape(QFrame::NoFrame);
     scroll->setFocusPolicy(Qt::NoFocus);
     scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     scroll->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
-    scroll->setStyleSheet(QStringLiteral("QScrollArea, QScrollArea > QWidget > QWidget { background: transparent; }"));
+    scroll->setStyleSheet(
+        QStringLiteral("QScrollArea, #qt_scrollarea_viewport, #qt_scrollarea_viewport > QWidget "
+                       "{ background: transparent; }"
+                       "QScrollBar:vertical { background: transparent; width: %1px; margin: 0; }"
+                       "QScrollBar::handle:vertical { background: rgba(255,255,255,90); border-radius: %2px; "
+                       "min-height: 24px; }"
+                       "QScrollBar::add-line:vertical, QScrollBar::sub-line:vertical { height: 0; border: none; }"
+                       "QScrollBar::add-page:vertical, QScrollBar::sub-page:vertical { background: transparent; }")
+            .arg(scrollerWidth)
+            .arg(scrollerWidth / 2));
     auto* cells = new StackGridView(entries, columns, [this](const StackEntry& e) { return iconFor(e); });
     cells->setSelection(selected);
     cells->onCellCreated = [this](StackItemView& cell) { requestThumbnail(cell); };
@@ -669,9 +686,12 @@ void StackController::requestThumbnail(StackItemView& view) const
     if (!services.thumbnails)
         return;
     const QPointer<StackItemView> weak(&view);
-    services.thumbnails->image(view.entry(), [weak](const Thumbnail& thumbnail) {
-        if (weak)
-            weak->setPreview(thumbnail.image, thumbnail.source);
+    StackPanel* shown = panel.get(); // the card's window: alive while the card is
+    services.thumbnails->image(view.entry(), [weak, shown](const Thumbnail& thumbnail) {
+        if (!weak)
+            return;
+        weak->setPreview(thumbnail.image, thumbnail.source);
+        shown->reshapeLater(); // a picture can reach past the icon it replaces
     });
 }
 

@@ -5,6 +5,7 @@
 #include "stacks/stack_entry.h"
 #include "stacks/stack_settings.h"
 
+#include <QImage>
 #include <QJsonObject>
 #include <QObject>
 #include <QPointer>
@@ -58,6 +59,9 @@ public:
     StackController(const QString& folder, Services services, QObject* parent = nullptr);
     ~StackController() override;
 
+    // Without a compositing manager: what lies below an area of the screen, for the panel to be
+    // drawn on (see StackPanel::below); unset or answering nothing while one runs. Before open().
+    void setBelow(std::function<std::optional<QImage>(const QRect& area)> below);
     // The opening sequence: shown over `anchor` (the dock icon's frame, global coordinates).
     void open(const QRectF& anchor);
     void showMessage(const QString& text, bool permissionError, bool loading);

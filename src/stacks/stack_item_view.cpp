@@ -1,5 +1,8 @@
 #include "stacks/stack_item_view.h"
 
+#include "platform/drag_image.h"
+#include "stacks/stack_panel.h"
+
 #include <QApplication>
 #include <QClipboard>
 #include <QContextMenuEvent>
@@ -14,10 +17,20 @@
 
 #include <cmath>
 #include <numbers>
+#include <optional>
+#include <utility>
 
 Q_LOGGING_CATEGORY(lcStackDrag, "wharf.StackDrag", QtInfoMsg)
 
 namespace wharf {
+
+namespace {
+
+// Where the pointer was last seen over any entry: entries that scroll or appear under a resting
+// pointer are entered too, and must not take the selection from the keyboard.
+std::optional<QPointF> pointerSeen;
+
+} // namespace
 
 StackItemView::StackItemView(StackEntry entry, QIcon icon, bool fan, bool labelOnLeft, QWidget* parent)
     : QWidget(parent), item(std::move(entry)), icon(std::move(icon)), fan(fan), labelOnLeft(labelOnLeft)
@@ -104,8 +117,10 @@ void StackItemView::paintEvent(QPaintEvent*)
     painter.drawText(textRect, flags, text);
 }
 
-void StackItemView::enterEvent(QEnterEvent*)
+void StackItemView::enterEvent(QEnterEvent* event)
 {
+    if (std::exchange(pointerSeen, event->globalPosition()) == event->globalPosition())
+        return;
     if (onSelect)
         onSelect();
 }
@@ -123,6 +138,7 @@ void StackItemView::mousePressEvent(QMouseEvent* event)
 
 void StackItemView::mouseMoveEvent(QMouseEvent* event)
 {
+    pointerSeen = event->globalPosition();
     if (dragging || !mouseDownPoint || !(event->buttons() & Qt::LeftButton))
         return;
     if (beyondDragThreshold(*mouseDownPoint, event->position())) {
@@ -156,6 +172,8 @@ void StackItemView::startDrag()
     drag.setPixmap(preview.isNull() ? icon.pixmap(QSize(72, 72))
                                     : QPixmap::fromImage(preview.scaled(72, 72, Qt::KeepAspectRatio)));
     drag.setHotSpot(QPoint(36, 36));
+    if (const auto* panel = dynamic_cast<const StackPanel*>(window()); panel && panel->cutToContent())
+        cutDragImageOnceShown(drag.pixmap());
     if (onDragStarted)
         onDragStarted();
     const Qt::DropAction action = drag.exec(Qt::CopyAction | Qt::LinkAction | Qt::MoveAction);

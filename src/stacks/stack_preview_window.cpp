@@ -2,12 +2,16 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QGuiApplication>
 #include <QImageReader>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLocale>
 #include <QMimeDatabase>
+#include <QScreen>
 #include <QVBoxLayout>
+
+#include <algorithm>
 
 namespace wharf {
 
@@ -78,6 +82,13 @@ void StackPreviewWindow::showEntry(const StackEntry& entry, const QIcon& icon, c
 
     QRect frame(QPoint(), previewSize);
     frame.moveCenter(over.center());
+    // Over a stack near a display's edge, or on a small display, it stays on that display.
+    if (const QScreen* screen = QGuiApplication::screenAt(over.center())) {
+        const QRect area = screen->availableGeometry();
+        frame.setSize(frame.size().boundedTo(area.size()));
+        frame.moveLeft(std::clamp(frame.left(), area.left(), area.right() + 1 - frame.width()));
+        frame.moveTop(std::clamp(frame.top(), area.top(), area.bottom() + 1 - frame.height()));
+    }
     setGeometry(frame);
     show();
     raise();

@@ -7,6 +7,7 @@
 #include "dock/dock_layout.h"
 
 #include <QColor>
+#include <QDir>
 #include <QFileInfo>
 #include <QImage>
 #include <QStandardPaths>
@@ -196,6 +197,24 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
             && std::abs(now->tiles[target].width() - dock->tiles[target].width()) < 0.5;
     })) << "the hover ends and the row is back at rest; hovered " << client.hoveredIndex();
 
+    // A tile dragged up shows its icon under the pointer, on the desktop: Qt's drag image keeps no
+    // white square around it.
+    movePointer(session, point);
+    const auto pressed = client.settledDock();
+    ASSERT_TRUE(pressed);
+    session.xdotool({"mousedown", "1"});
+    for (const int up : {10, 60, 150, 300})
+        movePointer(session, point - QPoint(0, up));
+    ASSERT_TRUE(waitFor([&] { return client.docks().front().json["drag"].isObject(); }));
+    const QRect image = pressed->tiles[target].translated(0, -300).toAlignedRect();
+    EXPECT_TRUE(waitFor([&] {
+        const QImage shot = session.screenshot();
+        const int shown = countPixels(image, [&](QPoint p) { return near(shot.pixelColor(p), desktop); });
+        return shown > image.width() && shown < image.width() * image.height() * 3 / 4;
+    })) << "the drag image's clear corners show the desktop";
+    session.xdotool({"key", "Escape", "mouseup", "1"});
+    ASSERT_TRUE(client.settledDock());
+
     QProcess* compositor = session.start("xcompmgr");
     ASSERT_TRUE(waitForLog(*wharf, log, "Compositing manager running")) << log.toStdString();
     ASSERT_TRUE(waitFor([&] { return session.screenshot().pixelColor(icon) != desktop; }, 3000));
@@ -262,6 +281,36 @@ TEST(DockWindows, UnderIcewmTheDockSitsAboveItsTaskBar)
     const auto dock = client.settledDock();
     ASSERT_TRUE(dock);
     EXPECT_EQ(dock->frame, QRectF(0, 1080 - taskBar - 340, 1920, 340)) << "the dock stands on the task bar";
+}
+
+// Qt scales each display from its own top-left corner: at scale 2 the second display's dock reserves
+// the bottom of that display, in device pixels, and not a stretch beyond the screen. A folder's
+// stack opens over the dock where it is clicked.
+TEST(DockWindows, AtScaleTwoEachDisplaysDockReservesTheBottomOfItsOwnDisplayAndOpensItsOwnStacks)
+{
+    E2eSession session({.twoMonitors = true});
+    WHARF_REQUIRE_SESSION(session);
+    session.setEnv("QT_SCALE_FACTOR", "2");
+    const QString folder = session.home() + "/Folder";
+    ASSERT_TRUE(QDir().mkpath(folder));
+    writeWharfSettings(session, {}, {{folder, "folder"}});
+    QProcess* wharf = session.startWharf();
+    ASSERT_NE(wharf, nullptr);
+    DockClient client(session);
+    ASSERT_TRUE(client.settledDock(4));
+    QStringList reserved;
+    for (const QString& window : wharfWindows(session, wharf->processId())) {
+        const QStringList v = session.xprop({"-id", window, "_NET_WM_STRUT_PARTIAL"}).section('=', 1).split(',');
+        if (v.size() == 12)
+            reserved << v[10].trimmed() + "-" + v[11].trimmed();
+    }
+    reserved.sort();
+    EXPECT_EQ(reserved.join(' '), "0-1919 1920-3839");
+
+    movePointer(session, QPointF(3000, 1000)); // the right display's dock, in device pixels
+    ASSERT_TRUE(client.succeeds("Activate", {folder}));
+    ASSERT_TRUE(waitFor([&] { return client.object("Stack")["open"].toBool(); }));
+    EXPECT_GE(client.object("Stack")["frame"].toArray()[0].toInt(), 1920) << "over the right display";
 }
 
 } // namespace

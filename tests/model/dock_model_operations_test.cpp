@@ -111,9 +111,15 @@ TEST_F(DockModelOperations, FailuresAlertWithTheItemsTitleAndTheirReason)
     EXPECT_EQ(alerts[0].text, "Couldn’t open folder");
     EXPECT_EQ(alerts[0].informativeText, "The item may have been moved, deleted, or become unavailable.");
 
-    // The Trash falls back from the file manager's view to its folder.
+    // The Trash falls back from the file manager's view to its folder, made private when nothing
+    // was ever trashed.
+    const QString trash = QFileInfo(DockModel::trashLocation()).path();
+    QDir(trash).removeRecursively();
     model->activate(model->items().back());
     EXPECT_EQ(workspace.actions.mid(1), QStringList({"open:trash:///", "open:" + DockModel::trashLocation()}));
+    EXPECT_TRUE(QFileInfo(DockModel::trashLocation()).isDir());
+    EXPECT_TRUE(QFileInfo(trash + "/info").isDir());
+    EXPECT_EQ(QFile::permissions(trash) & (QFile::ReadOther | QFile::ReadGroup), 0);
 
     workspace.refuseActions = true;
     model->activate(itemNamed("Alpha"));

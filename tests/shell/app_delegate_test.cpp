@@ -128,5 +128,14 @@ TEST_F(AppDelegateTest, AFolderMenuChangesItsStackSettingsAndTheTrashMenuItsIcon
     EXPECT_FALSE(delegate->showEntryMenu("/no/such/tile"));
 }
 
+// In a menu title "&" marks the next letter as the entry's mnemonic, and only "&&" shows one.
+TEST_F(AppDelegateTest, TheApplicationMenuShowsNoStrayMnemonics)
+{
+    auto delegate = launchedDelegate();
+    const std::unique_ptr<QMenu> menu(delegate->makeMenu());
+    for (const QAction* action : menu->actions())
+        EXPECT_FALSE(QString(action->text()).remove("&&").contains('&')) << action->text().toStdString();
+}
+
 } // namespace
 } // namespace wharf

@@ -7,9 +7,12 @@
 #include "support/temp_preferences.h"
 #include "support/wait_for.h"
 
+#include <QApplication>
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
+#include <QScrollArea>
+#include <QScrollBar>
 
 #include <gtest/gtest.h>
 
@@ -69,6 +72,26 @@ TEST_F(StackControllerTest, ArrowsMoveTheSelectionWithinBounds)
         fan->handleKey(Qt::Key_Up, {});
     EXPECT_EQ(fan->selection(), cards - 1) << "never past the top card";
     EXPECT_FALSE(fan->handleKey(Qt::Key_A, {}));
+}
+
+// The scroller of a grid taller than the screen sits beside the cells: walking to the last column
+// and row never slides the grid sideways.
+TEST_F(StackControllerTest, AScrollingGridNeverSlidesSideways)
+{
+    QDir(dir.path()).mkdir("many");
+    for (int i = 1; i <= 80; ++i)
+        touch(QStringLiteral("many/file %1.txt").arg(i));
+    auto grid = open(StackViewMode::grid, "many");
+    QScrollArea* scroll = nullptr;
+    for (QWidget* window : QApplication::topLevelWidgets()) {
+        if (window->isVisible() && !scroll)
+            scroll = window->findChild<QScrollArea*>();
+    }
+    ASSERT_NE(scroll, nullptr);
+    for (int i = 0; i < 30; ++i)
+        grid->handleKey(i % 3 ? Qt::Key_Down : Qt::Key_Right, {});
+    EXPECT_GT(scroll->verticalScrollBar()->value(), 0) << "the grid scrolled down to the selection";
+    EXPECT_EQ(scroll->horizontalScrollBar()->maximum(), 0);
 }
 
 TEST_F(StackControllerTest, MessagesForEmptyAndUnreadableFolders)

@@ -7,6 +7,7 @@
 #include <QLoggingCategory>
 #include <QPainter>
 #include <QPointer>
+#include <QScreen>
 #include <QTimer>
 #include <QWidget>
 #include <QWindow>
@@ -74,6 +75,31 @@ QImage grabImage(xcb_connection_t* connection, xcb_drawable_t drawable, const QR
     for (int y = 0; y < rect.height(); ++y)
         std::memcpy(image.scanLine(y), data + std::ptrdiff_t(y) * stride, std::size_t(rect.width()) * 4);
     return image;
+}
+
+// Qt keeps each display's top-left corner where it is in device pixels and scales only what lies
+// within the display: on any display but the one at the origin, a logical place is not its device
+// place over the scale. `origin` is the display's top-left corner (the same in both).
+QRect toDevicePixels(const QRect& logical, QPoint origin, qreal scale)
+{
+    const QPointF topLeft = QPointF(origin) + QPointF(logical.topLeft() - origin) * scale;
+    return QRect(QPoint(qRound(topLeft.x()), qRound(topLeft.y())),
+                 QSize(qRound(logical.width() * scale), qRound(logical.height() * scale)));
+}
+
+QPoint toLogicalPoint(QPoint pixels, QPoint origin, qreal scale)
+{
+    const QPointF logical = QPointF(origin) + QPointF(pixels - origin) / scale;
+    return QPoint(qRound(logical.x()), qRound(logical.y()));
+}
+
+// The top-left corner of the display showing `logical` (global coordinates).
+QPoint displayOrigin(const QRect& logical)
+{
+    const QScreen* screen = QGuiApplication::screenAt(logical.center());
+    if (!screen)
+        screen = QGuiApplication::primaryScreen();
+    return screen ? screen->geometry().topLeft() : QPoint();
 }
 
 } // namespace
@@ -380,16 +406,16 @@ public:
             xcb_delete_property(connection, window(), atoms.strut);
         } else {
             const qreal scale = widget->devicePixelRatioF();
-            const QRect frame = widget->geometry();
+            const QRect frame = toDevicePixels(widget->geometry(), displayOrigin(widget->geometry()), scale);
             const Reply<xcb_get_geometry_reply_t> rootGeometry(
                 xcb_get_geometry_reply(connection, xcb_get_geometry(connection, root), nullptr));
             const int rootHeight = rootGeometry ? rootGeometry->height : 0;
-            const int screenBottom = qRound((frame.bottom() + 1) * scale);
             // Struts count from the root window's edge, so a display above another's bottom
             // edge reserves the gap as well.
-            const auto bottom = static_cast<uint32_t>(qMax(0, rootHeight - screenBottom + qRound(height * scale)));
-            const auto startX = static_cast<uint32_t>(qRound(frame.left() * scale));
-            const auto endX = static_cast<uint32_t>(qRound((frame.right() + 1) * scale) - 1);
+            const auto bottom =
+                static_cast<uint32_t>(qMax(0, rootHeight - (frame.bottom() + 1) + qRound(height * scale)));
+            const auto startX = static_cast<uint32_t>(frame.left());
+            const auto endX = static_cast<uint32_t>(frame.right());
             const uint32_t partial[12] = {0, 0, 0, bottom, 0, 0, 0, 0, 0, 0, startX, endX};
             xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window(), atoms.strutPartial,
                                 XCB_ATOM_CARDINAL, 32, 12, partial);
@@ -646,8 +672,8 @@ private:
             xcb_translate_coordinates_reply(connection, xcb_translate_coordinates(connection, id, root, 0, 0), nullptr));
         if (!size || !place)
             return;
-        const QPoint believed =
-            (QPointF(widget->windowHandle()->geometry().topLeft()) * widget->devicePixelRatioF()).toPoint();
+        const QRect logical = widget->windowHandle()->geometry();
+        const QPoint believed = toDevicePixels(logical, displayOrigin(logical), widget->devicePixelRatioF()).topLeft();
         if (believed == QPoint(place->dst_x, place->dst_y))
             return;
         qCInfo(lcDockWindow, "The dock window is at %d,%d, not at %d,%d as Qt had it", place->dst_x, place->dst_y,
@@ -934,8 +960,7 @@ void X11DockWindow::updateStruts()
 QRect X11DockWindow::availableArea(const QRect& display) const
 {
     const qreal scale = qApp->devicePixelRatio();
-    const QRect pixels(QPoint(qRound(display.left() * scale), qRound(display.top() * scale)),
-                       QSize(qRound(display.width() * scale), qRound(display.height() * scale)));
+    const QRect pixels = toDevicePixels(display, display.topLeft(), scale);
     int left = pixels.left(), top = pixels.top(), right = pixels.right() + 1, bottom = pixels.bottom() + 1;
     const auto overlaps = [](uint32_t start, uint32_t end, int from, int to) {
         return qint64(start) < to && qint64(end) >= from;
@@ -953,15 +978,14 @@ QRect X11DockWindow::availableArea(const QRect& display) const
     }
     if (right <= left || bottom <= top)
         return display;
-    return QRect(QPoint(qRound(left / scale), qRound(top / scale)),
-                 QPoint(qRound(right / scale) - 1, qRound(bottom / scale) - 1));
+    return QRect(toLogicalPoint(QPoint(left, top), display.topLeft(), scale),
+                 toLogicalPoint(QPoint(right, bottom), display.topLeft(), scale) - QPoint(1, 1));
 }
 
 QImage X11DockWindow::desktopBackground(const QRect& area) const
 {
     const qreal scale = qApp->devicePixelRatio();
-    const QRect pixels(QPoint(qRound(area.left() * scale), qRound(area.top() * scale)),
-                       QSize(qRound(area.width() * scale), qRound(area.height() * scale)));
+    const QRect pixels = toDevicePixels(area, displayOrigin(area), scale);
     if (pixels.isEmpty())
         return {};
     QImage tile;
