@@ -2,6 +2,7 @@
 // a recording window system.
 #include "dock/dock_window_controller.h"
 #include "model/dock_model.h"
+#include "settings/action_menu_item.h"
 #include "shell/app_delegate.h"
 #include "stacks/stack_preferences.h"
 #include "takeover/system_dock_integration.h"
@@ -135,6 +136,7 @@ TEST_F(AppDelegateTest, TheApplicationMenuShowsNoStrayMnemonics)
     const std::unique_ptr<QMenu> menu(delegate->makeMenu());
     for (const QAction* action : menu->actions())
         EXPECT_FALSE(QString(action->text()).remove("&&").contains('&')) << action->text().toStdString();
+    EXPECT_EQ(shownMenuText(menu->actions().back()->text()), "Restore System Dock & Quit");
 }
 
 } // namespace
