@@ -148,6 +148,18 @@ TEST_F(KeyboardE2e, TheShortcutArrowsMenusAndReturnWorkTheDockAsScreenReadersSee
     key("Escape");
     EXPECT_TRUE(selectionIs(std::nullopt));
     EXPECT_TRUE(waitFor([&] { return !dockWindows.contains(QString::number(activeWindow(session))); }, 3000));
+    // Nor to one minimized meanwhile (from the dock's own menu, say): it stays minimized.
+    session.xdotool({"windowactivate", QString::number(xterm)});
+    ASSERT_TRUE(waitFor([&] { return activeWindow(session) == xterm; }, 3000));
+    key("ctrl+alt+d");
+    ASSERT_TRUE(selectionIs(0));
+    session.xdotool({"windowminimize", QString::number(xterm)});
+    ASSERT_TRUE(waitFor([&] { return isIconic(session, xterm); }, 3000));
+    key("Escape");
+    EXPECT_TRUE(selectionIs(std::nullopt));
+    EXPECT_FALSE(waitFor([&] { return !isIconic(session, xterm); }, 1000)) << "Escape restored it";
+    session.xdotool({"windowactivate", QString::number(xterm)});
+    ASSERT_TRUE(waitFor([&] { return activeWindow(session) == xterm; }, 3000));
 
     // Return opens the selected folder's stack (the folder follows the xterm).
     key("ctrl+alt+d");

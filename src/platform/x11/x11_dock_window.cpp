@@ -106,7 +106,7 @@ QPoint displayOrigin(const QRect& logical)
 
 struct X11DockWindow::Atoms {
     xcb_atom_t windowType, windowTypeDock, state, stateAbove, stateSticky, stateSkipTaskbar,
-        stateSkipPager, desktop, strutPartial, strut, activeWindow, wmProtocols, wmTakeFocus, clientList, workArea,
+        stateSkipPager, stateHidden, desktop, strutPartial, strut, activeWindow, wmProtocols, wmTakeFocus, clientList, workArea,
         rootPixmap, esetrootPixmap, xsetrootId;
 };
 
@@ -382,9 +382,10 @@ public:
             }
         } else if (focused) {
             // Only while the dock still has the keyboard: a window the user chose keeps it. With no
-            // window to give it back to (none had it, or it has closed since), the dock lets it go,
-            // or it would keep the keyboard out of keyboard mode.
-            if (previous != XCB_WINDOW_NONE && exists(previous))
+            // window to give it back to (none had it, or it has closed or been minimized since: the
+            // window manager would restore it), the dock lets it go, or it would keep the keyboard
+            // out of keyboard mode.
+            if (previous != XCB_WINDOW_NONE && isShown(previous))
                 activate(previous, eventTime);
             else
                 xcb_set_input_focus(connection, XCB_INPUT_FOCUS_POINTER_ROOT, XCB_INPUT_FOCUS_POINTER_ROOT,
@@ -623,13 +624,18 @@ private:
         return reply && reply->focus == window();
     }
 
-    bool exists(xcb_window_t target) const
+    // Still there and not minimized.
+    bool isShown(xcb_window_t target) const
     {
         xcb_generic_error_t* error = nullptr;
-        const Reply<xcb_get_window_attributes_reply_t> reply(xcb_get_window_attributes_reply(
-            connection, xcb_get_window_attributes(connection, target), &error));
+        const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+            connection, xcb_get_property(connection, 0, target, atoms.state, XCB_ATOM_ATOM, 0, 32), &error));
         std::free(error);
-        return bool(reply);
+        if (!reply)
+            return false; // gone
+        const auto* states = static_cast<const xcb_atom_t*>(xcb_get_property_value(reply.get()));
+        const int count = reply->format == 32 ? xcb_get_property_value_length(reply.get()) / 4 : 0;
+        return std::find(states, states + count, atoms.stateHidden) == states + count;
     }
 
     // _NET_ACTIVE_WINDOW with source 2 (a pager: the user asked for it through us).
@@ -795,6 +801,7 @@ X11DockWindow::X11DockWindow(xcb_connection_t* connection, xcb_window_t root, in
     atoms->stateSticky = intern(connection, "_NET_WM_STATE_STICKY");
     atoms->stateSkipTaskbar = intern(connection, "_NET_WM_STATE_SKIP_TASKBAR");
     atoms->stateSkipPager = intern(connection, "_NET_WM_STATE_SKIP_PAGER");
+    atoms->stateHidden = intern(connection, "_NET_WM_STATE_HIDDEN");
     atoms->desktop = intern(connection, "_NET_WM_DESKTOP");
     atoms->strutPartial = intern(connection, "_NET_WM_STRUT_PARTIAL");
     atoms->strut = intern(connection, "_NET_WM_STRUT");
