@@ -144,7 +144,8 @@ public:
     bool activateEntry(const QString& id, std::uint32_t eventTime = 0);
     // The windows of item `id`'s running application, minimized or not (its context menu's list).
     std::vector<DockWindow> windowsOfItem(const QString& id) const;
-    // Minimizes the window "window-<id>" of a running application; false when none has it.
+    // Minimizes the window "window-<id>" of a running application on the next turn; false when none
+    // has it.
     bool minimizeEntry(const QString& id);
     WindowManager* windows() const { return windowManager.get(); }
     // Pops up the context menu of tile `id` over the first dock that shows it; false when none does.

@@ -3,6 +3,7 @@
 #include "shell/app_delegate.h"
 
 #include "dock/dock_view.h"
+#include "settings/action_menu_item.h"
 
 #include <QAbstractButton>
 #include <QJsonArray>
@@ -22,12 +23,6 @@ DockViewActions AppDelegate::interactionActions()
     actions.activate = [self](const QString& id, std::uint32_t eventTime) {
         if (self)
             self->activateEntry(id, eventTime);
-    };
-    actions.fillMenu = [self](const QString& id, QMenu& menu) {
-        if (!self)
-            return;
-        if (const auto item = self->dockModel->item(id))
-            self->dockModel->contextMenu(*item, menu);
     };
     actions.move = [self](const QString& id, int displayedIndex) {
         if (!self)
@@ -52,6 +47,19 @@ DockViewActions AppDelegate::interactionActions()
             return;
         if (const auto item = self->dockModel->item(targetID))
             self->dockModel->open(urls, *item, copyFiles);
+    };
+    // Ctrl-click on a folder: the folder itself, not its stack.
+    actions.openItem = [self](const QString& id, std::uint32_t eventTime) {
+        if (!self)
+            return;
+        if (const auto item = self->dockModel->item(id))
+            self->dockModel->activate(*item, eventTime);
+    };
+    // A tile's menu, the same for a right-click and for scripts. Last, so that the menu's own
+    // entries can use the other actions.
+    actions.fillMenu = [self, actions](const QString& id, QMenu& menu) {
+        if (self)
+            self->fillEntryMenu(id, menu, actions);
     };
     return actions;
 }
@@ -83,7 +91,7 @@ void collectEntries(const QMenu& menu, const QString& prefix, std::vector<std::p
     for (QAction* action : menu.actions()) {
         if (action->isSeparator())
             continue;
-        const QString title = prefix + action->text();
+        const QString title = prefix + shownMenuText(action->text());
         if (action->menu())
             collectEntries(*action->menu(), title + QLatin1Char('/'), out);
         else

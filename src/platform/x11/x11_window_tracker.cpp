@@ -183,7 +183,7 @@ void X11WindowTracker::readWindowProperties()
         xcb_window_t window;
         bool identity;
         bool state;
-        xcb_get_property_cookie_t wmClass, pid, gtkId, kdeFile, wmCommand, type, netState, wmState;
+        xcb_get_property_cookie_t wmClass, pid, gtkId, kdeFile, wmCommand, type, netState;
     };
     std::vector<Pending> pending;
     // Send every request first, then collect: one round trip for all windows.
@@ -191,7 +191,7 @@ void X11WindowTracker::readWindowProperties()
         WindowRecord& record = windows_.at(window);
         if (!record.identityDirty && !record.stateDirty)
             continue;
-        Pending p{window, record.identityDirty, record.stateDirty, {}, {}, {}, {}, {}, {}, {}, {}};
+        Pending p{window, record.identityDirty, record.stateDirty, {}, {}, {}, {}, {}, {}, {}};
         auto get = [&](xcb_atom_t property, xcb_atom_t type) {
             return xcb_get_property(c, 0, window, property, type, 0, propertyLengthWords);
         };
@@ -205,7 +205,6 @@ void X11WindowTracker::readWindowProperties()
         if (p.state) {
             p.type = get(ewmh->_NET_WM_WINDOW_TYPE, XCB_ATOM_ATOM);
             p.netState = get(ewmh->_NET_WM_STATE, XCB_ATOM_ATOM);
-            p.wmState = get(atoms.wmState, atoms.wmState);
         }
         pending.push_back(p);
     }
@@ -252,8 +251,8 @@ void X11WindowTracker::readWindowProperties()
             }
             const auto states = propertyAtoms(reply(p.netState).get());
             record.skipTaskbar = std::find(states.begin(), states.end(), ewmh->_NET_WM_STATE_SKIP_TASKBAR) != states.end();
-            const bool netHidden = std::find(states.begin(), states.end(), ewmh->_NET_WM_STATE_HIDDEN) != states.end();
-            record.hidden = netHidden || propertyCardinal(reply(p.wmState).get()) == XCB_ICCCM_WM_STATE_ICONIC;
+            // Minimized: not IconicState, which mutter also gives every window of another workspace.
+            record.hidden = std::find(states.begin(), states.end(), ewmh->_NET_WM_STATE_HIDDEN) != states.end();
             record.stateDirty = false;
         }
         if (gone)
