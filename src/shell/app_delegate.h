@@ -175,9 +175,6 @@ public:
     bool answerAlert(const QString& button);
     // The dock views' gestures, carried out by the model (app_delegate_interaction.cpp).
     DockViewActions interactionActions();
-    // interactionActions() as the docks use them: Ctrl-click opens a folder itself, and a tile's
-    // menu is the one a right-click shows (a folder's stack settings, a program's windows).
-    DockViewActions tileActions();
     // For scripts: the entries of tile `id`'s context menu ("Options/Keep in Dock" for a submenu's
     // entry, with its check mark), choosing one as a click would, and dropping files onto a tile.
     QJsonArray menuEntries(const QString& id);

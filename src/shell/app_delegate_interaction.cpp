@@ -64,25 +64,6 @@ DockViewActions AppDelegate::interactionActions()
     return actions;
 }
 
-DockViewActions AppDelegate::tileActions()
-{
-    const QPointer<AppDelegate> self(this);
-    DockViewActions actions = interactionActions();
-    // Ctrl-click on a folder: the folder itself, not its stack.
-    actions.openItem = [self](const QString& id, std::uint32_t eventTime) {
-        if (!self)
-            return;
-        if (const auto item = self->dockModel->item(id))
-            self->dockModel->activate(*item, eventTime);
-    };
-    // Last, so that the menu's own entries can use the other actions.
-    actions.fillMenu = [self, actions](const QString& id, QMenu& menu) {
-        if (self)
-            self->fillEntryMenu(id, menu, actions);
-    };
-    return actions;
-}
-
 namespace {
 
 // Every entry of `menu`, submenus' entries as "Submenu/Entry".
@@ -104,7 +85,7 @@ void collectEntries(const QMenu& menu, const QString& prefix, std::vector<std::p
 QJsonArray AppDelegate::menuEntries(const QString& id)
 {
     QMenu menu;
-    tileActions().fillMenu(id, menu);
+    interactionActions().fillMenu(id, menu);
     std::vector<std::pair<QString, QAction*>> entries;
     collectEntries(menu, QString(), entries);
     QJsonArray out;
@@ -116,7 +97,7 @@ QJsonArray AppDelegate::menuEntries(const QString& id)
 bool AppDelegate::chooseMenuEntry(const QString& id, const QString& title)
 {
     auto menu = std::make_shared<QMenu>();
-    tileActions().fillMenu(id, *menu);
+    interactionActions().fillMenu(id, *menu);
     std::vector<std::pair<QString, QAction*>> entries;
     collectEntries(*menu, QString(), entries);
     const auto chosen = std::find_if(entries.begin(), entries.end(), [&](const auto& entry) { return entry.first == title; });
