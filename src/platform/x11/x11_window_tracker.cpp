@@ -80,7 +80,7 @@ bool X11WindowTracker::handleEvent(const xcb_generic_event_t* event)
             || notify->atom == atoms.gtkApplicationId || notify->atom == atoms.kdeDesktopFile)
             record.identityDirty = true;
         else if (notify->atom == ewmh->_NET_WM_STATE || notify->atom == atoms.wmState
-                 || notify->atom == ewmh->_NET_WM_WINDOW_TYPE)
+                 || notify->atom == ewmh->_NET_WM_WINDOW_TYPE || notify->atom == XCB_ATOM_WM_HINTS)
             record.stateDirty = true;
         else if (notify->atom == ewmh->_NET_WM_ICON)
             record.iconDirty = true;
@@ -183,7 +183,7 @@ void X11WindowTracker::readWindowProperties()
         xcb_window_t window;
         bool identity;
         bool state;
-        xcb_get_property_cookie_t wmClass, pid, gtkId, kdeFile, wmCommand, type, netState;
+        xcb_get_property_cookie_t wmClass, pid, gtkId, kdeFile, wmCommand, type, netState, hints;
     };
     std::vector<Pending> pending;
     // Send every request first, then collect: one round trip for all windows.
@@ -191,7 +191,7 @@ void X11WindowTracker::readWindowProperties()
         WindowRecord& record = windows_.at(window);
         if (!record.identityDirty && !record.stateDirty)
             continue;
-        Pending p{window, record.identityDirty, record.stateDirty, {}, {}, {}, {}, {}, {}, {}};
+        Pending p{window, record.identityDirty, record.stateDirty, {}, {}, {}, {}, {}, {}, {}, {}};
         auto get = [&](xcb_atom_t property, xcb_atom_t type) {
             return xcb_get_property(c, 0, window, property, type, 0, propertyLengthWords);
         };
@@ -205,6 +205,7 @@ void X11WindowTracker::readWindowProperties()
         if (p.state) {
             p.type = get(ewmh->_NET_WM_WINDOW_TYPE, XCB_ATOM_ATOM);
             p.netState = get(ewmh->_NET_WM_STATE, XCB_ATOM_ATOM);
+            p.hints = get(XCB_ATOM_WM_HINTS, XCB_ATOM_WM_HINTS);
         }
         pending.push_back(p);
     }
@@ -253,6 +254,12 @@ void X11WindowTracker::readWindowProperties()
             record.skipTaskbar = std::find(states.begin(), states.end(), ewmh->_NET_WM_STATE_SKIP_TASKBAR) != states.end();
             // Minimized: not IconicState, which mutter also gives every window of another workspace.
             record.hidden = std::find(states.begin(), states.end(), ewmh->_NET_WM_STATE_HIDDEN) != states.end();
+            // Clients ask for attention with the urgency hint; some window managers say so in the state.
+            const auto hints = reply(p.hints);
+            const bool hinted = hints && hints->format == 32 && xcb_get_property_value_length(hints.get()) >= 4
+                && (*static_cast<const uint32_t*>(xcb_get_property_value(hints.get())) & XCB_ICCCM_WM_HINT_X_URGENCY);
+            record.urgent = hinted
+                || std::find(states.begin(), states.end(), ewmh->_NET_WM_STATE_DEMANDS_ATTENTION) != states.end();
             record.stateDirty = false;
         }
         if (gone)
@@ -324,6 +331,7 @@ std::vector<WindowFacts> X11WindowTracker::facts(pid_t self) const
         facts.wmClass = metadata.wmClass;
         facts.regular = record.regularType && !record.skipTaskbar;
         facts.hidden = record.hidden;
+        facts.urgent = record.urgent;
         facts.focusSequence = record.focusSequence;
         result.push_back(std::move(facts));
     }

@@ -56,6 +56,7 @@ private:
         bool regularType = true;
         bool skipTaskbar = false;
         bool hidden = false;
+        bool urgent = false;        // asks for attention
         bool interpreted = false;
         quint64 focusSequence = 0;
         QString groupKey;
