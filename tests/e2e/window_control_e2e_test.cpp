@@ -74,6 +74,17 @@ TEST(WindowControl, MinimizedWindowsBecomeTilesWithTheirIconsAndActivatingOneRes
     // Tiles follow the window manager's client list.
     ASSERT_TRUE(waitFor([&] { return windowTiles(client) == QStringList{tileID(xterms[0]), tileID(xterms[1])}; }))
         << client.docks().front().ids.join(' ').toStdString();
+    // "Show desktop" hides every window; mutter marks them all as minimized meanwhile, which
+    // must not give each its own tile. Said here as mutter says it.
+    const auto showDesktop = [&](const char* on) {
+        session.xprop({"-root", "-f", "_NET_SHOWING_DESKTOP", "32c", "-set", "_NET_SHOWING_DESKTOP", on});
+    };
+    showDesktop("1");
+    EXPECT_TRUE(waitFor([&] { return windowTiles(client).isEmpty(); })) << "no tiles while the desktop shows";
+    const auto shown = [](const auto& xterm) { return !xterm["hidden"].toBool(); };
+    EXPECT_TRUE(client.itemWhen("id", appID, shown, 3000)) << "nor is the xterm hidden";
+    showDesktop("0");
+    ASSERT_TRUE(waitFor([&] { return windowTiles(client).size() == 2; }));
 
     // Activating a tile restores that one window and makes it active; its tile goes away.
     EXPECT_TRUE(client.succeeds("Activate", {tileID(xterms[0])}));

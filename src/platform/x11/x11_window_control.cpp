@@ -83,6 +83,10 @@ public:
                                readProperty(c, w, ewmh->_NET_WM_NAME, titleWords), readProperty(c, w, XCB_ATOM_WM_NAME, titleWords),
                                readProperty(c, w, XCB_ATOM_WM_CLASS, 256), readProperty(c, w, XCB_ATOM_WM_TRANSIENT_FOR, 1)});
         }
+        // "Show desktop" hides every window for a while: none of them is minimized.
+        uint32_t showingDesktop = 0;
+        xcb_ewmh_get_showing_desktop_reply(ewmh, xcb_ewmh_get_showing_desktop(ewmh, connection_->screenNumber()),
+                                           &showingDesktop, nullptr);
         const pid_t self = getpid();
         std::unordered_map<pid_t, int> counts;
         std::vector<ClientWindow> out;
@@ -112,7 +116,7 @@ public:
             window.id = windows[i];
             window.pid = pid;
             // Not IconicState, which mutter also gives every window of another workspace.
-            window.isMinimized = contains(states, ewmh->_NET_WM_STATE_HIDDEN);
+            window.isMinimized = !showingDesktop && contains(states, ewmh->_NET_WM_STATE_HIDDEN);
             // Invalid UTF-8 becomes replacement characters; old clients only set WM_NAME (Latin-1).
             if (netNameReply && netNameReply->format == 8 && netNameReply->type == connection_->atoms().utf8String)
                 window.title = QString::fromUtf8(bytes(netNameReply.get()));
@@ -182,6 +186,8 @@ void X11WindowControl::handleEvent(const xcb_generic_event_t* event)
         if (notify->atom == ewmh->_NET_CLIENT_LIST) {
             readClientList();
             scheduleChanged();
+        } else if (notify->atom == ewmh->_NET_SHOWING_DESKTOP) {
+            scheduleChanged();
         }
         return;
     }
@@ -229,8 +235,11 @@ Result<bool, WindowControlFailure> X11WindowControl::isMinimized(std::uint32_t w
         return *failure;
     xcb_connection_t* c = connection_->xcb();
     xcb_ewmh_connection_t* ewmh = connection_->ewmh();
+    const auto showingCookie = xcb_ewmh_get_showing_desktop(ewmh, connection_->screenNumber());
     const auto state = xcbReply(xcb_get_property_reply(c, readProperty(c, window, ewmh->_NET_WM_STATE, 64), nullptr));
-    return contains(values<xcb_atom_t>(state.get()), ewmh->_NET_WM_STATE_HIDDEN);
+    uint32_t showingDesktop = 0;
+    xcb_ewmh_get_showing_desktop_reply(ewmh, showingCookie, &showingDesktop, nullptr);
+    return !showingDesktop && contains(values<xcb_atom_t>(state.get()), ewmh->_NET_WM_STATE_HIDDEN);
 }
 
 Result<void, WindowControlFailure> X11WindowControl::activate(std::uint32_t window)

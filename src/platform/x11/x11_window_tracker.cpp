@@ -68,6 +68,8 @@ bool X11WindowTracker::handleEvent(const xcb_generic_event_t* event)
                 clientListDirty_ = true;
             else if (notify->atom == ewmh->_NET_ACTIVE_WINDOW)
                 activeDirty_ = true;
+            else if (notify->atom == ewmh->_NET_SHOWING_DESKTOP)
+                showingDesktopDirty_ = true;
             else
                 return false;
             return true;
@@ -114,7 +116,7 @@ void X11WindowTracker::forgetAll()
 
 void X11WindowTracker::scan()
 {
-    if (clientListDirty_ || activeDirty_)
+    if (clientListDirty_ || activeDirty_ || showingDesktopDirty_)
         readRootProperties();
     readWindowProperties();
     matchWindows();
@@ -127,11 +129,18 @@ void X11WindowTracker::readRootProperties()
     // Both requests out before either reply: one round trip.
     const bool readList = std::exchange(clientListDirty_, false);
     const bool readActive = std::exchange(activeDirty_, false);
-    xcb_get_property_cookie_t listCookie{}, activeCookie{};
+    const bool readShowing = std::exchange(showingDesktopDirty_, false);
+    xcb_get_property_cookie_t listCookie{}, activeCookie{}, showingCookie{};
     if (readList)
         listCookie = xcb_ewmh_get_client_list(ewmh, screen);
     if (readActive)
         activeCookie = xcb_ewmh_get_active_window(ewmh, screen);
+    if (readShowing)
+        showingCookie = xcb_ewmh_get_showing_desktop(ewmh, screen);
+    if (readShowing) {
+        uint32_t showing = 0;
+        showingDesktop_ = xcb_ewmh_get_showing_desktop_reply(ewmh, showingCookie, &showing, nullptr) && showing;
+    }
 
     if (readList) {
         xcb_ewmh_get_windows_reply_t list{};
@@ -330,7 +339,8 @@ std::vector<WindowFacts> X11WindowTracker::facts(pid_t self) const
         facts.wmInstance = metadata.wmInstance;
         facts.wmClass = metadata.wmClass;
         facts.regular = record.regularType && !record.skipTaskbar;
-        facts.hidden = record.hidden;
+        // "Show desktop" hides every window for a while: none of them is minimized.
+        facts.hidden = record.hidden && !showingDesktop_;
         facts.urgent = record.urgent;
         facts.focusSequence = record.focusSequence;
         result.push_back(std::move(facts));
@@ -356,7 +366,8 @@ std::vector<X11WindowTracker::WindowState> X11WindowTracker::windowsOf(const QSt
     for (xcb_window_t window : clientList_) {
         const WindowRecord& record = windows_.at(window);
         if (record.groupKey == groupKey)
-            result.push_back({window, record.regularType && !record.skipTaskbar, record.hidden, record.focusSequence});
+            result.push_back({window, record.regularType && !record.skipTaskbar, record.hidden && !showingDesktop_,
+                              record.focusSequence});
     }
     return result;
 }

@@ -78,6 +78,8 @@ private:
     quint64 focusCounter_ = 0;
     bool clientListDirty_ = true;
     bool activeDirty_ = true;
+    bool showingDesktopDirty_ = true;
+    bool showingDesktop_ = false; // the window manager's "show desktop" hides every window
 };
 
 } // namespace wharf
