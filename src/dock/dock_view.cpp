@@ -420,6 +420,12 @@ void DockView::stopTickingWhenIdle(const std::optional<QPointF>& pointer)
     stopTicking();
 }
 
+void DockView::setStack(std::function<void()> close)
+{
+    stacks.closeStack = std::move(close);
+    markLayoutDirty(); // the label goes or comes back, and an auto-hiding dock may hide again
+}
+
 void DockView::markLayoutDirty()
 {
     layoutDirty = true;

@@ -97,7 +97,9 @@ public:
     void stop();  // and off
     void reload(); // re-read model items and minimized windows
     void reloadBadges(); // only badges, progress or attention changed: no layout, no scene repaint
-    DockStackPresenter& stackPresenter() { return stacks; }
+    // A folder stack opened over this dock (`close` closes it), or gone (null): while one is open
+    // the row holds still and the hover label hides.
+    void setStack(std::function<void()> close);
     void tick();   // one animation step
     void markLayoutDirty();
 

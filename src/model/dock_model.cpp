@@ -171,6 +171,10 @@ void DockModel::applyBadge(DockItem& item, const std::optional<QString>& bundleI
     item.urgent = false;
     if (!item.runningApplication)
         return;
+    // Activating the application answers its request for attention. A window's own request
+    // counts whatever the application may show on its tile.
+    const bool inactive = !item.runningApplication->isActive;
+    item.urgent = item.runningApplication->demandsAttention && inactive;
     const auto permission = badgePermissions.find(bundleID.value_or(QString()));
     if (permission != badgePermissions.end() && !permission->second)
         return;
@@ -180,8 +184,7 @@ void DockModel::applyBadge(DockItem& item, const std::optional<QString>& bundleI
     if (providers.badgeStatusProvider) {
         const DockBadge::Status status = providers.badgeStatusProvider(identity);
         item.progress = status.progress;
-        // Activating the application answers its request for attention.
-        item.urgent = status.urgent && !item.runningApplication->isActive;
+        item.urgent = item.urgent || (status.urgent && inactive);
     }
 }
 

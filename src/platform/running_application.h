@@ -20,6 +20,7 @@ struct RunningApplication {
     bool isRegular = true;                  // has a normal window that belongs in a task bar
     bool isActive = false;                  // owns the active window
     bool isHidden = false;                  // every window is minimized
+    bool demandsAttention = false;          // some window asks for attention
     std::optional<QString> bundleLocation;  // matched desktop entry path, else the resolved executable
     std::optional<QString> bundleIdentifier; // desktop-file id of the matched entry
     QString localizedName;

@@ -144,7 +144,8 @@ public:
     bool activateEntry(const QString& id, std::uint32_t eventTime = 0);
     // The windows of item `id`'s running application, minimized or not (its context menu's list).
     std::vector<DockWindow> windowsOfItem(const QString& id) const;
-    // Minimizes the window "window-<id>" of a running application; false when none has it.
+    // Minimizes the window "window-<id>" of a running application on the next turn; false when none
+    // has it.
     bool minimizeEntry(const QString& id);
     WindowManager* windows() const { return windowManager.get(); }
     // Pops up the context menu of tile `id` over the first dock that shows it; false when none does.
@@ -174,9 +175,6 @@ public:
     bool answerAlert(const QString& button);
     // The dock views' gestures, carried out by the model (app_delegate_interaction.cpp).
     DockViewActions interactionActions();
-    // interactionActions() as the docks use them: Ctrl-click opens a folder itself, and a tile's
-    // menu is the one a right-click shows (a folder's stack settings, a program's windows).
-    DockViewActions tileActions();
     // For scripts: the entries of tile `id`'s context menu ("Options/Keep in Dock" for a submenu's
     // entry, with its check mark), choosing one as a click would, and dropping files onto a tile.
     QJsonArray menuEntries(const QString& id);

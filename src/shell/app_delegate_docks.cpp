@@ -97,7 +97,7 @@ void AppDelegate::rebuildDocks()
     context.minimizedWindows = [self] { return self ? self->minimized : std::vector<DockWindow>{}; };
     context.fullScreenState = fullScreen.get();
     context.menuTracking = [self] { return self && self->isMenuTracking(); };
-    context.actions = tileActions();
+    context.actions = interactionActions();
     context.applicationMenu = [self](QWidget* parent) { return self ? self->makeMenu(parent) : nullptr; };
     if (appearance) {
         DesktopAppearance* desktop = appearance.get();

@@ -72,8 +72,7 @@ void AppDelegate::fillEntryMenu(const QString& id, QMenu& menu, const DockViewAc
         return;
     }
     // The item's own entries, then its windows around them.
-    if (actions.fillMenu)
-        actions.fillMenu(id, menu);
+    dockModel->contextMenu(*item, menu);
     addWindowEntries(*item, menu);
 }
 

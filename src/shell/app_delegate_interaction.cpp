@@ -3,6 +3,7 @@
 #include "shell/app_delegate.h"
 
 #include "dock/dock_view.h"
+#include "settings/action_menu_item.h"
 
 #include <QAbstractButton>
 #include <QJsonArray>
@@ -22,12 +23,6 @@ DockViewActions AppDelegate::interactionActions()
     actions.activate = [self](const QString& id, std::uint32_t eventTime) {
         if (self)
             self->activateEntry(id, eventTime);
-    };
-    actions.fillMenu = [self](const QString& id, QMenu& menu) {
-        if (!self)
-            return;
-        if (const auto item = self->dockModel->item(id))
-            self->dockModel->contextMenu(*item, menu);
     };
     actions.move = [self](const QString& id, int displayedIndex) {
         if (!self)
@@ -53,13 +48,6 @@ DockViewActions AppDelegate::interactionActions()
         if (const auto item = self->dockModel->item(targetID))
             self->dockModel->open(urls, *item, copyFiles);
     };
-    return actions;
-}
-
-DockViewActions AppDelegate::tileActions()
-{
-    const QPointer<AppDelegate> self(this);
-    DockViewActions actions = interactionActions();
     // Ctrl-click on a folder: the folder itself, not its stack.
     actions.openItem = [self](const QString& id, std::uint32_t eventTime) {
         if (!self)
@@ -67,7 +55,8 @@ DockViewActions AppDelegate::tileActions()
         if (const auto item = self->dockModel->item(id))
             self->dockModel->activate(*item, eventTime);
     };
-    // Last, so that the menu's own entries can use the other actions.
+    // A tile's menu, the same for a right-click and for scripts. Last, so that the menu's own
+    // entries can use the other actions.
     actions.fillMenu = [self, actions](const QString& id, QMenu& menu) {
         if (self)
             self->fillEntryMenu(id, menu, actions);
@@ -83,7 +72,7 @@ void collectEntries(const QMenu& menu, const QString& prefix, std::vector<std::p
     for (QAction* action : menu.actions()) {
         if (action->isSeparator())
             continue;
-        const QString title = prefix + action->text();
+        const QString title = prefix + shownMenuText(action->text());
         if (action->menu())
             collectEntries(*action->menu(), title + QLatin1Char('/'), out);
         else
@@ -96,7 +85,7 @@ void collectEntries(const QMenu& menu, const QString& prefix, std::vector<std::p
 QJsonArray AppDelegate::menuEntries(const QString& id)
 {
     QMenu menu;
-    tileActions().fillMenu(id, menu);
+    interactionActions().fillMenu(id, menu);
     std::vector<std::pair<QString, QAction*>> entries;
     collectEntries(menu, QString(), entries);
     QJsonArray out;
@@ -108,7 +97,7 @@ QJsonArray AppDelegate::menuEntries(const QString& id)
 bool AppDelegate::chooseMenuEntry(const QString& id, const QString& title)
 {
     auto menu = std::make_shared<QMenu>();
-    tileActions().fillMenu(id, *menu);
+    interactionActions().fillMenu(id, *menu);
     std::vector<std::pair<QString, QAction*>> entries;
     collectEntries(*menu, QString(), entries);
     const auto chosen = std::find_if(entries.begin(), entries.end(), [&](const auto& entry) { return entry.first == title; });

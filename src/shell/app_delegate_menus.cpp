@@ -57,7 +57,7 @@ QMenu* AppDelegate::makeMenu(QWidget* parent)
     if (!systemDockSettingsCommand.isEmpty())
         add(tr("System Dock Settings…"), QString(), [](AppDelegate& app) { app.openSystemDockSettings(); });
     menu->addSeparator();
-    add(tr("Restore System Dock && Quit"), QStringLiteral("Ctrl+Q"), [](AppDelegate&) { QCoreApplication::quit(); });
+    add(tr("Restore System Dock & Quit"), QStringLiteral("Ctrl+Q"), [](AppDelegate&) { QCoreApplication::quit(); });
     return menu;
 }
 

@@ -130,18 +130,16 @@ bool AppDelegate::openStack(const QString& id, QString* error)
     const QPointer<StackController> weak(controller);
     controller->onClose = [weak, view] {
         // The dock that showed it lets its row move again.
-        if (view) {
-            view->stackPresenter().closeStack = nullptr;
-            view->markLayoutDirty(); // and an auto-hiding dock may hide again
-        }
+        if (view)
+            view->setStack(nullptr);
         if (weak)
             weak->deleteLater();
     };
     if (view) {
-        view->stackPresenter().closeStack = [weak] {
+        view->setStack([weak] {
             if (weak)
                 weak->close();
-        };
+        });
     }
     if (DockWindowSystem* system = windowSystem.get()) {
         controller->setBelow([system](const QRect& area) -> std::optional<QImage> {

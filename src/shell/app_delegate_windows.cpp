@@ -207,7 +207,11 @@ bool AppDelegate::minimizeEntry(const QString& id)
     for (const DockItem& item : dockModel->items()) {
         for (const DockWindow& window : windowsOfItem(item.id)) {
             if (window.id == windowID) {
-                windowManager->minimize(window);
+                // On the next turn, as Activate: an alert it raises must not hold up the caller.
+                QTimer::singleShot(0, this, [self = QPointer<AppDelegate>(this), window] {
+                    if (self && self->windowManager)
+                        self->windowManager->minimize(window);
+                });
                 return true;
             }
         }

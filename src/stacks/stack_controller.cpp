@@ -2,6 +2,7 @@
 
 #include "platform/folder_watcher.h"
 #include "platform/workspace.h"
+#include "settings/action_menu_item.h"
 #include "stacks/folder_access_store.h"
 #include "stacks/stack_bubble_view.h"
 #include "stacks/stack_grid_view.h"
@@ -410,7 +411,7 @@ void StackController::populate(QMenu* menu, const std::vector<StackEntry>& items
     const std::size_t shown = std::min<std::size_t>(items.size(), listMenuLimit);
     for (std::size_t i = 0; i < shown; ++i) {
         const StackEntry& entry = items[i];
-        QAction* action = menu->addAction(iconFor(entry), entry.title);
+        QAction* action = menu->addAction(iconFor(entry), menuText(entry.title));
         const QString path = entry.path();
         const bool launch = entry.isDesktopEntry();
         connect(action, &QAction::triggered, this, [this, path, launch] {
@@ -418,7 +419,7 @@ void StackController::populate(QMenu* menu, const std::vector<StackEntry>& items
             close();
         });
         if (entry.isDirectory && !entry.isPackage) {
-            auto* submenu = new QMenu(entry.title, menu);
+            auto* submenu = new QMenu(menuText(entry.title), menu);
             submenu->addAction(QStringLiteral("Loading…"))->setEnabled(false);
             action->setMenu(submenu);
             menuFolders[submenu] = path;
@@ -769,7 +770,7 @@ QJsonObject StackController::snapshot() const
     } else if (showingEntries && mode == StackViewMode::list && trackingMenu) {
         for (const QAction* action : trackingMenu->actions()) {
             if (!action->isSeparator())
-                shown.append(action->text());
+                shown.append(shownMenuText(action->text()));
         }
         if (trackingMenu->isVisible())
             frame = trackingMenu->geometry();

@@ -109,6 +109,20 @@ TEST_F(DockViewPointer, AStepDrawsTheRowAndTheHoverLabelAsOneFrame)
     EXPECT_TRUE((label - drawn).isEmpty()) << "the label is drawn with the row";
 }
 
+// The pointer rests on the folder it opened: its label goes while the stack is up, and comes back.
+TEST_F(DockViewPointer, AnOpenStackHidesTheHoverLabel)
+{
+    h.pointer = resting[6].center();
+    h.settle();
+    ASSERT_TRUE(h.view->hoverLabelView().isVisible());
+    h.view->setStack([] {});
+    h.advance(1.0 / 60);
+    EXPECT_FALSE(h.view->hoverLabelView().isVisible());
+    h.view->setStack(nullptr);
+    h.advance(1.0 / 60);
+    EXPECT_TRUE(h.view->hoverLabelView().isVisible());
+}
+
 TEST_F(DockViewPointer, InputRegionCoversTheHoverZoneOnly)
 {
     // Tiles taking clicks and the transparent rest letting them through are checked on the real

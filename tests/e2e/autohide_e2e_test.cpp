@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace wharf::e2e {
@@ -235,6 +236,13 @@ TEST(AutoHide, EveryDisplayGetsTwoUnfocusedDocksThatLetClicksThroughAndAFullScre
     ASSERT_TRUE(fullScreen(session, red, false));
     EXPECT_TRUE(waitForDock(client, left, false, [](const DockInfo& d) { return d.mapped && !d.fullScreen; }));
     EXPECT_TRUE(waitForDock(client, left, true, [](const DockInfo& d) { return !d.mapped; }));
+    // Withdrawn, the normal dock lost its desktop and states: mapped again, it is on every
+    // desktop and out of task bars as before, like the other display's.
+    const auto everywhere = [&](const QString& id) {
+        const QString p = session.xprop({"-id", id, "WM_STATE", "_NET_WM_DESKTOP", "_NET_WM_STATE"});
+        return p.contains("Normal") && p.contains("= 4294967295") && p.contains("_NET_WM_STATE_SKIP_TASKBAR");
+    };
+    EXPECT_TRUE(waitFor([&] { return std::count_if(windows.begin(), windows.end(), everywhere) == 2; }, 3000));
 
     // A full-screen display that is removed leaves no dock hidden.
     session.xdotool({"windowmove", "--sync", red, "2100", "100"});

@@ -200,6 +200,15 @@ TEST_F(Decorated, BadgeProgressAndAttentionFollowTheLauncherEntrySignalEarlyPubl
     EXPECT_TRUE(badge(terminalID).isEmpty());
     EXPECT_LT(orange(session.screenshot().pixel(spot)), lowest + 30) << "no glow once activated";
 
+    // The xterm's own window asking for attention (the urgency hint) does the same.
+    emitUpdate(session, desktopID, "{'urgent': <false>}");
+    session.xdotool({"windowactivate", QString::number(session.clientWindows("xmessage").front())});
+    session.xdotool({"set_window", "--urgency", "1", QString::number(xterm)});
+    ASSERT_TRUE(waitFor([&] { return dock()["pulsing"].toBool(); })) << "the urgency hint";
+    session.xdotool({"windowactivate", QString::number(xterm)});
+    ASSERT_TRUE(waitFor([&] { return !dock()["pulsing"].toBool(); }));
+    session.xdotool({"set_window", "--urgency", "0", QString::number(xterm)});
+
     // The hover label names the tile under the pointer.
     ASSERT_TRUE(client.settledDock());
     const QRectF terminal = client.tile(terminalID);

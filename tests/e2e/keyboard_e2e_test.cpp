@@ -136,6 +136,31 @@ TEST_F(KeyboardE2e, TheShortcutArrowsMenusAndReturnWorkTheDockAsScreenReadersSee
         << "Escape gives the keyboard back to the window that had it";
     EXPECT_EQ(focusedTile(), QString());
 
+    // When that window has closed meanwhile, Escape leaves the keyboard with no dock either.
+    const quint32 closing = startXterm(session);
+    ASSERT_NE(closing, 0u);
+    session.xdotool({"windowactivate", QString::number(closing)});
+    ASSERT_TRUE(waitFor([&] { return activeWindow(session) == closing; }, 3000));
+    key("ctrl+alt+d");
+    ASSERT_TRUE(selectionIs(0));
+    session.run("wmctrl", {"-i", "-c", QString::number(closing)});
+    ASSERT_TRUE(waitFor([&] { return session.clientWindows("xterm").size() == 1; }, 5000));
+    key("Escape");
+    EXPECT_TRUE(selectionIs(std::nullopt));
+    EXPECT_TRUE(waitFor([&] { return !dockWindows.contains(QString::number(activeWindow(session))); }, 3000));
+    // Nor to one minimized meanwhile (from the dock's own menu, say): it stays minimized.
+    session.xdotool({"windowactivate", QString::number(xterm)});
+    ASSERT_TRUE(waitFor([&] { return activeWindow(session) == xterm; }, 3000));
+    key("ctrl+alt+d");
+    ASSERT_TRUE(selectionIs(0));
+    session.xdotool({"windowminimize", QString::number(xterm)});
+    ASSERT_TRUE(waitFor([&] { return isIconic(session, xterm); }, 3000));
+    key("Escape");
+    EXPECT_TRUE(selectionIs(std::nullopt));
+    EXPECT_FALSE(waitFor([&] { return !isIconic(session, xterm); }, 1000)) << "Escape restored it";
+    session.xdotool({"windowactivate", QString::number(xterm)});
+    ASSERT_TRUE(waitFor([&] { return activeWindow(session) == xterm; }, 3000));
+
     // Return opens the selected folder's stack (the folder follows the xterm).
     key("ctrl+alt+d");
     ASSERT_TRUE(selectionIs(0));

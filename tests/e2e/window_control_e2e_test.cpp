@@ -39,13 +39,16 @@ TEST(WindowControl, MinimizedWindowsBecomeTilesWithTheirIconsAndActivatingOneRes
     // A 100 KB title costs one bounded read and changes nothing else.
     session.start("xterm", {"-geometry", "40x10+600+100", "-T", QString(100000, 't')});
     // Two processes of one program (one class) form one application, which reports one of them.
-    for (const char* x : {"100", "500"})
-        session.start(BAND_CLIENT, {x, "400", "200", "150", "--red-icon"});
+    // One of them in IconicState without being minimized, as mutter keeps the windows of other
+    // workspaces, and not to be minimized, as kwin says of a window that takes no input.
+    session.start(BAND_CLIENT, {"100", "400", "200", "150", "--red-icon"});
+    session.start(BAND_CLIENT, {"500", "400", "200", "150", "--red-icon", "--iconic-state", "--no-minimize"});
     ASSERT_TRUE(waitFor([&] {
         return session.clientWindows("xterm").size() == 2 && session.clientWindows("bandclient").size() == 2;
     }));
     const std::vector<quint32> xterms = session.clientWindows("xterm");
     const std::vector<quint32> clients = session.clientWindows("bandclient");
+    ASSERT_TRUE(waitFor([&] { return isIconic(session, clients[0]) || isIconic(session, clients[1]); }));
     ASSERT_NE(session.startWharf(), nullptr);
     DockClient client(session);
     ASSERT_TRUE(client.settledDock());
@@ -71,6 +74,17 @@ TEST(WindowControl, MinimizedWindowsBecomeTilesWithTheirIconsAndActivatingOneRes
     // Tiles follow the window manager's client list.
     ASSERT_TRUE(waitFor([&] { return windowTiles(client) == QStringList{tileID(xterms[0]), tileID(xterms[1])}; }))
         << client.docks().front().ids.join(' ').toStdString();
+    // "Show desktop" hides every window; mutter marks them all as minimized meanwhile, which
+    // must not give each its own tile. Said here as mutter says it.
+    const auto showDesktop = [&](const char* on) {
+        session.xprop({"-root", "-f", "_NET_SHOWING_DESKTOP", "32c", "-set", "_NET_SHOWING_DESKTOP", on});
+    };
+    showDesktop("1");
+    EXPECT_TRUE(waitFor([&] { return windowTiles(client).isEmpty(); })) << "no tiles while the desktop shows";
+    const auto shown = [](const auto& xterm) { return !xterm["hidden"].toBool(); };
+    EXPECT_TRUE(client.itemWhen("id", appID, shown, 3000)) << "nor is the xterm hidden";
+    showDesktop("0");
+    ASSERT_TRUE(waitFor([&] { return windowTiles(client).size() == 2; }));
 
     // Activating a tile restores that one window and makes it active; its tile goes away.
     EXPECT_TRUE(client.succeeds("Activate", {tileID(xterms[0])}));
@@ -81,6 +95,14 @@ TEST(WindowControl, MinimizedWindowsBecomeTilesWithTheirIconsAndActivatingOneRes
     EXPECT_FALSE(client.succeeds("Activate", {tileID(xterms[0])})) << "a restored window has no tile";
     EXPECT_FALSE(client.succeeds("Activate", {"window-nonsense"}));
     EXPECT_FALSE(client.succeeds("Minimize", {"window-1"}));
+
+    // A window the window manager will not minimize stays, and an alert says why.
+    const quint32 unminimizable = isIconic(session, clients[0]) ? clients[0] : clients[1];
+    EXPECT_TRUE(client.succeeds("Minimize", {tileID(unminimizable)}));
+    const auto alert = [&] { return client.object("Alert")["informativeText"].toString(); };
+    EXPECT_TRUE(waitFor([&] { return alert().contains("does not support"); })) << "minimized: "
+                                                                                << isIconic(session, unminimizable);
+    EXPECT_TRUE(client.succeeds("AnswerAlert", {"OK"}));
 
     // The dock reports one band client process; the other's window has no icon of the dock's.
     quint32 other = 0;

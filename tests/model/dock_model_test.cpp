@@ -186,9 +186,12 @@ TEST_F(DockModelTest, BadgesFollowPermissionsAndOnlyRealChangesAreAnnounced)
     workspace.bundleIDs[path("b.desktop")] = "org.example.B";
     workspace.bundleIDs[path("c.desktop")] = "org.example.C";
     const auto model = makeModel();
-    launch("B", 20);
+    auto asking = FakeWorkspace::app("B", 20, path("b.desktop"), "org.example.B", "B");
+    asking.demandsAttention = true;
+    workspace.launch(asking);
     launch("C", 30);
     EXPECT_EQ(model->items()[1].badge, std::nullopt) << "badges not allowed";
+    EXPECT_TRUE(model->items()[1].urgent) << "but its window's request for attention counts";
     EXPECT_EQ(model->items()[2].badge, "3");
 
     // Only badges changed: refreshBadges notices without a full refresh, and only real changes.

@@ -58,10 +58,13 @@ TEST(GroupApplications, WindowsOfOneKeyAreOneApplicationWithTheFocusedWindowsPro
     second.hidden = true;
     auto palette = window(3, "editor", 12, 3);
     palette.regular = false; // not a task bar window: its state does not count
+    palette.urgent = true;   // but its request for attention does
     const auto apps = groupApplications({first, second, palette}, 2);
     ASSERT_EQ(apps.size(), 1u);
     EXPECT_EQ(apps[0].processIdentifier, 11);
     EXPECT_TRUE(apps[0].isActive);
+    EXPECT_TRUE(apps[0].demandsAttention);
+    EXPECT_FALSE(groupApplications({first}, 0)[0].demandsAttention);
     EXPECT_FALSE(apps[0].isHidden) << "one regular window is still shown";
     EXPECT_TRUE(apps[0].isRegular);
 
@@ -78,12 +81,13 @@ TEST(GroupApplications, WindowsOfOneKeyAreOneApplicationWithTheFocusedWindowsPro
         << "the focused window does not know its pid; the other does";
 }
 
-RunningApplicationRef snapshot(const QString& key, bool active = false, bool hidden = false)
+RunningApplicationRef snapshot(const QString& key, bool active = false, bool hidden = false, bool asks = false)
 {
     RunningApplication app;
     app.key = key;
     app.isActive = active;
     app.isHidden = hidden;
+    app.demandsAttention = asks;
     return std::make_shared<const RunningApplication>(app);
 }
 
@@ -101,6 +105,7 @@ TEST(ApplicationChange, LaunchesAndQuitsOutrankTheRest)
         {"launchAndQuitTogether", {snapshot("b"), snapshot("c")}, N::didLaunchApplication},
         {"hiddenAndActivated", {snapshot("a", true), snapshot("b", false, true)}, N::didActivateApplication},
         {"reordered", {snapshot("b", true), snapshot("a")}, N::didActivateApplication},
+        {"asksForAttention", {snapshot("a", false, false, true), snapshot("b", true)}, N::didActivateApplication},
     };
     for (const auto& row : rows) {
         std::vector<RunningApplication> after;

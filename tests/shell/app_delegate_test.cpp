@@ -2,6 +2,7 @@
 // a recording window system.
 #include "dock/dock_window_controller.h"
 #include "model/dock_model.h"
+#include "settings/action_menu_item.h"
 #include "shell/app_delegate.h"
 #include "stacks/stack_preferences.h"
 #include "takeover/system_dock_integration.h"
@@ -13,6 +14,9 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QKeySequence>
 #include <QMenu>
 #include <QPointer>
 #include <QScreen>
@@ -85,7 +89,7 @@ QAction* entry(const QMenu& menu, const QString& title)
 TEST_F(AppDelegateTest, AFolderMenuChangesItsStackSettingsAndTheTrashMenuItsIcon)
 {
     auto delegate = launchedDelegate();
-    const QString folder = QFileInfo(dir.path()).canonicalFilePath() + "/Papers";
+    const QString folder = QFileInfo(dir.path()).canonicalFilePath() + "/Papers & Notes";
     ASSERT_TRUE(QDir().mkpath(folder));
     delegate->model().setPins({{folder, DockItem::Kind::folder, std::nullopt}});
 
@@ -100,7 +104,15 @@ TEST_F(AppDelegateTest, AFolderMenuChangesItsStackSettingsAndTheTrashMenuItsIcon
     EXPECT_EQ(settings.viewMode, StackViewMode::grid);
     EXPECT_EQ(settings.sortOrder, StackSortOrder::dateModified);
     EXPECT_EQ(settings.displayMode, StackDisplayMode::folder) << "only the chosen field changes";
+    EXPECT_TRUE(QKeySequence::mnemonic(menu->actions().back()->text()).isEmpty())
+        << "the ampersand of “Open “Papers & Notes”” is shown, not taken for a mnemonic";
     menu->hide();
+    // Scripts read the menu the right-click shows, titled as shown.
+    QStringList titles;
+    for (const QJsonValue& e : delegate->menuEntries(folder))
+        titles << e.toObject().value("title").toString();
+    EXPECT_TRUE(titles.contains("Grid") && titles.contains("Options/Remove from Dock")
+                && titles.contains("Open “Papers & Notes”")) << titles.join(", ").toStdString();
 
     ASSERT_TRUE(delegate->showEntryMenu(DockModel::trashID));
     menu = openMenu(*delegate);
@@ -124,6 +136,7 @@ TEST_F(AppDelegateTest, TheApplicationMenuShowsNoStrayMnemonics)
     const std::unique_ptr<QMenu> menu(delegate->makeMenu());
     for (const QAction* action : menu->actions())
         EXPECT_FALSE(QString(action->text()).remove("&&").contains('&')) << action->text().toStdString();
+    EXPECT_EQ(shownMenuText(menu->actions().back()->text()), "Restore System Dock & Quit");
 }
 
 } // namespace

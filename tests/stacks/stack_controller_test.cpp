@@ -104,6 +104,16 @@ TEST_F(StackControllerTest, MessagesForEmptyAndUnreadableFolders)
     EXPECT_EQ(missing->snapshot()["message"].toString(), "This folder could not be opened.");
 }
 
+TEST_F(StackControllerTest, TheListShowsAmpersandsInNamesAsWritten)
+{
+    touch("stack/R&D notes.txt");
+    auto list = open(StackViewMode::list);
+    QStringList shown;
+    for (const QJsonValue& entry : list->snapshot()["entries"].toArray())
+        shown << entry.toString();
+    EXPECT_TRUE(shown.contains("R&D notes.txt")) << shown.join(", ").toStdString();
+}
+
 TEST_F(StackControllerTest, DesktopEntriesShowTheirNameAndLaunch)
 {
     QDir(dir.path()).mkdir("apps");

@@ -39,6 +39,7 @@ RunningApplication makeApplication(const QString& key, const Group& group, quint
     bool allRegularHidden = true;
     for (const WindowFacts* facts : group.windows) {
         app.isActive = app.isActive || facts->window == activeWindow;
+        app.demandsAttention = app.demandsAttention || facts->urgent;
         if (facts->focusSequence > focus->focusSequence)
             focus = facts;
         if (facts->regular) {
@@ -134,6 +135,7 @@ std::optional<WorkspaceNotification> applicationChange(const std::vector<Running
         unhid = unhid || (!now.isHidden && was->isHidden);
         same = same && before[i]->key == now.key && was->processIdentifier == now.processIdentifier
             && was->isActive == now.isActive && was->isHidden == now.isHidden && was->isRegular == now.isRegular
+            && was->demandsAttention == now.demandsAttention
             && was->bundleLocation == now.bundleLocation && was->localizedName == now.localizedName
             && was->icon.cacheKey() == now.icon.cacheKey();
     }

@@ -22,6 +22,7 @@ struct WindowFacts {
     QString wmClass;
     bool regular = true;                    // a normal window that belongs in a task bar
     bool hidden = false;
+    bool urgent = false;                    // the urgency hint, or the window manager's demands-attention state
     quint64 focusSequence = 0;              // when it was last the active window; 0 never
 };
 

@@ -106,7 +106,7 @@ QPoint displayOrigin(const QRect& logical)
 
 struct X11DockWindow::Atoms {
     xcb_atom_t windowType, windowTypeDock, state, stateAbove, stateSticky, stateSkipTaskbar,
-        stateSkipPager, desktop, strutPartial, strut, activeWindow, wmProtocols, wmTakeFocus, clientList, workArea,
+        stateSkipPager, stateHidden, desktop, strutPartial, strut, activeWindow, wmProtocols, wmTakeFocus, clientList, workArea,
         rootPixmap, esetrootPixmap, xsetrootId;
 };
 
@@ -132,6 +132,19 @@ void advertiseTakeFocus(xcb_connection_t* connection, xcb_window_t window, const
         protocols.push_back(atoms.wmTakeFocus);
     xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, atoms.wmProtocols, XCB_ATOM_ATOM, 32,
                         static_cast<uint32_t>(protocols.size()), protocols.data());
+}
+
+// On every desktop, above, out of task bars and pagers. Window managers erase these when a window
+// is withdrawn (the normal dock is, while its display shows a full-screen window), and Qt writes
+// only its own states back: so before every map, not only the first. (openbox does not make docks
+// sticky by itself, and kwin keeps a dock without them on the desktop where it was mapped.)
+void describeDockWindow(xcb_connection_t* connection, xcb_window_t window, const X11DockWindow::Atoms& atoms)
+{
+    const uint32_t allDesktops = 0xFFFFFFFF;
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, atoms.desktop, XCB_ATOM_CARDINAL, 32, 1,
+                        &allDesktops);
+    const xcb_atom_t states[] = {atoms.stateAbove, atoms.stateSticky, atoms.stateSkipTaskbar, atoms.stateSkipPager};
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, atoms.state, XCB_ATOM_ATOM, 32, 4, states);
 }
 
 } // namespace
@@ -367,10 +380,18 @@ public:
                 // directly, as a pager would, so that keys reach the dock.
                 activate(window(), eventTime);
             }
-        } else if (previous != XCB_WINDOW_NONE) {
-            // Only while the dock still has the keyboard: a window the user chose keeps it.
-            if (focused)
+        } else if (focused) {
+            // Only while the dock still has the keyboard: a window the user chose keeps it. With no
+            // window to give it back to (none had it, or it has closed or been minimized since: the
+            // window manager would restore it), the dock lets it go, or it would keep the keyboard
+            // out of keyboard mode.
+            if (previous != XCB_WINDOW_NONE && isShown(previous))
                 activate(previous, eventTime);
+            else
+                xcb_set_input_focus(connection, XCB_INPUT_FOCUS_POINTER_ROOT, XCB_INPUT_FOCUS_POINTER_ROOT,
+                                    eventTime ? eventTime : XCB_CURRENT_TIME);
+            previous = XCB_WINDOW_NONE;
+        } else {
             previous = XCB_WINDOW_NONE;
         }
         xcb_flush(connection);
@@ -416,6 +437,10 @@ protected:
             }
             if (widget && widget->windowHandle() == watched && widget->windowHandle()->isExposed() && !shaped)
                 applyShapes();
+        } else if (event->type() == QEvent::Show) {
+            // Qt sends it before it maps the window.
+            if (widget && !widget->windowFlags().testFlag(Qt::X11BypassWindowManagerHint))
+                describeDockWindow(connection, window(), atoms);
         } else if (event->type() == QEvent::Hide) {
             shaped = false;
             pauseMotionEvents(false);
@@ -599,6 +624,20 @@ private:
         return reply && reply->focus == window();
     }
 
+    // Still there and not minimized.
+    bool isShown(xcb_window_t target) const
+    {
+        xcb_generic_error_t* error = nullptr;
+        const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+            connection, xcb_get_property(connection, 0, target, atoms.state, XCB_ATOM_ATOM, 0, 32), &error));
+        std::free(error);
+        if (!reply)
+            return false; // gone
+        const auto* states = static_cast<const xcb_atom_t*>(xcb_get_property_value(reply.get()));
+        const int count = reply->format == 32 ? xcb_get_property_value_length(reply.get()) / 4 : 0;
+        return std::find(states, states + count, atoms.stateHidden) == states + count;
+    }
+
     // _NET_ACTIVE_WINDOW with source 2 (a pager: the user asked for it through us).
     void activate(xcb_window_t target, std::uint32_t eventTime)
     {
@@ -762,6 +801,7 @@ X11DockWindow::X11DockWindow(xcb_connection_t* connection, xcb_window_t root, in
     atoms->stateSticky = intern(connection, "_NET_WM_STATE_STICKY");
     atoms->stateSkipTaskbar = intern(connection, "_NET_WM_STATE_SKIP_TASKBAR");
     atoms->stateSkipPager = intern(connection, "_NET_WM_STATE_SKIP_PAGER");
+    atoms->stateHidden = intern(connection, "_NET_WM_STATE_HIDDEN");
     atoms->desktop = intern(connection, "_NET_WM_DESKTOP");
     atoms->strutPartial = intern(connection, "_NET_WM_STRUT_PARTIAL");
     atoms->strut = intern(connection, "_NET_WM_STRUT");
@@ -813,13 +853,7 @@ std::unique_ptr<DockWindowPlatform> X11DockWindow::attach(QWidget& window, DockW
     // Qt writes its own guess (normal, plus a KDE override for frameless windows); docks are docks.
     xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, atoms->windowType, XCB_ATOM_ATOM, 32, 1,
                         &atoms->windowTypeDock);
-    // openbox does not make docks sticky by itself; this must be set before the first map.
-    const uint32_t allDesktops = 0xFFFFFFFF;
-    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, atoms->desktop, XCB_ATOM_CARDINAL, 32, 1,
-                        &allDesktops);
-    const xcb_atom_t states[] = {atoms->stateAbove, atoms->stateSticky, atoms->stateSkipTaskbar,
-                                 atoms->stateSkipPager};
-    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, atoms->state, XCB_ATOM_ATOM, 32, 4, states);
+    describeDockWindow(connection, id, *atoms);
     advertiseTakeFocus(connection, id, *atoms, false);
     xcb_flush(connection);
     ownWindows->insert(id);

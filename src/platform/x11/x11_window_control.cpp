@@ -73,17 +73,20 @@ public:
         const std::vector<xcb_window_t> windows = connection_->rootWindowList(ewmh->_NET_CLIENT_LIST);
 
         struct Cookies {
-            xcb_get_property_cookie_t pid, type, state, wmState, netName, name, wmClass, transientFor;
+            xcb_get_property_cookie_t pid, type, state, netName, name, wmClass, transientFor;
         };
         std::vector<Cookies> cookies;
         cookies.reserve(windows.size());
         for (xcb_window_t w : windows) {
             cookies.push_back({readProperty(c, w, ewmh->_NET_WM_PID, 1), readProperty(c, w, ewmh->_NET_WM_WINDOW_TYPE, 32),
                                readProperty(c, w, ewmh->_NET_WM_STATE, 64),
-                               readProperty(c, w, connection_->atoms().wmState, 2),
                                readProperty(c, w, ewmh->_NET_WM_NAME, titleWords), readProperty(c, w, XCB_ATOM_WM_NAME, titleWords),
                                readProperty(c, w, XCB_ATOM_WM_CLASS, 256), readProperty(c, w, XCB_ATOM_WM_TRANSIENT_FOR, 1)});
         }
+        // "Show desktop" hides every window for a while: none of them is minimized.
+        uint32_t showingDesktop = 0;
+        xcb_ewmh_get_showing_desktop_reply(ewmh, xcb_ewmh_get_showing_desktop(ewmh, connection_->screenNumber()),
+                                           &showingDesktop, nullptr);
         const pid_t self = getpid();
         std::unordered_map<pid_t, int> counts;
         std::vector<ClientWindow> out;
@@ -93,8 +96,8 @@ public:
                 return xcbReply(xcb_get_property_reply(c, cookie, nullptr));
             };
             const auto pidReply = reply(k.pid), typeReply = reply(k.type), stateReply = reply(k.state),
-                       wmStateReply = reply(k.wmState), netNameReply = reply(k.netName), nameReply = reply(k.name),
-                       classReply = reply(k.wmClass), transientReply = reply(k.transientFor);
+                       netNameReply = reply(k.netName), nameReply = reply(k.name), classReply = reply(k.wmClass),
+                       transientReply = reply(k.transientFor);
             const auto pids = values<uint32_t>(pidReply.get());
             const pid_t pid = pids.empty() ? 0 : pid_t(pids.front());
             if (pid == self)
@@ -112,9 +115,8 @@ public:
             ClientWindow window;
             window.id = windows[i];
             window.pid = pid;
-            const auto wmState = values<uint32_t>(wmStateReply.get());
-            window.isMinimized = contains(states, ewmh->_NET_WM_STATE_HIDDEN)
-                || (!wmState.empty() && wmState.front() == XCB_ICCCM_WM_STATE_ICONIC);
+            // Not IconicState, which mutter also gives every window of another workspace.
+            window.isMinimized = !showingDesktop && contains(states, ewmh->_NET_WM_STATE_HIDDEN);
             // Invalid UTF-8 becomes replacement characters; old clients only set WM_NAME (Latin-1).
             if (netNameReply && netNameReply->format == 8 && netNameReply->type == connection_->atoms().utf8String)
                 window.title = QString::fromUtf8(bytes(netNameReply.get()));
@@ -184,6 +186,8 @@ void X11WindowControl::handleEvent(const xcb_generic_event_t* event)
         if (notify->atom == ewmh->_NET_CLIENT_LIST) {
             readClientList();
             scheduleChanged();
+        } else if (notify->atom == ewmh->_NET_SHOWING_DESKTOP) {
+            scheduleChanged();
         }
         return;
     }
@@ -231,11 +235,11 @@ Result<bool, WindowControlFailure> X11WindowControl::isMinimized(std::uint32_t w
         return *failure;
     xcb_connection_t* c = connection_->xcb();
     xcb_ewmh_connection_t* ewmh = connection_->ewmh();
+    const auto showingCookie = xcb_ewmh_get_showing_desktop(ewmh, connection_->screenNumber());
     const auto state = xcbReply(xcb_get_property_reply(c, readProperty(c, window, ewmh->_NET_WM_STATE, 64), nullptr));
-    const auto wmState = xcbReply(xcb_get_property_reply(c, readProperty(c, window, connection_->atoms().wmState, 2), nullptr));
-    const auto icccm = values<uint32_t>(wmState.get());
-    return contains(values<xcb_atom_t>(state.get()), ewmh->_NET_WM_STATE_HIDDEN)
-        || (!icccm.empty() && icccm.front() == XCB_ICCCM_WM_STATE_ICONIC);
+    uint32_t showingDesktop = 0;
+    xcb_ewmh_get_showing_desktop_reply(ewmh, showingCookie, &showingDesktop, nullptr);
+    return !showingDesktop && contains(values<xcb_atom_t>(state.get()), ewmh->_NET_WM_STATE_HIDDEN);
 }
 
 Result<void, WindowControlFailure> X11WindowControl::activate(std::uint32_t window)
@@ -256,6 +260,15 @@ Result<void, WindowControlFailure> X11WindowControl::minimize(std::uint32_t wind
 {
     if (const auto failure = checkExists(window).failure())
         return *failure;
+    // A window manager that lists what a window allows and leaves minimizing out ignores the
+    // request (kwin, for a window that takes no input).
+    xcb_connection_t* c = connection_->xcb();
+    xcb_ewmh_connection_t* ewmh = connection_->ewmh();
+    const auto allowed =
+        xcbReply(xcb_get_property_reply(c, readProperty(c, window, ewmh->_NET_WM_ALLOWED_ACTIONS, 64), nullptr));
+    if (allowed && allowed->type == XCB_ATOM_ATOM
+        && !contains(values<xcb_atom_t>(allowed.get()), ewmh->_NET_WM_ACTION_MINIMIZE))
+        return WindowControlFailure{WindowControlFailure::Kind::unsupported, 0};
     xcb_client_message_event_t message{};
     message.response_type = XCB_CLIENT_MESSAGE;
     message.format = 32;

@@ -68,6 +68,8 @@ bool X11WindowTracker::handleEvent(const xcb_generic_event_t* event)
                 clientListDirty_ = true;
             else if (notify->atom == ewmh->_NET_ACTIVE_WINDOW)
                 activeDirty_ = true;
+            else if (notify->atom == ewmh->_NET_SHOWING_DESKTOP)
+                showingDesktopDirty_ = true;
             else
                 return false;
             return true;
@@ -80,7 +82,7 @@ bool X11WindowTracker::handleEvent(const xcb_generic_event_t* event)
             || notify->atom == atoms.gtkApplicationId || notify->atom == atoms.kdeDesktopFile)
             record.identityDirty = true;
         else if (notify->atom == ewmh->_NET_WM_STATE || notify->atom == atoms.wmState
-                 || notify->atom == ewmh->_NET_WM_WINDOW_TYPE)
+                 || notify->atom == ewmh->_NET_WM_WINDOW_TYPE || notify->atom == XCB_ATOM_WM_HINTS)
             record.stateDirty = true;
         else if (notify->atom == ewmh->_NET_WM_ICON)
             record.iconDirty = true;
@@ -114,7 +116,7 @@ void X11WindowTracker::forgetAll()
 
 void X11WindowTracker::scan()
 {
-    if (clientListDirty_ || activeDirty_)
+    if (clientListDirty_ || activeDirty_ || showingDesktopDirty_)
         readRootProperties();
     readWindowProperties();
     matchWindows();
@@ -127,11 +129,18 @@ void X11WindowTracker::readRootProperties()
     // Both requests out before either reply: one round trip.
     const bool readList = std::exchange(clientListDirty_, false);
     const bool readActive = std::exchange(activeDirty_, false);
-    xcb_get_property_cookie_t listCookie{}, activeCookie{};
+    const bool readShowing = std::exchange(showingDesktopDirty_, false);
+    xcb_get_property_cookie_t listCookie{}, activeCookie{}, showingCookie{};
     if (readList)
         listCookie = xcb_ewmh_get_client_list(ewmh, screen);
     if (readActive)
         activeCookie = xcb_ewmh_get_active_window(ewmh, screen);
+    if (readShowing)
+        showingCookie = xcb_ewmh_get_showing_desktop(ewmh, screen);
+    if (readShowing) {
+        uint32_t showing = 0;
+        showingDesktop_ = xcb_ewmh_get_showing_desktop_reply(ewmh, showingCookie, &showing, nullptr) && showing;
+    }
 
     if (readList) {
         xcb_ewmh_get_windows_reply_t list{};
@@ -183,7 +192,7 @@ void X11WindowTracker::readWindowProperties()
         xcb_window_t window;
         bool identity;
         bool state;
-        xcb_get_property_cookie_t wmClass, pid, gtkId, kdeFile, wmCommand, type, netState, wmState;
+        xcb_get_property_cookie_t wmClass, pid, gtkId, kdeFile, wmCommand, type, netState, hints;
     };
     std::vector<Pending> pending;
     // Send every request first, then collect: one round trip for all windows.
@@ -205,7 +214,7 @@ void X11WindowTracker::readWindowProperties()
         if (p.state) {
             p.type = get(ewmh->_NET_WM_WINDOW_TYPE, XCB_ATOM_ATOM);
             p.netState = get(ewmh->_NET_WM_STATE, XCB_ATOM_ATOM);
-            p.wmState = get(atoms.wmState, atoms.wmState);
+            p.hints = get(XCB_ATOM_WM_HINTS, XCB_ATOM_WM_HINTS);
         }
         pending.push_back(p);
     }
@@ -252,8 +261,14 @@ void X11WindowTracker::readWindowProperties()
             }
             const auto states = propertyAtoms(reply(p.netState).get());
             record.skipTaskbar = std::find(states.begin(), states.end(), ewmh->_NET_WM_STATE_SKIP_TASKBAR) != states.end();
-            const bool netHidden = std::find(states.begin(), states.end(), ewmh->_NET_WM_STATE_HIDDEN) != states.end();
-            record.hidden = netHidden || propertyCardinal(reply(p.wmState).get()) == XCB_ICCCM_WM_STATE_ICONIC;
+            // Minimized: not IconicState, which mutter also gives every window of another workspace.
+            record.hidden = std::find(states.begin(), states.end(), ewmh->_NET_WM_STATE_HIDDEN) != states.end();
+            // Clients ask for attention with the urgency hint; some window managers say so in the state.
+            const auto hints = reply(p.hints);
+            const bool hinted = hints && hints->format == 32 && xcb_get_property_value_length(hints.get()) >= 4
+                && (*static_cast<const uint32_t*>(xcb_get_property_value(hints.get())) & XCB_ICCCM_WM_HINT_X_URGENCY);
+            record.urgent = hinted
+                || std::find(states.begin(), states.end(), ewmh->_NET_WM_STATE_DEMANDS_ATTENTION) != states.end();
             record.stateDirty = false;
         }
         if (gone)
@@ -324,7 +339,9 @@ std::vector<WindowFacts> X11WindowTracker::facts(pid_t self) const
         facts.wmInstance = metadata.wmInstance;
         facts.wmClass = metadata.wmClass;
         facts.regular = record.regularType && !record.skipTaskbar;
-        facts.hidden = record.hidden;
+        // "Show desktop" hides every window for a while: none of them is minimized.
+        facts.hidden = record.hidden && !showingDesktop_;
+        facts.urgent = record.urgent;
         facts.focusSequence = record.focusSequence;
         result.push_back(std::move(facts));
     }
@@ -349,7 +366,8 @@ std::vector<X11WindowTracker::WindowState> X11WindowTracker::windowsOf(const QSt
     for (xcb_window_t window : clientList_) {
         const WindowRecord& record = windows_.at(window);
         if (record.groupKey == groupKey)
-            result.push_back({window, record.regularType && !record.skipTaskbar, record.hidden, record.focusSequence});
+            result.push_back({window, record.regularType && !record.skipTaskbar, record.hidden && !showingDesktop_,
+                              record.focusSequence});
     }
     return result;
 }

@@ -56,6 +56,7 @@ private:
         bool regularType = true;
         bool skipTaskbar = false;
         bool hidden = false;
+        bool urgent = false;        // asks for attention
         bool interpreted = false;
         quint64 focusSequence = 0;
         QString groupKey;
@@ -77,6 +78,8 @@ private:
     quint64 focusCounter_ = 0;
     bool clientListDirty_ = true;
     bool activeDirty_ = true;
+    bool showingDesktopDirty_ = true;
+    bool showingDesktop_ = false; // the window manager's "show desktop" hides every window
 };
 
 } // namespace wharf
