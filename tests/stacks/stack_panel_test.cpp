@@ -61,9 +61,8 @@ TEST(StackPreviewWindow, StaysOnTheDisplayOfTheStackItPreviews)
 // arrow keys walking a long grid are not pulled back to the entry under it.
 TEST(StackItemView, ARestingPointerSelectsNothingNewAsEntriesPassUnderIt)
 {
-    StackEntry entry;
-    StackItemView first(entry, QIcon(), false, false);
-    StackItemView second(entry, QIcon(), false, false);
+    StackItemView first({}, QIcon(), false, false);
+    StackItemView second({}, QIcon(), false, false);
     QStringList selected;
     first.onSelect = [&] { selected << "first"; };
     second.onSelect = [&] { selected << "second"; };
