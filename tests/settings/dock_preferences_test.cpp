@@ -21,11 +21,6 @@ protected:
         return preferences;
     }
 
-    void writeFile(const QByteArray& bytes, const QString& name = "wharf.conf") const
-    {
-        ASSERT_TRUE(test::writeFile(dir.filePath(name), bytes));
-    }
-
     QTemporaryDir dir;
     int changes = 0;
     std::vector<Subscription> subscriptions;
@@ -35,14 +30,14 @@ protected:
 
 TEST_F(DockPreferencesTest, StoredValuesAreReadAndWrongTypesReadNeutral)
 {
-    writeFile("[General]\n"
-              "magnification=abc\n"
-              "dockWidthFraction=nan\n"
-              "allDisplays=banana\n"
-              "replaceSystemDock=0\n"
-              "keepWindowsAboveDock=@ByteArray(xyz)\n"
-              "liveCalendarIcon=1\n"
-              "restingIconSize=inf\n");
+    ASSERT_TRUE(test::writeFile(dir.filePath("wharf.conf"), "[General]\n"
+                                                            "magnification=abc\n"
+                                                            "dockWidthFraction=nan\n"
+                                                            "allDisplays=banana\n"
+                                                            "replaceSystemDock=0\n"
+                                                            "keepWindowsAboveDock=@ByteArray(xyz)\n"
+                                                            "liveCalendarIcon=1\n"
+                                                            "restingIconSize=inf\n"));
     const auto p = open();
     EXPECT_EQ(p->magnification(), 1) << "unreadable, then clamped to no magnification";
     EXPECT_EQ(p->dockWidthFraction(), 0);
@@ -67,7 +62,7 @@ TEST_F(DockPreferencesTest, HandEditedSizesAreClampedWhenReadAndKeptInTheFile)
         SCOPED_TRACE(row.line);
         const QString name = QStringLiteral("edited%1.conf").arg(++file);
         const QByteArray bytes = QByteArray("[General]\n") + row.line + "\n";
-        writeFile(bytes, name);
+        ASSERT_TRUE(test::writeFile(dir.filePath(name), bytes));
         const auto p = open(name);
         EXPECT_EQ(p->iconSize(), row.iconSize);
         EXPECT_EQ(p->magnification(), row.magnification);
@@ -125,7 +120,7 @@ TEST_F(DockPreferencesTest, WidthFractionIsClampedAndDropsRestingSize)
 TEST_F(DockPreferencesTest, CorruptFileIsKeptAsideAndDefaultsApply)
 {
     const QByteArray corrupt("[General\niconSize=40\n");
-    writeFile(corrupt);
+    ASSERT_TRUE(test::writeFile(dir.filePath("wharf.conf"), corrupt));
     const auto p = open();
     ASSERT_FALSE(p->corruptCopyPath().isEmpty());
     EXPECT_EQ(QFileInfo(p->corruptCopyPath()).dir(), QDir(dir.path()));

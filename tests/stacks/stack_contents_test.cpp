@@ -33,20 +33,12 @@ StackEntry entry(const QString& title, std::optional<QDateTime> modified = {}, s
             .modificationDate = modified, .creationDate = created, .kind = kind};
 }
 
-class StackContentsTest : public testing::Test {
-protected:
-    void write(const QString& name, const QByteArray& contents = {})
-    {
-        ASSERT_TRUE(test::writeFile(dir.filePath(name), contents));
-    }
-    QTemporaryDir dir;
-};
-
-TEST_F(StackContentsTest, SkipsDotFilesAndNamesTheFolderHidesAndKindsFallBackToTheExtension)
+TEST(StackContentsTest, SkipsDotFilesAndNamesTheFolderHidesAndKindsFallBackToTheExtension)
 {
+    QTemporaryDir dir;
     for (const char* name : {".DS_Store", ".localized", "secret.txt", "notes.txt", "plainname", "data.zzqq"})
-        write(name);
-    write(".hidden", "secret.txt\n\nnot-there\n");
+        ASSERT_TRUE(test::writeFile(dir.filePath(name)));
+    ASSERT_TRUE(test::writeFile(dir.filePath(".hidden"), "secret.txt\n\nnot-there\n"));
     const auto result = StackContents::load(dir.path(), {StackViewMode::automatic, StackSortOrder::name, {}});
     ASSERT_TRUE(result.ok());
     EXPECT_EQ(titles(result.value()), (QStringList{"data.zzqq", "notes.txt", "plainname"}));
@@ -59,9 +51,10 @@ TEST_F(StackContentsTest, SkipsDotFilesAndNamesTheFolderHidesAndKindsFallBackToT
     EXPECT_NE(kinds["notes.txt"], "TXT") << "a known type has a description";
 }
 
-TEST_F(StackContentsTest, AFolderThatCannotBeListedFailsWithTheSystemError)
+TEST(StackContentsTest, AFolderThatCannotBeListedFailsWithTheSystemError)
 {
-    write("plain.txt");
+    QTemporaryDir dir;
+    ASSERT_TRUE(test::writeFile(dir.filePath("plain.txt")));
     const auto missing = StackContents::load(dir.filePath("missing"), {});
     ASSERT_FALSE(missing.ok());
     EXPECT_EQ(missing.error().code, ENOENT);
@@ -72,8 +65,9 @@ TEST_F(StackContentsTest, AFolderThatCannotBeListedFailsWithTheSystemError)
     EXPECT_TRUE((StackLoadError{EACCES, {}}.isPermissionError()));
 }
 
-TEST_F(StackContentsTest, OddItemsAreStillListedOnce)
+TEST(StackContentsTest, OddItemsAreStillListedOnce)
 {
+    QTemporaryDir dir;
     // A link to itself, a dangling link, a name that is not UTF-8 and a link back to the folder.
     ASSERT_EQ(::symlink("loop", dir.filePath("loop").toLocal8Bit()), 0);
     ASSERT_EQ(::symlink("nowhere", dir.filePath("dangling").toLocal8Bit()), 0);
