@@ -42,13 +42,8 @@ public:
                                   std::optional<QString> bundleID = std::nullopt,
                                   const QString& name = {})
     {
-        RunningApplication a;
-        a.key = key;
-        a.processIdentifier = pid;
-        a.bundleLocation = std::move(location);
-        a.bundleIdentifier = std::move(bundleID);
-        a.localizedName = name.isEmpty() ? key : name;
-        return a;
+        return {.key = key, .processIdentifier = pid, .processIdentifiers = {}, .bundleLocation = std::move(location),
+                .bundleIdentifier = std::move(bundleID), .localizedName = name.isEmpty() ? key : name, .icon = {}};
     }
 
     // Adds a running program and announces it, as the desktop would.

@@ -160,6 +160,5 @@ TEST(App, FirstStartPinsGnomeFavouritesTheTrayIconAndDBusShowTheSameMenuAndTheSe
         << now.x() << "," << now.y() << " instead of " << left.x() << "," << left.y();
 }
 
-
 } // namespace
 } // namespace wharf::e2e

@@ -73,23 +73,6 @@ class Decorated : public ::testing::Test {
 protected:
     void SetUp() override { WHARF_REQUIRE_SESSION(session); }
 
-    void startDock(const QVariantMap& settings)
-    {
-        session.writeDesktopEntry("test-terminal", "Test Terminal", "xterm", "StartupWMClass=XTerm\n");
-        xterm = startXterm(session, {"-geometry", "40x10+300+100"});
-        ASSERT_NE(xterm, 0u);
-        writeWharfSettings(session, settings);
-        session.xdotool({"mousemove", "5", "5"});
-        wharf = session.startWharf();
-        ASSERT_NE(wharf, nullptr);
-        ASSERT_TRUE(client.settledDock());
-        // The xterm's item and the desktop id applications name it by.
-        const auto item = client.itemWhen("pid", windowPid(session, xterm));
-        ASSERT_TRUE(item);
-        terminalID = (*item)["id"].toString();
-        desktopID = QFileInfo(terminalID).completeBaseName();
-    }
-
     // Starts the publisher as the program of entry `desktopID` with `count`; returns the entry's id
     // once both its bus name and its window are there.
     QString startPublisher(const QString& desktopID, int count)
@@ -124,10 +107,6 @@ protected:
     E2eSession session;
     DockClient client{session};
     QString script = session.writeScript("launcher-entry-publisher", QString::fromLatin1(publisher));
-    QProcess* wharf = nullptr;
-    quint32 xterm = 0;
-    QString terminalID;
-    QString desktopID;
 };
 
 // (Where the label and the divider's drag stop is the view tests' part.)
@@ -135,8 +114,20 @@ TEST_F(Decorated, BadgeProgressAndAttentionFollowTheLauncherEntrySignalEarlyPubl
 {
     // Published before Wharf started, so no update of it was ever heard.
     const QString early = startPublisher("early-terminal", 7);
+    session.writeDesktopEntry("test-terminal", "Test Terminal", "xterm", "StartupWMClass=XTerm\n");
+    const quint32 xterm = startXterm(session, {"-geometry", "40x10+300+100"});
+    ASSERT_NE(xterm, 0u);
     // A small dock, with room to grow.
-    startDock({{"dockWidthFraction", 0.15}, {"magnification", 1.0}});
+    writeWharfSettings(session, {{"dockWidthFraction", 0.15}, {"magnification", 1.0}});
+    movePointer(session, QPointF(5, 5));
+    QProcess* wharf = session.startWharf();
+    ASSERT_NE(wharf, nullptr);
+    ASSERT_TRUE(client.settledDock());
+    // The xterm's item and the desktop id applications name it by.
+    const auto item = client.itemWhen("pid", windowPid(session, xterm));
+    ASSERT_TRUE(item);
+    const QString terminalID = (*item)["id"].toString();
+    const QString desktopID = QFileInfo(terminalID).completeBaseName();
     EXPECT_TRUE(waitFor([&] { return label(early) == "7"; }))
         << "the program that published before Wharf started shows its count";
     // Published before its tile appeared, while Wharf listened only to its dock's applications.
@@ -196,14 +187,12 @@ TEST_F(Decorated, BadgeProgressAndAttentionFollowTheLauncherEntrySignalEarlyPubl
     EXPECT_NEAR(indicator.at(0).toDouble(), client.tile(terminalID).center().x(), 1);
     // Beside the indicator's white dot, inside its glow.
     const QPoint spot = QPointF(indicator.at(0).toDouble() + 6, indicator.at(1).toDouble()).toPoint();
-    int lowest = 255;
-    int highest = -255;
-    for (int i = 0; i < 12; ++i) {
-        const int o = orange(session.screenshot().pixel(spot));
-        lowest = std::min(lowest, o);
-        highest = std::max(highest, o);
+    std::vector<int> glow;
+    while (glow.size() < 12) {
+        glow.push_back(orange(session.screenshot().pixel(spot)));
         QThread::msleep(100);
     }
+    const auto [lowest, highest] = std::ranges::minmax(glow);
     EXPECT_GT(highest - lowest, 60) << "the glow rises and falls: " << lowest << ".." << highest;
 
     session.xdotool({"windowactivate", QString::number(xterm)});

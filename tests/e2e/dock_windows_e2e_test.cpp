@@ -108,7 +108,6 @@ TEST(DockWindows, ShelfIndicatorsAndIconsAreDrawnWhereTheFramesSayInLightAndDark
             session.xdotool({"windowmap", "--sync", window});
         }
         EXPECT_TRUE(waitFor([&] { return dockShot() == left; }, 3000, 100)) << "the dock after mapping again";
-
     }
     EXPECT_GT(shelfLightness["light"], shelfLightness["dark"] + 20) << "the light shelf is lighter than the dark one";
 }

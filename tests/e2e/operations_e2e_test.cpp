@@ -227,8 +227,7 @@ TEST(Operations, TheTrashShowInFilesDropsOntoFoldersAndKeepingAProgramWithoutAnE
     // A running program without an entry is kept through one written for it.
     const auto program = client.itemWhen("pid", windowPid(session, loose));
     ASSERT_TRUE(program);
-    const QString programID = (*program)["id"].toString();
-    ASSERT_TRUE(client.succeeds("ChooseMenuItem", {programID, "Options/Keep in Dock"}));
+    ASSERT_TRUE(client.succeeds("ChooseMenuItem", {(*program)["id"].toString(), "Options/Keep in Dock"}));
     const QString written = session.dataHome() + "/applications/wharf-bandclient.desktop";
     const auto kept =
         client.itemWhen("pid", windowPid(session, loose), [](const auto& item) { return item["pinned"].toBool(); });
@@ -249,9 +248,7 @@ TEST(Operations, TheTrashShowInFilesDropsOntoFoldersAndKeepingAProgramWithoutAnE
     ASSERT_NE(session.startWharf(), nullptr);
     ASSERT_TRUE(client.settledDock());
     const QString keptID = QFileInfo(written).canonicalFilePath();
-    const auto restarted = client.item("id", keptID);
-    ASSERT_TRUE(restarted);
-    EXPECT_TRUE((*restarted)["pinned"].toBool());
+    EXPECT_TRUE(client.item("id", keptID).value_or(QJsonObject())["pinned"].toBool());
     EXPECT_TRUE(client.succeeds("Activate", {keptID}));
     ASSERT_TRUE(session.waitForClientWindow("BandClient", 15000));
     const qint64 again = windowPid(session, session.clientWindows("BandClient").front());

@@ -130,10 +130,7 @@ protected:
         drag(session, QPointF(160, 160), client.tile(id).center(), keys, [&]() -> std::optional<QPointF> {
             // What letting go now would do, as the first dock answers it.
             const auto docks = client.docks();
-            if (docks.empty())
-                return client.tile(id).center();
-            const QJsonValue at = docks.front().json["drop"]["target"];
-            if (at.isDouble() && at.toInt() == docks.front().ids.indexOf(id))
+            if (!docks.empty() && docks.front().json["drop"]["target"] == docks.front().ids.indexOf(id))
                 return std::nullopt; // the dock would drop right there
             return client.tile(id).center();
         });

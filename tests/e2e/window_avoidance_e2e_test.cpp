@@ -12,11 +12,9 @@ namespace {
 QRect outerFrame(E2eSession& session, quint32 window)
 {
     const QString extents = session.xprop({"-id", QString::number(window), "_NET_FRAME_EXTENTS"});
-    QList<int> e{0, 0, 0, 0};
     const QStringList parts = extents.section('=', 1).split(',');
-    for (int i = 0; i < 4 && parts.size() == 4; ++i)
-        e[i] = parts[i].trimmed().toInt();
-    return windowFrame(session, QString::number(window)).adjusted(-e[0], -e[2], e[1], e[3]);
+    const auto e = [&](int i) { return parts.size() == 4 ? parts[i].trimmed().toInt() : 0; };
+    return windowFrame(session, QString::number(window)).adjusted(-e(0), -e(2), e(1), e(3));
 }
 
 int bottomEdge(const QRect& frame) { return frame.y() + frame.height(); }

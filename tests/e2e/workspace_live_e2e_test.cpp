@@ -101,11 +101,9 @@ protected:
 
     RunningApplicationRef find(const std::function<bool(const RunningApplication&)>& predicate) const
     {
-        for (const auto& app : workspace->runningApplications()) {
-            if (predicate(*app))
-                return app;
-        }
-        return nullptr;
+        const auto all = workspace->runningApplications();
+        const auto found = std::find_if(all.begin(), all.end(), [&](const auto& app) { return predicate(*app); });
+        return found == all.end() ? nullptr : *found;
     }
     RunningApplicationRef byIdentifier(const QString& id) const
     {
@@ -176,17 +174,14 @@ TEST_F(LiveWorkspace, LocationsAndFilesOpenWithTheirApplicationsAndWhatCannotRun
         << opened().toStdString();
 
     // What cannot be opened is refused with a reason.
-    const struct {
-        wharf::Status status;
-        const char* reason;
-    } refused[] = {
+    const std::pair<wharf::Status, const char*> refused[] = {
         {workspace->openLocation(session->home() + "/missing.nothing"), "missing.nothing"},
         {workspace->launchApplication(session->dataHome() + "/applications/missing.desktop"), "not a usable desktop entry"},
         {workspace->launchApplication(session->dataHome() + "/applications/none.desktop"), "does not exist"},
     };
-    for (const auto& row : refused) {
-        ASSERT_FALSE(row.status.ok()) << row.reason;
-        EXPECT_TRUE(row.status.error().message.contains(row.reason)) << row.status.error().message.toStdString();
+    for (const auto& [status, reason] : refused) {
+        ASSERT_FALSE(status.ok()) << reason;
+        EXPECT_TRUE(status.error().message.contains(reason)) << status.error().message.toStdString();
     }
     // A new default file manager is seen once the desktop says so.
     const QString other = session->dataHome() + "/applications/other-files.desktop";
@@ -309,7 +304,7 @@ TEST_F(LiveWorkspace, InterpretedProgramsAreTheirOwnApplicationsUnknownPidsStayU
     std::vector<QProcess*> tools;
     for (const QString& wmClass : classes)
         tools.push_back(session->start(client, {wmClass}));
-    QProcess* eyes = session->start("xeyes", {"-geometry", "60x60+300+300"}); // names no _NET_WM_PID
+    tools.push_back(session->start("xeyes", {"-geometry", "60x60+300+300"})); // names no _NET_WM_PID
     ASSERT_TRUE(waitFor([&] { return byName("ToolA") && byName("ToolB") && byName("ToolC") && byName("XEyes"); }));
     QSet<QString> locations; // what the dock knows them by
     for (const QString& wmClass : classes) {
@@ -328,7 +323,6 @@ TEST_F(LiveWorkspace, InterpretedProgramsAreTheirOwnApplicationsUnknownPidsStayU
     EXPECT_EQ(byName("XEyes"), nullptr);
     for (QProcess* process : tools)
         E2eSession::stop(process);
-    E2eSession::stop(eyes);
 }
 
 TEST_F(LiveWorkspace, WindowsVanishingWhileScanningAreDropped)
@@ -384,10 +378,7 @@ TEST_F(LiveWorkspace, WatchedLocationsAndEntriesReportChanges)
     auto changed = [&] { return receivedAny(WorkspaceNotification::didChangeLocations); };
     auto write = [](const QString& path, const QByteArray& text) { return !wharf::e2e::writeFile(path, text).isEmpty(); };
 
-    const struct {
-        const char* name;
-        std::function<bool()> change;
-    } rows[] = {
+    const std::pair<const char*, std::function<bool()>> rows[] = {
         {"pinnedFileCreated", [&] { return write(file, "one"); }},
         {"pinnedFileRenamedAway", [&] { return QFile::rename(file, file + ".old"); }},
         {"pinnedFileRenamedBack", [&] { return QFile::rename(file + ".old", file); }},
@@ -397,10 +388,10 @@ TEST_F(LiveWorkspace, WatchedLocationsAndEntriesReportChanges)
         {"fileAddedToTheNewFolder", [&] { return write(folder + "/again.txt", "x"); }},
         {"desktopEntryInstalled", [&] { return !session->writeDesktopEntry("late", "Late", "true").isEmpty(); }},
     };
-    for (const auto& row : rows) {
+    for (const auto& [name, change] : rows) {
         received.clear();
-        ASSERT_TRUE(row.change()) << row.name;
-        EXPECT_TRUE(waitFor(changed)) << row.name;
+        ASSERT_TRUE(change()) << name;
+        EXPECT_TRUE(waitFor(changed)) << name;
     }
 }
 

@@ -17,8 +17,6 @@ QIcon solid(const QColor& color)
     return QIcon(pixmap);
 }
 
-QColor centreOf(const QIcon& icon) { return icon.pixmap(QSize(32, 32), 1.0).toImage().pixelColor(16, 16); }
-
 TEST(AppArtwork, SamePixelsKeepTheObjectAndNewPixelsReplaceIt)
 {
     AppArtwork artwork;
@@ -26,7 +24,7 @@ TEST(AppArtwork, SamePixelsKeepTheObjectAndNewPixelsReplaceIt)
     EXPECT_EQ(artwork.stableImage(solid(Qt::red), "app").cacheKey(), first.cacheKey());
     const QIcon blue = artwork.stableImage(solid(Qt::blue), "app");
     EXPECT_NE(blue.cacheKey(), first.cacheKey());
-    EXPECT_EQ(centreOf(blue), QColor(Qt::blue));
+    EXPECT_EQ(blue.pixmap(QSize(32, 32), 1.0).toImage().pixelColor(16, 16), QColor(Qt::blue));
     // Another item with the same pixels from an icon object of its own: the dock draws one icon.
     EXPECT_EQ(artwork.stableImage(solid(Qt::blue), "folder").cacheKey(), blue.cacheKey());
 

@@ -43,21 +43,18 @@ TEST(DockArtwork, TrimmedIconsFillTheSameBoxOnTheSameBaseline)
 {
     const int side = 116; // a 58-point tile at twice the pixels
     const QRect tight = opaqueArea(DockArtwork::normalized(squareIcon(256, QRect(0, 0, 256, 256)), side));
-    const struct {
-        const char* name;
-        QIcon icon;
-    } rows[] = {
+    const std::pair<const char*, QIcon> rows[] = {
         {"content off in a corner", squareIcon(256, QRect(10, 20, 120, 120))},
         {"a small bitmap, enlarged", squareIcon(32, QRect(8, 8, 16, 16))},
     };
     // The margin kept around trimmed content costs it a few percent at most.
     const double tolerance = 0.05 * side;
-    for (const auto& row : rows) {
-        const QRect area = opaqueArea(DockArtwork::normalized(row.icon, side));
-        EXPECT_NEAR(area.height(), tight.height(), tolerance) << row.name;
-        EXPECT_NEAR(area.width(), tight.width(), tolerance) << row.name;
-        EXPECT_NEAR(area.bottom(), tight.bottom(), tolerance) << row.name << ": the same baseline";
-        EXPECT_NEAR(area.center().x(), tight.center().x(), 1.5) << row.name << ": centred";
+    for (const auto& [name, icon] : rows) {
+        const QRect area = opaqueArea(DockArtwork::normalized(icon, side));
+        EXPECT_NEAR(area.height(), tight.height(), tolerance) << name;
+        EXPECT_NEAR(area.width(), tight.width(), tolerance) << name;
+        EXPECT_NEAR(area.bottom(), tight.bottom(), tolerance) << name << ": the same baseline";
+        EXPECT_NEAR(area.center().x(), tight.center().x(), 1.5) << name << ": centred";
     }
 }
 

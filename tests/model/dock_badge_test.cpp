@@ -10,7 +10,7 @@
 namespace wharf {
 namespace {
 
-TEST(DockBadge, StoredLabelIsTrimmedAndBounded)
+TEST(DockBadge, TheLabelIsStoredTrimmedAndBoundedAndShownShort)
 {
     const struct {
         const char* name;
@@ -26,16 +26,9 @@ TEST(DockBadge, StoredLabelIsTrimmedAndBounded)
     for (const auto& row : rows)
         EXPECT_EQ(DockBadge::label(row.raw), row.stored) << row.name;
     // A surrogate pair straddling the cut is dropped whole.
-    const QString emoji = QString(63, 'a') + QString::fromUtf8("😀");
-    EXPECT_EQ(DockBadge::label(emoji)->size(), 63);
-}
+    EXPECT_EQ(DockBadge::label(QString(63, 'a') + QString::fromUtf8("😀"))->size(), 63);
 
-TEST(DockBadge, DisplayedFormIsShort)
-{
-    const struct {
-        const char* label;
-        const char* shown;
-    } rows[] = {
+    const std::pair<const char*, const char*> shown[] = {
         {"999", "999"},
         {"+1000", "999+"},
         {"123456789012345678901234567890", "999+"}, // beyond any integer type
@@ -44,8 +37,8 @@ TEST(DockBadge, DisplayedFormIsShort)
         {"new", "new"},
         {"hello", "hel…"},
     };
-    for (const auto& row : rows)
-        EXPECT_EQ(DockBadge::display(row.label), row.shown) << row.label;
+    for (const auto& [label, form] : shown)
+        EXPECT_EQ(DockBadge::display(label), form) << label;
 }
 
 TEST(DockBadge, GrowsWithItsTextAndHasAFloor)

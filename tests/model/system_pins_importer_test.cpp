@@ -51,14 +51,6 @@ protected:
     }
 };
 
-std::vector<QString> paths(const std::vector<DockModel::Pin>& pins)
-{
-    std::vector<QString> out;
-    for (const auto& pin : pins)
-        out.push_back(pin.path);
-    return out;
-}
-
 TEST_F(SystemPinsImporterTest, WithoutUsableFavouritesPlankLaunchersSeedThePins)
 {
     const QString files = touch("apps/files.desktop");
@@ -91,7 +83,8 @@ TEST_F(SystemPinsImporterTest, NothingToReadGivesNoPinsAndResolvingFavouritesHid
     EXPECT_TRUE(import({}, {}).empty());
     const QString mail = touch("apps/mail.desktop");
     writeDockItem("other.dockitem", touch("apps/other.desktop"));
-    EXPECT_EQ(paths(import({"mail.desktop"}, {{"mail.desktop", mail}})), std::vector<QString>{mail})
+    EXPECT_EQ(import({"mail.desktop"}, {{"mail.desktop", mail}}),
+              (std::vector<DockModel::Pin>{{mail, DockItem::Kind::application, std::nullopt}}))
         << "Plank is not read while favourites resolve";
 }
 

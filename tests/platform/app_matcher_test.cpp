@@ -36,7 +36,7 @@ struct MatchCase {
     const char* expectedGroup = nullptr; // checked when not null
 };
 
-std::vector<MatchCase> matchCases()
+TEST(MatchWindow, MatchesEntry)
 {
     using Via = MatchResult::Via;
     using W = WindowMetadata;
@@ -58,7 +58,7 @@ std::vector<MatchCase> matchCases()
             w.commandLine = commandLine;
         };
     };
-    return {
+    const MatchCase cases[] = {
         // A pinned launcher must not get a second, unnamed running icon. The hidden helper entry
         // runs the same program; the visible entry wins.
         {"pinnedLauncherWithoutClassByExecutable",
@@ -133,13 +133,9 @@ std::vector<MatchCase> matchCases()
         {"userRuleForExecutable", windowWithClass("mb", "Mb", [](W& w) { w.executable = "/opt/mystery/mystery-bin"; }),
          "org.example.Tool", Via::rule},
     };
-}
-
-TEST(MatchWindow, MatchesEntry)
-{
     MatchRules rules = MatchRules::defaults();
     rules.parse("wmclass Mystery-App = org.example.Editor\nexe mystery-bin = org.example.Tool\n", "rules.conf");
-    for (const MatchCase& c : matchCases()) {
+    for (const MatchCase& c : cases) {
         SCOPED_TRACE(c.name);
         const MatchResult result = matchWindow(c.window, fixtureIndex(), rules);
         const QString expected = c.expectedEntry;
@@ -170,10 +166,7 @@ TEST(DesktopEntryIndex, ReadsWhatMatchingNeedsAndSkipsBrokenEntries)
 TEST(EffectiveProgram, LooksPastInterpretersAndTheirOptions)
 {
     const MatchRules rules = MatchRules::defaults();
-    const struct {
-        QStringList arguments;
-        const char* program;
-    } rows[] = {
+    const std::pair<QStringList, const char*> rows[] = {
         {{"/usr/bin/xterm", "-e", "top"}, "xterm"},
         {{"python3.11", "-m", "mytool"}, "mytool"},
         {{"java", "-Xmx1g", "-jar", "/opt/a/app.jar"}, "app.jar"},
@@ -184,9 +177,9 @@ TEST(EffectiveProgram, LooksPastInterpretersAndTheirOptions)
         {{"%U"}, ""},
         {{}, ""},
     };
-    for (const auto& row : rows)
-        EXPECT_EQ(effectiveProgram(row.arguments, rules).toStdString(), std::string(row.program))
-            << row.arguments.join(' ').toStdString();
+    for (const auto& [arguments, program] : rows)
+        EXPECT_EQ(effectiveProgram(arguments, rules).toStdString(), std::string(program))
+            << arguments.join(' ').toStdString();
 }
 
 TEST(MatchRules, BadLinesAreReportedAndGoodOnesKept)

@@ -9,14 +9,8 @@ namespace {
 
 WindowFacts window(quint32 id, const QString& key, std::optional<pid_t> pid, std::optional<quint64> start = {})
 {
-    WindowFacts facts;
-    facts.window = id;
-    facts.groupKey = key;
-    facts.pid = pid;
-    facts.startTime = start;
-    facts.executable = "/usr/bin/" + key;
-    facts.wmClass = key.toUpper();
-    return facts;
+    return {.window = id, .groupKey = key, .pid = pid, .startTime = start, .executable = "/usr/bin/" + key,
+            .wmInstance = {}, .wmClass = key.toUpper()};
 }
 
 QStringList keys(const std::vector<RunningApplication>& apps)

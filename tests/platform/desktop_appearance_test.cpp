@@ -35,17 +35,15 @@ TEST(IconThemes, Choice)
             << row.name;
 }
 
-TEST(DesktopAppearance, PortalColorScheme)
+// The portal's colour scheme, then the real GNOME settings through GSettings' in-memory backend
+// (set up in main).
+TEST(DesktopAppearance, FollowsThePortalAndGnomeSettings)
 {
     EXPECT_EQ(DesktopAppearanceLinux::darkFromPortalValue(1), true);
     EXPECT_EQ(DesktopAppearanceLinux::darkFromPortalValue(2), false);
     EXPECT_EQ(DesktopAppearanceLinux::darkFromPortalValue(0), std::nullopt) << "no preference: ask GNOME";
     EXPECT_EQ(DesktopAppearanceLinux::darkFromPortalValue(7), std::nullopt);
-}
 
-// The real GNOME settings through GSettings' in-memory backend (set up in main).
-TEST(DesktopAppearance, FollowsGnomeSettings)
-{
     GSettingsSchemaSource* source = g_settings_schema_source_get_default();
     g_autoptr(GSettingsSchema) schema =
         source ? g_settings_schema_source_lookup(source, "org.gnome.desktop.interface", TRUE) : nullptr;

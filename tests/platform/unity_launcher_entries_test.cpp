@@ -45,7 +45,7 @@ MessagePtr update(const char* member, const char* uri, const std::vector<Propert
 
 // A count, its visibility, progress, attention, values of the wrong type and a Query's answer are
 // followed on screen by the decorations end-to-end test; these are the values it does not send.
-TEST(UnityLauncherEntries, OtherWidthsOutOfRangeValuesAndRepeats)
+TEST(UnityLauncherEntries, OtherWidthsOutOfRangeValuesRepeatsAndApplicationURIs)
 {
     DBusBasicValue text{}, count{}, progress{};
     text.str = const_cast<char*>("/menu");
@@ -78,10 +78,8 @@ TEST(UnityLauncherEntries, OtherWidthsOutOfRangeValuesAndRepeats)
     EXPECT_EQ(entry.progress, 1.0) << "not a number is no progress";
 
     EXPECT_FALSE(LauncherEntryReceiver::parse(update("Query", "application://a.desktop", {}).get()));
-}
 
-TEST(UnityLauncherEntries, ApplicationURIsNameDesktopEntries)
-{
+    // Application URIs name desktop entries.
     EXPECT_EQ(UnityLauncherEntries::desktopID("application://org.gnome.Calculator.desktop"), "org.gnome.Calculator");
     for (const char* bad : {"org.gnome.Calculator.desktop", "application://.desktop", "application://x",
                             "application://a/b.desktop", "file:///usr/share/applications/x.desktop"})

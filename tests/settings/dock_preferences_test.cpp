@@ -21,11 +21,6 @@ protected:
         return preferences;
     }
 
-    void writeFile(const QByteArray& bytes, const QString& name = "wharf.conf") const
-    {
-        ASSERT_TRUE(test::writeFile(dir.filePath(name), bytes));
-    }
-
     QTemporaryDir dir;
     int changes = 0;
     std::vector<Subscription> subscriptions;
@@ -35,14 +30,14 @@ protected:
 
 TEST_F(DockPreferencesTest, StoredValuesAreReadAndWrongTypesReadNeutral)
 {
-    writeFile("[General]\n"
-              "magnification=abc\n"
-              "dockWidthFraction=nan\n"
-              "allDisplays=banana\n"
-              "replaceSystemDock=0\n"
-              "keepWindowsAboveDock=@ByteArray(xyz)\n"
-              "liveCalendarIcon=1\n"
-              "restingIconSize=inf\n");
+    ASSERT_TRUE(test::writeFile(dir.filePath("wharf.conf"), "[General]\n"
+                                                            "magnification=abc\n"
+                                                            "dockWidthFraction=nan\n"
+                                                            "allDisplays=banana\n"
+                                                            "replaceSystemDock=0\n"
+                                                            "keepWindowsAboveDock=@ByteArray(xyz)\n"
+                                                            "liveCalendarIcon=1\n"
+                                                            "restingIconSize=inf\n"));
     const auto p = open();
     EXPECT_EQ(p->magnification(), 1) << "unreadable, then clamped to no magnification";
     EXPECT_EQ(p->dockWidthFraction(), 0);
@@ -67,7 +62,7 @@ TEST_F(DockPreferencesTest, HandEditedSizesAreClampedWhenReadAndKeptInTheFile)
         SCOPED_TRACE(row.line);
         const QString name = QStringLiteral("edited%1.conf").arg(++file);
         const QByteArray bytes = QByteArray("[General]\n") + row.line + "\n";
-        writeFile(bytes, name);
+        ASSERT_TRUE(test::writeFile(dir.filePath(name), bytes));
         const auto p = open(name);
         EXPECT_EQ(p->iconSize(), row.iconSize);
         EXPECT_EQ(p->magnification(), row.magnification);
@@ -109,17 +104,14 @@ TEST_F(DockPreferencesTest, AppearanceFollowsTheStoredTextThenTheLegacyFlagAndAW
 TEST_F(DockPreferencesTest, WidthFractionIsClampedAndDropsRestingSize)
 {
     const auto p = open();
-    const struct {
-        double written;
-        double stored;
-    } cases[] = {{1.2, 0.98}, {-0.5, 0}, {0.5, 0.5}, {std::nan(""), 0}};
-    for (const auto& c : cases) {
+    const std::pair<double, double> cases[] = {{1.2, 0.98}, {-0.5, 0}, {0.5, 0.5}, {std::nan(""), 0}};
+    for (const auto& [written, stored] : cases) {
         changes = 0;
         p->setRestingIconSize(44);
         EXPECT_EQ(p->restingIconSize(), 44);
         EXPECT_EQ(changes, 0) << "the view's own write announces nothing";
-        p->setDockWidthFraction(c.written);
-        EXPECT_EQ(p->dockWidthFraction(), c.stored) << c.written;
+        p->setDockWidthFraction(written);
+        EXPECT_EQ(p->dockWidthFraction(), stored) << written;
         EXPECT_FALSE(p->defaults().contains(DockPreferences::restingIconSizeKey));
         EXPECT_EQ(changes, 1);
     }
@@ -128,7 +120,7 @@ TEST_F(DockPreferencesTest, WidthFractionIsClampedAndDropsRestingSize)
 TEST_F(DockPreferencesTest, CorruptFileIsKeptAsideAndDefaultsApply)
 {
     const QByteArray corrupt("[General\niconSize=40\n");
-    writeFile(corrupt);
+    ASSERT_TRUE(test::writeFile(dir.filePath("wharf.conf"), corrupt));
     const auto p = open();
     ASSERT_FALSE(p->corruptCopyPath().isEmpty());
     EXPECT_EQ(QFileInfo(p->corruptCopyPath()).dir(), QDir(dir.path()));

@@ -17,10 +17,7 @@ protected:
 
 TEST_F(AppliedPreferencesTest, ModelSettingsRefreshOnceEach)
 {
-    const struct {
-        const char* name;
-        std::function<void()> change;
-    } rows[] = {
+    const std::pair<const char*, std::function<void()>> rows[] = {
         {"appearance", [&] { preferences.setDockAppearance(applied.dockAppearance == DockAppearance::dark
                                                                ? DockAppearance::light
                                                                : DockAppearance::dark); }},
@@ -28,9 +25,9 @@ TEST_F(AppliedPreferencesTest, ModelSettingsRefreshOnceEach)
         {"alwaysEmptyTrashIcon",
          [&] { preferences.setValue(DockPreferences::alwaysEmptyTrashIconKey, !applied.alwaysEmptyTrashIcon); }},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        row.change();
+    for (const auto& [name, change] : rows) {
+        SCOPED_TRACE(name);
+        change();
         EXPECT_TRUE(applied.apply(preferences).refreshModel);
         // The value is remembered: the next notification without a change does nothing.
         EXPECT_FALSE(applied.apply(preferences).refreshModel);

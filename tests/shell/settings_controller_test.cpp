@@ -89,11 +89,8 @@ TEST(SettingsController, TheWidthSliderReachesTheLimitAndAnUnreadablePositionCou
     dock->installed = false;
     SystemDockIntegration integration(std::move(dock), dir.filePath("data"));
     LoginItem login(dir.filePath("autostart"));
-    SettingsController::Context context;
-    context.preferences = &preferences;
-    context.integration = &integration;
-    context.loginItem = &login;
-    SettingsController window(context);
+    SettingsController window({.preferences = &preferences, .integration = &integration, .loginItem = &login,
+                               .dockSizing = {}, .openSystemDockSettings = {}});
 
     window.iconSlider->setValue(window.iconSlider->maximum());
     EXPECT_DOUBLE_EQ(preferences.dockWidthFraction(), 0.98);

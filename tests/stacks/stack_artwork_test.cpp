@@ -18,12 +18,9 @@ namespace {
 
 StackEntry document(const QString& title, int day = 1)
 {
-    StackEntry e;
-    e.url = QUrl::fromLocalFile("/pile/" + title);
-    e.title = title;
-    e.kind = "Text";
-    e.modificationDate = QDateTime(QDate(2024, 1, day), QTime(9, 0), Qt::UTC);
-    return e;
+    return {.url = QUrl::fromLocalFile("/pile/" + title), .title = title,
+            .modificationDate = QDateTime(QDate(2024, 1, day), QTime(9, 0), Qt::UTC), .creationDate = {},
+            .kind = "Text"};
 }
 
 class StackArtworkTest : public testing::Test, protected test::TempPreferences {

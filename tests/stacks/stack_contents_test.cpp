@@ -29,29 +29,16 @@ QDateTime at(int day) { return QDateTime(QDate(2024, 1, day), QTime(12, 0), Qt::
 StackEntry entry(const QString& title, std::optional<QDateTime> modified = {}, std::optional<QDateTime> created = {},
                  const QString& kind = {}, const QString& file = {})
 {
-    StackEntry e;
-    e.title = title;
-    e.url = QUrl::fromLocalFile("/f/" + (file.isEmpty() ? title : file));
-    e.modificationDate = modified;
-    e.creationDate = created;
-    e.kind = kind;
-    return e;
+    return {.url = QUrl::fromLocalFile("/f/" + (file.isEmpty() ? title : file)), .title = title,
+            .modificationDate = modified, .creationDate = created, .kind = kind};
 }
 
-class StackContentsTest : public testing::Test {
-protected:
-    void write(const QString& name, const QByteArray& contents = {})
-    {
-        ASSERT_TRUE(test::writeFile(dir.filePath(name), contents));
-    }
-    QTemporaryDir dir;
-};
-
-TEST_F(StackContentsTest, SkipsDotFilesAndNamesTheFolderHidesAndKindsFallBackToTheExtension)
+TEST(StackContentsTest, SkipsDotFilesAndNamesTheFolderHidesAndKindsFallBackToTheExtension)
 {
+    QTemporaryDir dir;
     for (const char* name : {".DS_Store", ".localized", "secret.txt", "notes.txt", "plainname", "data.zzqq"})
-        write(name);
-    write(".hidden", "secret.txt\n\nnot-there\n");
+        ASSERT_TRUE(test::writeFile(dir.filePath(name)));
+    ASSERT_TRUE(test::writeFile(dir.filePath(".hidden"), "secret.txt\n\nnot-there\n"));
     const auto result = StackContents::load(dir.path(), {StackViewMode::automatic, StackSortOrder::name, {}});
     ASSERT_TRUE(result.ok());
     EXPECT_EQ(titles(result.value()), (QStringList{"data.zzqq", "notes.txt", "plainname"}));
@@ -64,9 +51,10 @@ TEST_F(StackContentsTest, SkipsDotFilesAndNamesTheFolderHidesAndKindsFallBackToT
     EXPECT_NE(kinds["notes.txt"], "TXT") << "a known type has a description";
 }
 
-TEST_F(StackContentsTest, AFolderThatCannotBeListedFailsWithTheSystemError)
+TEST(StackContentsTest, AFolderThatCannotBeListedFailsWithTheSystemError)
 {
-    write("plain.txt");
+    QTemporaryDir dir;
+    ASSERT_TRUE(test::writeFile(dir.filePath("plain.txt")));
     const auto missing = StackContents::load(dir.filePath("missing"), {});
     ASSERT_FALSE(missing.ok());
     EXPECT_EQ(missing.error().code, ENOENT);
@@ -77,8 +65,9 @@ TEST_F(StackContentsTest, AFolderThatCannotBeListedFailsWithTheSystemError)
     EXPECT_TRUE((StackLoadError{EACCES, {}}.isPermissionError()));
 }
 
-TEST_F(StackContentsTest, OddItemsAreStillListedOnce)
+TEST(StackContentsTest, OddItemsAreStillListedOnce)
 {
+    QTemporaryDir dir;
     // A link to itself, a dangling link, a name that is not UTF-8 and a link back to the folder.
     ASSERT_EQ(::symlink("loop", dir.filePath("loop").toLocal8Bit()), 0);
     ASSERT_EQ(::symlink("nowhere", dir.filePath("dangling").toLocal8Bit()), 0);
@@ -127,8 +116,7 @@ TEST(StackSort, Orders)
     };
     for (const Row& row : rows)
         EXPECT_EQ(titles(StackContents::sorted(row.entries, row.order)), row.expected) << row.name;
-    const auto tie = StackContents::sorted(rows[1].entries, StackSortOrder::name);
-    EXPECT_EQ(tie[0].path(), "/f/a");
+    EXPECT_EQ(StackContents::sorted(rows[1].entries, StackSortOrder::name)[0].path(), "/f/a") << "a tie by url";
 }
 
 TEST(StackViewModeResolution, AutomaticPicksFanOnlyWhenItFits)

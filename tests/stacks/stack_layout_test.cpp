@@ -25,10 +25,9 @@ TEST(StackLayout, PanelSitsOverTheIconInsideTheDisplay)
 {
     const QRectF visible(0, 0, 1920, 1080);
     const QRectF icon(900, 1000, 60, 60);
-    const QRectF nearLeft = StackLayout::panelFrame(QRectF(0, 1000, 60, 60), visible, QSizeF(400, 300));
-    EXPECT_EQ(nearLeft.left(), 8);
-    const QRectF nearRight = StackLayout::panelFrame(QRectF(1900, 1000, 20, 60), visible, QSizeF(400, 300));
-    EXPECT_EQ(nearRight.right(), 1912);
+    EXPECT_EQ(StackLayout::panelFrame(QRectF(0, 1000, 60, 60), visible, QSizeF(400, 300)).left(), 8) << "near the left";
+    EXPECT_EQ(StackLayout::panelFrame(QRectF(1900, 1000, 20, 60), visible, QSizeF(400, 300)).right(), 1912)
+        << "near the right";
     const QRectF tall = StackLayout::panelFrame(icon, visible, QSizeF(400, 2000));
     EXPECT_EQ(tall.bottom(), 1080) << "an oversized panel keeps its bottom on the display";
     const QRectF high = StackLayout::panelFrame(QRectF(900, 200, 60, 60), visible, QSizeF(400, 300));

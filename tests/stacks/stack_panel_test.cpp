@@ -22,11 +22,9 @@ TEST(StackPanel, WithoutACompositorIsCutToItsContentAndStandsOnWhatLiesBelow)
     bool compositing = false;
     panel.below = [&](const QRect& area) -> std::optional<QImage> {
         asked = area;
-        if (compositing)
-            return std::nullopt;
         QImage red(area.size(), QImage::Format_RGB32);
         red.fill(Qt::red);
-        return red;
+        return compositing ? std::nullopt : std::optional(red);
     };
     const QRect frame(300, 200, 200, 150);
     panel.present(new StackBubbleView(frame.size()), frame);
@@ -63,9 +61,8 @@ TEST(StackPreviewWindow, StaysOnTheDisplayOfTheStackItPreviews)
 // arrow keys walking a long grid are not pulled back to the entry under it.
 TEST(StackItemView, ARestingPointerSelectsNothingNewAsEntriesPassUnderIt)
 {
-    StackEntry entry;
-    StackItemView first(entry, QIcon(), false, false);
-    StackItemView second(entry, QIcon(), false, false);
+    StackItemView first({}, QIcon(), false, false);
+    StackItemView second({}, QIcon(), false, false);
     QStringList selected;
     first.onSelect = [&] { selected << "first"; };
     second.onSelect = [&] { selected << "second"; };

@@ -25,12 +25,8 @@ namespace {
 
 StackEntry fileEntry(const QString& path, int mtime = 1000, bool directory = false)
 {
-    StackEntry e;
-    e.url = QUrl::fromLocalFile(path);
-    e.title = QFileInfo(path).fileName();
-    e.isDirectory = directory;
-    e.modificationDate = QDateTime::fromSecsSinceEpoch(mtime, Qt::UTC);
-    return e;
+    return {.url = QUrl::fromLocalFile(path), .title = QFileInfo(path).fileName(), .isDirectory = directory,
+            .modificationDate = QDateTime::fromSecsSinceEpoch(mtime, Qt::UTC), .creationDate = {}, .kind = {}};
 }
 
 QImage solid(QColor color)

@@ -45,17 +45,9 @@ TEST(DockPreferenceBackup, SavedValueIsAOneElementArray)
     EXPECT_EQ(decodeDockValue(encodeDockValue(value)), value);
     const QByteArray yes("<dict><key>type</key><string>b</string><key>text</key><string>true</string></dict>");
     EXPECT_EQ(decodeDockValue(plistArray(yes)), (NativeDockValue{"b", "true"}));
-    struct Row {
-        const char* name;
-        QByteArray bytes;
-    };
-    const std::vector<Row> rows{
-        {"empty array", plistArray({})},
-        {"two elements", plistArray(yes + yes)},
-        {"bare boolean element", plistArray("<true/>")},
-    };
-    for (const Row& row : rows)
-        EXPECT_FALSE(decodeDockValue(row.bytes)) << row.name;
+    // An empty array, two elements, a bare boolean element.
+    for (const QByteArray& bytes : {plistArray({}), plistArray(yes + yes), plistArray("<true/>")})
+        EXPECT_FALSE(decodeDockValue(bytes)) << bytes.toStdString();
 }
 
 TEST(ProcessIdentity, StartTimeIsFieldTwentyTwoAndAnUnreapedProcessHasNone)

@@ -46,10 +46,9 @@ TEST(TrashOperations, AnUndeletableEntryKeepsItsRecordAndDoesNotStopTheRestAndAL
     ASSERT_TRUE(QFile::link(dir.filePath("keep"), volume + "/files/link"));
     ASSERT_TRUE(QFile::link(dir.filePath("gone"), volume + "/files/dangling"));
 
-    const auto remove = [](const QString& path) -> Status {
-        if (path.endsWith("/files/locked"))
-            return Error{"“locked” couldn’t be removed: Operation not permitted"};
-        return removeTrashEntry(path);
+    const auto remove = [](const QString& path) {
+        return path.endsWith("/files/locked") ? Status(Error{"“locked” couldn’t be removed: Operation not permitted"})
+                                              : removeTrashEntry(path);
     };
     const std::optional<Error> failure = emptyTrashDirectories({home, dir.filePath("never-created"), volume}, remove);
 

@@ -36,18 +36,13 @@ struct Fixture {
         options.pollInterval = 1h; // only watches can notice anything
         return options;
     }
-
-    void observe(TrashStateMonitor& monitor)
-    {
-        monitor.onChange = [this](TrashState state) { changes.push_back(state); };
-    }
 };
 
 TEST(TrashStateMonitor, FollowsTheTrashThroughWatchesAlone)
 {
     Fixture f;
     TrashStateMonitor monitor(f.options());
-    f.observe(monitor);
+    monitor.onChange = [&](TrashState state) { f.changes.push_back(state); };
     monitor.start();
     // The folder does not exist yet: empty, watched through its parent.
     ASSERT_TRUE(waitFor([&] { return monitor.currentState() == TrashState::empty; }));
@@ -105,7 +100,7 @@ TEST(TrashStateMonitor, UnreadableLocationsAreUnknownAndASourceChangeAloneIsNoCh
     auto options = f.options();
     options.directories = [] { return Result<QStringList>(Error{"no mount table"}); };
     TrashStateMonitor monitor(options);
-    f.observe(monitor);
+    monitor.onChange = [&](TrashState state) { f.changes.push_back(state); };
     monitor.start();
     ASSERT_TRUE(waitFor([&] { return monitor.currentSource() == "filesystem unavailable"; }));
     EXPECT_EQ(monitor.currentState(), TrashState::unknown);

@@ -20,10 +20,9 @@ struct FakeMover : WindowMover {
     bool move(std::uint32_t id, const QRectF& frame) override
     {
         moves.emplace_back(id, frame);
-        for (MovableWindow& w : windows) {
-            if (w.id == id && std::find(refusing.begin(), refusing.end(), id) == refusing.end())
-                w.frame = frame;
-        }
+        const auto found = std::ranges::find(windows, id, &MovableWindow::id);
+        if (found != windows.end() && std::ranges::find(refusing, id) == refusing.end())
+            found->frame = frame;
         return true;
     }
     std::optional<QRectF> frame(std::uint32_t id) override

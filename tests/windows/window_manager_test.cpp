@@ -14,7 +14,7 @@ ClientWindow client(std::uint32_t id, pid_t pid, std::optional<QString> title, b
     return {id, pid, std::move(title), std::move(className), minimized};
 }
 
-TEST(WindowManagerRead, TitlesAndOwnerNames)
+TEST(WindowManagerRead, TitlesOwnerNamesAndAtMost128WindowsOfOneProgramInOrder)
 {
     struct Row {
         const char* name;
@@ -37,10 +37,7 @@ TEST(WindowManagerRead, TitlesAndOwnerNames)
         EXPECT_EQ(read[0].appName, row.appName) << row.name;
         EXPECT_EQ(read[0].id, row.window.id) << row.name;
     }
-}
 
-TEST(WindowManagerRead, AtMost128WindowsOfOneProgramInOrder)
-{
     std::vector<ClientWindow> windows;
     for (std::uint32_t i = 0; i < 200; ++i)
         windows.push_back(client(1000 + i, 10, "w"));

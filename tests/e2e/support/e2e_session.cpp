@@ -177,11 +177,6 @@ QString E2eSession::writeScript(const QString& name, const QString& contents)
     return path;
 }
 
-RunResult E2eSession::xdotool(const QStringList& args)
-{
-    return run("xdotool", args);
-}
-
 QString E2eSession::xprop(const QStringList& args)
 {
     const RunResult result = run("xprop", args, 5000);
@@ -240,10 +235,8 @@ QDBusConnection E2eSession::bus()
 
 E2eSession::~E2eSession()
 {
-    for (auto& child : children_) {
-        if (child->state() != QProcess::NotRunning)
-            killGroup(*child, SIGTERM);
-    }
+    for (auto& child : children_)
+        killGroup(*child, SIGTERM); // a process that has ended has no pid
     for (auto& child : children_)
         finish(*child, 3000);
     children_.clear();
@@ -267,10 +260,8 @@ bool waitForLog(QProcess& process, QString& log, const QString& text, int timeou
 
 quint32 activeWindow(E2eSession& session)
 {
-    const QString out = session.xprop({"-root", "_NET_ACTIVE_WINDOW"});
-    bool ok = false;
-    const quint32 id = out.section('#', 1).trimmed().section(',', 0, 0).toUInt(&ok, 16);
-    return ok ? id : 0;
+    const QString id = session.xprop({"-root", "_NET_ACTIVE_WINDOW"}).section('#', 1).section(',', 0, 0);
+    return id.trimmed().toUInt(nullptr, 16);
 }
 
 bool isIconic(E2eSession& session, quint32 window)

@@ -87,7 +87,7 @@ public:
     QString writeScript(const QString& name, const QString& contents);
 
     // X helpers.
-    RunResult xdotool(const QStringList& args);
+    RunResult xdotool(const QStringList& args) { return run("xdotool", args); }
     QString xprop(const QStringList& args);      // stdout of xprop, empty on failure
     // Top-level client windows (from _NET_CLIENT_LIST) whose WM_CLASS contains `wmClass`.
     std::vector<quint32> clientWindows(const QString& wmClass);
