@@ -200,7 +200,7 @@ void DockView::beginDrag(int index, const QPointF& pressPoint)
     drag.setPixmap(item->icon.pixmap(QSize(int(side), int(side)), devicePixelRatioF()));
     drag.setHotSpot((pressPoint - frame.topLeft()).toPoint());
     if (opaqueEdge) // no compositing manager
-        cutDragImageOnceShown(drag.pixmap());
+        cutDragImageWhenShown(drag);
 
     // The dock does not have the focus: without the keyboard, Escape could not give the drag up.
     grabKeyboard();
@@ -215,6 +215,10 @@ void DockView::beginDrag(int index, const QPointF& pressPoint)
     const bool released =
         !escape.pressed && (reading ? !reading->buttonHeld : QGuiApplication::mouseButtons() == Qt::NoButton);
     const double endY = reading ? reading->position.y() : mapFromGlobal(QCursor::pos()).y();
+    // Qt's drag had the pointer: the last motion the dock saw is where the drag began, and no
+    // Leave may follow. Without this the row magnified there again after a drag given up.
+    if (reading)
+        lastEventPointer = reading->position;
     qCDebug(lcDockDrag, "Drag of %s ended: action %d, %s, pointer at y %.0f in the view", qUtf8Printable(id),
             int(result), released ? "let go" : "held or given up", endY);
     if (result == Qt::IgnoreAction && released && window() && context.actions.remove && context.model) {

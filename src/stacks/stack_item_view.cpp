@@ -173,7 +173,7 @@ void StackItemView::startDrag()
                                     : QPixmap::fromImage(preview.scaled(72, 72, Qt::KeepAspectRatio)));
     drag.setHotSpot(QPoint(36, 36));
     if (const auto* panel = dynamic_cast<const StackPanel*>(window()); panel && panel->cutToContent())
-        cutDragImageOnceShown(drag.pixmap());
+        cutDragImageWhenShown(drag);
     if (onDragStarted)
         onDragStarted();
     const Qt::DropAction action = drag.exec(Qt::CopyAction | Qt::LinkAction | Qt::MoveAction);

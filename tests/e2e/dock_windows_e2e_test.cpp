@@ -199,8 +199,11 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
     // A tile dragged up shows its icon under the pointer, on the desktop: Qt's drag image keeps no
     // white square around it.
     movePointer(session, point);
-    const auto pressed = client.settledDock();
-    ASSERT_TRUE(pressed);
+    std::optional<DockInfo> pressed;
+    ASSERT_TRUE(waitFor([&] {
+        pressed = client.settledDock();
+        return pressed && pressed->hoveredIndex == target && pressed->tiles[target].width() > tile.width() - 1;
+    })) << "magnified again before the press: the drag image is the magnified icon";
     session.xdotool({"mousedown", "1"});
     for (const int up : {10, 60, 150, 300})
         movePointer(session, point - QPoint(0, up));
@@ -211,8 +214,12 @@ TEST(DockWindows, WithoutACompositorOnlyTheShelfIsShownAndTakesThePointerAndComp
         const int shown = countPixels(image, [&](QPoint p) { return near(shot.pixelColor(p), desktop); });
         return shown > image.width() && shown < image.width() * image.height() * 3 / 4;
     })) << "the drag image's clear corners show the desktop";
-    session.xdotool({"key", "Escape", "mouseup", "1"});
-    ASSERT_TRUE(client.settledDock());
+    session.xdotool({"key", "Escape"});
+    EXPECT_TRUE(waitFor([&] { return !client.docks().front().json["drag"].isObject(); })) << "Escape ends the drag";
+    session.xdotool({"mouseup", "1"});
+    const auto after = client.settledDock();
+    ASSERT_TRUE(after && int(after->tiles.size()) == count) << "the tile stays in the dock";
+    EXPECT_EQ(after->hoveredIndex, std::nullopt) << "and the row rests: the pointer is far above it";
 
     QProcess* compositor = session.start("xcompmgr");
     ASSERT_TRUE(waitForLog(*wharf, log, "Compositing manager running")) << log.toStdString();
