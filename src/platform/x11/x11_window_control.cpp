@@ -31,6 +31,17 @@ bool contains(const std::vector<xcb_atom_t>& atoms, xcb_atom_t atom)
     return std::find(atoms.begin(), atoms.end(), atom) != atoms.end();
 }
 
+// "Show desktop" hides every window for a while (mutter marks them all hidden): none of them is
+// minimized then.
+bool showingDesktop(X11Connection& connection)
+{
+    xcb_ewmh_connection_t* ewmh = connection.ewmh();
+    uint32_t showing = 0;
+    return xcb_ewmh_get_showing_desktop_reply(ewmh, xcb_ewmh_get_showing_desktop(ewmh, connection.screenNumber()),
+                                              &showing, nullptr)
+        && showing;
+}
+
 // The size closest to 64 pixels (the smallest at least that big, else the largest) of a
 // _NET_WM_ICON list of width, height, ARGB pixels; entries that overrun the data end the list.
 QImage bestIcon(xcb_get_property_reply_t* reply)
@@ -83,10 +94,7 @@ public:
                                readProperty(c, w, ewmh->_NET_WM_NAME, titleWords), readProperty(c, w, XCB_ATOM_WM_NAME, titleWords),
                                readProperty(c, w, XCB_ATOM_WM_CLASS, 256), readProperty(c, w, XCB_ATOM_WM_TRANSIENT_FOR, 1)});
         }
-        // "Show desktop" hides every window for a while: none of them is minimized.
-        uint32_t showingDesktop = 0;
-        xcb_ewmh_get_showing_desktop_reply(ewmh, xcb_ewmh_get_showing_desktop(ewmh, connection_->screenNumber()),
-                                           &showingDesktop, nullptr);
+        const bool desktopShown = showingDesktop(*connection_);
         const pid_t self = getpid();
         std::unordered_map<pid_t, int> counts;
         std::vector<ClientWindow> out;
@@ -116,7 +124,7 @@ public:
             window.id = windows[i];
             window.pid = pid;
             // Not IconicState, which mutter also gives every window of another workspace.
-            window.isMinimized = !showingDesktop && contains(states, ewmh->_NET_WM_STATE_HIDDEN);
+            window.isMinimized = !desktopShown && contains(states, ewmh->_NET_WM_STATE_HIDDEN);
             // Invalid UTF-8 becomes replacement characters; old clients only set WM_NAME (Latin-1).
             if (netNameReply && netNameReply->format == 8 && netNameReply->type == connection_->atoms().utf8String)
                 window.title = QString::fromUtf8(bytes(netNameReply.get()));
@@ -235,11 +243,8 @@ Result<bool, WindowControlFailure> X11WindowControl::isMinimized(std::uint32_t w
         return *failure;
     xcb_connection_t* c = connection_->xcb();
     xcb_ewmh_connection_t* ewmh = connection_->ewmh();
-    const auto showingCookie = xcb_ewmh_get_showing_desktop(ewmh, connection_->screenNumber());
     const auto state = xcbReply(xcb_get_property_reply(c, readProperty(c, window, ewmh->_NET_WM_STATE, 64), nullptr));
-    uint32_t showingDesktop = 0;
-    xcb_ewmh_get_showing_desktop_reply(ewmh, showingCookie, &showingDesktop, nullptr);
-    return !showingDesktop && contains(values<xcb_atom_t>(state.get()), ewmh->_NET_WM_STATE_HIDDEN);
+    return !showingDesktop(*connection_) && contains(values<xcb_atom_t>(state.get()), ewmh->_NET_WM_STATE_HIDDEN);
 }
 
 Result<void, WindowControlFailure> X11WindowControl::activate(std::uint32_t window)
