@@ -164,7 +164,7 @@ void StackController::loadFolder(bool showLoading)
 
     auto readable = services.access->access(folder);
     if (!readable.ok()) {
-        showLoadError(StackLoadError{ENOENT, readable.error().message});
+        showLoadError(StackLoadError{ENOENT, readable.error().message}, folder);
         return;
     }
     const QUrl selectedURL = selected && *selected < int(entries.size()) ? entries[std::size_t(*selected)].url : QUrl();
@@ -204,7 +204,7 @@ void StackController::applyListing(Result<std::vector<StackEntry>, StackLoadErro
                                    const QString& path, const QUrl& selectedURL, int scrollY)
 {
     if (!result.ok()) {
-        showLoadError(result.error());
+        showLoadError(result.error(), path);
         return;
     }
     entries = withDesktopEntryNames(std::move(result.value()));
@@ -236,13 +236,16 @@ void StackController::applyListing(Result<std::vector<StackEntry>, StackLoadErro
     watchDirectory(path);
 }
 
-void StackController::showLoadError(const StackLoadError& error)
+void StackController::showLoadError(const StackLoadError& error, const QString& path)
 {
     qCWarning(lcStacks, "Stack load failed domain=%s code=%ld", "posix", long(error.code));
     if (error.isPermissionError())
         showMessage(QStringLiteral("Allow Wharf to show this folder’s contents."), false, false);
     else
         showMessage(QStringLiteral("This folder could not be opened."), false, false);
+    // A folder that is missing or unreadable now may be back a moment later (a drive mounted, a
+    // folder restored from the Trash): the stack shows it as soon as it is.
+    watchDirectory(path);
 }
 
 void StackController::render()

@@ -88,7 +88,7 @@ public:
 private:
     void applyListing(Result<std::vector<StackEntry>, StackLoadError> result,
                       const QString& path, const QUrl& selectedURL, int scrollY);
-    void showLoadError(const StackLoadError& error);
+    void showLoadError(const StackLoadError& error, const QString& path);
     void render();
     void showGrid();
     void showFan();

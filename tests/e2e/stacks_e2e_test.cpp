@@ -208,6 +208,15 @@ TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheirPiledTileThumbnailsS
     EXPECT_EQ(settled["loads"].toInt(), loads + 1);
     EXPECT_EQ(strings(settled["pile"]), (QStringList{"New A.txt", "New B.txt", "New C.txt"}));
     EXPECT_EQ(settled["pileRenders"].toInt(), renders + 1);
+
+    // A folder that is away opens as a message, and shows itself once it is back.
+    key("Escape");
+    until(closed);
+    ASSERT_TRUE(QDir().rename(folder, folder + ".away"));
+    ASSERT_EQ(wharf.call("OpenStack", {folder}).type(), QDBusMessage::ReplyMessage);
+    until([](const QJsonObject& s) { return s["message"].toString() == "This folder could not be opened."; });
+    ASSERT_TRUE(QDir().rename(folder + ".away", folder));
+    until([](const QJsonObject& s) { return s["count"].toInt() == 15; });
 }
 
 } // namespace
