@@ -24,14 +24,6 @@ Q_LOGGING_CATEGORY(lcStackDrag, "wharf.StackDrag", QtInfoMsg)
 
 namespace wharf {
 
-namespace {
-
-// Where the pointer was last seen over any entry: entries that scroll or appear under a resting
-// pointer are entered too, and must not take the selection from the keyboard.
-std::optional<QPointF> pointerSeen;
-
-} // namespace
-
 StackItemView::StackItemView(StackEntry entry, QIcon icon, bool fan, bool labelOnLeft, QWidget* parent)
     : QWidget(parent), item(std::move(entry)), icon(std::move(icon)), fan(fan), labelOnLeft(labelOnLeft)
 {
@@ -119,7 +111,8 @@ void StackItemView::paintEvent(QPaintEvent*)
 
 void StackItemView::enterEvent(QEnterEvent* event)
 {
-    if (std::exchange(pointerSeen, event->globalPosition()) == event->globalPosition())
+    auto* panel = dynamic_cast<StackPanel*>(window());
+    if (panel && std::exchange(panel->pointerSeen, event->globalPosition()) == event->globalPosition())
         return;
     if (onSelect)
         onSelect();
@@ -138,7 +131,8 @@ void StackItemView::mousePressEvent(QMouseEvent* event)
 
 void StackItemView::mouseMoveEvent(QMouseEvent* event)
 {
-    pointerSeen = event->globalPosition();
+    if (auto* panel = dynamic_cast<StackPanel*>(window()))
+        panel->pointerSeen = event->globalPosition();
     if (dragging || !mouseDownPoint || !(event->buttons() & Qt::LeftButton))
         return;
     if (beyondDragThreshold(*mouseDownPoint, event->position())) {

@@ -31,6 +31,10 @@ public:
     // The panel is cut to its content (no compositing manager runs).
     bool cutToContent() const { return backdrop.has_value(); }
 
+    // Where the pointer was last seen over an entry: entries that scroll or appear under a resting
+    // pointer are entered too, and must not take the selection from the keyboard.
+    std::optional<QPointF> pointerSeen;
+
     std::function<bool(QKeyEvent*)> onKey;
     // The pop-up was closed by the window system's rules (a click outside, Escape).
     std::function<void()> onDismiss;

@@ -61,8 +61,9 @@ TEST(StackPreviewWindow, StaysOnTheDisplayOfTheStackItPreviews)
 // arrow keys walking a long grid are not pulled back to the entry under it.
 TEST(StackItemView, ARestingPointerSelectsNothingNewAsEntriesPassUnderIt)
 {
-    StackItemView first({}, QIcon(), false, false);
-    StackItemView second({}, QIcon(), false, false);
+    StackPanel panel;
+    StackItemView first({}, QIcon(), false, false, &panel);
+    StackItemView second({}, QIcon(), false, false, &panel);
     QStringList selected;
     first.onSelect = [&] { selected << "first"; };
     second.onSelect = [&] { selected << "second"; };
