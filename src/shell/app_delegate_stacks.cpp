@@ -15,6 +15,7 @@
 #include <QDir>
 #include <QJsonArray>
 #include <QScreen>
+#include <QTimer>
 
 #include <algorithm>
 
@@ -38,6 +39,21 @@ void AppDelegate::wireStacks()
         self->artwork->preferencesChanged(folder);
         self->dockModel->refresh();
     };
+    // Piles follow their folders while no stack is open (a new download tops the Downloads pile),
+    // once for a burst of changes, as an open stack does.
+    auto* piles = new QTimer(this);
+    piles->setSingleShot(true);
+    piles->setInterval(200);
+    connect(piles, &QTimer::timeout, this, [this] {
+        for (const DockItem& item : dockModel->items()) {
+            if (item.kind == DockItem::Kind::folder)
+                artwork->folderChanged(item.url);
+        }
+    });
+    subscriptions.push_back(workspace->notifications.add([piles](WorkspaceNotification notification) {
+        if (notification == WorkspaceNotification::didChangeLocations)
+            piles->start();
+    }));
     // Piles of the folders already in the dock, for those Wharf may read without asking.
     for (const DockItem& item : dockModel->items()) {
         if (item.kind == DockItem::Kind::folder)

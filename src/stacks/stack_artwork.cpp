@@ -10,6 +10,8 @@
 #include <QPainter>
 #include <QThreadPool>
 
+#include <cerrno>
+
 namespace wharf {
 
 namespace {
@@ -107,8 +109,10 @@ void StackArtwork::loadIfAlreadyAllowed(const QString& folder, const StackSettin
     if (!saved)
         return; // waits until the user opens the stack
     auto readable = access.resolve(*saved, key);
-    if (!readable.ok())
+    if (!readable.ok()) {
+        forget(key, settings);
         return;
+    }
     const int token = ++nextToken;
     pendingLoads.insert(key, token);
     const std::weak_ptr<bool> weak = alive;
@@ -122,12 +126,30 @@ void StackArtwork::loadIfAlreadyAllowed(const QString& folder, const StackSettin
                     return;
                 if (!result.ok()) {
                     pendingLoads.remove(key);
+                    if (result.error().code == ENOENT || result.error().code == ENOTDIR)
+                        forget(key, preferences.settings(key));
                     return;
                 }
                 update(key, result.value(), preferences.settings(key));
             },
             Qt::QueuedConnection);
     });
+}
+
+void StackArtwork::folderChanged(const QString& folder)
+{
+    const QString key = keyOf(folder);
+    const StackSettings settings = preferences.settings(key);
+    if (settings.displayMode != StackDisplayMode::stack)
+        return;
+    pendingLoads.remove(key); // a listing under way may have read the folder before the change
+    loadIfAlreadyAllowed(key, settings);
+}
+
+void StackArtwork::forget(const QString& key, const StackSettings& settings)
+{
+    if (cache.contains(key))
+        update(key, {}, settings);
 }
 
 QImage StackArtwork::render(const std::vector<QImage>& documents)

@@ -35,6 +35,9 @@ public:
     void preferencesChanged(const QString& folder);
     // A background listing, only for folders whose access is already remembered.
     void loadIfAlreadyAllowed(const QString& folder, const StackSettings& settings);
+    // Something in the folder changed while no stack shows it: the pile follows, and a folder
+    // that is gone shows its own icon again.
+    void folderChanged(const QString& folder);
 
     static QImage render(const std::vector<QImage>& documents);
     int renderCount() const { return renders; }
@@ -43,6 +46,8 @@ public:
     CallbackList<QString> artworkChanged;
 
 private:
+    void forget(const QString& key, const StackSettings& settings);
+
     struct Stamp {
         QString path;
         QString title;

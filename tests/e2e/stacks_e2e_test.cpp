@@ -209,14 +209,23 @@ TEST_F(StacksE2e, TwelveEntriesOpenAsGridFanAndListOverTheirPiledTileThumbnailsS
     EXPECT_EQ(strings(settled["pile"]), (QStringList{"New A.txt", "New B.txt", "New C.txt"}));
     EXPECT_EQ(settled["pileRenders"].toInt(), renders + 1);
 
-    // A folder that is away opens as a message, and shows itself once it is back.
+    // With the stack closed the pile follows the folder, and a folder that is gone shows no pile.
     key("Escape");
     until(closed);
+    const QImage pile = session.screenshot().copy(icon);
+    QImage red(300, 200, QImage::Format_ARGB32);
+    red.fill(Qt::red);
+    ASSERT_TRUE(red.save(folder + "/AAA.png"));
+    EXPECT_TRUE(waitFor([&] { return session.screenshot().copy(icon) != pile; }, 5000, 200));
+    const QImage newPile = session.screenshot().copy(icon);
     ASSERT_TRUE(QDir().rename(folder, folder + ".away"));
+    EXPECT_TRUE(waitFor([&] { return session.screenshot().copy(icon) != newPile; }, 5000, 200));
+
+    // A folder that is away opens as a message, and shows itself once it is back.
     ASSERT_EQ(wharf.call("OpenStack", {folder}).type(), QDBusMessage::ReplyMessage);
     until([](const QJsonObject& s) { return s["message"].toString() == "This folder could not be opened."; });
     ASSERT_TRUE(QDir().rename(folder + ".away", folder));
-    until([](const QJsonObject& s) { return s["count"].toInt() == 15; });
+    until([](const QJsonObject& s) { return s["count"].toInt() == 16; });
 }
 
 } // namespace
