@@ -171,13 +171,13 @@ double DockView::hideDistance() const
 
 // --- Entries ---
 
-QIcon DockView::iconForPid(pid_t pid) const
+QIcon DockView::iconOfApplication(const QString& key) const
 {
-    if (!context.model)
+    if (!context.model || key.isEmpty())
         return {};
     for (const auto& item : context.model->items()) {
         const auto& app = item.runningApplication;
-        if (app && app->processIdentifier == pid)
+        if (app && app->key == key)
             return app->icon.isNull() ? item.icon : app->icon;
     }
     return {};
@@ -194,7 +194,7 @@ std::vector<DockEntry> DockView::assembleEntries() const
     }
     if (context.minimizedWindows) {
         for (const auto& window : context.minimizedWindows())
-            result.push_back(DockEntry::fromWindow(window, iconForPid(window.pid)));
+            result.push_back(DockEntry::fromWindow(window, iconOfApplication(window.appKey)));
     }
     if (context.model) {
         // The Trash is always last, after the minimized windows.

@@ -219,7 +219,7 @@ private:
     std::optional<double> magnificationCentre(const std::optional<QPointF>& pointer,
                                               const std::vector<QRectF>& resting) const;
     std::vector<DockEntry> assembleEntries() const;
-    QIcon iconForPid(pid_t pid) const;
+    QIcon iconOfApplication(const QString& key) const;
     double hideDistance() const;
     bool keepsShown() const;
     void followFullScreen();

@@ -3,6 +3,7 @@
 #include <QIcon>
 #include <QString>
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -17,6 +18,7 @@ struct RunningApplication {
     QString key;                            // stable while the program runs; the workspace's handle
     std::optional<pid_t> processIdentifier; // none when no window names its process
     std::vector<pid_t> processIdentifiers;  // every process with a window in it (several xterms, say)
+    std::vector<std::uint32_t> windows;     // its windows: what finds them when no window names a process
     bool isRegular = true;                  // has a normal window that belongs in a task bar
     bool isActive = false;                  // owns the active window
     bool isHidden = false;                  // every window is minimized

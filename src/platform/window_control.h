@@ -18,7 +18,7 @@ namespace wharf {
 // One top-level window of another program, as the window system reports it.
 struct ClientWindow {
     std::uint32_t id = 0;
-    pid_t pid = 0;
+    pid_t pid = 0;                // 0 when it names no process of this machine
     std::optional<QString> title; // none when the window has no readable title
     QString className;            // WM_CLASS class; names the program when nothing better does
     bool isMinimized = false;

@@ -76,11 +76,8 @@ void AppDelegate::wireWindows()
         windowManager->owners = [desktop] {
             std::vector<WindowOwner> owners;
             for (const RunningApplicationRef& app : desktop->runningApplications()) {
-                // A program without a pid owns no window by pid.
-                if (!app->isRegular)
-                    continue;
-                for (const pid_t pid : app->processIdentifiers)
-                    owners.push_back({pid, app->localizedName});
+                if (app->isRegular)
+                    owners.push_back({app->key, app->localizedName, app->processIdentifiers, app->windows});
             }
             return owners;
         };
@@ -184,15 +181,8 @@ std::vector<DockWindow> AppDelegate::windowsOfItem(const QString& id) const
         return {};
     for (const DockItem& item : dockModel->items()) {
         const auto& app = item.runningApplication;
-        if (item.id != id || !app)
-            continue;
-        // Every process of the application: its pid follows the window that had the focus last.
-        std::vector<DockWindow> windows;
-        for (const pid_t pid : app->processIdentifiers) {
-            auto more = windowManager->windows(pid, app->localizedName);
-            windows.insert(windows.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
-        }
-        return windows;
+        if (item.id == id && app)
+            return windowManager->windows(app->key);
     }
     return {};
 }

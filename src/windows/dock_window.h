@@ -4,7 +4,6 @@
 #include <QString>
 
 #include <cstdint>
-#include <sys/types.h>
 
 namespace wharf {
 
@@ -12,14 +11,14 @@ namespace wharf {
 struct DockWindow {
     std::uint32_t id = 0;   // X11 window id
     QString title;
-    pid_t pid = 0;
+    QString appKey;         // its program's RunningApplication::key; empty when no running program claims it
     QString appName;
     bool isMinimized = false;
     QIcon icon{};           // the window's own icon (_NET_WM_ICON); null when it has none
 
     bool operator==(const DockWindow& other) const
     {
-        return id == other.id && title == other.title && pid == other.pid && appName == other.appName
+        return id == other.id && title == other.title && appKey == other.appKey && appName == other.appName
             && isMinimized == other.isMinimized && icon.cacheKey() == other.icon.cacheKey();
     }
 };

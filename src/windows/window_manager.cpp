@@ -29,20 +29,27 @@ WindowManager::~WindowManager()
 std::vector<DockWindow> WindowManager::readWindows(const std::vector<ClientWindow>& windows,
                                                    const std::vector<WindowOwner>& owners)
 {
-    QHash<pid_t, QString> names;
-    for (const WindowOwner& owner : owners)
-        names.insert(owner.pid, owner.name);
-    QHash<pid_t, int> counts;
+    QHash<std::uint32_t, const WindowOwner*> byWindow;
+    QHash<pid_t, const WindowOwner*> byPid;
+    for (const WindowOwner& owner : owners) {
+        for (const std::uint32_t window : owner.windows)
+            byWindow.insert(window, &owner);
+        for (const pid_t pid : owner.pids)
+            byPid.insert(pid, &owner);
+    }
+    QHash<QString, int> counts;
     std::vector<DockWindow> out;
     for (const ClientWindow& window : windows) {
-        int& count = counts[window.pid];
+        // As the desktop grouped it; its process stands in while the desktop has not seen it yet.
+        const WindowOwner* owner = byWindow.value(window.id, window.pid > 0 ? byPid.value(window.pid) : nullptr);
+        int& count = counts[owner ? owner->key : QString::number(window.pid)];
         if (count >= maxWindowsPerApplication)
             continue;
         ++count;
-        const auto known = names.constFind(window.pid);
-        const QString appName = ownerName(known != names.constEnd() ? *known : window.className);
+        const QString appName = ownerName(owner ? owner->name : window.className);
         const QString title = window.title ? window.title->trimmed() : QString();
-        out.push_back({window.id, title.isEmpty() ? appName : title, window.pid, appName, window.isMinimized});
+        out.push_back({window.id, title.isEmpty() ? appName : title, owner ? owner->key : QString(), appName,
+                       window.isMinimized});
     }
     return out;
 }
@@ -111,16 +118,14 @@ void WindowManager::attachIcons(std::vector<DockWindow>& windows, const QHash<st
     icons = std::move(kept);
 }
 
-std::vector<DockWindow> WindowManager::windows(pid_t pid, const QString& appName)
+std::vector<DockWindow> WindowManager::windows(const QString& appKey)
 {
     if (!mainReader)
         mainReader = control.makeReader();
-    std::vector<ClientWindow> mine;
-    for (ClientWindow& window : mainReader->clientWindows(maxWindowsPerApplication)) {
-        if (window.pid == pid)
-            mine.push_back(std::move(window));
-    }
-    return readWindows(mine, {{pid, appName}});
+    std::vector<DockWindow> all = readWindows(mainReader->clientWindows(maxWindowsPerApplication),
+                                              owners ? owners() : std::vector<WindowOwner>{});
+    std::erase_if(all, [&](const DockWindow& window) { return window.appKey != appKey; });
+    return all;
 }
 
 void WindowManager::focus(const DockWindow& window)

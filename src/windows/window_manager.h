@@ -10,6 +10,7 @@
 #include <QObject>
 #include <QString>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -18,10 +19,13 @@
 
 namespace wharf {
 
-// The program a window belongs to, as the dock knows it.
+// A running program and what tells its windows apart: the windows the desktop grouped into it,
+// else (for a window it has not seen yet) their process.
 struct WindowOwner {
-    pid_t pid = 0;
+    QString key; // RunningApplication::key
     QString name;
+    std::vector<pid_t> pids;
+    std::vector<std::uint32_t> windows;
 };
 
 // Reads other programs' windows and acts on them: the minimized windows the dock shows, the
@@ -37,8 +41,8 @@ public:
     explicit WindowManager(WindowControl& control, QObject* parent = nullptr);
     ~WindowManager() override;
 
-    // The running task-bar programs by pid, for window owners' names; read on the main thread
-    // before every scan.
+    // The running task-bar programs, for windows' owners; read on the main thread before every
+    // scan and window list.
     std::function<std::vector<WindowOwner>()> owners;
     // Receives every reported failure.
     std::function<void(const QString& message)> onIntegrationError;
@@ -48,15 +52,15 @@ public:
     void scan(std::function<void(std::vector<DockWindow>)> callback);
     bool scanInFlight() const { return inFlight; }
 
-    // Every window of the program `pid`, minimized or not, read now.
-    std::vector<DockWindow> windows(pid_t pid, const QString& appName);
+    // Every window of the program with this key, minimized or not, read now.
+    std::vector<DockWindow> windows(const QString& appKey);
     void focus(const DockWindow& window);
     void minimize(const DockWindow& window);
     void report(const QString& message);
 
     std::optional<QString> lastError;
 
-    // Turns raw client windows into records: owners' names, trimmed titles, at most
+    // Turns raw client windows into records: owners, trimmed titles, at most
     // maxWindowsPerApplication per program.
     static std::vector<DockWindow> readWindows(const std::vector<ClientWindow>& windows,
                                                const std::vector<WindowOwner>& owners);

@@ -77,11 +77,11 @@ TEST(DockViewEntries, WindowsFollowTheApplicationsAndTheSeparatorFallsAfterThem)
     DockViewHarness h;
     const QString b = h.app("b");
     h.pin({h.app("a"), b});
-    auto running = FakeWorkspace::app("b", 42, b);
+    auto running = FakeWorkspace::app("b", std::nullopt, b);
     running.icon = DockViewHarness::solidIcon(Qt::magenta);
     h.workspace.launch(running);
     h.model.refresh();
-    h.minimized.push_back(DockWindow{7, "Notes", 42, "b", true});
+    h.minimized.push_back(DockWindow{7, "Notes", "b", "b", true});
     const auto& entries = h.makeView().entries();
     ASSERT_EQ(entries.size(), 4u);
     EXPECT_EQ(h.view->separatorIndex(), 2);

@@ -193,7 +193,7 @@ TEST(DockViewAccessibility, TilesDescribeWhatAClickDoesAndTheirBadge)
         return identity == QFileInfo(mail).canonicalFilePath() ? std::optional<QString>("3") : std::nullopt;
     };
     h.model.refresh();
-    h.minimized.push_back(DockWindow{5, "Draft", 99, "mail", true});
+    h.minimized.push_back(DockWindow{5, "Draft", "mail", "mail", true});
     DockView& view = h.makeView();
     view.show();
     view.start();

@@ -42,8 +42,9 @@ public:
                                   std::optional<QString> bundleID = std::nullopt,
                                   const QString& name = {})
     {
-        return {.key = key, .processIdentifier = pid, .processIdentifiers = {}, .bundleLocation = std::move(location),
-                .bundleIdentifier = std::move(bundleID), .localizedName = name.isEmpty() ? key : name, .icon = {}};
+        return {.key = key, .processIdentifier = pid, .processIdentifiers = {}, .windows = {},
+                .bundleLocation = std::move(location), .bundleIdentifier = std::move(bundleID),
+                .localizedName = name.isEmpty() ? key : name, .icon = {}};
     }
 
     // Adds a running program and announces it, as the desktop would.

@@ -77,10 +77,7 @@ protected:
             ADD_FAILURE() << "the stack never got there: " << QJsonDocument(last).toJson().toStdString();
         return last;
     }
-    QJsonObject until(const QString& mode)
-    {
-        return until([&](const QJsonObject& s) { return shows(s, mode); });
-    }
+    QJsonObject until(const QString& mode) { return until([&](const QJsonObject& s) { return shows(s, mode); }); }
 
     E2eSession session;
     DockClient wharf{session};

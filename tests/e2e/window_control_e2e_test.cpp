@@ -1,6 +1,6 @@
 // Other programs' windows under a real X server and window manager: minimized xterms become
-// window tiles before the Trash, showing the window's own icon when the dock has none for its
-// process, and activating a tile restores that one window.
+// window tiles before the Trash, showing their program's icon (whichever of its processes, or none,
+// the window names), and activating a tile restores that one window.
 #include "dock_e2e_client.h"
 
 #include <QMap>
@@ -43,11 +43,14 @@ TEST(WindowControl, MinimizedWindowsBecomeTilesWithTheirIconsAndActivatingOneRes
     // workspaces, and not to be minimized, as kwin says of a window that takes no input.
     session.start(BAND_CLIENT, {"100", "400", "200", "150", "--red-icon"});
     session.start(BAND_CLIENT, {"500", "400", "200", "150", "--red-icon", "--iconic-state", "--no-minimize"});
+    session.start("xcalc", {"-geometry", "+900+100"}); // names no _NET_WM_PID
     ASSERT_TRUE(waitFor([&] {
-        return session.clientWindows("xterm").size() == 2 && session.clientWindows("bandclient").size() == 2;
+        return session.clientWindows("xterm").size() == 2 && session.clientWindows("bandclient").size() == 2
+            && session.clientWindows("xcalc").size() == 1;
     }));
     const std::vector<quint32> xterms = session.clientWindows("xterm");
     const std::vector<quint32> clients = session.clientWindows("bandclient");
+    const quint32 calc = session.clientWindows("xcalc").front();
     ASSERT_TRUE(waitFor([&] { return isIconic(session, clients[0]) || isIconic(session, clients[1]); }));
     ASSERT_NE(session.startWharf(), nullptr);
     DockClient client(session);
@@ -104,7 +107,7 @@ TEST(WindowControl, MinimizedWindowsBecomeTilesWithTheirIconsAndActivatingOneRes
                                                                                 << isIconic(session, unminimizable);
     EXPECT_TRUE(client.succeeds("AnswerAlert", {"OK"}));
 
-    // The dock reports one band client process; the other's window has no icon of the dock's.
+    // Windows of the band client's unreported process and of xcalc, which names none, show their program's icon.
     quint32 other = 0;
     ASSERT_TRUE(waitFor([&] {
         if (client.item("pid", windowPid(session, clients[0])))
@@ -114,11 +117,18 @@ TEST(WindowControl, MinimizedWindowsBecomeTilesWithTheirIconsAndActivatingOneRes
         return other != 0;
     }));
     session.xdotool({"windowminimize", QString::number(other)});
-    ASSERT_TRUE(waitFor([&] { return windowTiles(client).contains(tileID(other)); }));
+    const QString calcID = client.itemIDs([](const QJsonObject& item) { return item["title"] == "XCalc"; }).value(0);
+    EXPECT_TRUE(windowsOfItem(client, calcID).contains(tileID(calc))) << calcID.toStdString();
+    EXPECT_TRUE(client.succeeds("Minimize", {tileID(calc)}));
+    ASSERT_TRUE(waitFor([&] { return windowTiles(client).size() == 3; })) << "the other xterm's, the band client's, xcalc's";
     ASSERT_TRUE(client.settledDock());
-    const QPoint centre = client.tile(tileID(other)).center().toPoint();
-    EXPECT_GT(pixelsOf(session.screenshot(), QRect(centre - QPoint(6, 6), QSize(13, 13)), Qt::red), 13 * 13 / 2)
-        << "the tile shows the window's red icon, not a generic one";
+    const QImage shot = session.screenshot();
+    const auto iconPixels = [&](quint32 window, const QColor& colour) {
+        const QPoint centre = client.tile(tileID(window)).center().toPoint();
+        return pixelsOf(shot, QRect(centre - QPoint(6, 6), QSize(13, 13)), colour);
+    };
+    EXPECT_GT(iconPixels(other, Qt::red), 13 * 13 / 2) << "the program's red icon, not a generic one";
+    EXPECT_GT(iconPixels(calc, Qt::black), 13 * 13 / 6) << "the calculator's black keys, not the generic icon";
 }
 
 } // namespace

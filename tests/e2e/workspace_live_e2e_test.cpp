@@ -113,10 +113,7 @@ protected:
     {
         return find([&](const RunningApplication& a) { return a.localizedName == name; });
     }
-    bool receivedAny(WorkspaceNotification n) const
-    {
-        return std::find(received.begin(), received.end(), n) != received.end();
-    }
+    bool receivedAny(WorkspaceNotification n) const { return std::ranges::find(received, n) != received.end(); }
 
     static inline std::unique_ptr<E2eSession> session;
     static inline QString wrappedClock;

@@ -240,6 +240,11 @@ TEST(ProcessFiles, OddContentsParseOrGiveNothing)
               "org.example.Flat");
     EXPECT_EQ(flatpakIdFromInfo("name=org.no.Group\n"), QString());
     EXPECT_EQ(splitNulSeparated(QByteArray("a\0b c\0\0", 7)), (QStringList{"a", "b c"}));
+    // A window shown over ssh -X names a process of its own machine.
+    for (const char* machine : {"", "box", "BOX.lan", "localhost"})
+        EXPECT_EQ(localProcess(7, machine, "box"), 7) << machine;
+    EXPECT_EQ(localProcess(7, "far", "box"), std::nullopt);
+    EXPECT_EQ(localProcess(0, "box", "box"), std::nullopt);
 }
 
 } // namespace

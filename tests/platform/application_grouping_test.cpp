@@ -62,6 +62,7 @@ TEST(GroupApplications, WindowsOfOneKeyAreOneApplicationWithTheFocusedWindowsPro
     const auto apps = groupApplications({first, second, palette}, 2);
     ASSERT_EQ(apps.size(), 1u);
     EXPECT_EQ(apps[0].processIdentifier, 11);
+    EXPECT_EQ(apps[0].windows, (std::vector<std::uint32_t>{1, 2, 3}));
     EXPECT_TRUE(apps[0].isActive);
     EXPECT_TRUE(apps[0].demandsAttention);
     EXPECT_FALSE(groupApplications({first}, 0)[0].demandsAttention);
@@ -81,10 +82,12 @@ TEST(GroupApplications, WindowsOfOneKeyAreOneApplicationWithTheFocusedWindowsPro
         << "the focused window does not know its pid; the other does";
 }
 
-RunningApplicationRef snapshot(const QString& key, bool active = false, bool hidden = false, bool asks = false)
+RunningApplicationRef snapshot(const QString& key, bool active = false, bool hidden = false, bool asks = false,
+                               std::vector<std::uint32_t> windows = {})
 {
     RunningApplication app;
     app.key = key;
+    app.windows = std::move(windows);
     app.isActive = active;
     app.isHidden = hidden;
     app.demandsAttention = asks;
@@ -106,6 +109,7 @@ TEST(ApplicationChange, LaunchesAndQuitsOutrankTheRest)
         {"hiddenAndActivated", {snapshot("a", true), snapshot("b", false, true)}, N::didActivateApplication},
         {"reordered", {snapshot("b", true), snapshot("a")}, N::didActivateApplication},
         {"asksForAttention", {snapshot("a", false, false, true), snapshot("b", true)}, N::didActivateApplication},
+        {"anotherWindow", {snapshot("a", false, false, false, {7}), snapshot("b", true)}, N::didActivateApplication},
     };
     for (const auto& row : rows) {
         std::vector<RunningApplication> after;

@@ -39,7 +39,7 @@ TEST(WindowPollTest, OnlyIdentifiersInOrderCount)
     const auto windows = [](std::initializer_list<std::uint32_t> ids) {
         std::vector<DockWindow> out;
         for (const auto id : ids)
-            out.push_back(DockWindow{id, QStringLiteral("title %1").arg(id), 1, {}, true});
+            out.push_back(DockWindow{id, QStringLiteral("title %1").arg(id), {}, {}, true});
         return out;
     };
     auto retitled = windows({1, 2});

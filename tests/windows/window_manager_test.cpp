@@ -22,13 +22,15 @@ TEST(WindowManagerRead, TitlesOwnerNamesAndAtMost128WindowsOfOneProgramInOrder)
         QString title;
         QString appName;
     };
-    const std::vector<WindowOwner> owners{{10, "Terminal"}};
+    const std::vector<WindowOwner> owners{{"term", "Terminal", {10}, {}}, {"calc", "Calc", {}, {5, 8}}};
     const std::vector<Row> rows{
         {"trimmed", client(1, 10, "\n  Report\t \r\n"), "Report", "Terminal"},
         {"blank title takes the program's name", client(2, 10, " \n "), "Terminal", "Terminal"},
         {"no title", client(3, 10, std::nullopt), "Terminal", "Terminal"},
         {"unknown owner is named by its class", client(4, 99, std::nullopt, false, "XTerm"), "XTerm", "XTerm"},
         {"no owner, no class", client(6, 98, "x"), "x", "Application"},
+        {"no pid: its program lists it", client(5, 0, std::nullopt, false, "XCalc"), "Calc", "Calc"},
+        {"listed by another program than its pid's", client(8, 10, std::nullopt), "Calc", "Calc"},
     };
     for (const Row& row : rows) {
         const auto read = WindowManager::readWindows({row.window}, owners);
@@ -57,7 +59,7 @@ protected:
     void SetUp() override
     {
         manager.onIntegrationError = [this](const QString& message) { reported.push_back(message); };
-        manager.owners = [] { return std::vector<WindowOwner>{{10, "Terminal"}}; };
+        manager.owners = [] { return std::vector<WindowOwner>{{"term", "Terminal", {10}, {}}}; };
     }
 };
 
@@ -80,11 +82,11 @@ TEST_F(WindowManagerTest, ARequestWhileAScanRunsIsDropped)
 // the user hears when the window has closed or the window system refuses is checked here.
 TEST_F(WindowManagerTest, FailuresAndClosedWindowsAreReportedInWords)
 {
-    manager.focus(DockWindow{9, "Old", 10, "Terminal", true});
+    manager.focus(DockWindow{9, "Old", "term", "Terminal", true});
     EXPECT_TRUE(control.activated.empty()) << "a closed window is left alone";
 
     control.setWindows({client(1, 10, "Shell", true), client(2, 10, "Log")});
-    const auto windows = manager.windows(10, "Terminal");
+    const auto windows = manager.windows("term");
     ASSERT_EQ(windows.size(), 2u);
     control.failure = WindowControlFailure{WindowControlFailure::Kind::noResponse, 0};
     manager.focus(windows[0]);

@@ -38,6 +38,7 @@ RunningApplication makeApplication(const QString& key, const Group& group, quint
     bool anyRegular = false;
     bool allRegularHidden = true;
     for (const WindowFacts* facts : group.windows) {
+        app.windows.push_back(facts->window);
         app.isActive = app.isActive || facts->window == activeWindow;
         app.demandsAttention = app.demandsAttention || facts->urgent;
         if (facts->focusSequence > focus->focusSequence)
@@ -135,7 +136,7 @@ std::optional<WorkspaceNotification> applicationChange(const std::vector<Running
         unhid = unhid || (!now.isHidden && was->isHidden);
         same = same && before[i]->key == now.key && was->processIdentifier == now.processIdentifier
             && was->isActive == now.isActive && was->isHidden == now.isHidden && was->isRegular == now.isRegular
-            && was->demandsAttention == now.demandsAttention
+            && was->demandsAttention == now.demandsAttention && was->windows == now.windows
             && was->bundleLocation == now.bundleLocation && was->localizedName == now.localizedName
             && was->icon.cacheKey() == now.icon.cacheKey();
     }

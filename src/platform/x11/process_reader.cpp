@@ -60,6 +60,17 @@ std::optional<quint64> startTimeFromStat(const QByteArray& stat)
     return ok ? std::optional<quint64>(ticks) : std::nullopt;
 }
 
+std::optional<pid_t> localProcess(std::optional<quint32> pid, const QString& clientMachine, const QString& host)
+{
+    // Host names come with and without their domain.
+    const auto shortName = [](const QString& name) { return name.section(QLatin1Char('.'), 0, 0); };
+    if (!pid || *pid == 0
+        || (!clientMachine.isEmpty() && clientMachine != QLatin1String("localhost")
+            && shortName(clientMachine).compare(shortName(host), Qt::CaseInsensitive) != 0))
+        return std::nullopt;
+    return static_cast<pid_t>(*pid);
+}
+
 QStringList splitNulSeparated(const QByteArray& data)
 {
     QStringList parts;

@@ -23,6 +23,9 @@ struct ProcessInfo {
 };
 
 ProcessInfo readProcessInfo(pid_t pid);
+// The process a window names in _NET_WM_PID, unless it names none (0) or the window's WM_CLIENT_MACHINE
+// is another host than `host`: a program shown over ssh -X names a process of its own machine.
+std::optional<pid_t> localProcess(std::optional<quint32> pid, const QString& clientMachine, const QString& host);
 void applyProcessInfo(const ProcessInfo& info, WindowMetadata& metadata);
 
 // Parsers over file contents, kept apart so odd contents can be tested.

@@ -1,7 +1,9 @@
 #include "platform/x11/x11_window_control.h"
 
+#include "platform/x11/process_reader.h"
 #include "platform/x11/x11_window_mover.h"
 
+#include <QSysInfo>
 #include <QTimer>
 
 #include <xcb/xcb_icccm.h>
@@ -84,18 +86,19 @@ public:
         const std::vector<xcb_window_t> windows = connection_->rootWindowList(ewmh->_NET_CLIENT_LIST);
 
         struct Cookies {
-            xcb_get_property_cookie_t pid, type, state, netName, name, wmClass, transientFor;
+            xcb_get_property_cookie_t pid, machine, type, state, netName, name, wmClass, transientFor;
         };
         std::vector<Cookies> cookies;
         cookies.reserve(windows.size());
         for (xcb_window_t w : windows) {
-            cookies.push_back({readProperty(c, w, ewmh->_NET_WM_PID, 1), readProperty(c, w, ewmh->_NET_WM_WINDOW_TYPE, 32),
-                               readProperty(c, w, ewmh->_NET_WM_STATE, 64),
+            cookies.push_back({readProperty(c, w, ewmh->_NET_WM_PID, 1), readProperty(c, w, XCB_ATOM_WM_CLIENT_MACHINE, 64),
+                               readProperty(c, w, ewmh->_NET_WM_WINDOW_TYPE, 32), readProperty(c, w, ewmh->_NET_WM_STATE, 64),
                                readProperty(c, w, ewmh->_NET_WM_NAME, titleWords), readProperty(c, w, XCB_ATOM_WM_NAME, titleWords),
                                readProperty(c, w, XCB_ATOM_WM_CLASS, 256), readProperty(c, w, XCB_ATOM_WM_TRANSIENT_FOR, 1)});
         }
         const bool desktopShown = showingDesktop(*connection_);
         const pid_t self = getpid();
+        const QString host = QSysInfo::machineHostName();
         std::unordered_map<pid_t, int> counts;
         std::vector<ClientWindow> out;
         for (std::size_t i = 0; i < windows.size(); ++i) {
@@ -103,11 +106,14 @@ public:
             auto reply = [c](xcb_get_property_cookie_t cookie) {
                 return xcbReply(xcb_get_property_reply(c, cookie, nullptr));
             };
-            const auto pidReply = reply(k.pid), typeReply = reply(k.type), stateReply = reply(k.state),
-                       netNameReply = reply(k.netName), nameReply = reply(k.name), classReply = reply(k.wmClass),
-                       transientReply = reply(k.transientFor);
+            const auto pidReply = reply(k.pid), machineReply = reply(k.machine), typeReply = reply(k.type),
+                       stateReply = reply(k.state), netNameReply = reply(k.netName), nameReply = reply(k.name),
+                       classReply = reply(k.wmClass), transientReply = reply(k.transientFor);
             const auto pids = values<uint32_t>(pidReply.get());
-            const pid_t pid = pids.empty() ? 0 : pid_t(pids.front());
+            // The machine's name up to a terminating NUL.
+            const QString machine = QString::fromUtf8(bytes(machineReply.get()).constData());
+            const pid_t pid = localProcess(pids.empty() ? std::nullopt : std::optional<quint32>(pids.front()),
+                                           machine, host).value_or(0);
             if (pid == self)
                 continue;
             // Normal windows only; a window without a type is normal unless it is transient (a dialog).

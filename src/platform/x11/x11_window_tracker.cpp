@@ -3,6 +3,7 @@
 #include "platform/x11/gobject_ptr.h"
 
 #include <QFileInfo>
+#include <QSysInfo>
 
 #include <xcb/xcb_icccm.h>
 
@@ -79,7 +80,8 @@ bool X11WindowTracker::handleEvent(const xcb_generic_event_t* event)
             return false;
         WindowRecord& record = it->second;
         if (notify->atom == XCB_ATOM_WM_CLASS || notify->atom == ewmh->_NET_WM_PID
-            || notify->atom == atoms.gtkApplicationId || notify->atom == atoms.kdeDesktopFile)
+            || notify->atom == XCB_ATOM_WM_CLIENT_MACHINE || notify->atom == atoms.gtkApplicationId
+            || notify->atom == atoms.kdeDesktopFile)
             record.identityDirty = true;
         else if (notify->atom == ewmh->_NET_WM_STATE || notify->atom == atoms.wmState
                  || notify->atom == ewmh->_NET_WM_WINDOW_TYPE || notify->atom == XCB_ATOM_WM_HINTS)
@@ -192,7 +194,7 @@ void X11WindowTracker::readWindowProperties()
         xcb_window_t window;
         bool identity;
         bool state;
-        xcb_get_property_cookie_t wmClass, pid, gtkId, kdeFile, wmCommand, type, netState, hints;
+        xcb_get_property_cookie_t wmClass, pid, machine, gtkId, kdeFile, wmCommand, type, netState, hints;
     };
     std::vector<Pending> pending;
     // Send every request first, then collect: one round trip for all windows.
@@ -200,13 +202,14 @@ void X11WindowTracker::readWindowProperties()
         WindowRecord& record = windows_.at(window);
         if (!record.identityDirty && !record.stateDirty)
             continue;
-        Pending p{window, record.identityDirty, record.stateDirty, {}, {}, {}, {}, {}, {}, {}, {}};
+        Pending p{window, record.identityDirty, record.stateDirty, {}, {}, {}, {}, {}, {}, {}, {}, {}};
         auto get = [&](xcb_atom_t property, xcb_atom_t type) {
             return xcb_get_property(c, 0, window, property, type, 0, propertyLengthWords);
         };
         if (p.identity) {
             p.wmClass = get(XCB_ATOM_WM_CLASS, XCB_ATOM_STRING);
             p.pid = get(ewmh->_NET_WM_PID, XCB_ATOM_CARDINAL);
+            p.machine = get(XCB_ATOM_WM_CLIENT_MACHINE, XCB_GET_PROPERTY_TYPE_ANY);
             p.gtkId = get(atoms.gtkApplicationId, XCB_GET_PROPERTY_TYPE_ANY);
             p.kdeFile = get(atoms.kdeDesktopFile, XCB_GET_PROPERTY_TYPE_ANY);
             p.wmCommand = get(XCB_ATOM_WM_COMMAND, XCB_ATOM_STRING);
@@ -219,6 +222,7 @@ void X11WindowTracker::readWindowProperties()
         pending.push_back(p);
     }
     std::unordered_set<xcb_window_t> vanished;
+    const QString host = QSysInfo::machineHostName();
     for (const Pending& p : pending) {
         WindowRecord& record = windows_.at(p.window);
         bool gone = false;
@@ -235,9 +239,9 @@ void X11WindowTracker::readWindowProperties()
             WindowMetadata& metadata = record.metadata;
             const QByteArray wmClass = propertyBytes(reply(p.wmClass).get());
             std::tie(metadata.wmInstance, metadata.wmClass) = parseWmClass(wmClass);
-            const auto pid = propertyCardinal(reply(p.pid).get());
             // Zero is no process: some clients write it when they do not know.
-            metadata.pid = pid && *pid > 0 ? std::optional<pid_t>(static_cast<pid_t>(*pid)) : std::nullopt;
+            const auto pid = propertyCardinal(reply(p.pid).get());
+            metadata.pid = localProcess(pid, propertyText(reply(p.machine).get()), host);
             metadata.gtkApplicationId = propertyText(reply(p.gtkId).get());
             metadata.kdeDesktopFile = propertyText(reply(p.kdeFile).get());
             record.wmCommand = splitNulSeparated(propertyBytes(reply(p.wmCommand).get()));
